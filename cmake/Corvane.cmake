@@ -1,0 +1,23 @@
+# What every target of this tree shares.
+
+# corvane_warnings(TARGET): the warning set of the house.
+function(corvane_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+    $<$<BOOL:${CORVANE_WERROR}>:-Werror>
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>)
+endfunction()
+
+# corvane_library(NAME SOURCES... ): the shared library libcorvane-NAME, as Corvane::NAME.
+function(corvane_library name)
+  add_library(corvane-${name} SHARED ${ARGN})
+  add_library(Corvane::${name} ALIAS corvane-${name})
+  set_target_properties(corvane-${name} PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    EXPORT_NAME ${name})
+  target_include_directories(corvane-${name} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_compile_features(corvane-${name} PUBLIC cxx_std_20)
+  target_link_options(corvane-${name} PRIVATE LINKER:--no-undefined)
+  corvane_warnings(corvane-${name})
+endfunction()

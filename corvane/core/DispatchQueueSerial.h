@@ -1,0 +1,50 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "corvane/core/Completion.h"
+#include "corvane/core/Mutex.h"
+#include "corvane/platform/Export.h"
+#include "corvane/platform/SerialQueues.h"
+
+namespace corvane {
+
+/// A named queue that runs its work one item at a time, in the order of submission, off the main queue.
+///
+/// Queues are cheap: one without work owns no thread, and one whose work blocks keeps no other from running. Work must
+/// not throw. Any thread may submit; but while one is inside sync(), every other submission waits for it, so work that
+/// sync() waits for must not submit to its own queue.
+class CORVANE_API DispatchQueueSerial {
+ public:
+  DispatchQueueSerial(std::string label, QoS qos);
+
+  /// Does not wait: work already queued still runs.
+  ~DispatchQueueSerial();
+
+  DispatchQueueSerial(const DispatchQueueSerial&) = delete;
+  DispatchQueueSerial& operator=(const DispatchQueueSerial&) = delete;
+
+  const std::string& label() const { return m_label; }
+
+  /// The platform's queue underneath: submitting there takes no lock of this object. Fatal if there is none.
+  SerialQueue& dqueue();
+
+  /// Runs `work` on the queue and returns when it has run.
+  template <class Work>
+  void sync(Work&& work) {
+    MutexLock lock(m_mutex);
+    submitAndWait([this](std::function<void()> item) { dqueue().async(std::move(item)); }, work);
+  }
+
+  /// Queues `work` and returns.
+  void async(std::function<void()> work);
+
+ private:
+  std::unique_ptr<SerialQueue> m_dispatch;
+  std::string m_label;
+  Mutex m_mutex;
+};
+
+}  // namespace corvane

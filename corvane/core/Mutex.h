@@ -1,0 +1,142 @@
+#pragma once
+
+#include <pthread.h>
+#include <sys/time.h>
+
+#include <cstdint>
+#include <utility>
+
+#include "corvane/core/ThreadSafety.h"
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// The time limit that means: wait without a limit. Every negative number of microseconds does.
+inline constexpr std::int64_t COND_WAIT_FOREVER = -1;
+
+/// A POSIX mutex and the one condition that goes with it: the thin layer below Mutex, and the object behind the C
+/// functions of corvane/core/ptlock_c.h. Not recursive. The methods return the code of the POSIX call.
+class CORVANE_CAPABILITY("mutex") ptlock {
+ public:
+  ptlock() = default;
+  ~ptlock() {
+    pthread_cond_destroy(&m_condition);
+    pthread_mutex_destroy(&m_mutex);
+  }
+  ptlock(const ptlock&) = delete;
+  ptlock& operator=(const ptlock&) = delete;
+
+  int acquire() CORVANE_ACQUIRE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { return pthread_mutex_lock(&m_mutex); }
+  int release() CORVANE_RELEASE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { return pthread_mutex_unlock(&m_mutex); }
+  int broadcast() { return pthread_cond_broadcast(&m_condition); }
+
+  /// With the lock held: waits for a broadcast, for at most `usec` microseconds if that is not negative. True if the
+  /// time ran out. The deadline lies on the real-time clock, so setting the system's time moves it.
+  CORVANE_API bool wait(long long usec) CORVANE_REQUIRES(this);
+
+ private:
+  pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
+  pthread_cond_t m_condition = PTHREAD_COND_INITIALIZER;
+};
+
+/// Mutual exclusion and waiting, in one object: a lock with one condition.
+///
+/// Not recursive: acquiring it twice on one thread deadlocks. Every wake-up is a broadcast, and waits may end without
+/// one, so a waiter looks again at what it waits for (waitloop does). Time limits are microseconds; COND_WAIT_FOREVER
+/// or any negative number means none, 0 returns at once. Any thread; hold it by std::shared_ptr to share it.
+///
+///     Mutex mutex;
+///     int jobs CORVANE_GUARDED_BY(mutex) = 0;
+///
+///     MutexLock lock(mutex);                                   // as long as the scope
+///     while (jobs == 0 && !mutex.wait(500'000)) {}             // half a second at most for each wake-up
+class CORVANE_CAPABILITY("mutex") Mutex {
+ public:
+  Mutex() = default;
+  Mutex(const Mutex&) = delete;
+  Mutex& operator=(const Mutex&) = delete;
+
+  void acquire() CORVANE_ACQUIRE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { m_lock.acquire(); }
+  void release() CORVANE_RELEASE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { m_lock.release(); }
+
+  /// Runs `body` with the lock held and returns what it returns. Unlocks also when `body` throws.
+  template <class Body>
+  decltype(auto) acquire_block(Body&& body) CORVANE_EXCLUDES(this);
+
+  /// For a caller that holds the lock: runs `body` without it and returns what it returns. Locks again also when
+  /// `body` throws.
+  template <class Body>
+  decltype(auto) release_block(Body&& body) CORVANE_REQUIRES(this);
+
+  /// With the lock held: waits for a broadcast, for at most `usecs` microseconds. True if the time ran out.
+  bool wait(std::int64_t usecs = COND_WAIT_FOREVER) CORVANE_REQUIRES(this) CORVANE_NO_THREAD_SAFETY_ANALYSIS {
+    return m_lock.wait(usecs);
+  }
+
+  /// With the lock held: waits for a broadcast until the real-time clock shows `tv`. True if the time ran out; at once
+  /// if `tv` has passed.
+  CORVANE_API bool waituntil(const timeval& tv) CORVANE_REQUIRES(this);
+
+  /// The whole condition loop under the lock: calls `initialise` once; then, as long as `predicate` holds, waits for at
+  /// most `usecs` microseconds and calls `body`.
+  template <class Initialise, class Predicate, class Body>
+  void waitloop(Initialise&& initialise, Predicate&& predicate, Body&& body, std::int64_t usecs) CORVANE_EXCLUDES(this);
+
+  /// Wakes every waiter. The caller normally holds the lock.
+  void broadcast() { m_lock.broadcast(); }
+
+ private:
+  ptlock m_lock;
+};
+
+/// Holds a Mutex for a scope; may be released and taken again in between.
+class CORVANE_SCOPED_CAPABILITY MutexLock {
+ public:
+  explicit MutexLock(Mutex& mutex) CORVANE_ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.acquire(); }
+  ~MutexLock() CORVANE_RELEASE() {
+    if (m_held) m_mutex.release();
+  }
+  MutexLock(const MutexLock&) = delete;
+  MutexLock& operator=(const MutexLock&) = delete;
+
+  void unlock() CORVANE_RELEASE() {
+    m_mutex.release();
+    m_held = false;
+  }
+  void lock() CORVANE_ACQUIRE() {
+    m_mutex.acquire();
+    m_held = true;
+  }
+
+ private:
+  Mutex& m_mutex;
+  bool m_held = true;
+};
+
+template <class Body>
+decltype(auto) Mutex::acquire_block(Body&& body) {
+  MutexLock lock(*this);
+  return std::forward<Body>(body)();
+}
+
+template <class Body>
+decltype(auto) Mutex::release_block(Body&& body) CORVANE_NO_THREAD_SAFETY_ANALYSIS {
+  struct Unlocked {
+    Mutex& mutex;
+    explicit Unlocked(Mutex& held) CORVANE_NO_THREAD_SAFETY_ANALYSIS : mutex(held) { mutex.release(); }
+    ~Unlocked() CORVANE_NO_THREAD_SAFETY_ANALYSIS { mutex.acquire(); }
+  } unlocked(*this);
+  return std::forward<Body>(body)();
+}
+
+template <class Initialise, class Predicate, class Body>
+void Mutex::waitloop(Initialise&& initialise, Predicate&& predicate, Body&& body, std::int64_t usecs) {
+  MutexLock lock(*this);
+  initialise();
+  while (predicate()) {
+    wait(usecs);
+    body();
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,36 @@
+#include "corvane/core/Text.h"
+
+#include <array>
+
+namespace corvane {
+
+namespace {
+
+// The White_Space characters beyond ASCII, in UTF-8.
+constexpr std::array<std::string_view, 19> WIDE_SPACES = {
+    "\u0085", "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006",
+    "\u2007", "\u2008", "\u2009", "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000"};
+
+bool isAsciiSpace(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// Bytes of the space that the text begins (or ends) with, 0 if it does not.
+std::size_t spaceAt(std::string_view text, bool atEnd) {
+  if (text.empty()) return 0;
+  const char c = atEnd ? text.back() : text.front();
+  if (static_cast<unsigned char>(c) < 0x80) return isAsciiSpace(c) ? 1 : 0;
+  for (const std::string_view space : WIDE_SPACES)
+    if (atEnd ? text.ends_with(space) : text.starts_with(space)) return space.size();
+  return 0;
+}
+
+}  // namespace
+
+std::string_view trimmed(std::string_view text) {
+  while (const std::size_t space = spaceAt(text, false)) text.remove_prefix(space);
+  while (const std::size_t space = spaceAt(text, true)) text.remove_suffix(space);
+  return text;
+}
+
+}  // namespace corvane

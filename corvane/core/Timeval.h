@@ -1,0 +1,137 @@
+#pragma once
+
+#include <sys/time.h>
+#include <time.h>
+
+#include <compare>
+#include <concepts>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "corvane/core/Checked.h"
+#include "corvane/core/Clock.h"
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// A point in time (nanoseconds since 1970-01-01 00:00 UTC on the real-time clock) or a duration: a signed 64-bit count
+/// of nanoseconds, about ±292 years.
+///
+/// Every conversion and sum that leaves that range is fatal. Views in coarser units truncate toward zero: −1,500 ns is
+/// −1 µs. A plain value: copy it freely; reading one value from several threads is safe.
+///
+///     Timeval begin;                         // now
+///     work();
+///     auto spent = begin.elapsed();          // microseconds
+///     auto deadline = Timeval() + 2.5;       // floating point: seconds
+///     auto soon = Timeval() + 500;           // integer: microseconds
+class Timeval {
+ public:
+  /// Now.
+  Timeval() : m_nsecs(Clock::now()) {}
+
+  explicit constexpr Timeval(const timespec& ts)
+      : m_nsecs(checkedAdd(checkedMul(ts.tv_sec, NSEC_PER_SEC), ts.tv_nsec)) {}
+  explicit constexpr Timeval(const timeval& tv)
+      : m_nsecs(checkedAdd(checkedMul(tv.tv_sec, NSEC_PER_SEC), checkedMul(tv.tv_usec, NSEC_PER_USEC))) {}
+
+  static constexpr Timeval nsec(std::int64_t count) { return Timeval(count); }
+  static constexpr Timeval usec(std::int64_t count) { return Timeval(checkedMul(count, NSEC_PER_USEC)); }
+  static constexpr Timeval sec(std::int64_t count) { return Timeval(checkedMul(count, NSEC_PER_SEC)); }
+
+  /// Parses YYYY-MM-DDTHH:MM:SS.mmmZ (see iso8601_to_timeval); a text of another form gives the epoch, 0.
+  CORVANE_API static Timeval iso8601_utc(const std::string& text);
+
+  constexpr std::int64_t nsec() const { return m_nsecs; }
+  constexpr std::int64_t usec() const { return m_nsecs / NSEC_PER_USEC; }
+  constexpr std::int64_t msec() const { return m_nsecs / 1'000'000; }
+  constexpr std::int64_t sec() const { return m_nsecs / NSEC_PER_SEC; }
+
+  /// Microseconds from this value to now.
+  std::int64_t elapsed() const { return elapsed_nsec() / NSEC_PER_USEC; }
+  /// Nanoseconds from this value to now.
+  std::int64_t elapsed_nsec() const { return checkedSub(Clock::now(), m_nsecs); }
+
+  /// The value as a timespec; its parts have the sign of the value.
+  constexpr timespec ts() const { return {m_nsecs / NSEC_PER_SEC, m_nsecs % NSEC_PER_SEC}; }
+  constexpr void setTs(const timespec& ts) { *this = Timeval(ts); }
+
+  /// The value as a timeval; nanoseconds below a microsecond are dropped.
+  constexpr timeval tv() const { return {m_nsecs / NSEC_PER_SEC, m_nsecs % NSEC_PER_SEC / NSEC_PER_USEC}; }
+  constexpr void setTv(const timeval& tv) { *this = Timeval(tv); }
+
+  /// Changes members of the view in place: `t.changeTv([](timeval& tv) { tv.tv_usec = 0; })`.
+  template <class Change>
+  constexpr void changeTs(Change&& change) {
+    timespec view = ts();
+    change(view);
+    setTs(view);
+  }
+  template <class Change>
+  constexpr void changeTv(Change&& change) {
+    timeval view = tv();
+    change(view);
+    setTv(view);
+  }
+
+  /// Local date and time with microseconds: "2024/03/07 09:05:01.000123"; years below 1000 are padded with blanks.
+  CORVANE_API std::string timestamp() const;
+
+  /// Local time of day with microseconds: "09:05:01.000123".
+  CORVANE_API std::string localtime() const;
+
+  /// The time from this value to now as H:MM:SS: minutes and seconds with two digits, hours as many as needed, a minus
+  /// sign in front if this value lies ahead by a second or more.
+  CORVANE_API std::string hhmmss() const;
+
+  /// Date and time of day in the medium style of the user's locale (LC_ALL, LC_TIME, LANG) and time zone, without
+  /// fractions: "Mar 7, 2024, 9:05:01 AM".
+  CORVANE_API std::string date() const;
+
+  /// Date and time in the named time zone, as ctime(3) writes it, without the line break: "Thu Mar  7 09:05:01 2024".
+  /// Sets the environment variable TZ for the duration of the call and puts it back: not to be called while another
+  /// thread formats local times or reads TZ.
+  CORVANE_API std::string tztime(const std::string& zone) const;
+
+  friend constexpr Timeval operator+(Timeval a, Timeval b) { return Timeval(checkedAdd(a.m_nsecs, b.m_nsecs)); }
+  friend constexpr Timeval operator-(Timeval a, Timeval b) { return Timeval(checkedSub(a.m_nsecs, b.m_nsecs)); }
+
+  /// Integers are microseconds.
+  template <std::integral Integer>
+  friend constexpr Timeval operator+(Timeval a, Integer usecs) {
+    return a + usec(toInt64(usecs));
+  }
+  template <std::integral Integer>
+  constexpr Timeval& operator+=(Integer usecs) {
+    return *this = *this + usecs;
+  }
+
+  /// Floating-point numbers are seconds, truncated to whole nanoseconds; one that is not finite or out of range is
+  /// fatal.
+  friend constexpr Timeval operator+(Timeval a, double seconds) { return a + nsec(toInt64(seconds * 1e9)); }
+
+  /// The 64-bit integer that a number truncates to; fatal where there is none.
+  template <class Number>
+  static constexpr std::int64_t toInt64(Number number) {
+    if constexpr (std::integral<Number>) {
+      if (!std::in_range<std::int64_t>(number)) fatal("Timeval: the integer does not fit 64 bits");
+    } else {
+      // Both bounds are powers of two, so exact in a double; NaN fails the comparison.
+      if (!(number >= -0x1p63 && number < 0x1p63)) fatal("Timeval: the number is not finite or out of range");
+    }
+    return static_cast<std::int64_t>(number);
+  }
+
+  friend constexpr auto operator<=>(Timeval a, Timeval b) = default;
+
+ private:
+  static constexpr std::int64_t NSEC_PER_USEC = 1'000;
+  static constexpr std::int64_t NSEC_PER_SEC = 1'000'000'000;
+
+  explicit constexpr Timeval(std::int64_t nsecs) : m_nsecs(nsecs) {}
+
+  std::int64_t m_nsecs;
+};
+
+}  // namespace corvane

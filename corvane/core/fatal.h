@@ -1,0 +1,28 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <string_view>
+
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// Ends the process because of a programming error: writes "fatal: " and the message to standard error as one line,
+/// then aborts. Any thread.
+[[noreturn]] CORVANE_API void fatal(std::string_view message) noexcept;
+
+/// Calls `work`, which must not throw: an exception that leaves it ends the process through fatal(), with its text.
+/// For work that runs on a thread of the library or below a foreign event loop.
+template <class Work>
+void callOrFatal(Work&& work) noexcept {
+  try {
+    work();
+  } catch (const std::exception& error) {
+    fatal(std::string("an exception left the work of a thread or queue: ") + error.what());
+  } catch (...) {
+    fatal("an exception left the work of a thread or queue");
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Result.h"
+#include "corvane/platform/Service.h"
+
+namespace corvane {
+
+/// Where a bundle's pieces are. Paths are absolute; a piece that the bundle lacks is empty.
+struct BundleFiles {
+  std::string path;                 ///< the bundle's folder (for a lone executable: the folder it lies in)
+  std::string executable;           ///< its executable
+  std::string resources;            ///< its resources folder, whether or not it exists
+  std::optional<std::string> info;  ///< the bytes of its information dictionary, a property list
+};
+
+/// Finds bundles on disk. Any thread; reads files, never waits for another process.
+class Bundles {
+ public:
+  virtual ~Bundles() = default;
+
+  /// The bundle of the running executable X/exe, by the first of: the wrapper X/Contents/MacOS/exe with
+  /// X/Contents/Info.plist; prefix/bin/exe with prefix/share/exe/Info.plist; X/exe.resources/Info.plist; a section
+  /// .info_plist in the executable itself. Otherwise a bundle without an information dictionary.
+  virtual BundleFiles mainBundle() = 0;
+
+  /// The bundle at a path: a wrapper folder, or an executable, looked up as for mainBundle(). An Error if nothing is
+  /// there.
+  virtual Result<BundleFiles> bundleAt(const std::string& path) = 0;
+};
+
+template <>
+CORVANE_API std::shared_ptr<Bundles> makeService<Bundles>();
+
+}  // namespace corvane

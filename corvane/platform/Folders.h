@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Result.h"
+#include "corvane/platform/Service.h"
+
+namespace corvane {
+
+/// The user's folders, as absolute paths without a trailing slash. None is created. Any thread.
+class Folders {
+ public:
+  virtual ~Folders() = default;
+  virtual Result<std::string> home() = 0;                ///< the home folder
+  virtual Result<std::string> library() = 0;             ///< $HOME/Library: logs and launch agents
+  virtual Result<std::string> caches() = 0;              ///< files that may be deleted at any time
+  virtual Result<std::string> applicationSupport() = 0;  ///< applications' own data
+};
+
+template <>
+CORVANE_API std::shared_ptr<Folders> makeService<Folders>();
+
+}  // namespace corvane

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Service.h"
+
+namespace corvane {
+
+/// The queue of the process's main (user-interface) loop. All members: any thread, unless said otherwise.
+class MainQueue {
+ public:
+  virtual ~MainQueue() = default;
+
+  /// True if the caller runs on the main queue: on the thread that owns the main loop or, while nobody owns it, on the
+  /// process's first thread.
+  virtual bool isCurrent() = 0;
+
+  /// Queues work; items run one at a time in the order of posting, on the main queue, once the main loop runs. Work
+  /// must not throw: an exception that leaves it ends the process.
+  virtual void post(std::function<void()> work) = 0;
+
+  /// Runs the main loop until quit(); for programs whose toolkit does not. On the main queue only; calls may nest.
+  virtual void run() = 0;
+
+  /// Makes the innermost run() return after the items posted before; if none runs, the next run() returns so.
+  virtual void quit() = 0;
+};
+
+template <>
+CORVANE_API std::shared_ptr<MainQueue> makeService<MainQueue>();
+
+}  // namespace corvane

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "corvane/platform/Bundles.h"
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Folders.h"
+#include "corvane/platform/MainQueue.h"
+#include "corvane/platform/PowerEvents.h"
+#include "corvane/platform/SerialQueues.h"
+#include "corvane/platform/Workspace.h"
+
+namespace corvane {
+
+/// One service of a platform: made on first use, so that a program pays only for what it touches.
+/// The backend's implementation lives in the library of the subsystem that uses the service (see makeService), so a
+/// program that links only the core carries nothing of the rest.
+template <class Service>
+class ServiceSlot {
+ public:
+  ServiceSlot() = default;
+  ServiceSlot(const ServiceSlot&) = delete;
+  ServiceSlot& operator=(const ServiceSlot&) = delete;
+
+  /// The service. Any thread; the reference is good for as long as the Platform.
+  Service& operator()() {
+    if (Service* service = m_service.load(std::memory_order_acquire)) return *service;
+    std::call_once(m_once, [this] {
+      if (!m_owner) m_owner = makeService<Service>();
+      m_service.store(m_owner.get(), std::memory_order_release);
+    });
+    return *m_service.load(std::memory_order_acquire);
+  }
+
+  /// Puts another implementation in, before anything has used the slot.
+  void set(std::shared_ptr<Service> service) { m_owner = std::move(service); }
+
+ private:
+  std::shared_ptr<Service> m_owner;
+  std::atomic<Service*> m_service = nullptr;
+  std::once_flag m_once;
+};
+
+/// Everything that the library asks of the operating system beyond POSIX.
+/// Shared code reaches it through platform() only; which backend is behind it is the build's choice.
+struct Platform {
+  /// Tells platforms apart, also those that follow each other at the same address: what is remembered about one is good
+  /// while platform().serial stays the same.
+  const std::uint64_t serial = nextSerial();
+
+  ServiceSlot<MainQueue> mainQueue;
+  ServiceSlot<SerialQueues> serialQueues;
+  ServiceSlot<PowerEvents> powerEvents;
+  ServiceSlot<Folders> folders;
+  ServiceSlot<Bundles> bundles;
+  ServiceSlot<Workspace> workspace;
+
+ private:
+  CORVANE_API static std::uint64_t nextSerial();
+};
+
+/// The platform in force. The default one is made on first use and never destroyed, so that code which runs while the
+/// process exits still finds it. Any thread.
+CORVANE_API Platform& platform();
+
+/// Puts another platform in force until the end of the scope: for tests, from one thread, while no thread of the
+/// library is using the platform that it replaces. Scopes nest.
+class CORVANE_API ScopedPlatform {
+ public:
+  explicit ScopedPlatform(Platform& replacement);
+  ~ScopedPlatform();
+  ScopedPlatform(const ScopedPlatform&) = delete;
+  ScopedPlatform& operator=(const ScopedPlatform&) = delete;
+
+ private:
+  Platform* m_previous;
+};
+
+}  // namespace corvane

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Result.h"
+#include "corvane/platform/Service.h"
+
+namespace corvane {
+
+/// An event of the system, known by its name.
+struct Notification {
+  std::string name;
+};
+
+/// The system is about to sleep; it waits for the listeners, within its own limit.
+inline constexpr std::string_view WILL_SLEEP = "NSWorkspaceWillSleepNotification";
+/// The screens were switched off or blanked.
+inline constexpr std::string_view SCREENS_DID_SLEEP = "NSWorkspaceScreensDidSleepNotification";
+/// The system has woken.
+inline constexpr std::string_view DID_WAKE = "NSWorkspaceDidWakeNotification";
+/// The screens are on again.
+inline constexpr std::string_view SCREENS_DID_WAKE = "NSWorkspaceScreensDidWakeNotification";
+
+/// Source of the four notifications above.
+class PowerEvents {
+ public:
+  using Listener = std::function<void(const Notification&)>;
+  using Token = std::uint64_t;
+
+  virtual ~PowerEvents() = default;
+
+  /// Calls `listener` on the main queue with every event from now on. `unavailable` is called on the main queue, once,
+  /// for each source of events that this machine lacks. The sources are opened in the background: subscribing never
+  /// waits. Any thread.
+  virtual Token subscribe(Listener listener, std::function<void(const Error&)> unavailable) = 0;
+
+  /// Ends a subscription; an unknown token is ignored. Called on the main queue: neither callable is called any more.
+  /// From another thread: a call that has already begun may still be running.
+  virtual void unsubscribe(Token token) = 0;
+};
+
+template <>
+CORVANE_API std::shared_ptr<PowerEvents> makeService<PowerEvents>();
+
+}  // namespace corvane

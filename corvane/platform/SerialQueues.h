@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Service.h"
+
+namespace corvane {
+
+/// How urgent a queue's work is. On Linux it chooses the niceness of the threads that run it: 0 for the first four,
+/// 5 for UTILITY, 10 for BACKGROUND.
+enum class QoS : std::uint8_t { UNSPECIFIED, USER_INTERACTIVE, USER_INITIATED, DEFAULT, UTILITY, BACKGROUND };
+
+/// A queue that runs its items one at a time in the order they were queued, off the main queue.
+/// Destroying it does not wait: items already queued still run.
+class SerialQueue {
+ public:
+  virtual ~SerialQueue() = default;
+
+  /// Queues work. Any thread. Work must not throw: an exception that leaves it ends the process.
+  virtual void async(std::function<void()> work) = 0;
+};
+
+/// Makes serial queues. A queue without work owns no thread; one whose work blocks keeps no other from running.
+class SerialQueues {
+ public:
+  virtual ~SerialQueues() = default;
+
+  /// A new queue; the label names it to debuggers (on Linux it is the name of the thread while it runs the queue).
+  virtual std::unique_ptr<SerialQueue> make(std::string label, QoS qos) = 0;
+};
+
+template <>
+CORVANE_API std::shared_ptr<SerialQueues> makeService<SerialQueues>();
+
+}  // namespace corvane

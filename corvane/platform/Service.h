@@ -1,0 +1,12 @@
+#pragma once
+
+#include <memory>
+
+namespace corvane {
+
+/// Makes the backend's implementation of a service. Each service's header declares its specialisation; the backend
+/// folder that is built defines it.
+template <class Service>
+std::shared_ptr<Service> makeService();
+
+}  // namespace corvane

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Result.h"
+#include "corvane/platform/Service.h"
+
+namespace corvane {
+
+/// How to launch an application. On Linux no option has a counterpart that every desktop honours, except that
+/// WITHOUT_ACTIVATION passes no start-up notification; the others are accepted and change nothing.
+enum class LaunchOptions : std::uint32_t {
+  DEFAULT = 0,
+  WITHOUT_ACTIVATION = 1U << 0,  ///< do not bring the application to the front
+  NEW_INSTANCE = 1U << 1,        ///< start another process even if one runs
+};
+
+/// What the desktop does for applications. Any thread. Calls that talk to another process end within 5 s.
+class Workspace {
+ public:
+  virtual ~Workspace() = default;
+
+  /// Path of a picture file (PNG or SVG) that is the icon of the file at `path`; `size` is the wanted width in pixels.
+  virtual Result<std::string> iconFile(const std::string& path, int size) = 0;
+
+  /// The file that stands for the application with this identifier; on Linux its desktop entry.
+  virtual Result<std::string> applicationPath(const std::string& identifier) = 0;
+
+  /// Launches the application with this identifier; success means that its start was confirmed.
+  virtual Result<void> launch(const std::string& identifier, LaunchOptions options) = 0;
+
+  /// Opens a file, folder or URL in the user's default application for it.
+  virtual Result<void> open(const std::string& pathOrURL) = 0;
+
+  /// Shows a file or folder, selected, in the file browser.
+  virtual Result<void> reveal(const std::string& path) = 0;
+};
+
+template <>
+CORVANE_API std::shared_ptr<Workspace> makeService<Workspace>();
+
+}  // namespace corvane

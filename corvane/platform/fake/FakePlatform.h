@@ -1,0 +1,107 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "corvane/core/Mutex.h"
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Platform.h"
+
+namespace corvane {
+
+/// Power events that a test emits.
+class CORVANE_API FakePowerEvents : public PowerEvents {
+ public:
+  Token subscribe(Listener listener, std::function<void(const Error&)> unavailable) override;
+  void unsubscribe(Token token) override;
+
+  /// Calls every listener with an event of this name, on the calling thread.
+  void emit(std::string_view name);
+
+  /// Tells every subscriber that a source of events is missing.
+  void fail(const Error& error);
+
+  std::size_t subscribers() const;
+
+ private:
+  struct Subscriber {
+    Listener listener;
+    std::function<void(const Error&)> unavailable;
+  };
+  std::map<Token, Subscriber> snapshot() const;
+
+  mutable Mutex m_mutex;
+  std::map<Token, Subscriber> m_subscribers CORVANE_GUARDED_BY(m_mutex);
+  Token m_lastToken CORVANE_GUARDED_BY(m_mutex) = 0;
+};
+
+/// Folders below a root of the test's choice, laid out as on Linux. With an empty root every call fails.
+class CORVANE_API FakeFolders : public Folders {
+ public:
+  explicit FakeFolders(std::string root) : m_root(std::move(root)) {}
+  Result<std::string> home() override;
+  Result<std::string> library() override;
+  Result<std::string> caches() override;
+  Result<std::string> applicationSupport() override;
+
+ private:
+  Result<std::string> below(const std::string& name) const;
+  const std::string m_root;
+};
+
+/// Bundles that a test describes.
+class CORVANE_API FakeBundles : public Bundles {
+ public:
+  BundleFiles main;                           ///< what mainBundle() gives
+  std::map<std::string, BundleFiles> byPath;  ///< what bundleAt() finds
+
+  BundleFiles mainBundle() override { return main; }
+  Result<BundleFiles> bundleAt(const std::string& path) override;
+};
+
+/// A desktop that a test describes, and that remembers what it was asked to do.
+class CORVANE_API FakeWorkspace : public Workspace {
+ public:
+  std::map<std::string, std::string> icons;         ///< path of a file → path of its picture
+  std::map<std::string, std::string> applications;  ///< identifier → path
+  std::optional<Error> error;                       ///< if set, every call fails with it
+  std::vector<std::string> calls;                   ///< "launch a.b.App", "open /path", "reveal /path" in order
+
+  Result<std::string> iconFile(const std::string& path, int size) override;
+  Result<std::string> applicationPath(const std::string& identifier) override;
+  Result<void> launch(const std::string& identifier, LaunchOptions options) override;
+  Result<void> open(const std::string& pathOrURL) override;
+  Result<void> reveal(const std::string& path) override;
+
+ private:
+  Result<void> note(std::string call);
+};
+
+/// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
+/// the library's threads use them. Change the fakes before the code under test uses them.
+///
+///     corvane::FakePlatform fake("/tmp/home");
+///     fake.power->emit(corvane::WILL_SLEEP);
+class CORVANE_API FakePlatform {
+ public:
+  /// `home` is the root of the fake folders.
+  explicit FakePlatform(std::string home = {});
+
+  const std::shared_ptr<FakePowerEvents> power;
+  const std::shared_ptr<FakeFolders> folders;
+  const std::shared_ptr<FakeBundles> bundles;
+  const std::shared_ptr<FakeWorkspace> workspace;
+
+ private:
+  Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards
+  Platform m_platform;
+  ScopedPlatform m_scope;
+};
+
+}  // namespace corvane

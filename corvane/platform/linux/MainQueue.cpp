@@ -1,0 +1,101 @@
+#include "corvane/platform/MainQueue.h"
+
+#include <gio/gio.h>
+#include <unistd.h>
+
+#include <deque>
+#include <vector>
+
+#include "corvane/core/Mutex.h"
+#include "corvane/core/fatal.h"
+
+namespace corvane {
+
+namespace {
+
+// The main queue on GLib's default main context: one source for all work, made ready when the queue fills.
+class GlibMainQueue : public MainQueue {
+ public:
+  GlibMainQueue() {
+    static GSourceFuncs functions = {nullptr, nullptr, dispatch, nullptr, nullptr, nullptr};
+    m_source = reinterpret_cast<QueueSource*>(g_source_new(&functions, sizeof(QueueSource)));
+    m_source->queue = this;
+    g_source_set_name(&m_source->base, "corvane main queue");
+    // A nested loop inside an item (a dialog, say) goes on with the items behind it.
+    g_source_set_can_recurse(&m_source->base, TRUE);
+    g_source_attach(&m_source->base, nullptr);
+  }
+
+  ~GlibMainQueue() override {
+    g_source_destroy(&m_source->base);
+    g_source_unref(&m_source->base);
+  }
+
+  bool isCurrent() override {
+    GMainContext* context = g_main_context_default();
+    if (g_main_context_is_owner(context)) return true;
+    if (gettid() != getpid()) return false;
+    // The first thread: it counts while nobody runs the loop, which shows in that the context is to be had.
+    if (!g_main_context_acquire(context)) return false;
+    g_main_context_release(context);
+    return true;
+  }
+
+  void post(std::function<void()> work) override {
+    MutexLock lock(m_mutex);
+    m_work.push_back(std::move(work));
+    if (m_work.size() == 1) g_source_set_ready_time(&m_source->base, 0);
+  }
+
+  void run() override {
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+    m_loops.push_back(loop);
+    g_main_loop_run(loop);
+    m_loops.pop_back();
+    g_main_loop_unref(loop);
+  }
+
+  void quit() override {
+    post([this] {
+      if (!m_loops.empty()) g_main_loop_quit(m_loops.back());
+    });
+  }
+
+ private:
+  struct QueueSource {
+    GSource base;
+    GlibMainQueue* queue;
+  };
+
+  static gboolean dispatch(GSource* source, GSourceFunc, gpointer) {
+    reinterpret_cast<QueueSource*>(source)->queue->drain();
+    return G_SOURCE_CONTINUE;
+  }
+
+  // Runs what is queued now; what that queues waits for the next turn of the loop, so that other sources get theirs.
+  void drain() {
+    MutexLock lock(m_mutex);
+    for (std::size_t left = m_work.size(); left > 0 && !m_work.empty(); --left) {
+      const auto work = std::move(m_work.front());
+      m_work.pop_front();
+      lock.unlock();
+      callOrFatal(work);
+      lock.lock();
+    }
+    g_source_set_ready_time(&m_source->base, m_work.empty() ? -1 : 0);
+  }
+
+  QueueSource* m_source;
+  Mutex m_mutex;
+  std::deque<std::function<void()>> m_work CORVANE_GUARDED_BY(m_mutex);
+  std::vector<GMainLoop*> m_loops;  // those of run(), on the main queue only
+};
+
+}  // namespace
+
+template <>
+std::shared_ptr<MainQueue> makeService<MainQueue>() {
+  return std::make_shared<GlibMainQueue>();
+}
+
+}  // namespace corvane

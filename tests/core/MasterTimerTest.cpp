@@ -1,0 +1,516 @@
+#include "corvane/core/MasterTimer.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <thread>
+
+#include "corvane/core/Log.h"
+#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/testing/ManualClock.h"
+#include "tests/support/Pump.h"
+
+namespace corvane {
+namespace {
+
+std::vector<std::string> s_log;
+constexpr LogSink SINK = {[](std::string_view line) { s_log.emplace_back(line); }, [] { return true; }};
+
+// A timer on a clock that stands still, with power events that the test emits.
+struct MasterTimerTest : testing::Test {
+  MasterTimerTest() {
+    s_log.clear();
+    setLogSink(&SINK);
+    MasterTimer::setInstance(timer);
+  }
+  ~MasterTimerTest() override {
+    timer->stop();
+    MasterTimer::setInstance(std::make_shared<MasterTimer>());
+    EXPECT_TRUE(pumpUntil([this] { return timer.use_count() == 1; })) << "the thread ends";
+    setLogSink(nullptr);
+  }
+
+  static std::shared_ptr<Repeater> repeater(const std::string& name) { return std::make_shared<Repeater>(name); }
+
+  // Moves the clock and waits until the condition holds.
+  template <class Condition>
+  bool after(double seconds, Condition&& condition) {
+    clock.advance(Timeval::nsec(0) + seconds);
+    return pumpUntil(condition);
+  }
+
+  std::string names() const {
+    std::string text;
+    for (const auto& stats : timer->repeaterStats()) text += stats.name;
+    return text;
+  }
+
+  ManualClock clock{Timeval::sec(1'000'000)};
+  FakePlatform fake;
+  std::shared_ptr<MasterTimer> timer = std::make_shared<MasterTimer>();
+};
+
+TEST(WeightedStats, AveragesExponentially) {
+  WeightedStats stats;
+  EXPECT_EQ(stats.last + stats.smoothed + stats.smoothedSquare + stats.deviation, 0);
+  stats = WeightedStats::seeded(10);
+  EXPECT_EQ(stats.smoothedSquare, 100);
+  stats.update(20, 10, 1);
+  const double weight = 1 - std::exp(-0.1);
+  EXPECT_DOUBLE_EQ(stats.last, 20);
+  EXPECT_DOUBLE_EQ(stats.smoothed, 10 + weight * 10);
+  EXPECT_DOUBLE_EQ(stats.smoothedSquare, 100 + weight * 300);
+  EXPECT_DOUBLE_EQ(stats.deviation, std::sqrt(100 + weight * 300 - stats.smoothed * stats.smoothed));
+  for (const double constant : {0.0, -1.0}) {
+    stats.update(7, constant, 1);
+    EXPECT_EQ(stats.smoothed, 7);
+    EXPECT_EQ(stats.deviation, 0);
+  }
+}
+
+TEST_F(MasterTimerTest, ARepeaterRunsAtOnceAndThenEveryInterval) {
+  timer->start();
+  const auto tick = repeater("tick");
+  EXPECT_FALSE(tick->running());
+  EXPECT_EQ(tick->timeConstant(), 10);
+  int runs = 0;
+  tick->start(1.0, [&] {
+    EXPECT_TRUE(IsMainQueue());
+    ++runs;
+    clock.advance(Timeval::usec(300));
+  });
+  EXPECT_TRUE(tick->running());
+  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  auto stats = timer->repeaterStats().at(0);
+  EXPECT_EQ(stats.name, "tick");
+  EXPECT_EQ(stats.interval_stats.smoothed, 1'000'000) << "seeded with the nominal interval";
+  EXPECT_EQ(stats.elapsed_stats.smoothed, 300);
+  EXPECT_TRUE(after(1.0, [&] { return runs == 2; }));
+  pump();
+  EXPECT_EQ(runs, 2);
+  stats = timer->repeaterStats().at(0);
+  EXPECT_EQ(stats.count, 2);
+  EXPECT_EQ(stats.total_elapsed, 600);
+  EXPECT_EQ(stats.interval_stats.last, 1'000'300);
+  tick->stop();
+  EXPECT_FALSE(tick->running());
+  EXPECT_EQ(names(), "");
+  clock.advance(Timeval::sec(5));
+  pump();
+  EXPECT_EQ(runs, 2);
+  tick->start(1.0, [&] { ++runs; });
+  EXPECT_TRUE(pumpUntil([&] { return runs == 3; }));
+  stats = timer->repeaterStats().at(0);
+  EXPECT_EQ(stats.count, 1);
+  EXPECT_EQ(stats.total_elapsed, 0);
+}
+
+TEST_F(MasterTimerTest, LostPeriodsAreSkippedAndThePhaseIsKeptWherePossible) {
+  timer->start();
+  const auto tick = repeater("tick");
+  std::vector<double> starts;
+  double busy = 2.5;
+  const Timeval begin;
+  tick->start(1.0, [&] {
+    starts.push_back(static_cast<double>((Timeval() - begin).msec()) / 1000);
+    clock.advance(Timeval::nsec(0) + std::exchange(busy, 0));
+  });
+  // Late by 2.5 s from its own task: due again at 1.0, once, at 2.5; then that run lost a whole interval, so a new
+  // phase.
+  ASSERT_TRUE(pumpUntil([&] { return starts.size() == 2; }));
+  pump();
+  EXPECT_EQ(starts, (std::vector{0.0, 2.5}));
+  ASSERT_TRUE(after(1.0, [&] { return starts.size() == 3; }));
+  // Late by less than an interval: the phase of 3.5 stays.
+  clock.advance(Timeval::nsec(0) + 0.9);
+  pump();
+  ASSERT_TRUE(after(0.6, [&] { return starts.size() == 4; }));
+  ASSERT_TRUE(after(0.5, [&] { return starts.size() == 5; }));
+  EXPECT_EQ(starts, (std::vector{0.0, 2.5, 3.5, 5.0, 5.5}));
+}
+
+TEST_F(MasterTimerTest, EntriesDueTogetherRunInTheOrderOfAdding) {
+  std::string order;
+  const auto a = repeater("a"), b = repeater("b"), c = repeater("c");
+  a->start(2.0, [&] { order += 'a'; });
+  b->start(1.0, [&] { order += 'b'; });
+  c->start(2.0, [&] { order += 'c'; });
+  timer->start();
+  ASSERT_TRUE(pumpUntil([&] { return order.size() == 3; }));
+  EXPECT_EQ(order, "abc");
+  EXPECT_TRUE(pumpUntil([&] { return names() == "bac"; })) << "by due time " << names();
+  ASSERT_TRUE(after(1.0, [&] { return order.size() == 4; }));
+  // b came from in front of a and c, so a stable sort leaves it there.
+  ASSERT_TRUE(after(1.0, [&] { return order.size() == 7; }));
+  EXPECT_EQ(order, "abcbbac");
+}
+
+TEST_F(MasterTimerTest, MatchesAStableSortOfTheListOnRandomRuns) {
+  // The list as a plain vector, sorted stably before every walk.
+  struct Entry {
+    char name;
+    std::int64_t due;
+  };
+  std::mt19937 random(7);
+  std::string real, expected;
+  std::vector<std::shared_ptr<Repeater>> repeaters;
+  std::map<char, std::int64_t> intervals;
+  std::vector<Entry> list;
+  std::int64_t now = 0;
+  const auto start = [&](std::size_t index) {
+    const char name = static_cast<char>('a' + index);
+    intervals[name] = 1 + static_cast<int>(random() % 3);
+    for (Entry& entry : list)
+      if (entry.name == name) entry.due = now;
+    list.push_back({name, now});
+    repeaters[index]->start(static_cast<double>(intervals[name]), [&real, name] { real += name; });
+  };
+  for (std::size_t i = 0; i < 8; ++i) repeaters.push_back(repeater(std::string(1, static_cast<char>('a' + i))));
+  for (std::size_t i = 0; i < 8; ++i) start(i);
+  timer->start();
+  for (int step = 0; step < 60; ++step) {
+    // The timer is at rest: restart one in the order, or take one out.
+    const std::size_t index = random() % repeaters.size();
+    if (step > 0 && random() % 6 == 0) start(index);
+    if (step > 0 && random() % 9 == 0) {
+      repeaters[index]->stop();
+      std::erase_if(list, [&](const Entry& entry) { return entry.name == static_cast<char>('a' + index); });
+    }
+    for (bool again = true; again;) {
+      again = false;
+      std::ranges::stable_sort(list, {}, &Entry::due);
+      for (const Entry entry : std::vector(list)) {
+        if (std::ranges::find(list, entry.name, &Entry::name)->due > now) break;
+        expected += entry.name;
+        for (Entry& each : list)
+          if (each.name == entry.name) each.due += intervals[entry.name];
+        again = true;
+      }
+    }
+    ASSERT_TRUE(pumpUntil([&] { return real.size() == expected.size(); })) << expected << "\n" << real;
+    ASSERT_EQ(real, expected) << "step " << step;
+    now += 1;
+    clock.advance(Timeval::sec(1));
+  }
+  EXPECT_GT(real.size(), 100U);
+}
+
+TEST_F(MasterTimerTest, AnEntryWithinTheToleranceCountsAsDue) {
+  timer->start();
+  int runs = 0;
+  const auto tick = repeater("tick");
+  tick->start(1.0, [&] { ++runs; });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  clock.advance(Timeval::sec(1) - Timeval::nsec(1'000));
+  pump();
+  EXPECT_EQ(runs, 1);
+  clock.advance(Timeval::nsec(1));
+  // Nothing in the wait looks at 999 ns; another entry makes the timer look.
+  repeater("other")->start(100, [] {});
+  EXPECT_TRUE(pumpUntil([&] { return runs == 2; }));
+}
+
+TEST_F(MasterTimerTest, TheSameRepeaterAddedTwiceRunsOncePerDueTime) {
+  timer->start();
+  int runs = 0, others = 0;
+  const auto tick = repeater("t"), other = repeater("o");
+  tick->start(1.0, [&] { ++runs; });
+  timer->add(tick);
+  other->start(1.0, [&] { ++others; });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 1 && others == 1; }));
+  for (int i = 2; i < 5; ++i) ASSERT_TRUE(after(1.0, [&] { return runs == i && others == i; })) << runs << others;
+  pump();
+  EXPECT_EQ(runs, 4);
+  EXPECT_EQ(timer->repeaterStats().size(), 3U);
+  tick->start(1.0, [&] { ++runs; });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 5; }));
+  pump();
+  EXPECT_EQ(runs, 5);
+  EXPECT_EQ(timer->repeaterStats().size(), 4U);
+  tick->stop();
+  EXPECT_EQ(names(), "o");
+}
+
+TEST_F(MasterTimerTest, ATaskMayStopAndRestartItself) {
+  timer->start();
+  int stopped = 0, restarted = 0;
+  const auto once = repeater("once"), twice = repeater("twice");
+  once->start(1.0, [&] {
+    ++stopped;
+    once->stop();
+  });
+  twice->start(1.0, [&] {
+    if (++restarted == 1) twice->start(5.0, [&] { restarted += 10; });
+  });
+  ASSERT_TRUE(pumpUntil([&] { return stopped == 1 && restarted == 1; }));
+  EXPECT_FALSE(once->running());
+  EXPECT_EQ(twice->interval(), 5.0);
+  clock.advance(Timeval::sec(4));
+  pump();
+  EXPECT_EQ(restarted, 1);
+  EXPECT_TRUE(after(1.0, [&] { return restarted == 11; }));
+  pump();
+  EXPECT_EQ(restarted, 11);
+  EXPECT_EQ(stopped, 1);
+}
+
+TEST_F(MasterTimerTest, AnEntryAddedByATaskWaitsForTheNextPass) {
+  timer->start();
+  std::string order;
+  const auto a = repeater("a"), b = repeater("b"), c = repeater("c");
+  main_sync([&] {
+    a->start(9, [&] {
+      order += 'a';
+      c->start(9, [&] { order += 'c'; });
+    });
+    b->start(9, [&] { order += 'b'; });
+  });
+  ASSERT_TRUE(pumpUntil([&] { return order.size() == 3; }));
+  EXPECT_EQ(order, "abc");
+}
+
+TEST_F(MasterTimerTest, ARepeaterLivesUntilStopThoughItsOwnerDroppedIt) {
+  timer->start();
+  int runs = 0;
+  std::weak_ptr<Repeater> weak;
+  auto held = std::make_shared<int>(1);
+  const std::weak_ptr<int> capture = held;
+  {
+    const auto tick = repeater("tick");
+    weak = tick;
+    tick->start(1.0, [&runs, &weak, held] {
+      if (++runs == 2) weak.lock()->stop();
+    });
+  }
+  held.reset();
+  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  EXPECT_FALSE(weak.expired());
+  ASSERT_TRUE(after(1.0, [&] { return runs == 2; }));
+  EXPECT_TRUE(pumpUntil([&] { return weak.expired() && capture.expired(); }));
+}
+
+TEST_F(MasterTimerTest, CapturesThatCallBackWhenTheyDieDoNotDeadlock) {
+  timer->start();
+  const auto a = repeater("a"), b = repeater("b");
+  std::shared_ptr<void> callback(nullptr, [b](void*) { b->stop(); });
+  int runs = 0;
+  b->start(1.0, [] {});
+  a->start(1.0, [&runs, c = std::move(callback)] { ++runs; });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  a->start(1.0, [&runs] { ++runs; });
+  EXPECT_FALSE(b->running());
+}
+
+TEST_F(MasterTimerTest, SleepPausesAndWakeRestartsWithFreshStatistics) {
+  timer->start();
+  int runs = 0;
+  const auto tick = repeater("tick");
+  tick->start(1.0, [&] { ++runs; });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  fake.power->emit(WILL_SLEEP);
+  clock.advance(Timeval::sec(3'600));
+  pump();
+  EXPECT_EQ(runs, 1);
+  fake.power->emit(SCREENS_DID_SLEEP);
+  fake.power->emit("NSWorkspaceSomethingElse");
+  fake.power->emit(DID_WAKE);
+  EXPECT_EQ(timer->repeaterStats().at(0).count, 0);
+  ASSERT_TRUE(pumpUntil([&] { return runs == 2; }));
+  EXPECT_EQ(timer->repeaterStats().at(0).count, 1);
+  pump();
+  EXPECT_EQ(runs, 2) << "no run is made up";
+  ASSERT_TRUE(after(1.0, [&] { return runs == 3; }));
+  fake.power->emit(SCREENS_DID_SLEEP);
+  ASSERT_TRUE(after(1.0, [&] { return runs == 4; })) << "screens asleep do not pause";
+  fake.power->emit(SCREENS_DID_WAKE);
+  EXPECT_EQ(timer->repeaterStats().at(0).count, 0) << "a screen wake resets the statistics";
+  pump();
+  EXPECT_EQ(runs, 4) << "and runs nothing";
+  fake.power->emit(WILL_SLEEP);
+  fake.power->emit(SCREENS_DID_WAKE);
+  ASSERT_TRUE(pumpUntil([&] { return runs == 5; })) << "but ends a sleep";
+  EXPECT_EQ(s_log,
+            (std::vector<std::string>{
+                "MasterTimer: Going to sleep", "MasterTimer: Screens going to sleep",
+                "MasterTimer: Woke up - restart repeaters", "MasterTimer: Woke up - reset stats",
+                "MasterTimer: Screens going to sleep", "MasterTimer: Screens woke up - restart repeaters",
+                "MasterTimer: Screens woke up - reset stats", "MasterTimer: Going to sleep",
+                "MasterTimer: Screens woke up - restart repeaters", "MasterTimer: Screens woke up - reset stats"}));
+}
+
+TEST_F(MasterTimerTest, WakeKeepsTheOrderOfTheList) {
+  timer->start();
+  std::string order;
+  const auto a = repeater("a"), b = repeater("b"), c = repeater("c");
+  a->start(3, [&] { order += 'a'; });
+  b->start(1, [&] { order += 'b'; });
+  c->start(2, [&] { order += 'c'; });
+  ASSERT_TRUE(pumpUntil([&] { return order.size() == 3 && names() == "bca"; }));
+  order.clear();
+  fake.power->emit(WILL_SLEEP);
+  fake.power->emit(DID_WAKE);
+  ASSERT_TRUE(pumpUntil([&] { return order.size() == 3; }));
+  EXPECT_EQ(order, "bca");
+}
+
+TEST_F(MasterTimerTest, StopDropsAllAndStartBeginsAnew) {
+  timer->start();
+  int runs = 0;
+  const auto tick = repeater("tick");
+  tick->start(1.0, [&] { ++runs; });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  EXPECT_EQ(fake.power->subscribers(), 1U);
+  timer->stop();
+  EXPECT_EQ(fake.power->subscribers(), 0U);
+  EXPECT_TRUE(timer->repeaterStats().empty());
+  EXPECT_TRUE(tick->running()) << "the repeater itself was not stopped";
+  clock.advance(Timeval::sec(2));
+  pump();
+  EXPECT_EQ(runs, 1);
+  // Quick changes leave one thread, which is the last one's.
+  for (int i = 0; i < 20; ++i) {
+    timer->start();
+    timer->start();
+    if (i < 19) timer->stop();
+  }
+  tick->start(1.0, [&] { ++runs; });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 2; }));
+  pump();
+  EXPECT_EQ(runs, 2);
+  tick->start(1.0, [&] {
+    ++runs;
+    timer->stop();
+  });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 3; })) << "stop from inside a task";
+  clock.advance(Timeval::sec(2));
+  pump();
+  EXPECT_EQ(runs, 3);
+}
+
+TEST_F(MasterTimerTest, AnotherInstanceTakesTheRepeatersStartedFromThenOn) {
+  timer->start();
+  int runs = 0;
+  const auto tick = repeater("tick");
+  tick->start(1.0, [&] { ++runs; });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  const auto other = std::make_shared<MasterTimer>();
+  MasterTimer::setInstance(other);
+  EXPECT_EQ(MasterTimer::instance(), other);
+  ASSERT_TRUE(after(1.0, [&] { return runs == 2; })) << "it stays with its timer";
+  other->start();
+  tick->start(1.0, [&] { ++runs; });
+  EXPECT_TRUE(timer->repeaterStats().empty());
+  EXPECT_EQ(other->repeaterStats().size(), 1U);
+  ASSERT_TRUE(pumpUntil([&] { return runs == 3; }));
+  tick->stop();
+  EXPECT_TRUE(other->repeaterStats().empty());
+  other->stop();
+}
+
+TEST_F(MasterTimerTest, TimeConstantAndStatisticsAreSetForAll) {
+  timer->start();
+  const auto a = repeater("a"), b = repeater("b");
+  int runs = 0;
+  a->start(1.0, [&] { ++runs; });
+  b->start(1.0, [&] { ++runs; });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 2; }));
+  timer->setTimeConstant(30);
+  EXPECT_EQ(a->timeConstant(), 30);
+  EXPECT_EQ(b->timeConstant(), 30);
+  timer->resetStats();
+  for (const auto& stats : timer->repeaterStats()) EXPECT_EQ(stats.count, 0) << stats.name;
+  a->setInterval(0.25);
+  ASSERT_TRUE(after(1.0, [&] { return runs == 4; }));
+  EXPECT_TRUE(after(0.25, [&] { return runs == 5; })) << "the new interval counts from the next rescheduling";
+}
+
+TEST_F(MasterTimerTest, StartAndStopFromManyThreads) {
+  timer->start();
+  setLogSink(nullptr);  // the test's sink is for one thread
+  std::vector<std::shared_ptr<Repeater>> repeaters;
+  for (int i = 0; i < 8; ++i) repeaters.push_back(repeater(std::to_string(i)));
+  std::atomic<int> runs = 0, working = 3;
+  std::vector<std::thread> threads;
+  for (unsigned seed = 0; seed < 3; ++seed)
+    threads.emplace_back([&, seed] {
+      std::mt19937 random(seed);
+      for (int i = 0; i < 2'000 || (runs < 200 && i < 2'000'000); ++i) {
+        const auto& any = repeaters[random() % repeaters.size()];
+        switch (random() % 8) {
+          case 0:
+            timer->repeaterStats();
+            break;
+          case 1:
+            any->setInterval(any->interval() / 2);
+            break;
+          case 2:
+            timer->resetStats();
+            break;
+          case 3:
+            fake.power->emit(random() % 2 ? WILL_SLEEP : DID_WAKE);
+            break;
+          case 4:
+          case 5:
+            any->stop();
+            break;
+          default:
+            any->start(1e-4, [&runs, &any] {
+              if (++runs % 7 == 0) any->stop();
+            });
+        }
+        clock.advance(Timeval::usec(50));
+      }
+      --working;
+    });
+  EXPECT_TRUE(pumpUntil([&] { return working == 0; }));
+  for (auto& thread : threads) thread.join();
+  EXPECT_GE(runs, 200);
+  for (const auto& each : repeaters) each->stop();
+  EXPECT_EQ(names(), "");
+}
+
+TEST(MasterTimerRealTime, RepeatersKeepTheirRateOnTheRealClock) {
+  FakePlatform fake;
+  const auto timer = MasterTimer::instance();
+  timer->start();
+  int fast = 0, slow = 0;
+  const auto a = std::make_shared<Repeater>("fast"), b = std::make_shared<Repeater>("slow");
+  const Timeval begin;
+  a->start(0.01, [&] { ++fast; });
+  b->start(0.1, [&] { ++slow; });
+  ASSERT_TRUE(pumpUntil([&] { return slow == 6; }));
+  EXPECT_GE(begin.elapsed(), 499'000);
+  EXPECT_LE(fast, 2 + begin.elapsed() / 10'000) << "no more runs than periods";
+  EXPECT_GE(fast, 5);
+  timer->stop();
+}
+
+TEST(RepeaterDeathTest, BrokenPreconditionsAreFatal) {
+  EXPECT_DEATH(Repeater{}, "fatal: .*unimplemented initializer 'init\\(\\)' for class 'Corvane.Repeater'");
+  EXPECT_DEATH(
+      {
+        Repeater onStack("x");
+        onStack.start(1, [] {});
+      },
+      "fatal: Repeater::start");
+  EXPECT_DEATH(
+      {
+        FakePlatform fake;
+        MasterTimer::instance()->start();
+        MasterTimer::instance()->add(std::make_shared<Repeater>("never started"));
+        pump();
+      },
+      "fatal: Repeater: a registered repeater has no due time");
+  EXPECT_DEATH(
+      {
+        FakePlatform fake;
+        MasterTimer::instance()->start();
+        std::make_shared<Repeater>("endless")->start(1e300, [] {});
+        pump();
+      },
+      "fatal: Timeval: .*out of range");
+}
+
+}  // namespace
+}  // namespace corvane

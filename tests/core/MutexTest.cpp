@@ -1,0 +1,148 @@
+#include "corvane/core/Mutex.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "corvane/core/Timeval.h"
+#include "corvane/core/ptlock_c.h"
+#include "corvane/testing/ManualClock.h"
+
+namespace corvane {
+namespace {
+
+// Another thread that wants the lock, gets it in the end and gives it back.
+class Rival {
+ public:
+  explicit Rival(Mutex& mutex)
+      : m_thread([this, &mutex] {
+          MutexLock lock(mutex);
+          m_succeeded = true;
+        }) {}
+  ~Rival() { m_thread.join(); }
+  Rival(const Rival&) = delete;
+  Rival& operator=(const Rival&) = delete;
+
+  bool isKeptOut() const {
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    return !m_succeeded;
+  }
+
+ private:
+  std::atomic<bool> m_succeeded = false;
+  std::thread m_thread;
+};
+
+TEST(Mutex, BlocksReturnWhatTheBodyReturns) {
+  Mutex mutex;
+  int number = 5;
+  EXPECT_EQ(mutex.acquire_block([] { return std::string("value"); }), "value");
+  int& reference = mutex.acquire_block([&]() -> int& { return number; });
+  EXPECT_EQ(&reference, &number);
+  mutex.acquire_block([&] { number = 6; });
+  EXPECT_EQ(number, 6);
+  mutex.acquire();
+  EXPECT_EQ(mutex.release_block([&] {
+    { Rival rival(mutex); }  // would not end if the lock were held
+    return 7;
+  }),
+            7);
+  int& again = mutex.release_block([&]() -> int& { return number; });
+  EXPECT_EQ(&again, &number);
+  Rival rival(mutex);
+  EXPECT_TRUE(rival.isKeptOut());
+  mutex.release();
+}
+
+TEST(Mutex, BlocksRestoreTheLockWhenTheBodyThrows) {
+  Mutex mutex;
+  EXPECT_THROW(mutex.acquire_block([]() -> void { throw std::runtime_error("body"); }), std::runtime_error);
+  { Rival rival(mutex); }
+  mutex.acquire();
+  EXPECT_THROW(mutex.release_block([]() -> void { throw std::runtime_error("body"); }), std::runtime_error);
+  Rival rival(mutex);
+  EXPECT_TRUE(rival.isKeptOut());
+  mutex.release();
+}
+
+TEST(Mutex, TimedWaitsTellWhetherTimeRanOut) {
+  Mutex mutex;
+  MutexLock lock(mutex);
+  const Timeval begin;
+  EXPECT_TRUE(mutex.wait(0));
+  EXPECT_TRUE(mutex.waituntil((Timeval() + -1.0).tv()));
+  EXPECT_LT(begin.elapsed(), 10'000'000);
+  const Timeval deadline = Timeval() + 0.05;
+  EXPECT_TRUE(mutex.waituntil(deadline.tv()));
+  EXPECT_GE(Timeval() + 1, deadline);
+}
+
+TEST(Mutex, BroadcastEndsEveryWait) {
+  Mutex mutex;
+  void* lock = ptlock_init();
+  std::atomic<int> woken = 0;
+  bool go = false;
+  std::vector<std::thread> threads;
+  for (const std::int64_t limit :
+       {COND_WAIT_FOREVER, std::int64_t{-5}, std::int64_t{60'000'000}, std::numeric_limits<std::int64_t>::max()})
+    threads.emplace_back([&, limit] {
+      MutexLock held(mutex);
+      bool timedOut = false;
+      while (!go) timedOut = mutex.wait(limit);
+      woken += timedOut ? 0 : 1;
+    });
+  std::atomic<int> result = 1;
+  threads.emplace_back([&] {
+    ptlock_acquire(lock);
+    result = ptlock_wait(lock, -5);
+    ptlock_release(lock);
+  });
+  mutex.acquire_block([&] { go = true; });
+  mutex.broadcast();
+  while (result == 1) {
+    ptlock_broadcast(lock);
+    std::this_thread::yield();
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(woken, 4);
+  EXPECT_EQ(result, 0);
+  ptlock_destroy(lock);
+}
+
+TEST(Mutex, WaitloopLooksBeforeItWaits) {
+  Mutex mutex;
+  std::string calls;
+  mutex.waitloop([&] { calls += 'i'; }, [&] { return false; }, [&] { calls += 'b'; }, COND_WAIT_FOREVER);
+  EXPECT_EQ(calls, "i");
+  int left = 2;
+  mutex.waitloop([&] { calls += 'i'; },
+                 [&] {
+                   calls += 'p';
+                   return left-- > 0;
+                 },
+                 [&] { calls += 'b'; }, 1'000);
+  EXPECT_EQ(calls, "iipbpbp");
+  { Rival rival(mutex); }
+}
+
+TEST(Mutex, WaitsFollowAReplacedClock) {
+  ManualClock clock(Timeval::sec(1'000));
+  Mutex mutex;
+  std::atomic<bool> done = false;
+  std::thread waiter([&] {
+    MutexLock lock(mutex);
+    EXPECT_TRUE(mutex.wait(3'600'000'000));
+    done = true;
+  });
+  clock.advance(Timeval::sec(3'599));
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_FALSE(done);
+  while (!done) clock.advance(Timeval::sec(1));
+  waiter.join();
+}
+
+}  // namespace
+}  // namespace corvane

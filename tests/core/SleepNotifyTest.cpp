@@ -1,0 +1,255 @@
+#include "corvane/core/SleepNotify.h"
+
+#include <gio/gio.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "corvane/core/Log.h"
+#include "corvane/core/MasterTimer.h"
+#include "corvane/platform/fake/FakePlatform.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/Pump.h"
+#include "tests/support/TempHome.h"
+
+namespace corvane {
+namespace {
+
+using Names = std::vector<std::string>;
+
+Names s_log;
+constexpr LogSink SINK = {[](std::string_view line) { s_log.emplace_back(line); }, [] { return true; }};
+
+// A child process that ends with the scope.
+class Child {
+ public:
+  explicit Child(std::vector<const char*> arguments) {
+    arguments.push_back(nullptr);
+    GError* error = nullptr;
+    m_process = g_subprocess_newv(arguments.data(), G_SUBPROCESS_FLAGS_STDOUT_SILENCE, &error);
+    if (!m_process) ADD_FAILURE() << error->message;
+  }
+  ~Child() {
+    g_subprocess_force_exit(m_process);
+    g_subprocess_wait(m_process, nullptr, nullptr);
+    g_object_unref(m_process);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+ private:
+  GSubprocess* m_process;
+};
+
+// A bus with mocked services, seen from outside the library.
+class MockBus {
+ public:
+  MockBus() {
+    m_connection = g_dbus_connection_new_for_address_sync(
+        m_bus.address(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr);
+  }
+  ~MockBus() { g_object_unref(m_connection); }
+  MockBus(const MockBus&) = delete;
+  MockBus& operator=(const MockBus&) = delete;
+
+  // Starts a mock from one of python3-dbusmock's templates and waits until it answers.
+  std::unique_ptr<Child> mock(const char* which, const char* name) {
+    auto child = std::make_unique<Child>(std::vector{"/usr/bin/python3", "-m", "dbusmock", "--template", which});
+    EXPECT_TRUE(pumpUntil([&] {
+      GVariant* owned = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
+                             g_variant_new("(s)", name));
+      const bool up = owned && g_variant_get_boolean(g_variant_get_child_value(owned, 0));
+      return up;
+    }));
+    return child;
+  }
+
+  GVariant* call(const char* name, const char* path, const char* interface, const char* method, GVariant* arguments) {
+    return g_dbus_connection_call_sync(m_connection, name, path, interface, method, arguments, nullptr,
+                                       G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
+  }
+
+  void emitBoolean(const char* name, const char* path, const char* interface, const char* signal, bool value) {
+    GVariant* argument = g_variant_new_boolean(value);
+    ASSERT_TRUE(
+        call(name, path, "org.freedesktop.DBus.Mock", "EmitSignal",
+             g_variant_new("(sss@av)", interface, signal, "b",
+                           g_variant_new_array(
+                               G_VARIANT_TYPE_VARIANT, new GVariant* [1] { g_variant_new_variant(argument) }, 1))));
+  }
+
+  void prepareForSleep(bool asleep) {
+    emitBoolean("org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
+                "PrepareForSleep", asleep);
+  }
+
+  std::size_t inhibitors() {
+    GVariant* reply = call("org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
+                           "ListInhibitors", nullptr);
+    return reply ? g_variant_n_children(g_variant_get_child_value(reply, 0)) : 99;
+  }
+
+ private:
+  PrivateBus m_bus;
+  GDBusConnection* m_connection;
+};
+
+struct SleepNotifyTest : testing::Test {
+  SleepNotifyTest() {
+    s_log.clear();
+    setLogSink(&SINK);
+  }
+  ~SleepNotifyTest() override { setLogSink(nullptr); }
+
+  TempHome home;
+  Names names;
+  SleepNotify::Listener listener = [this](const Notification& event) {
+    EXPECT_TRUE(IsMainQueue());
+    names.push_back(event.name);
+  };
+};
+
+TEST_F(SleepNotifyTest, PassesOnTheFourNamesOnlyUntilDeregistered) {
+  FakePlatform fake;
+  {
+    SleepNotify notify(listener);
+    for (const std::string_view name : {WILL_SLEEP, SCREENS_DID_SLEEP, DID_WAKE, SCREENS_DID_WAKE})
+      fake.power->emit(name);
+    fake.power->emit("NSWorkspaceDidLaunchApplicationNotification");
+    notify.sleepListenerWithANotification({"other"});
+    notify.sleepListenerWithANotification({std::string(DID_WAKE)});
+    EXPECT_EQ(names, (Names{"NSWorkspaceWillSleepNotification", "NSWorkspaceScreensDidSleepNotification",
+                            "NSWorkspaceDidWakeNotification", "NSWorkspaceScreensDidWakeNotification",
+                            "NSWorkspaceDidWakeNotification"}));
+    notify.deregister();
+    notify.deregister();
+    fake.power->emit(WILL_SLEEP);
+    EXPECT_EQ(names.size(), 5U);
+  }
+  fake.power->emit(WILL_SLEEP);
+  EXPECT_EQ(fake.power->subscribers(), 0U);
+}
+
+TEST_F(SleepNotifyTest, TheLoginManagersSleepIsDelayedUntilTheHandlersAreDone) {
+  MockBus bus;
+  const auto logind = bus.mock("logind", "org.freedesktop.login1");
+  bool heldInHandler = false;
+  SleepNotify notify([&](const Notification& event) {
+    listener(event);
+    if (event.name == WILL_SLEEP) heldInHandler = bus.inhibitors() == 1;
+  });
+  ASSERT_TRUE(pumpUntil([&] { return bus.inhibitors() == 1; })) << "held from the start";
+  for (int round = 1; round <= 2; ++round) {
+    names.clear();
+    heldInHandler = false;
+    bus.prepareForSleep(true);
+    bus.prepareForSleep(true);
+    ASSERT_TRUE(pumpUntil([&] { return !names.empty() && bus.inhibitors() == 0; })) << "released";
+    EXPECT_TRUE(heldInHandler);
+    bus.prepareForSleep(false);
+    bus.prepareForSleep(false);
+    ASSERT_TRUE(pumpUntil([&] { return names.size() > 1 && bus.inhibitors() == 1; })) << "taken again";
+    pump();
+    EXPECT_EQ(names, (Names{std::string(WILL_SLEEP), std::string(DID_WAKE)})) << "duplicates are suppressed";
+  }
+  notify.deregister();
+  EXPECT_TRUE(pumpUntil([&] { return bus.inhibitors() == 0; })) << "given back at the end";
+  bus.prepareForSleep(true);
+  pump();
+  EXPECT_EQ(names.size(), 2U);
+}
+
+TEST_F(SleepNotifyTest, AMainLoopThatHangsDoesNotHoldTheSleepForLong) {
+  MockBus bus;
+  const auto logind = bus.mock("logind", "org.freedesktop.login1");
+  SleepNotify notify(listener);
+  ASSERT_TRUE(pumpUntil([&] { return bus.inhibitors() == 1; }));
+  bus.prepareForSleep(true);
+  // The main queue is not served here; the login manager's own limit is 5 s.
+  const Timeval begin;
+  while (bus.inhibitors() != 0 && begin.elapsed() < 30'000'000) g_usleep(50'000);
+  EXPECT_EQ(bus.inhibitors(), 0U);
+  EXPECT_TRUE(names.empty());
+}
+
+TEST_F(SleepNotifyTest, TheMasterTimerPausesWithTheRealBackend) {
+  MockBus bus;
+  const auto logind = bus.mock("logind", "org.freedesktop.login1");
+  const auto timer = MasterTimer::instance();
+  timer->start();
+  int runs = 0;
+  const auto tick = std::make_shared<Repeater>("tick");
+  tick->start(0.005, [&] { ++runs; });
+  ASSERT_TRUE(pumpUntil([&] { return runs > 2 && bus.inhibitors() == 1; }));
+  bus.prepareForSleep(true);
+  ASSERT_TRUE(pumpUntil([&] { return bus.inhibitors() == 0; }));
+  const int before = runs;
+  pump();
+  EXPECT_EQ(runs, before);
+  bus.prepareForSleep(false);
+  ASSERT_TRUE(pumpUntil([&] { return runs > before && s_log.size() >= 4; }));
+  EXPECT_EQ(Names(s_log.end() - 3, s_log.end()),
+            (Names{"MasterTimer: Going to sleep", "MasterTimer: Woke up - restart repeaters",
+                   "MasterTimer: Woke up - reset stats"}));
+  timer->stop();
+}
+
+TEST_F(SleepNotifyTest, TheScreenSaverServiceTellsOfTheScreens) {
+  MockBus bus;
+  const auto saver = bus.mock("gnome_screensaver", "org.gnome.ScreenSaver");
+  SleepNotify notify(listener);
+  ASSERT_TRUE(pumpUntil([&] { return !s_log.empty(); })) << "there is no login manager here";
+  EXPECT_TRUE(s_log[0].starts_with("SleepNotify: The login manager does not tell of sleep: ")) << s_log[0];
+  const auto emit = [&](bool active) {
+    bus.emitBoolean("org.gnome.ScreenSaver", "/org/gnome/ScreenSaver", "org.gnome.ScreenSaver", "ActiveChanged",
+                    active);
+  };
+  // The subscription is made in the background.
+  ASSERT_TRUE(pumpUntil([&] {
+    emit(true);
+    return !names.empty();
+  }));
+  emit(true);
+  emit(false);
+  emit(false);
+  ASSERT_TRUE(pumpUntil([&] { return names.size() == 2; }));
+  pump();
+  EXPECT_EQ(names, (Names{std::string(SCREENS_DID_SLEEP), std::string(SCREENS_DID_WAKE)}));
+  EXPECT_EQ(s_log.size(), 1U);
+}
+
+TEST_F(SleepNotifyTest, TheXServersScreenSaverTellsOfTheScreens) {
+  PrivateBus bus;
+  const std::string display = ":" + std::to_string(100 + getpid() % 20'000);
+  const Child server({"Xvfb", display.c_str(), "-screen", "0", "320x200x24", "-nolisten", "tcp"});
+  home.set("DISPLAY", display.c_str());
+  const auto xset = [](const char* what) {
+    return g_spawn_command_line_sync(("xset " + std::string(what)).c_str(), nullptr, nullptr, nullptr, nullptr);
+  };
+  const std::string socket = "/tmp/.X11-unix/X" + display.substr(1);
+  ASSERT_TRUE(pumpUntil([&] { return access(socket.c_str(), F_OK) == 0; }));
+  SleepNotify notify(listener);
+  ASSERT_TRUE(pumpUntil([&] {
+    xset("s activate");
+    return !names.empty();
+  }));
+  xset("s reset");
+  ASSERT_TRUE(pumpUntil([&] { return names.size() == 2; }));
+  EXPECT_EQ(names, (Names{std::string(SCREENS_DID_SLEEP), std::string(SCREENS_DID_WAKE)}));
+}
+
+TEST_F(SleepNotifyTest, AMachineWithoutServicesGetsOneLineForEach) {
+  home.set("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+  SleepNotify notify(listener);
+  ASSERT_TRUE(pumpUntil([&] { return s_log.size() == 2; }));
+  EXPECT_TRUE(s_log[0].starts_with("SleepNotify: No system bus: ")) << s_log[0];
+  EXPECT_EQ(s_log[1], "SleepNotify: No service tells when the screens sleep");
+  pump();
+  EXPECT_EQ(s_log.size(), 2U);
+}
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,223 @@
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <latch>
+#include <mutex>
+#include <thread>
+
+#include "corvane/core/DispatchQueueSerial.h"
+#include "corvane/core/MainQueue.h"
+#include "corvane/core/PThread.h"
+#include "corvane/core/Timeval.h"
+
+namespace corvane {
+namespace {
+
+int threadCount() {
+  int count = -2;  // "." and ".."
+  DIR* folder = opendir("/proc/self/task");
+  while (readdir(folder)) ++count;
+  closedir(folder);
+  return count;
+}
+
+template <class Condition>
+bool eventually(Condition&& condition) {
+  for (const Timeval begin; begin.elapsed() < 20'000'000; usleep(1000))
+    if (condition()) return true;
+  return false;
+}
+
+TEST(PThread, StartReturnsWhenTheThreadRunsAndPassesTheContext) {
+  PThread thread;
+  std::latch done(2);
+  std::atomic<int> sum = 0;
+  const auto action = [&](const std::any& context) {
+    EXPECT_FALSE(IsMainQueue());
+    sum += context.has_value() ? std::any_cast<int>(context) : 100;
+    done.count_down();
+  };
+  thread.start(7, action);
+  thread.stop();
+  thread.start({}, action);
+  done.wait();
+  EXPECT_EQ(sum, 107);
+}
+
+TEST(PThread, StopLeavesTheActionRunning) {
+  PThread thread;
+  std::latch release(1), ended(2);
+  std::atomic<int> order = 0;
+  thread.start({}, [&](const std::any&) {
+    release.wait();
+    order = order * 10 + 1;
+    ended.count_down();
+  });
+  thread.stop();
+  thread.start({}, [&](const std::any&) {
+    order = order * 10 + 2;
+    release.count_down();
+    ended.count_down();
+  });
+  ended.wait();
+  EXPECT_EQ(order, 21);
+}
+
+TEST(PThread, AThreadOutlivesItsObject) {
+  std::latch release(1), ended(1);
+  {
+    PThread().start({}, [&](const std::any&) {
+      release.wait();
+      ended.count_down();
+    });
+  }
+  release.count_down();
+  ended.wait();
+}
+
+TEST(SerialQueue, RunsWorkInOrderOneAtATime) {
+  DispatchQueueSerial queue("org.corvane.test.order", QoS::UNSPECIFIED);
+  constexpr int PER_THREAD = 5'000;
+  std::vector<std::pair<int, int>> seen;
+  std::atomic<int> inside = 0;
+  std::vector<std::thread> producers;
+  for (int id = 0; id < 2; ++id)
+    producers.emplace_back([&, id] {
+      for (int i = 0; i < PER_THREAD; ++i)
+        queue.async([&, id, i] {
+          EXPECT_EQ(inside.fetch_add(1), 0);
+          seen.emplace_back(id, i);
+          --inside;
+        });
+    });
+  for (auto& producer : producers) producer.join();
+  queue.sync([] {});
+  ASSERT_EQ(seen.size(), 2U * PER_THREAD);
+  int next[2] = {0, 0};
+  for (const auto& [id, i] : seen) EXPECT_EQ(i, next[id]++);
+}
+
+TEST(SerialQueue, SyncWaitsAndRunsOffTheMainQueue) {
+  DispatchQueueSerial queue("org.corvane.test.a-very-long-label.tail", QoS::BACKGROUND);
+  char name[16] = {};
+  int niceness = -1;
+  bool onMain = true;
+  queue.sync([&] {
+    onMain = IsMainQueue();
+    pthread_getname_np(pthread_self(), name, sizeof name);
+    niceness = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
+  });
+  EXPECT_FALSE(onMain);
+  EXPECT_STREQ(name, "long-label.tail");
+  EXPECT_GE(niceness, 10);
+  EXPECT_EQ(queue.label(), "org.corvane.test.a-very-long-label.tail");
+}
+
+TEST(SerialQueue, AThousandIdleQueuesOwnNoThread) {
+  const int before = threadCount();
+  std::vector<std::unique_ptr<DispatchQueueSerial>> queues;
+  for (int i = 0; i < 1'000; ++i) queues.push_back(std::make_unique<DispatchQueueSerial>("idle", QoS::DEFAULT));
+  EXPECT_EQ(threadCount(), before);
+  // One after the other they share a thread.
+  for (auto& queue : queues) queue->sync([] {});
+  EXPECT_LE(threadCount(), before + 4);
+  EXPECT_TRUE(eventually([&] { return threadCount() == before; })) << "idle workers end";
+}
+
+TEST(SerialQueue, QueuesThatBlockStarveNoOther) {
+  constexpr int BLOCKED = 64;
+  std::latch release(1);
+  std::latch ended(BLOCKED);
+  for (int i = 0; i < BLOCKED; ++i)
+    DispatchQueueSerial("blocked", QoS::UNSPECIFIED).async([&] {
+      release.wait();
+      ended.count_down();
+    });
+  int ran = 0;
+  DispatchQueueSerial("free", QoS::UNSPECIFIED).sync([&] { ++ran; });
+  EXPECT_EQ(ran, 1);
+  release.count_down();
+  ended.wait();
+}
+
+TEST(SerialQueue, QueuedWorkOutlivesTheQueueAndItsCapturesDieAfterIt) {
+  std::latch ended(2);
+  std::shared_ptr<void> capture(nullptr, [&](void*) { ended.count_down(); });
+  {
+    DispatchQueueSerial queue("short", QoS::UNSPECIFIED);
+    queue.async([&ended, held = std::move(capture)] { ended.count_down(); });
+  }
+  ended.wait();
+}
+
+TEST(MainQueue, WorkPostedFromThreadsRunsThereInOrder) {
+  ASSERT_TRUE(IsMainQueue()) << "the first thread, while nobody runs the loop";
+  std::string order;
+  bool elsewhere = true;
+  std::thread thread([&] {
+    elsewhere = IsMainQueue();
+    main_async([&] { order += IsMainQueue() ? 'a' : '?'; });
+    main_async([&] { order += 'b'; });
+    main_sync([&] { order += 'c'; });
+    order += 'd';  // the main thread is in its loop
+    main_async([&] { order += 'e'; });
+    MainLoop::quit();
+  });
+  MainLoop::run();
+  thread.join();
+  EXPECT_FALSE(elsewhere);
+  EXPECT_EQ(order, "abcde");
+}
+
+TEST(MainQueue, OnTheMainQueueWorkRunsInPlace) {
+  std::string order;
+  main_async([&] { order += 'a'; });
+  main_sync([&] { order += 'b'; });
+  EXPECT_EQ(order, "ab");
+  main_post([&] { order += 'd'; });
+  MainLoop::quit();
+  order += 'c';
+  MainLoop::run();
+  EXPECT_EQ(order, "abcd");
+}
+
+TEST(MainQueue, ANestedLoopGoesOnWithTheWork) {
+  std::string order;
+  main_post([&] {
+    order += '[';
+    MainLoop::run();
+    order += ']';
+    MainLoop::quit();
+  });
+  main_post([&] {
+    order += 'x';
+    MainLoop::quit();
+  });
+  MainLoop::run();
+  EXPECT_EQ(order, "[x]");
+}
+
+TEST(MainQueueDeathTest, MisuseIsFatal) {
+  EXPECT_DEATH(std::thread([] { MainLoop::run(); }).join(), "fatal: MainLoop::run: not on the main queue");
+  EXPECT_DEATH(
+      {
+        main_post([] { throw std::runtime_error("from work"); });
+        MainLoop::run();
+      },
+      "fatal: an exception left the work of a thread or queue: from work");
+  EXPECT_DEATH(DispatchQueueSerial("x", QoS::DEFAULT).sync([] { throw 1; }), "fatal: an exception left the work");
+  EXPECT_DEATH(
+      {
+        PThread().start({}, [](const std::any&) { throw std::runtime_error("from a thread"); });
+        pause();
+      },
+      "fatal: .*from a thread");
+}
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,8 @@
+#!/bin/sh
+# Fails if the program makes a thread, a socket or a file.
+set -u
+trace=$(mktemp)
+trap 'rm -f "$trace"' EXIT
+strace -f -o "$trace" true 2>/dev/null || exit 77
+strace -f -e trace=clone,clone3,fork,vfork,socket,connect,open,openat,creat,mkdir -o "$trace" "$1" || exit 1
+! grep -E 'clone|fork|socket|connect|O_CREAT|mkdir' "$trace"

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace corvane {
+
+/// A home folder in a temporary folder, in force until the end of the scope: HOME and the XDG folders lie inside it,
+/// and no session bus or display is to be found. Make it before anything else: GLib reads these variables once per
+/// process, so a test program whose cases need different homes runs each in a process of its own, as CTest does.
+class TempHome {
+ public:
+  TempHome() {
+    std::string name = (std::filesystem::temp_directory_path() / "corvane-test-XXXXXX").string();
+    if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder: " + name);
+    m_path = std::filesystem::canonical(name);
+    std::filesystem::create_directory(m_path / "run");
+    std::filesystem::permissions(m_path / "run", std::filesystem::perms::owner_all);
+    set("HOME", m_path.c_str());
+    set("XDG_CONFIG_HOME", (m_path / ".config").c_str());
+    set("XDG_DATA_HOME", (m_path / ".local/share").c_str());
+    set("XDG_CACHE_HOME", (m_path / ".cache").c_str());
+    set("XDG_STATE_HOME", (m_path / ".local/state").c_str());
+    set("XDG_RUNTIME_DIR", (m_path / "run").c_str());
+    for (const char* variable : {"DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP"})
+      set(variable, nullptr);
+  }
+
+  ~TempHome() {
+    for (const auto& [name, value] : m_previous) {
+      if (value)
+        setenv(name.c_str(), value->c_str(), 1);
+      else
+        unsetenv(name.c_str());
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+  }
+
+  TempHome(const TempHome&) = delete;
+  TempHome& operator=(const TempHome&) = delete;
+
+  /// The folder; its name has no symbolic links.
+  const std::filesystem::path& path() const { return m_path; }
+
+  /// Path of something below the folder.
+  std::string operator/(std::string_view name) const { return (m_path / name).string(); }
+
+  /// Writes a file below the folder, with the folders that lead to it; its path.
+  std::string write(std::string_view name, std::string_view content, mode_t mode = 0644) const {
+    const std::filesystem::path file = m_path / name;
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << content;
+    if (chmod(file.c_str(), mode) != 0) throw std::runtime_error("cannot write " + file.string());
+    return file.string();
+  }
+
+  /// Sets an environment variable, or unsets it with a null value, until the end of the scope.
+  void set(const char* name, const char* value) {
+    const char* previous = std::getenv(name);
+    m_previous.try_emplace(name, previous ? std::optional<std::string>(previous) : std::nullopt);
+    if (value)
+      setenv(name, value, 1);
+    else
+      unsetenv(name);
+  }
+
+ private:
+  std::filesystem::path m_path;
+  std::map<std::string, std::optional<std::string>> m_previous;
+};
+
+}  // namespace corvane
