@@ -8,6 +8,7 @@
 #include "corvane/core/Log.h"
 #include "corvane/core/MasterTimer.h"
 #include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/platform/linux/GLibSupport.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Pump.h"
 #include "tests/support/TempHome.h"
@@ -44,41 +45,25 @@ class Child {
 // A bus with mocked services, seen from outside the library.
 class MockBus {
  public:
-  MockBus() {
-    m_connection = g_dbus_connection_new_for_address_sync(
-        m_bus.address(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, nullptr);
-  }
-  ~MockBus() { g_object_unref(m_connection); }
-  MockBus(const MockBus&) = delete;
-  MockBus& operator=(const MockBus&) = delete;
-
   // Starts a mock from one of python3-dbusmock's templates and waits until it answers.
   std::unique_ptr<Child> mock(const char* which, const char* name) {
     auto child = std::make_unique<Child>(std::vector{"/usr/bin/python3", "-m", "dbusmock", "--template", which});
     EXPECT_TRUE(pumpUntil([&] {
-      GVariant* owned = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
-                             g_variant_new("(s)", name));
-      const bool up = owned && g_variant_get_boolean(g_variant_get_child_value(owned, 0));
+      const auto reply = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
+                              g_variant_new("(s)", name));
+      gboolean up = FALSE;
+      if (reply) g_variant_get(reply.get(), "(b)", &up);
       return up;
     }));
     return child;
   }
 
-  GVariant* call(const char* name, const char* path, const char* interface, const char* method, GVariant* arguments) {
-    return g_dbus_connection_call_sync(m_connection, name, path, interface, method, arguments, nullptr,
-                                       G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
-  }
-
   void emitBoolean(const char* name, const char* path, const char* interface, const char* signal, bool value) {
-    GVariant* argument = g_variant_new_boolean(value);
-    ASSERT_TRUE(
-        call(name, path, "org.freedesktop.DBus.Mock", "EmitSignal",
-             g_variant_new("(sss@av)", interface, signal, "b",
-                           g_variant_new_array(
-                               G_VARIANT_TYPE_VARIANT, new GVariant* [1] { g_variant_new_variant(argument) }, 1))));
+    GVariantBuilder arguments;
+    g_variant_builder_init(&arguments, G_VARIANT_TYPE("av"));
+    g_variant_builder_add(&arguments, "v", g_variant_new_boolean(value));
+    EXPECT_TRUE(call(name, path, "org.freedesktop.DBus.Mock", "EmitSignal",
+                     g_variant_new("(sssav)", interface, signal, "b", &arguments)));
   }
 
   void prepareForSleep(bool asleep) {
@@ -87,14 +72,21 @@ class MockBus {
   }
 
   std::size_t inhibitors() {
-    GVariant* reply = call("org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
-                           "ListInhibitors", nullptr);
-    return reply ? g_variant_n_children(g_variant_get_child_value(reply, 0)) : 99;
+    const auto reply = call("org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
+                            "ListInhibitors", nullptr);
+    if (!reply) return 99;
+    return g_variant_n_children(glib::Ptr<GVariant>(g_variant_get_child_value(reply.get(), 0)).get());
   }
 
  private:
+  glib::Ptr<GVariant> call(const char* name, const char* path, const char* interface, const char* method,
+                           GVariant* arguments) {
+    return glib::Ptr<GVariant>(g_dbus_connection_call_sync(m_connection.get(), name, path, interface, method, arguments,
+                                                           nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr));
+  }
+
   PrivateBus m_bus;
-  GDBusConnection* m_connection;
+  glib::Ptr<GDBusConnection> m_connection = *glib::privateBus(G_BUS_TYPE_SESSION);
 };
 
 struct SleepNotifyTest : testing::Test {

@@ -1,0 +1,98 @@
+# Gives executables an information dictionary, which the library finds as their main bundle (corvane/infra/Bundle.h).
+#
+#   corvane_application(TARGET IDENTIFIER id NAME name VERSION version BUILD build [RESOURCES file…] [NO_INSTALL])
+#
+# Writes the dictionary and copies the resource files into the folder TARGET.resources beside the executable, whenever
+# the target is built. Unless told not to, also installs the executable as bin/TARGET and dictionary and resources into
+# share/TARGET, where they are found whatever the prefix.
+#
+#   corvane_embed_info_plist(TARGET file)
+#   corvane_embed_info_plist(TARGET IDENTIFIER id NAME name VERSION version BUILD build)
+#
+# Puts a dictionary, the given file or one made of these values, into the executable itself: for programs that are one
+# file. It survives strip, section garbage collection and link-time optimisation. The file must exist when CMake runs.
+#
+# VERSION is the version for people (2.1), BUILD that of the build (345). Both functions are called in the folder of the
+# target.
+
+include_guard()
+cmake_policy(VERSION 3.25)
+
+# Writes the dictionary of a target, made of the caller's arguments; its path goes to OUT.
+function(_corvane_write_info out target)
+  foreach(key IN ITEMS IDENTIFIER NAME VERSION BUILD)
+    if(NOT DEFINED arg_${key})
+      message(FATAL_ERROR "The application ${target} needs ${key}")
+    endif()
+    string(REPLACE "&" "&amp;" info_${key} "${arg_${key}}")
+    string(REPLACE "<" "&lt;" info_${key} "${info_${key}}")
+    string(REPLACE ">" "&gt;" info_${key} "${info_${key}}")
+  endforeach()
+  set(info_EXECUTABLE $<TARGET_FILE_NAME:${target}>)
+  file(READ ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/Info.plist.in template)
+  string(CONFIGURE "${template}" text @ONLY)
+  set(path ${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${target}.dir/info/$<CONFIG>/Info.plist)
+  file(GENERATE OUTPUT ${path} CONTENT "${text}")
+  set(${out} ${path} PARENT_SCOPE)
+endfunction()
+
+function(corvane_application target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "NO_INSTALL" "IDENTIFIER;NAME;VERSION;BUILD" "RESOURCES")
+  _corvane_write_info(info ${target})
+  set(files ${info})
+  foreach(file IN LISTS arg_RESOURCES)
+    cmake_path(ABSOLUTE_PATH file)
+    list(APPEND files ${file})
+  endforeach()
+
+  # A target of its own rather than a step after linking: a changed resource must not wait for the next link. The folder
+  # stands in a script, because a command that named it would have to wait for the executable.
+  set(work ${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${target}.dir/info/$<CONFIG>)
+  file(GENERATE OUTPUT ${work}/resources.cmake CONTENT
+"set(folder [[$<TARGET_FILE_DIR:${target}>/$<TARGET_FILE_NAME:${target}>.resources]])
+file(MAKE_DIRECTORY \${folder})
+foreach(file IN ITEMS [[$<JOIN:${files},]] [[>]])
+  cmake_path(GET file FILENAME name)
+  file(COPY_FILE \${file} \${folder}/\${name})
+endforeach()
+file(TOUCH [[${work}/resources.stamp]])
+")
+  add_custom_command(OUTPUT ${work}/resources.stamp
+    COMMAND ${CMAKE_COMMAND} -P ${work}/resources.cmake
+    DEPENDS ${work}/resources.cmake ${files}
+    COMMENT "Resources of ${target}"
+    VERBATIM)
+  add_custom_target(${target}_resources DEPENDS ${work}/resources.stamp)
+  add_dependencies(${target} ${target}_resources)
+
+  if(NOT arg_NO_INSTALL)
+    # Fixed names: the library looks for share beside the folder bin.
+    install(TARGETS ${target} RUNTIME DESTINATION bin)
+    install(FILES ${files} DESTINATION share/$<TARGET_FILE_NAME:${target}>)
+  endif()
+endfunction()
+
+function(corvane_embed_info_plist target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "IDENTIFIER;NAME;VERSION;BUILD" "")
+  if(arg_UNPARSED_ARGUMENTS)
+    set(info ${arg_UNPARSED_ARGUMENTS})
+    cmake_path(ABSOLUTE_PATH info)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${info})
+    file(SHA256 ${info} hash)
+  else()
+    _corvane_write_info(info ${target})
+    string(SHA256 hash "${arg_IDENTIFIER}\n${arg_NAME}\n${arg_VERSION}\n${arg_BUILD}")
+  endif()
+  # The hash in the source makes it, and so the executable, as new as the dictionary.
+  file(READ ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/info_plist.c.in template)
+  string(CONFIGURE "${template}" text @ONLY)
+  get_property(languages GLOBAL PROPERTY ENABLED_LANGUAGES)
+  if("C" IN_LIST languages)
+    set(extension c)
+  else()
+    set(extension cpp)
+  endif()
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${target}.dir/info/$<CONFIG>/info_plist.${extension})
+  file(GENERATE OUTPUT ${source} CONTENT "${text}")
+  target_sources(${target} PRIVATE ${source})
+endfunction()

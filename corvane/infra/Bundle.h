@@ -1,0 +1,72 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "corvane/infra/Image.h"
+#include "corvane/infra/Value.h"
+#include "corvane/platform/Bundles.h"
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Workspace.h"
+
+namespace corvane {
+
+/// An application's identity and resources: its information dictionary (Info.plist) and the folder that comes with it.
+///
+/// The main bundle is that of the running program, found beside or inside its executable (see
+/// corvane/platform/Bundles.h); the CMake functions corvane_application and corvane_embed_info_plist give a program
+/// one. A damaged dictionary counts as none and is reported on standard error. Instances do not change: share them
+/// between threads freely.
+class CORVANE_API Bundle {
+ public:
+  /// The running program's bundle; read once (for each Platform put in force), good for as long as the caller holds it.
+  /// Any thread.
+  static std::shared_ptr<const Bundle> mainBundle();
+
+  /// The bundle at a path (a wrapper folder or an executable); null if nothing is there.
+  static std::shared_ptr<const Bundle> at(const std::string& path);
+
+  explicit Bundle(BundleFiles files);
+
+  /// The information dictionary; null if the bundle has none that can be read.
+  const Value* infoDictionary() const;
+  /// An entry of it, null if it is missing.
+  const Value* object(const std::string& key) const;
+  /// An entry that is text.
+  std::optional<std::string> string(const std::string& key) const;
+
+  /// "CFBundleIdentifier".
+  std::optional<std::string> identifier() const;
+  /// "CFBundleName": the display name.
+  std::optional<std::string> bundleName() const;
+  /// Name, short version and version, as in "MyApp-2.1(345)"; none if any of the three entries is missing or not text.
+  std::optional<std::string> appVersionName() const;
+
+  const std::string& path() const;            ///< the wrapper's folder, else the executable's
+  const std::string& executablePath() const;  ///< its executable
+  const std::string& resourcesPath() const;   ///< its resources folder, whether or not it exists
+
+  /// Path of a file of the resources folder; none if it is not there.
+  std::optional<std::string> resource(const std::string& name) const;
+
+  // Other applications, by identifier, and files. These ask the desktop: they read its files, and only launch() talks
+  // to another process, for at most 5 s. Any thread.
+
+  /// The icon of the file at a path; none for an empty path or where the desktop has no picture for it.
+  static std::optional<Image> icon(const std::string& path);
+  /// The file that stands for the application with an identifier (on Linux its desktop entry); none if not found.
+  static std::optional<std::string> path(const std::string& identifier);
+  /// The same as a file: URL.
+  static std::optional<std::string> url(const std::string& identifier);
+  /// The icon of that application.
+  static std::optional<Image> bundleIcon(const std::string& identifier);
+  /// Launches it; true on success. The reason of a failure goes to the log.
+  static bool launch(const std::string& identifier, LaunchOptions options = LaunchOptions::DEFAULT);
+
+ private:
+  BundleFiles m_files;
+  std::optional<Value> m_info;
+};
+
+}  // namespace corvane

@@ -1,0 +1,192 @@
+#include "corvane/infra/Logger.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <utility>
+
+#include "corvane/core/Log.h"
+#include "corvane/core/Text.h"
+#include "corvane/core/Timeval.h"
+#include "corvane/core/fatal.h"
+#include "corvane/infra/Bundle.h"
+#include "corvane/platform/Platform.h"
+
+namespace corvane {
+
+namespace {
+
+std::string lastPart(const std::string& identifier) {
+  const std::size_t end = identifier.find_last_not_of('.');
+  if (end == std::string::npos) return {};
+  const std::size_t dot = identifier.rfind('.', end);
+  return identifier.substr(dot + 1, end - dot);
+}
+
+struct Shared {
+  Mutex mutex;
+  std::shared_ptr<Logger> logger CORVANE_GUARDED_BY(mutex);
+};
+
+Shared& shared() {
+  static auto& shared = *new Shared;
+  return shared;
+}
+
+constexpr LogSink SINK = {
+    [](std::string_view message) { Logger::instance()->log(message); },
+    [] { return Bundle::mainBundle()->identifier().has_value(); },
+};
+
+}  // namespace
+
+// The open log file. Each line goes to the kernel in one write to the end of the file, so that the lines of several
+// processes do not mix.
+class Logger::File {
+ public:
+  static std::unique_ptr<File> open(const std::string& path) {
+    // Not blocking: should a pipe stand in the log's place, nobody waits for its reader.
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
+    return descriptor < 0 ? nullptr : std::unique_ptr<File>(new File(descriptor));
+  }
+
+  ~File() { ::close(m_descriptor); }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  void append(std::string_view line) {
+    ssize_t written = 0;
+    do written = write(m_descriptor, line.data(), line.size());
+    while (written < 0 && errno == EINTR);
+    if (written <= 0 || static_cast<std::size_t>(written) == line.size()) return;
+    // The disk filled in the middle of the line. Take the piece away again, unless somebody has written behind it.
+    const off_t end = lseek(m_descriptor, 0, SEEK_CUR);
+    if (end >= written && end == size()) [[maybe_unused]] const int code = ftruncate(m_descriptor, end - written);
+  }
+
+  std::int64_t size() const {
+    struct stat info {};
+    return fstat(m_descriptor, &info) == 0 ? info.st_size : 0;
+  }
+
+  void sync() { fsync(m_descriptor); }
+
+ private:
+  explicit File(int descriptor) : m_descriptor(descriptor) {}
+  const int m_descriptor;
+};
+
+std::shared_ptr<Logger> Logger::instance() {
+  MutexLock lock(shared().mutex);
+  if (!shared().logger) shared().logger = std::make_shared<Logger>();
+  return shared().logger;
+}
+
+void Logger::setInstance(std::shared_ptr<Logger> logger) {
+  MutexLock lock(shared().mutex);
+  shared().logger.swap(logger);
+}
+
+Logger::Logger() : m_fname(TMP_LOG) {
+  const auto bundle = Bundle::mainBundle();
+  const auto identifier = bundle->identifier();
+  if (!identifier) return;
+  m_identifier = *identifier;
+  if (const std::string name = lastPart(*identifier); !name.empty()) m_fname = name + ".log";
+  MutexLock lock(m_mutex);
+  openLog();
+  if (const auto name = bundle->bundleName()) writeLine("Logging begins for: " + *name);
+}
+
+Logger::~Logger() = default;
+
+void Logger::log(std::string_view message) {
+  MutexLock lock(m_mutex);
+  writeLine(message);
+}
+
+void Logger::close() {
+  MutexLock lock(m_mutex);
+  if (!m_file) return;
+  if (const auto name = Bundle::mainBundle()->bundleName()) writeLine("Logging ends for: " + *name);
+  if (m_file) m_file->sync();
+  m_file.reset();
+}
+
+void Logger::displayLog() {
+  const auto folder = findLogPath();
+  if (!folder) return;
+  const auto opened = platform().workspace().open(*folder + "/" + m_fname);
+  if (!opened) logNotice("displayLog: " + opened.error().description);
+}
+
+void Logger::showInFinder() {
+  const auto folder = findLogPath();
+  if (!folder) return;
+  const auto shown = platform().workspace().reveal(*folder);
+  if (!shown) logNotice("showInFinder: " + shown.error().description);
+}
+
+std::optional<std::string> Logger::path() const {
+  const auto folder = findLogPath();
+  return folder ? std::optional(*folder + "/" + m_fname) : std::nullopt;
+}
+
+std::optional<std::string> Logger::findLogPath() {
+  const auto identifier = Bundle::mainBundle()->identifier();
+  if (!identifier) return std::nullopt;
+  const auto report = [](const std::string& description) {
+    systemLog("findLogPath: " + description);
+    return std::nullopt;
+  };
+  const auto library = platform().folders().library();
+  if (!library) return report(library.error().description);
+  const std::string folder = *library + "/Logs/" + *identifier;
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) return report(folder + ": " + error.message());
+  return folder;
+}
+
+void Logger::openLog() {
+  if (m_file) return;
+  if (const auto folder = findLogPath()) m_file = File::open(*folder + "/" + m_fname);
+}
+
+void Logger::rotate() {
+  const auto log = path();
+  if (!log) return;
+  const auto archive = [&log](std::int64_t number) { return *log + "." + std::to_string(number); };
+  unlink(archive(MAX_LOGS).c_str());
+  for (std::int64_t number = MAX_LOGS; number > 0; --number)
+    ::rename(archive(number - 1).c_str(), archive(number).c_str());
+  ::rename(log->c_str(), archive(0).c_str());
+}
+
+void Logger::writeLine(std::string_view message) {
+  message = trimmed(message);
+  if (message.empty()) return;
+  if (m_identifier.empty()) fatal("Logger: the main bundle has no identifier");
+  if (!m_file) return;
+  std::string line;
+  line.reserve(64 + m_identifier.size() + message.size());
+  line.append(Timeval().timestamp()).append(1, ' ').append(std::to_string(getpid())).append(1, ' ');
+  line.append(m_identifier).append(1, ' ').append(message).append(1, '\n');
+  m_file->append(line);
+  if (m_file->size() <= MAX_LOG_SIZE) return;
+  m_file.reset();
+  rotate();
+}
+
+}  // namespace corvane
+
+// What a program that links this library refers to, so that the linker keeps it; see the library's CMake file.
+extern "C" CORVANE_API const int corvane_infra_loaded;
+const int corvane_infra_loaded = [] {
+  corvane::setLogSink(&corvane::SINK);
+  return 1;
+}();

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// Bytes without a meaning of their own, as a Value.
+struct Data {
+  std::vector<std::uint8_t> bytes;
+
+  bool operator==(const Data&) const = default;
+};
+
+/// A moment, counted as property lists count it: seconds since 2001-01-01T00:00:00Z without leap seconds, negative
+/// before, fractions allowed.
+struct Date {
+  /// 2001-01-01T00:00:00Z in Unix seconds.
+  static constexpr double UNIX_SECONDS_AT_ZERO = 978307200;
+
+  double seconds = 0;
+
+  static Date fromUnixSeconds(double unixSeconds) { return {unixSeconds - UNIX_SECONDS_AT_ZERO}; }
+  double unixSeconds() const { return seconds + UNIX_SECONDS_AT_ZERO; }
+
+  bool operator==(const Date&) const = default;
+};
+
+/// What settings and property lists are made of: a dictionary, an array, or one of six plain kinds. A Value owns all it
+/// holds, is copied deeply, and is as safe to share between threads as a std::string.
+///
+/// Values are made by plain conversion and read by asking for the kind that is expected:
+///
+///     const Value window = Value::Dictionary{{"title", "Inbox"}, {"width", 640}};
+///     const Value* width = window.find("width");
+///     if (width && width->isInteger()) resize(*width->asInteger());
+///
+/// Nothing is converted on the way out: an integer is not a real, nor a string holding digits a number.
+///
+/// Copying, comparing and destroying a Value use some stack for each level of nesting. Property lists stop at 512
+/// levels (MAX_PROPERTY_LIST_DEPTH), for which any thread's stack is enough; who builds deeper Values must see to the
+/// stack.
+class CORVANE_API Value {
+ public:
+  using Array = std::vector<Value>;
+  using Dictionary = std::map<std::string, Value, std::less<>>;
+
+  /// An empty dictionary.
+  Value();
+  Value(const Value& other);
+  Value(Value&& other) noexcept;
+  Value& operator=(const Value& other);
+  Value& operator=(Value&& other) noexcept;
+  ~Value();
+
+  Value(Dictionary dictionary) : m_content(std::move(dictionary)) {}
+  Value(Array array) : m_content(std::move(array)) {}
+  /// Text in UTF-8. A Value takes any bytes; writing those that are not UTF-8 to a property list fails.
+  Value(std::string text) : m_content(std::move(text)) {}
+  Value(std::string_view text) : m_content(std::string(text)) {}
+  Value(const char* text) : m_content(std::string(text)) {}
+  Value(Data data) : m_content(std::move(data)) {}
+  Value(Date date) : m_content(date) {}
+  Value(std::same_as<bool> auto truth) : m_content(truth) {}
+  Value(std::floating_point auto real) : m_content(static_cast<double>(real)) {}
+  /// Integers of every type whose whole range fits; others have to be converted with care by the caller.
+  template <std::integral T>
+    requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t)))
+  Value(T integer) : m_content(static_cast<std::int64_t>(integer)) {}
+
+  bool isDictionary() const { return asDictionary() != nullptr; }
+  bool isArray() const { return asArray() != nullptr; }
+  bool isString() const { return asString() != nullptr; }
+  bool isInteger() const { return asInteger() != nullptr; }
+  bool isReal() const { return asReal() != nullptr; }
+  bool isBool() const { return asBool() != nullptr; }
+  bool isData() const { return asData() != nullptr; }
+  bool isDate() const { return asDate() != nullptr; }
+
+  /// What the Value holds, or nullptr when it is of another kind. Valid until the Value is changed or destroyed.
+  const Dictionary* asDictionary() const { return std::get_if<Dictionary>(&m_content); }
+  const Array* asArray() const { return std::get_if<Array>(&m_content); }
+  const std::string* asString() const { return std::get_if<std::string>(&m_content); }
+  const std::int64_t* asInteger() const { return std::get_if<std::int64_t>(&m_content); }
+  const double* asReal() const { return std::get_if<double>(&m_content); }
+  const bool* asBool() const { return std::get_if<bool>(&m_content); }
+  const Data* asData() const { return std::get_if<Data>(&m_content); }
+  const Date* asDate() const { return std::get_if<Date>(&m_content); }
+
+  /// The dictionary's entry of that name; nullptr when there is none, or when this is not a dictionary.
+  const Value* find(std::string_view key) const;
+
+  /// Same kind and same content. A real that is not a number equals another such, so that a Value equals its copy.
+  bool operator==(const Value& other) const;
+
+ private:
+  std::variant<Dictionary, Array, std::string, std::int64_t, double, bool, Data, Date> m_content;
+};
+
+}  // namespace corvane
