@@ -14,10 +14,11 @@ void submitAndWait(Submit&& submit, Work& work) {
   std::atomic<int> done = 0;
   submit(std::function<void()>([&work, &done] {
     work();
-    done.store(1, std::memory_order_release);
+    // Sequentially consistent: the notification looks whether anybody waits, and must not do so before the store.
+    done.store(1);
     done.notify_one();
   }));
-  done.wait(0, std::memory_order_acquire);
+  done.wait(0);
 }
 
 }  // namespace corvane

@@ -150,23 +150,27 @@ void MasterTimer::sort() {
   for (const auto& repeater : m_added) collect(*repeater);
   std::ranges::sort(stale);
 
-  auto moved = std::exchange(m_ran, {});
   for (const Slot& slot : stale)
-    if (auto entry = m_repeaters.extract(slot)) moved.push_back(std::move(entry));
-  std::vector<std::int64_t> ranks(moved.size());
-  for (std::size_t i = moved.size(); i-- > 0;)
-    ranks[i] = moved[i].mapped()->nextRun() > moved[i].key().due ? --m_first_rank : moved[i].key().rank;
-  for (std::size_t i = 0; i < moved.size(); ++i) {
-    Repeater& repeater = *moved[i].mapped();
-    const auto registered = std::ranges::find(repeater.m_slots, moved[i].key());
-    if (registered == repeater.m_slots.end()) {  // removed while it ran
-      m_released.push_back(std::move(moved[i].mapped()));
-      continue;
-    }
-    if (repeater.nextRun() < moved[i].key().due) ranks[i] = ++m_last_rank;
-    *registered = moved[i].key() = {repeater.nextRun(), ranks[i]};
-    m_repeaters.insert(std::move(moved[i]));
+    if (auto entry = m_repeaters.extract(slot)) m_ran.push_back(std::move(entry));
+  // Backwards, because each takes the place in front of those before it.
+  for (auto entry = m_ran.rbegin(); entry != m_ran.rend(); ++entry) {
+    auto& slots = entry->mapped()->m_slots;
+    const auto registered = std::ranges::find(slots, entry->key());
+    const Timeval due = entry->mapped()->nextRun();
+    if (registered == slots.end())
+      m_released.push_back(std::move(entry->mapped()));  // removed while it ran
+    else if (due > entry->key().due)
+      *registered = entry->key() = {due, --m_first_rank};
   }
+  for (auto& entry : m_ran) {
+    if (!entry.mapped()) continue;
+    if (const Timeval due = entry.mapped()->nextRun(); due < entry.key().due) {
+      const auto registered = std::ranges::find(entry.mapped()->m_slots, entry.key());
+      *registered = entry.key() = {due, ++m_last_rank};
+    }
+    m_repeaters.insert(m_repeaters.end(), std::move(entry));  // most often the place is near the end
+  }
+  m_ran.clear();
   for (auto& repeater : m_added) {
     const Slot slot{repeater->nextRun(), ++m_last_rank};
     repeater->m_slots.push_back(slot);
@@ -212,14 +216,14 @@ void MasterTimer::loop(std::uint64_t generation) {
 bool MasterTimer::runSlice(std::uint64_t generation) {
   MutexLock lock(Repeater::s_mutex);
   const Timeval begin;
+  Timeval now = begin;
   while (mayRun(generation) && !m_sleeping && !m_repeaters.empty()) {
     const auto first = m_repeaters.begin();
-    const Timeval now;
     if ((first->second->nextRun() - now).nsec() > TOLERANCE_NSEC) return false;
     if ((now - begin).nsec() > SLICE_NSEC) return true;
     const auto repeater = first->second;
     m_ran.push_back(m_repeaters.extract(first));
-    repeater->run(lock);
+    now = repeater->run(lock, now);
   }
   return false;
 }

@@ -68,32 +68,37 @@ Timeval Repeater::nextRun() const {
   return *m_next_run;
 }
 
-void Repeater::run(MutexLock& lock) CORVANE_NO_THREAD_SAFETY_ANALYSIS {
-  if (!m_func) return;
-  const Timeval start;
-  if (m_stats.count == 0)
-    m_stats.interval_stats = WeightedStats::seeded(m_interval * 1e6);
-  else
-    m_stats.interval_stats.update(static_cast<double>(m_last_run->elapsed()), m_time_constant, m_interval);
-  m_last_run = start;
-  {
-    // The task may restart or stop the repeater: the callable lives until it returns, and dies without the lock.
-    auto func = m_func;
-    lock.unlock();
-    (*func)();
-    func.reset();
-    lock.lock();
+// The clock is read once before the task, by the caller, and once after it: more readings would only add their own
+// cost.
+Timeval Repeater::run(MutexLock& lock, Timeval start) CORVANE_NO_THREAD_SAFETY_ANALYSIS {
+  Timeval end = start;
+  if (m_func) {
+    if (m_stats.count == 0)
+      m_stats.interval_stats = WeightedStats::seeded(m_interval * 1e6);
+    else
+      m_stats.interval_stats.update(static_cast<double>((start - *m_last_run).usec()), m_time_constant, m_interval);
+    m_last_run = start;
+    {
+      // The task may restart or stop the repeater: the callable lives until it returns, and dies without the lock.
+      auto func = m_func;
+      lock.unlock();
+      (*func)();
+      func.reset();
+      lock.lock();
+    }
+    end = Timeval();
+    const auto duration = static_cast<double>((end - start).usec());
+    m_stats.total_elapsed += duration;
+    if (m_stats.count == 0)
+      m_stats.elapsed_stats = WeightedStats::seeded(duration);
+    else
+      m_stats.elapsed_stats.update(duration, m_time_constant, m_interval);
+    m_stats.count += 1;
   }
-  m_stats.total_elapsed += static_cast<double>(start.elapsed());
-  const auto duration = static_cast<double>(start.elapsed());
-  if (m_stats.count == 0)
-    m_stats.elapsed_stats = WeightedStats::seeded(duration);
-  else
-    m_stats.elapsed_stats.update(duration, m_time_constant, m_interval);
-  m_stats.count += 1;
   const Timeval step = Timeval::nsec(Timeval::toInt64(m_interval * 1e9));
   m_next_run = nextRun() + step;
   if (*m_next_run < start) m_next_run = start + step;
+  return end;
 }
 
 }  // namespace corvane

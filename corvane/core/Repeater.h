@@ -49,10 +49,10 @@ class CORVANE_API Repeater : public std::enable_shared_from_this<Repeater> {
   Repeater& operator=(const Repeater&) = delete;
 
   /// Runs `closure_funct` at once (as soon as the timer gets to it) and then every `interval` seconds; resets the
-  /// statistics. Starting a repeater that runs restarts it, and registers it once more: it then stands in the timer's
-  /// list twice, but still runs once for each due time. A restart from inside the task takes effect with the new
-  /// interval after the current run. Fatal: a repeater that no shared_ptr holds; at the first run, an interval that is
-  /// not finite or beyond 292 years.
+  /// statistics. An empty callable is neither run nor counted. Starting a repeater that runs restarts it, and registers
+  /// it once more: it then stands in the timer's list twice, but still runs once for each due time. A restart from
+  /// inside the task takes effect with the new interval after the current run. Fatal: a repeater that no shared_ptr
+  /// holds; at the first run, an interval that is not finite or beyond 292 years.
   void start(double interval, std::function<void()> closure_funct);
 
   /// Takes the repeater off the timer. From the main queue: the task does not run any more. From another thread, a run
@@ -83,8 +83,8 @@ class CORVANE_API Repeater : public std::enable_shared_from_this<Repeater> {
 
   void resetStats(Timeval now) CORVANE_REQUIRES(s_mutex);
 
-  // One due run, on the main queue; gives the lock up while the task runs.
-  void run(MutexLock& lock) CORVANE_REQUIRES(s_mutex);
+  // One due run, on the main queue, that begins at `start`; gives the lock up while the task runs. Returns its end.
+  Timeval run(MutexLock& lock, Timeval start) CORVANE_REQUIRES(s_mutex);
 
   Timeval nextRun() const CORVANE_REQUIRES(s_mutex);
 

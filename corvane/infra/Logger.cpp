@@ -42,6 +42,12 @@ constexpr LogSink SINK = {
     [] { return Bundle::mainBundle()->identifier().has_value(); },
 };
 
+// When the library is loaded, because the core writes to the log too.
+[[maybe_unused]] const bool s_registered = [] {
+  setLogSink(&SINK);
+  return true;
+}();
+
 }  // namespace
 
 // The open log file. Each line goes to the kernel in one write to the end of the file, so that the lines of several
@@ -65,7 +71,8 @@ class Logger::File {
     if (written <= 0 || static_cast<std::size_t>(written) == line.size()) return;
     // The disk filled in the middle of the line. Take the piece away again, unless somebody has written behind it.
     const off_t end = lseek(m_descriptor, 0, SEEK_CUR);
-    if (end >= written && end == size()) [[maybe_unused]] const int code = ftruncate(m_descriptor, end - written);
+    if (end >= written && end == size()) [[maybe_unused]]
+      const int code = ftruncate(m_descriptor, end - written);
   }
 
   std::int64_t size() const {
@@ -183,10 +190,3 @@ void Logger::writeLine(std::string_view message) {
 }
 
 }  // namespace corvane
-
-// What a program that links this library refers to, so that the linker keeps it; see the library's CMake file.
-extern "C" CORVANE_API const int corvane_infra_loaded;
-const int corvane_infra_loaded = [] {
-  corvane::setLogSink(&corvane::SINK);
-  return 1;
-}();

@@ -11,8 +11,8 @@
 
 namespace corvane {
 
-/// The application's diagnostic log: one text file in the user's log folder, one time-stamped line a message, rotated by
-/// size.
+/// The application's diagnostic log: one text file in the user's log folder, one time-stamped line a message, rotated
+/// by size.
 ///
 /// The file is $HOME/Library/Logs/IDENTIFIER/NAME.log, where IDENTIFIER is the main bundle's identifier and NAME its
 /// last part (a.b.App: App.log). A line is
@@ -51,8 +51,9 @@ class CORVANE_API Logger {
   /// Writes one line; white space and line breaks around the message are dropped, and an empty message is not written.
   /// Line breaks inside stay. Fatal if the main bundle has no identifier.
   ///
-  /// The line that makes the file larger than MAX_LOG_SIZE is the last one: the file then becomes the archive NAME.log.0,
-  /// older archives move up by one to at most NAME.log.10, and the process writes no more until it is started again.
+  /// The line that makes the file larger than MAX_LOG_SIZE is the last one: the file then becomes the archive
+  /// NAME.log.0, older archives move up by one to at most NAME.log.10, and the process writes no more until it is
+  /// started again.
   void log(std::string_view message);
 
   /// Writes "Logging ends for: " and the bundle's name, syncs and closes the file; again does nothing. Later lines are

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "apps/inspector/Frame.h"
+#include "apps/inspector/Glyphs.h"
+#include "apps/inspector/Monitor.h"
+#include "apps/inspector/TaskTable.h"
+
+namespace corvane::inspector {
+
+/// The live view: what it shows at any size of screen, and what the keys do. Knows no terminal.
+class LiveView {
+ public:
+  /// What a key asks of the terminal.
+  enum class Request { NONE, QUIT, SUSPEND, REDRAW };
+
+  LiveView(Monitor& monitor, const Glyphs& glyphs);
+
+  Request press(int pressed);
+
+  /// The view as it is now.
+  Frame compose(std::size_t rows, std::size_t columns);
+
+ private:
+  enum class Page { OVERVIEW, LOG, HELP };
+
+  void show(Page page);
+  Frame overview(std::size_t rows, std::size_t columns) const;
+  Frame log(std::size_t rows, std::size_t columns) const;
+  Frame help(std::size_t columns) const;
+
+  Line title(std::size_t columns) const;
+  Line reading(std::size_t index, std::size_t columns) const;
+  Line tableTitle(std::size_t columns) const;
+  Line tableHeading(std::size_t columns) const;
+  Line tableRow(const TaskRow& row, std::size_t columns) const;
+  Line keys(std::size_t columns) const;
+  std::vector<std::size_t> readingsShown() const;
+
+  Monitor& m_monitor;
+  const Glyphs& m_glyphs;
+  const std::string m_host;
+  TaskTable m_table;
+  Page m_page = Page::OVERVIEW;
+  std::string m_logPath;  // empty if the program keeps no log
+};
+
+}  // namespace corvane::inspector

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <functional>
+
+struct _GSource;
+
+namespace corvane::inspector {
+
+/// A callback on the main loop, for as long as the object lives. On the main queue only. An exception that leaves a
+/// callback ends the process.
+class MainLoopSource {
+ public:
+  using Callback = std::function<void()>;
+
+  /// Whenever the descriptor can be read; `hangup` once, as the last, when its other side is gone.
+  static MainLoopSource input(int fd, Callback readable, Callback hangup);
+
+  /// After every delivery of SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGUSR2 or SIGWINCH.
+  static MainLoopSource signal(int number, Callback callback);
+
+  /// Once, after so many seconds.
+  static MainLoopSource after(unsigned seconds, Callback callback);
+
+  MainLoopSource() = default;
+  ~MainLoopSource();
+  MainLoopSource(MainLoopSource&& other) noexcept;
+  MainLoopSource& operator=(MainLoopSource&& other) noexcept;
+
+ private:
+  struct Callbacks;
+  MainLoopSource(_GSource* source, int (*function)(void*), Callbacks callbacks);
+
+  _GSource* m_source = nullptr;
+};
+
+}  // namespace corvane::inspector

@@ -1,0 +1,126 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace corvane::inspector {
+
+// Each reader takes one kind of reading from the kernel's files below `root` ("" is the machine itself). Where the
+// files are missing or make no sense there is no reading.
+
+using Moment = std::chrono::steady_clock::time_point;
+
+/// Load of all processors together.
+class ProcessorReader {
+ public:
+  explicit ProcessorReader(const std::string& root) : m_path(root + "/proc/stat") {}
+
+  /// Percent of the time since the call before; none at the first call.
+  std::optional<double> read();
+
+ private:
+  struct Times {
+    std::uint64_t total = 0;
+    std::uint64_t idle = 0;
+  };
+  static std::optional<Times> parse(const std::optional<std::string>& text);
+
+  std::string m_path;
+  std::optional<Times> m_before;
+};
+
+/// Physical memory, in bytes. What the kernel can give back at once (caches) does not count as used.
+struct Memory {
+  std::uint64_t used = 0;
+  std::uint64_t total = 0;
+};
+
+class MemoryReader {
+ public:
+  explicit MemoryReader(const std::string& root) : m_path(root + "/proc/meminfo") {}
+  std::optional<Memory> read() const;
+
+ private:
+  std::string m_path;
+};
+
+/// Bytes a second, in both directions: read and written, or received and sent.
+struct Throughput {
+  double in = 0;
+  double out = 0;
+};
+
+/// Turns counters of devices that come and go into a rate.
+class RateMeter {
+ public:
+  struct Counters {
+    std::uint64_t in = 0;
+    std::uint64_t out = 0;
+  };
+  using Devices = std::map<std::string, Counters, std::less<>>;
+
+  /// Units a second since the call before, over the devices that were there then and whose counters did not go back.
+  /// None at the first call, without devices, or if no time has passed.
+  std::optional<Throughput> update(Devices devices, Moment now);
+
+ private:
+  Devices m_before;
+  Moment m_when;
+};
+
+/// Throughput of the whole physical disks: partitions and devices built on others would count the same bytes again.
+class DiskReader {
+ public:
+  explicit DiskReader(std::string root) : m_root(std::move(root)) {}
+  std::optional<Throughput> read(Moment now);
+
+ private:
+  bool isPhysical(std::string name) const;
+
+  std::string m_root;
+  RateMeter m_meter;
+};
+
+/// Throughput of all network interfaces but the loopback.
+class NetworkReader {
+ public:
+  explicit NetworkReader(const std::string& root) : m_path(root + "/proc/net/dev") {}
+  std::optional<Throughput> read(Moment now);
+
+ private:
+  std::string m_path;
+  RateMeter m_meter;
+};
+
+/// Number of processes.
+class ProcessReader {
+ public:
+  explicit ProcessReader(const std::string& root) : m_path(root + "/proc") {}
+  std::optional<std::int64_t> read() const;
+
+ private:
+  std::string m_path;
+};
+
+struct Temperature {
+  std::string sensor;
+  double celsius = 0;
+};
+
+/// The temperature sensors: those of the hardware monitors, or of the thermal zones where there are none.
+class TemperatureReader {
+ public:
+  explicit TemperatureReader(std::string root) : m_root(std::move(root)) {}
+
+  /// All that answer, in a steady order.
+  std::vector<Temperature> read() const;
+
+ private:
+  std::string m_root;
+};
+
+}  // namespace corvane::inspector

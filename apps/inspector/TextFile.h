@@ -1,0 +1,33 @@
+#pragma once
+
+#include <charconv>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace corvane::inspector {
+
+/// Contents of a file, up to `limit` bytes of it; none if it cannot be read. Never waits for a writer.
+std::optional<std::string> readText(const std::string& path, std::size_t limit = std::size_t{1} << 20U);
+
+/// The last `limit` bytes of a file, from the first line that is whole; none if it cannot be read.
+std::optional<std::string> readTail(const std::string& path, std::size_t limit);
+
+/// The lines of a text.
+std::vector<std::string_view> linesOf(std::string_view text);
+
+/// The pieces of a line between blanks.
+std::vector<std::string_view> fieldsOf(std::string_view line);
+
+/// The number that makes up the whole of `text`; none if it is anything else or too large.
+template <class Number>
+std::optional<Number> numberIn(std::string_view text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+}  // namespace corvane::inspector

@@ -1,0 +1,146 @@
+#include "apps/inspector/Watch.h"
+
+#include <errno.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "apps/inspector/LiveView.h"
+#include "apps/inspector/MainLoopSource.h"
+#include "apps/inspector/Report.h"
+#include "apps/inspector/Screen.h"
+#include "corvane/core/MainQueue.h"
+#include "corvane/core/MasterTimer.h"
+#include "corvane/infra/Logger.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+/// What ends the program from outside.
+class EndSignals {
+ public:
+  /// The signal that came; 0 if none.
+  int received() const { return m_received; }
+
+  void end(int number) {
+    m_received = number;
+    MainLoop::quit();
+  }
+
+ private:
+  int m_received = 0;
+  MainLoopSource m_hangup = MainLoopSource::signal(SIGHUP, [this] { end(SIGHUP); });
+  MainLoopSource m_interrupt = MainLoopSource::signal(SIGINT, [this] { end(SIGINT); });
+  MainLoopSource m_terminate = MainLoopSource::signal(SIGTERM, [this] { end(SIGTERM); });
+};
+
+// The code of the system call that failed; 0 on success.
+int writeOut(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
+    if (written >= 0)
+      text.remove_prefix(static_cast<std::size_t>(written));
+    else if (errno != EINTR)
+      return errno;
+  }
+  return 0;
+}
+
+int showLive(Screen& screen, Monitor& monitor, EndSignals& signals, std::optional<unsigned> seconds) {
+  LiveView view(monitor, Glyphs::ofLocale());
+  const auto refresh = [&] {
+    screen.show(view.compose(static_cast<std::size_t>(screen.rows()), static_cast<std::size_t>(screen.columns())));
+  };
+  const auto keys = MainLoopSource::input(
+      STDIN_FILENO,
+      [&] {
+        while (const auto pressed = screen.readKey()) {
+          switch (view.press(*pressed)) {
+            case LiveView::Request::NONE:
+              break;
+            case LiveView::Request::QUIT:
+              MainLoop::quit();
+              break;
+            case LiveView::Request::SUSPEND:
+              screen.suspend();
+              break;
+            case LiveView::Request::REDRAW:
+              screen.redraw();
+              break;
+          }
+        }
+        refresh();
+      },
+      [&signals] { signals.end(SIGHUP); });
+  const auto resized = MainLoopSource::signal(SIGWINCH, [&] {
+    screen.resize();
+    refresh();
+  });
+  const auto end = seconds ? MainLoopSource::after(*seconds, MainLoop::quit) : MainLoopSource();
+  monitor.tasks().start("live view", 1, refresh);
+  MainLoop::run();
+  return 0;
+}
+
+int print(WatchOptions::Format format, Monitor& monitor, unsigned seconds) {
+  const bool json = format == WatchOptions::Format::JSON;
+  const Glyphs& glyphs = Glyphs::ofLocale();
+  const auto begin = std::chrono::steady_clock::now();
+  int error = 0;
+  bool first = true;
+  monitor.tasks().start(json ? "JSON output" : "plain output", 1, [&] {
+    // The first run comes at once, when there are no rates yet.
+    if (std::exchange(first, false)) return;
+    const std::string line =
+        json ? jsonLine(monitor.readings(), monitor.tasks().rows(), Timeval()) : plainLine(monitor.readings(), glyphs);
+    error = writeOut(line + "\n");
+    // Runs come a little before or after their second.
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+    if (error != 0 || elapsed.count() + 0.5 >= seconds) MainLoop::quit();
+  });
+  MainLoop::run();
+  if (!json && error == 0) error = writeOut("\n" + plainTable(monitor.tasks().rows(), glyphs));
+  if (error == 0 || error == EPIPE) return 0;  // the reader of a pipe may have seen enough
+  std::fprintf(stderr, "corvane-inspector: standard output: %s\n", std::strerror(error));
+  return 1;
+}
+
+int run(const WatchOptions& options, EndSignals& signals) {
+  static constexpr unsigned DEFAULT_SECONDS = 10;
+  Monitor monitor(options.root);
+  const auto screen = options.format == WatchOptions::Format::LIVE ? Screen::open() : nullptr;
+  if (screen) return showLive(*screen, monitor, signals, options.seconds);
+  return print(options.format, monitor, options.seconds.value_or(DEFAULT_SECONDS));
+}
+
+}  // namespace
+
+int watch(const Arguments& arguments) {
+  const auto options = WatchOptions::parse(arguments);
+  if (!options) {
+    std::fprintf(stderr, "corvane-inspector: %s (see --help)\n", options.error().c_str());
+    return 2;
+  }
+  std::signal(SIGPIPE, SIG_IGN);
+  const auto logger = Logger::instance();
+  MasterTimer::instance()->start();
+  int received = 0;
+  int status = 0;
+  {
+    EndSignals signals;
+    status = run(*options, signals);
+    received = signals.received();
+  }
+  MasterTimer::instance()->stop();
+  logger->close();
+  // Whoever waits for the process sees what ended it.
+  if (received != 0) std::raise(received);
+  return status;
+}
+
+}  // namespace corvane::inspector

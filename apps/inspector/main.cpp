@@ -1,0 +1,67 @@
+#include <algorithm>
+#include <array>
+#include <clocale>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "apps/inspector/Command.h"
+#include "apps/inspector/Watch.h"
+#include "corvane/infra/Bundle.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+// The first is what the program does without the name of a command.
+constexpr std::array COMMANDS = {
+    Command{"watch", "show the machine's load and the program's repeaters", WatchOptions::HELP, watch},
+};
+
+int help() {
+  std::string text = "Usage: corvane-inspector [COMMAND] [OPTION]...\n\n";
+  for (const Command& command : COMMANDS) {
+    text.append(command.name).append(": ").append(command.summary);
+    text.append(&command == COMMANDS.data() ? " (the default)\n" : "\n").append(command.options).append("\n");
+  }
+  text += "  --help         show this help\n  --version      show the program's version\n";
+  return std::fputs(text.c_str(), stdout) < 0 ? 1 : 0;
+}
+
+int version() {
+  const std::string name = Bundle::mainBundle()->appVersionName().value_or("Corvane Inspector, no bundle");
+  return std::puts(name.c_str()) < 0 ? 1 : 0;
+}
+
+int run(Arguments arguments) {
+  const auto asks = [&arguments](std::string_view option) {
+    return std::find(arguments.begin(), arguments.end(), option) != arguments.end();
+  };
+  if (asks("--help")) return help();
+  if (asks("--version")) return version();
+  if (arguments.empty() || arguments.front().starts_with("-")) return COMMANDS.front().run(arguments);
+  const auto command =
+      std::find_if(COMMANDS.begin(), COMMANDS.end(), [&](const Command& c) { return c.name == arguments.front(); });
+  if (command == COMMANDS.end()) {
+    std::fprintf(stderr, "corvane-inspector: %s: unknown command (see --help)\n",
+                 std::string(arguments.front()).c_str());
+    return 2;
+  }
+  arguments.erase(arguments.begin());
+  return command->run(arguments);
+}
+
+}  // namespace
+
+}  // namespace corvane::inspector
+
+int main(int argc, char** argv) {
+  // Only the encoding of text: numbers keep their point.
+  std::setlocale(LC_CTYPE, "");
+  try {
+    return corvane::inspector::run({argv + 1, argv + argc});
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "corvane-inspector: %s\n", error.what());
+    return 1;
+  }
+}

@@ -1,0 +1,21 @@
+# cmake --install: libraries, headers, the CMake package and the pkg-config file.
+
+set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Corvane)
+
+install(TARGETS corvane-core corvane-infra corvane-testing EXPORT CorvaneTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING PATTERN "*.h" PATTERN "linux" EXCLUDE)
+install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
+
+configure_package_config_file(cmake/CorvaneConfig.cmake.in ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
+  INSTALL_DESTINATION ${packageFolder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake ${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake
+    cmake/CorvaneApplication.cmake cmake/Info.plist.in cmake/info_plist.c.in
+  DESTINATION ${packageFolder})
+
+# Relative to the file itself, so that the installed tree can be moved.
+file(RELATIVE_PATH CORVANE_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+configure_file(cmake/corvane.pc.in ${PROJECT_BINARY_DIR}/corvane.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/corvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,61 @@
+#!/usr/bin/env bash
+# A new user's way: install, then link an application with find_package and another one with pkg-config.
+set -euo pipefail
+build=$1 source=$2 cmake=$3 libdir=$4 compiler=$5
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export HOME=$work/home
+mkdir -p "$HOME"
+unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME
+
+"$cmake" --install "$build" --prefix "$work/prefix" >"$work/install.log" || { cat "$work/install.log"; exit 1; }
+# Moved, to show that nothing installed remembers where it was put.
+mv "$work/prefix" "$work/moved"
+prefix=$work/moved
+
+echo "-- the README's example, with find_package"
+mkdir "$work/app"
+awk '/^```cpp/ {on = 1; next} /^```/ {if (on) exit} on' "$source/README.md" >"$work/app/main.cpp"
+awk '/^```cmake/ {on = 1; next} /^```/ {if (on) exit} on' "$source/README.md" >"$work/app/CMakeLists.txt"
+"$cmake" -S "$work/app" -B "$work/app/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
+  -DCMAKE_INSTALL_PREFIX="$work/installed" >"$work/app.log" || { cat "$work/app.log"; exit 1; }
+"$cmake" --build "$work/app/build"
+"$work/app/build/ticker" >"$work/out"
+grep -q '^tick 3' "$work/out" || { cat "$work/out"; exit 1; }
+log=$HOME/Library/Logs/org.example.Ticker/Ticker.log
+grep -q 'org.example.Ticker Logging begins for: Ticker$' "$log"
+echo "-- the same, installed"
+"$cmake" --install "$work/app/build" >/dev/null
+rm "$log"
+LD_LIBRARY_PATH=$prefix/$libdir "$work/installed/bin/ticker" | grep -q '^tick 3'
+grep -q 'Logging begins for: Ticker$' "$log"
+
+echo "-- programs that use nothing of the infrastructure library, linked with --as-needed, log all the same"
+cat >"$work/lone.cpp" <<'CPP'
+#include "corvane/core/Log.h"
+int main() { corvane::logLine("from the core"); }
+CPP
+export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
+# shellcheck disable=SC2046
+"$compiler" -std=c++20 -Wl,--as-needed "$work/lone.cpp" -o "$work/lone" $(pkg-config --cflags --libs corvane)
+mkdir "$work/app2"
+sed 's/ticker/lone2/g; s/Ticker/Lone/g; s/main.cpp/..\/lone.cpp/' "$work/app/CMakeLists.txt" >"$work/app2/CMakeLists.txt"
+"$cmake" -S "$work/app2" -B "$work/app2/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
+  -DCMAKE_EXE_LINKER_FLAGS=-Wl,--as-needed >/dev/null
+"$cmake" --build "$work/app2/build" >/dev/null
+cp -r "$work/app2/build/lone2.resources" "$work/lone.resources"
+log=$HOME/Library/Logs/org.example.Lone/Lone.log
+for program in "$work/lone" "$work/app2/build/lone2"; do
+  LD_LIBRARY_PATH=$prefix/$libdir "$program"
+  grep -q 'org.example.Lone from the core$' "$log"
+  rm "$log"
+done
+
+echo "-- the C headers, as C11"
+for header in "$prefix"/include/corvane/*/*_c.h; do
+  echo "#include \"${header#"$prefix"/include/}\"" | cc -std=c11 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -xc -fsyntax-only -
+done
+echo "-- every C++ header on its own"
+find "$prefix/include/corvane" -name '*.h' ! -name '*_c.h' -printf '#include "%P"\n' | sed 's#"#"corvane/#' | while read -r line; do
+  echo "$line" | "$compiler" -std=c++20 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -xc++ -fsyntax-only - || exit 1
+done

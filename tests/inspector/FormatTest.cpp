@@ -1,0 +1,104 @@
+#include "apps/inspector/Format.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "apps/inspector/History.h"
+#include "apps/inspector/Report.h"
+#include "apps/inspector/WatchOptions.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+TEST(Format, RatesChangeUnitBeforeTheyGrowLong) {
+  EXPECT_EQ(rate(0), "0 B/s");
+  EXPECT_EQ(rate(999.4), "999 B/s");
+  EXPECT_EQ(rate(999.6), "1.0 kB/s");
+  EXPECT_EQ(rate(999'940), "999.9 kB/s");
+  EXPECT_EQ(rate(999'960), "1.0 MB/s");
+  EXPECT_EQ(rate(2.5e15), "2500.0 TB/s");
+}
+
+TEST(Format, PrintableHoldsOneColumnForEachCharacter) {
+  EXPECT_EQ(printable("a°é\tb\x1b[31m", Glyphs::UNICODE), "a°é?b?[31m");
+  EXPECT_EQ(printable("a°", Glyphs::ASCII), "a?");
+  EXPECT_EQ(printable("\xff\xc3", Glyphs::UNICODE), "??");
+  EXPECT_EQ(printable("漢e\u0301", Glyphs::UNICODE), "?e?") << "wide and combining characters";
+}
+
+TEST(Format, ClipsAndAlignsByCharacter) {
+  EXPECT_EQ(clipped("µ°x", 2), "µ°");
+  EXPECT_EQ(clipped("ab", 9), "ab");
+  EXPECT_EQ(alignedRight("µs", 4), "  µs");
+  EXPECT_EQ(alignedLeft("µs", 1), "µs");
+}
+
+TEST(Format, WrapsAtBlanksWithoutLosingText) {
+  EXPECT_EQ(wrapped("", 10), std::vector<std::string>({""}));
+  EXPECT_EQ(wrapped("12 345678 90", 10), std::vector<std::string>({"12 345678 ", "  90"}));
+  EXPECT_EQ(wrapped("0123456789abcdefghij", 10), std::vector<std::string>({"0123456789", "  abcdefgh", "  ij"}));
+  EXPECT_EQ(wrapped("abc", 1), std::vector<std::string>({"a", "  b", "  c"}));
+}
+
+TEST(Format, JsonIsValidWhateverItHolds) {
+  EXPECT_EQ(jsonString("a\"b\\c\n\x01\x1f/é"), "\"a\\\"b\\\\c\\u000a\\u0001\\u001f/é\"");
+  EXPECT_EQ(jsonString("\xff"), "\"\uFFFD\"");
+  EXPECT_EQ(jsonString({}), "\"\"");
+  EXPECT_EQ(jsonNumber(1.25, 1), "1.2");
+  EXPECT_EQ(jsonNumber(std::nullopt, 1), "null");
+  EXPECT_EQ(jsonNumber(std::nan(""), 1), "null");
+  EXPECT_EQ(jsonNumber(-INFINITY, 1), "null");
+}
+
+TEST(Report, JsonLineNamesWhatIsMissing) {
+  Readings readings;
+  readings.memory = Memory{1, 2};
+  readings.temperatures = {{"a\"b", 20.25}};
+  EXPECT_EQ(jsonLine(readings, {{"t", 3, 0.5, 1, 2, false}}, Timeval::usec(1'709'802'301'000'123)),
+            R"({"time":"2024-03-07T09:05:01.000Z","processor_percent":null,"memory":{"used":1,"total":2},)"
+            R"("disk":null,"network":null,"processes":null,"temperatures":[{"sensor":"a\"b","celsius":20.2}],)"
+            R"("repeaters":[{"name":"t","count":3,"total_seconds":0.500000,"average_interval_seconds":1.000000,)"
+            R"("average_duration_microseconds":2.000}]})");
+}
+
+TEST(History, GraphShowsGapsAndTheLeastActivity) {
+  History history;
+  for (const std::optional<double> value :
+       {std::optional(0.0), std::optional(0.01), std::optional<double>(), std::optional(100.0), std::optional(500.0)})
+    history.add(value);
+  EXPECT_EQ(history.graph(7, {0, 100}, Glyphs::UNICODE), "  ▁▂ ██");
+  EXPECT_EQ(history.graph(2, {0, 100}, Glyphs::ASCII), "##");
+  EXPECT_EQ(history.graph(3, {7, 7}, Glyphs::ASCII), " __");
+  EXPECT_EQ(history.range(2)->low, 100);
+  EXPECT_FALSE(History().range(5));
+}
+
+TEST(WatchOptions, TakesBothWaysOfGivingAValue) {
+  const auto options = WatchOptions::parse({"--for", "5", "--root=/x", "--json"});
+  ASSERT_TRUE(options);
+  EXPECT_EQ(options->seconds, 5U);
+  EXPECT_EQ(options->root, "/x");
+  EXPECT_EQ(options->format, WatchOptions::Format::JSON);
+}
+
+TEST(WatchOptions, RefusesTheRest) {
+  for (const Arguments& arguments : std::vector<Arguments>{{"--for"},
+                                                           {"--for", "0"},
+                                                           {"--for=-1"},
+                                                           {"--for=1.5"},
+                                                           {"--for=9999999"},
+                                                           {"--for="},
+                                                           {"--json=1"},
+                                                           {"--json", "--plain"},
+                                                           {"--xyz"},
+                                                           {"extra"},
+                                                           {""},
+                                                           {"--root"}})
+    EXPECT_FALSE(WatchOptions::parse(arguments)) << arguments.front();
+}
+
+}  // namespace
+
+}  // namespace corvane::inspector

@@ -1,0 +1,138 @@
+#include "apps/inspector/LiveView.h"
+
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "apps/inspector/Format.h"
+#include "apps/inspector/HeldStderr.h"
+#include "apps/inspector/MainLoopSource.h"
+#include "apps/inspector/Screen.h"
+#include "corvane/core/MainQueue.h"
+#include "corvane/core/MasterTimer.h"
+#include "tests/support/TempHome.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+std::string textOf(const Frame& frame) {
+  std::string text;
+  for (const Line& line : frame) {
+    for (const Span& span : line) text += span.text;
+    text += '\n';
+  }
+  return text;
+}
+
+void runFor(unsigned seconds) {
+  MasterTimer::instance()->start();
+  const auto end = MainLoopSource::after(seconds, MainLoop::quit);
+  MainLoop::run();
+}
+
+TEST(LiveView, FitsEveryScreen) {
+  const TempHome home;
+  home.write("sys/class/hwmon/hwmon0/temp1_input", "54000\n");
+  Monitor monitor(home.path().string());
+  runFor(1);
+  LiveView view(monitor, Glyphs::UNICODE);
+  for (const int page : {static_cast<int>('h'), static_cast<int>('l'), key::ESCAPE}) {
+    view.press(page);
+    for (std::size_t rows = 1; rows <= 40; ++rows) {
+      for (std::size_t columns = 1; columns <= 130; columns += columns < 90 ? 1 : 13) {
+        const Frame frame = view.compose(rows, columns);
+        ASSERT_FALSE(frame.empty());
+        if (page == key::ESCAPE) {
+          ASSERT_LE(frame.size(), rows) << columns;
+        }
+      }
+    }
+  }
+  const std::string text = textOf(view.compose(24, 80));
+  for (const char* piece : {"Temperature         54.0 °C", "Processor                 -", "processor load ",
+                            "temperature ", "Duration µs", "q quit"})
+    EXPECT_NE(text.find(piece), text.npos) << piece << "\n" << text;
+  for (const Line& line : view.compose(24, 80)) EXPECT_LE(columnsOf(textOf({line})), 81U) << textOf({line});
+}
+
+TEST(LiveView, SelectedRepeaterIsSeenOnASmallScreen) {
+  const TempHome home;
+  Monitor monitor(home.path().string());
+  LiveView view(monitor, Glyphs::ASCII);
+  view.compose(10, 40);
+  view.press(key::END);
+  EXPECT_NE(textOf(view.compose(10, 40)).find("processor load"), std::string::npos);
+  view.press(key::HOME);
+  EXPECT_EQ(textOf(view.compose(10, 40)).find("processor load"), std::string::npos);
+}
+
+TEST(Tasks, PausedOneKeepsItsStatisticsAndStartsAfresh) {
+  Tasks tasks;
+  tasks.start("fast", 0.01, [] {});
+  tasks.start("other", 0.01, [] {});
+  runFor(1);
+  tasks.togglePause("fast");
+  tasks.togglePause("no such task");
+  const auto find = [&tasks] {
+    for (const TaskRow& row : tasks.rows()) {
+      if (row.name == "fast") return row;
+    }
+    return TaskRow();
+  };
+  const TaskRow paused = find();
+  EXPECT_TRUE(paused.paused);
+  EXPECT_GT(paused.count, 1);
+  runFor(1);
+  EXPECT_EQ(find().count, paused.count);
+  EXPECT_EQ(tasks.rows().size(), 2U);
+  tasks.togglePause("fast");
+  EXPECT_FALSE(find().paused);
+  EXPECT_LT(find().count, paused.count);
+  tasks.togglePause("fast");
+  tasks.resetStats();
+  EXPECT_EQ(find().count, 0);
+  EXPECT_TRUE(find().paused);
+}
+
+TEST(Tasks, TimeConstantStaysInItsLimits) {
+  Tasks tasks;
+  tasks.setTimeConstant(0);
+  EXPECT_EQ(tasks.timeConstant(), 1);
+  tasks.setTimeConstant(61);
+  EXPECT_EQ(tasks.timeConstant(), 60);
+}
+
+TEST(HeldStderr, HoldsBackFromATerminalAndBoundsAFlood) {
+  int terminal = -1;
+  int program = -1;
+  ASSERT_EQ(openpty(&terminal, &program, nullptr, nullptr, nullptr), 0);
+  const int original = dup(STDERR_FILENO);
+  dup2(program, STDERR_FILENO);
+  ssize_t lastWrite = 0;
+  int waiting = -1;
+  {
+    const HeldStderr held;
+    std::fputs("kept line\n", stderr);
+    const std::string much(std::size_t{1} << 19U, '\0');
+    for (int i = 0; i < 4; ++i) lastWrite = write(STDERR_FILENO, much.data(), much.size());
+    EXPECT_EQ(lseek(STDERR_FILENO, 10, SEEK_SET), 10) << "only the line is to be written out";
+    ioctl(terminal, FIONREAD, &waiting);
+  }
+  std::string shown(64, ' ');
+  const ssize_t got = read(terminal, shown.data(), shown.size());
+  dup2(original, STDERR_FILENO);
+  close(original);
+  close(program);
+  close(terminal);
+  EXPECT_EQ(waiting, 0);
+  EXPECT_LT(lastWrite, 0);
+  EXPECT_EQ(shown.substr(0, static_cast<std::size_t>(std::max<ssize_t>(got, 0))), "kept line\r\n");
+}
+
+}  // namespace
+
+}  // namespace corvane::inspector
