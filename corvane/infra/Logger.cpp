@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -75,10 +74,8 @@ class Logger::File {
       const int code = ftruncate(m_descriptor, end - written);
   }
 
-  std::int64_t size() const {
-    struct stat info {};
-    return fstat(m_descriptor, &info) == 0 ? info.st_size : 0;
-  }
+  // By seeking, not by fstat: a look at a file's times makes the next write to it several times slower on Linux.
+  std::int64_t size() const { return lseek(m_descriptor, 0, SEEK_END); }
 
   void sync() { fsync(m_descriptor); }
 

@@ -3,6 +3,7 @@
 #include <gio/gio.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <deque>
 #include <vector>
 
@@ -17,7 +18,7 @@ namespace {
 class GlibMainQueue : public MainQueue {
  public:
   GlibMainQueue() {
-    static GSourceFuncs functions = {nullptr, nullptr, dispatch, nullptr, nullptr, nullptr};
+    static GSourceFuncs functions = {prepare, check, dispatch, nullptr, nullptr, nullptr};
     m_source = reinterpret_cast<QueueSource*>(g_source_new(&functions, sizeof(QueueSource)));
     m_source->queue = this;
     g_source_set_name(&m_source->base, "corvane main queue");
@@ -42,9 +43,13 @@ class GlibMainQueue : public MainQueue {
   }
 
   void post(std::function<void()> work) override {
-    MutexLock lock(m_mutex);
-    m_work.push_back(std::move(work));
-    if (m_work.size() == 1) g_source_set_ready_time(&m_source->base, 0);
+    {
+      MutexLock lock(m_mutex);
+      m_work.push_back(std::move(work));
+      if (m_waiting.exchange(true)) return;
+    }
+    // Without the lock, so that a loop that wakes at once does not meet it.
+    g_main_context_wakeup(nullptr);
   }
 
   void run() override {
@@ -67,6 +72,15 @@ class GlibMainQueue : public MainQueue {
     GlibMainQueue* queue;
   };
 
+  static gboolean prepare(GSource* source, gint* timeout) noexcept {
+    *timeout = -1;
+    return check(source);
+  }
+
+  static gboolean check(GSource* source) noexcept {
+    return reinterpret_cast<QueueSource*>(source)->queue->m_waiting ? TRUE : FALSE;
+  }
+
   static gboolean dispatch(GSource* source, GSourceFunc, gpointer) {
     reinterpret_cast<QueueSource*>(source)->queue->drain();
     return G_SOURCE_CONTINUE;
@@ -82,13 +96,14 @@ class GlibMainQueue : public MainQueue {
       callOrFatal(work);
       lock.lock();
     }
-    g_source_set_ready_time(&m_source->base, m_work.empty() ? -1 : 0);
+    m_waiting = !m_work.empty();
   }
 
   QueueSource* m_source;
   Mutex m_mutex;
   std::deque<std::function<void()>> m_work CORVANE_GUARDED_BY(m_mutex);
-  std::vector<GMainLoop*> m_loops;  // those of run(), on the main queue only
+  std::atomic<bool> m_waiting = false;  // work is queued: read by the loop without the lock
+  std::vector<GMainLoop*> m_loops;      // those of run(), on the main queue only
 };
 
 }  // namespace

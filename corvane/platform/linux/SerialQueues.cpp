@@ -1,6 +1,7 @@
 #include "corvane/platform/SerialQueues.h"
 
 #include <pthread.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -37,16 +38,19 @@ using QueuePtr = std::shared_ptr<Queue>;
 
 void drain(Queue& queue) {
   std::vector<Work> batch;
-  for (;;) {
+  for (bool looked = false;;) {
     batch.clear();
     {
       MutexLock lock(queue.mutex);
-      if (queue.work.empty()) {
+      if (queue.work.empty() && looked) {
         queue.active = false;
         return;
       }
       batch.swap(queue.work);
     }
+    // More work often follows at once; a second look costs little beside going idle and being woken for it.
+    looked = batch.empty();
+    if (looked) sched_yield();
     for (Work& work : batch) {
       callOrFatal(work);
       work = nullptr;  // what it captured dies before the next item runs

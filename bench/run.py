@@ -1,0 +1,210 @@
+#!/usr/bin/python3
+"""Runs the benchmarks of a build folder and writes a table of Corvane beside its peers."""
+
+import argparse
+import datetime
+import json
+import os
+import platform
+import re
+import statistics
+import subprocess
+import sys
+import time
+from dataclasses import dataclass
+from pathlib import Path
+
+
+@dataclass
+class Bar:
+    """What a path is to reach. The reference is a peer by name, "peer" for the best of them, or a number."""
+    path: str       # the benchmarks PATH/...
+    title: str
+    metric: str     # "time" or a counter
+    unit: str
+    limit: float    # of the ratio, or of the figure itself if the reference is a number
+    against: str = "peer"
+    more: bool = False  # more is better
+    corvane: str = "Corvane"  # how the candidate's name begins
+
+
+# Not peers: what the operating system itself needs.
+LIMITS = {"one exchange", "futex", "swap-batched deque", "futex ping-pong", "pipe ping-pong", "timerfd", "write(2)",
+          "localtime_r alone", "empty program"}
+
+BARS = [
+    Bar("lock.alone", "lock + unlock", "time", "ns", 1.05, "pthread_mutex"),
+    Bar("lock.contended", "lock + unlock, two threads", "time", "ns", 1.05, "pthread_mutex"),
+    Bar("wake", "condition wake-up, p50", "p50_us", "us", 1.1, "futex"),
+    Bar("wake", "condition wake-up, p99", "p99_us", "us", 1.1, "futex"),
+    Bar("wake.held", "condition wake-up, lock held, p50", "p50_us", "us", 1.1),
+    Bar("queue.async", "serial queue, async", "items", "M/s", 1.0, more=True, corvane="Corvane Disp"),
+    Bar("queue.sync", "serial queue, sync round trip", "time", "ns", 1.0),
+    Bar("mainqueue", "main-queue round trip, p50", "p50_us", "us", 1.5, "QMetaObject blocking call"),
+    Bar("mainqueue", "main-queue round trip, p99", "p99_us", "us", 1.5, "QMetaObject blocking call"),
+    Bar("timerqueue.1ms", "TimerQueue of 1 ms, lateness p50", "p50_us", "us", 1.5, "timerfd"),
+    Bar("timerqueue.1ms", "TimerQueue of 1 ms, lateness p99", "p99_us", "us", 1.5, "timerfd"),
+    Bar("timerqueue.100ms", "TimerQueue of 100 ms, lateness p50", "p50_us", "us", 1.5, "timerfd"),
+    Bar("timer.1", "1 repeater of 100 ms, lateness p50", "p50_us", "us", 1.0, "QTimer, precise"),
+    Bar("timer.100", "100 repeaters of 100 ms, lateness p50", "p50_us", "us", 1.0, "QTimer, precise"),
+    Bar("timer.10000", "10,000 repeaters of 100 ms, lateness p50", "p50_us", "us", 1.0, "QTimer, precise"),
+    Bar("timer.10000", "10,000 repeaters of 100 ms, lateness p99", "p99_us", "us", 1.5, "asio steady_timer"),
+    Bar("timer.10000", "10,000 repeaters of 100 ms, processor time in 3 s", "cpu_ms", "ms", 1.0, "asio steady_timer"),
+    Bar("scaling.one", "one run, 10,000 registered, one of them busy", "time", "ns", 1.5, "10 registered",
+        corvane="10000 "),
+    Bar("scaling.all", "one run, 10,000 registered, all busy", "time", "ns", 1.5, "10 registered", corvane="10000 "),
+    Bar("log", "log line of 100 bytes, flushed", "time", "ns", 1.3),
+    Bar("timestamp", "text of a time stamp", "time", "ns", 1.0),
+    Bar("memory.idle", "idle with the master timer, resident above an empty program", "rss", "KiB", 8192,
+        "above empty program"),
+    Bar("memory.repeater", "a stopped repeater", "bytes", "bytes", 400, "figure", corvane="stopped"),
+]
+
+SCALE = {"M/s": 1e-6, "KiB": 1 / 1024}
+TIME_UNITS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def benchmarks_of(program):
+    listed = subprocess.run([program, "--benchmark_list_tests"], capture_output=True, text=True, check=True)
+    return [line for line in listed.stdout.splitlines() if "/" in line]
+
+
+def run(program, benchmark):
+    """One run in a process of its own, so that no candidate meets what another leaves behind."""
+    pattern = "^" + re.sub(r"([][\\.()*+?^$|{}])", r"\\\1", benchmark) + "$"
+    done = subprocess.run([program, "--benchmark_filter=" + pattern, "--benchmark_format=json",
+                           "--benchmark_min_time=0.3"], capture_output=True, text=True, timeout=300)
+    try:
+        result = json.loads(done.stdout)["benchmarks"][0]
+    except (ValueError, KeyError, IndexError):
+        print(f"  {benchmark}: no result (status {done.returncode})", file=sys.stderr)
+        return {}
+    if result.get("error_occurred"):
+        print(f"  {benchmark}: {result.get('error_message')}", file=sys.stderr)
+        return {}
+    figures = {name: value for name, value in result.items() if isinstance(value, float) and name != "cpu_time"}
+    figures["time"] = figures.pop("real_time") * TIME_UNITS[result["time_unit"]]
+    return figures
+
+
+def measure(programs, wanted, rounds):
+    """{path: {candidate: {metric: median}}}; the rounds go over all candidates, so that a busy minute meets each."""
+    plan = [(program, name) for program in programs for name in benchmarks_of(program)
+            if wanted.search("/".join(name.split("/")[:2]))]
+    samples = {}
+    for number in range(rounds):
+        for program, name in plan:
+            print(f"round {number + 1} of {rounds}: {name}", file=sys.stderr)
+            path, candidate = name.split("/")[:2]
+            begin = time.monotonic()
+            for repetition in range(3):
+                for metric, value in run(program, name).items():
+                    samples.setdefault(path, {}).setdefault(candidate, {}).setdefault(metric, []).append(value)
+                if time.monotonic() - begin > 2:
+                    break  # a long run is a mean in itself
+    return {path: {candidate: {metric: statistics.median(values) for metric, values in metrics.items()}
+                   for candidate, metrics in candidates.items()} for path, candidates in samples.items()}
+
+
+def text(value, unit):
+    value *= SCALE.get(unit, 1)
+    digits = 0 if value >= 1000 else 1 if value >= 100 else 2 if value >= 10 else 3
+    return f"{value:,.{digits}f} {unit}"
+
+
+def judge(bar, candidates):
+    """A row of the first table, or None if the path was not measured."""
+    own = next((m[bar.metric] for name, m in candidates.items() if name.startswith(bar.corvane) and bar.metric in m),
+               None)
+    if own is None:
+        return None
+    others = {name: m[bar.metric] for name, m in candidates.items()
+              if bar.metric in m and not name.startswith(("Corvane", bar.corvane))}
+    if bar.path.startswith(("scaling", "memory.repeater")):
+        others = {name: value for name, value in others.items() if name == bar.against}
+    peers = {name: value for name, value in others.items() if name not in LIMITS} or others
+    best = (max if bar.more else min)(peers, key=peers.get, default=None)
+    reference = best if bar.against == "peer" else bar.against
+    if reference == "figure":
+        return row(bar, own, best, peers, f"<= {text(bar.limit, bar.unit)}", own * SCALE.get(bar.unit, 1) <= bar.limit)
+    if reference == "above empty program":
+        if "empty program" not in others:
+            return None
+        above = own - others["empty program"]
+        return row(bar, above, None, {}, f"<= {bar.limit:g} {bar.unit}", above * SCALE[bar.unit] <= bar.limit)
+    if reference not in others:
+        return row(bar, own, best, peers, f"{reference} is not installed", None)
+    ratio = own / others[reference]
+    met = ratio >= bar.limit if bar.more else ratio <= bar.limit
+    sign = ">=" if bar.more else "<="
+    shown = {reference: others[reference]} if best is None or bar.against != "peer" else peers
+    return row(bar, own, reference, shown, f"{sign} {bar.limit:g} x {reference}", met)
+
+
+def row(bar, own, peer, peers, limit, met):
+    beside = f"{peer}: {text(peers[peer], bar.unit)}" if peer else "-"
+    ratio = f"{own / peers[peer]:.2f}" if peer and peers[peer] else "-"
+    verdict = {True: "yes", False: "**no**", None: "-"}[met]
+    return f"| {bar.title} | {text(own, bar.unit)} | {beside} | {ratio} | {limit} | {verdict} |"
+
+
+def details(results):
+    units = {"time": "ns", "p50_us": "us", "p99_us": "us", "cpu_ms": "ms", "items": "M/s", "rss": "KiB", "pss": "KiB",
+             "private": "KiB", "bytes": "bytes"}
+    lines = ["| path | candidate | figures |", "|---|---|---|"]
+    for path, candidates in results.items():
+        for candidate, metrics in candidates.items():
+            # Where latencies or counts are taken, the time of the whole run says nothing more.
+            shown = {name: value for name, value in metrics.items() if name in units}
+            if len(shown) > 1 and path != "log":
+                shown.pop("time", None)
+            figures = ", ".join(f"{name.split('_')[0]} {text(value, units[name])}" for name, value in shown.items())
+            lines.append(f"| {path} | {candidate} | {figures} |")
+    return lines
+
+
+def machine():
+    model = platform.machine()
+    for line in Path("/proc/cpuinfo").read_text().splitlines():
+        if line.startswith("model name"):
+            model = line.split(":", 1)[1].strip()
+            break
+    return f"{os.cpu_count()} processors ({model}), Linux {platform.release()}"
+
+
+def report(results, rounds, loads):
+    rows = [judge(bar, results[bar.path]) for bar in BARS if bar.path in results]
+    return "\n".join([
+        "# Benchmarks", "",
+        f"{machine()}, {datetime.date.today()}, load average {loads[0]:.1f} at the beginning and {loads[1]:.1f} at the "
+        f"end. Every candidate ran {rounds} times (short ones {3 * rounds}), each time in a process of its own and "
+        "in turn with the others; a figure is the median of its runs. Compare ratios within this table only: the "
+        "figures of another day or machine are others.", "",
+        "Round trips and wake-ups have both threads on one processor, so that the hand-over is compared and not how "
+        "long an idle processor takes to rouse. 100 timers or more fall due in groups, a group every millisecond; "
+        "lateness is the start of a run minus its due time. Processor time is that of the whole process.", "",
+        "| path | Corvane | beside | ratio | bar | met |", "|---|---|---|---|---|---|",
+        *[line for line in rows if line], "",
+        "## All candidates", "", *details(results), ""])
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("build", type=Path, metavar="BUILD_DIR")
+    parser.add_argument("--out", type=Path, default=Path(__file__).parent / "results.md")
+    parser.add_argument("--filter", default="", metavar="X", help="only benchmarks whose name matches this expression")
+    parser.add_argument("--rounds", type=int, default=5)
+    arguments = parser.parse_args()
+    programs = sorted((arguments.build / "bin" / "bench").glob("*Bench"))
+    if not programs:
+        sys.exit(f"{arguments.build} holds no benchmarks; is Google Benchmark installed?")
+    before = os.getloadavg()[0]
+    results = measure(programs, re.compile(arguments.filter), arguments.rounds)
+    if not results:
+        sys.exit("no benchmark matches")
+    arguments.out.write_text(report(results, arguments.rounds, (before, os.getloadavg()[0])))
+    print(f"wrote {arguments.out}")
+
+
+if __name__ == "__main__":
+    main()
