@@ -13,7 +13,7 @@ function(corvane_library name)
   add_library(Corvane::${name} ALIAS corvane-${name})
   set_target_properties(corvane-${name} PROPERTIES
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR}
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}  # before 1.0 a minor version may break the interface
     EXPORT_NAME ${name})
   target_include_directories(corvane-${name} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

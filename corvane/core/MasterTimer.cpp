@@ -199,9 +199,9 @@ void MasterTimer::loop(std::uint64_t generation) {
       Repeater::s_mutex.wait(COND_WAIT_FOREVER);
       continue;
     }
-    const Timeval ahead = m_repeaters.begin()->second->nextRun() - Timeval();
-    if (ahead.nsec() > TOLERANCE_NSEC) {
-      Repeater::s_mutex.wait(ahead.usec());
+    const Timeval due = m_repeaters.begin()->second->nextRun();
+    if ((due - Timeval()).nsec() > TOLERANCE_NSEC) {
+      Repeater::s_mutex.waituntil(due.tv());
       continue;
     }
     lock.unlock();

@@ -8,6 +8,7 @@
 
 #include "corvane/core/Checked.h"
 #include "corvane/core/Clock.h"
+#include "corvane/core/Timeval.h"
 #include "corvane/core/fatal.h"
 #include "corvane/core/ptlock_c.h"
 #include "corvane/core/timeval_c.h"
@@ -33,16 +34,22 @@ bool ptlock::wait(long long usec) {
     pthread_cond_wait(&m_condition, &m_mutex);
     return false;
   }
-  const auto begin = Clock::manual();
-  if (!begin) {
-    const timespec deadline = realTimeAfter(usec);
-    return pthread_cond_timedwait(&m_condition, &m_mutex, &deadline) == ETIMEDOUT;
+  if (const auto now = Clock::manual()) {
+    constexpr std::int64_t MAX = std::numeric_limits<std::int64_t>::max();
+    return waitForManualClock(usec > (MAX - *now) / 1000 ? MAX : *now + usec * 1000);
   }
-  // A clock that is set by hand wakes nobody: look at it every millisecond of real time.
+  const timespec deadline = realTimeAfter(usec);
+  return pthread_cond_timedwait(&m_condition, &m_mutex, &deadline) == ETIMEDOUT;
+}
+
+// A clock that is set by hand wakes nobody: look at it every millisecond of real time.
+bool ptlock::waitForManualClock(std::int64_t nsec) {
+  const unsigned broadcasts = m_broadcasts.load(std::memory_order_relaxed);
   while (const auto now = Clock::manual()) {
-    if ((*now - *begin) / 1000 >= usec) return true;
+    if (*now >= nsec) return true;
     const timespec slice = realTimeAfter(1000);
-    if (pthread_cond_timedwait(&m_condition, &m_mutex, &slice) != ETIMEDOUT) return false;
+    pthread_cond_timedwait(&m_condition, &m_mutex, &slice);
+    if (m_broadcasts.load(std::memory_order_relaxed) != broadcasts) return false;
   }
   return false;
 }
@@ -50,6 +57,8 @@ bool ptlock::wait(long long usec) {
 bool Mutex::waituntil(const timeval& tv) {
   const std::int64_t elapsed = elapsed_usec(tv);
   if (elapsed > 0) return true;
+  // Not through a duration: the clock may be set between two readings.
+  if (Clock::manual()) return m_lock.waitForManualClock(Timeval(tv).nsec());
   return wait(checkedSub(0, elapsed));
 }
 

@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <sys/time.h>
 
+#include <atomic>
 #include <cstdint>
 #include <utility>
 
@@ -28,15 +29,22 @@ class CORVANE_CAPABILITY("mutex") ptlock {
 
   int acquire() CORVANE_ACQUIRE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { return pthread_mutex_lock(&m_mutex); }
   int release() CORVANE_RELEASE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { return pthread_mutex_unlock(&m_mutex); }
-  int broadcast() { return pthread_cond_broadcast(&m_condition); }
+  int broadcast() {
+    m_broadcasts.fetch_add(1, std::memory_order_relaxed);
+    return pthread_cond_broadcast(&m_condition);
+  }
 
   /// With the lock held: waits for a broadcast, for at most `usec` microseconds if that is not negative. True if the
   /// time ran out. The deadline lies on the real-time clock, so setting the system's time moves it.
   CORVANE_API bool wait(long long usec) CORVANE_REQUIRES(this);
 
  private:
+  friend class Mutex;
+  bool waitForManualClock(std::int64_t nsec) CORVANE_REQUIRES(this);
+
   pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
   pthread_cond_t m_condition = PTHREAD_COND_INITIALIZER;
+  std::atomic<unsigned> m_broadcasts = 0;  // a wait on a clock set by hand must not miss one between two looks at it
 };
 
 /// Mutual exclusion and waiting, in one object: a lock with one condition.

@@ -8,6 +8,11 @@
 
 namespace corvane {
 
+namespace {
+// A century: a longer wait is as good as this one.
+constexpr std::int64_t LONGEST_USEC = 100LL * 365 * 86'400 * 1'000'000;
+}  // namespace
+
 TimerQueue::TimerQueue(std::string label, double interval, Action startRun, Action action)
     : m_label(std::move(label)),
       m_start_run(std::move(startRun)),
@@ -54,8 +59,7 @@ void TimerQueue::loop() {
   m_stopped = false;
   Timeval base;
   while (m_running) {
-    const std::int64_t remaining = checkedSub(m_usecs, base.elapsed());
-    const bool timedOut = m_mutex.wait(std::max<std::int64_t>(remaining, 0));
+    const bool timedOut = m_mutex.waituntil((base + std::clamp<std::int64_t>(m_usecs, 0, LONGEST_USEC)).tv());
     if (!m_running || !timedOut) continue;
     lock.unlock();
     m_action();

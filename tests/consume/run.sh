@@ -30,12 +30,21 @@ rm "$log"
 LD_LIBRARY_PATH=$prefix/$libdir "$work/installed/bin/ticker" | grep -q '^tick 3'
 grep -q 'Logging begins for: Ticker$' "$log"
 
+echo "-- the same, with pkg-config and the guide's dictionary"
+export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
+mkdir "$work/ticker.resources"
+awk '/^```xml/ {on = 1; next} /^```/ {if (on) exit} on' "$source/docs/bundles.md" >"$work/ticker.resources/Info.plist"
+# shellcheck disable=SC2046
+"$compiler" -std=c++20 "$work/app/main.cpp" -o "$work/ticker" $(pkg-config --cflags --libs corvane)
+rm "$log"
+LD_LIBRARY_PATH=$prefix/$libdir "$work/ticker" | grep -q '^tick 3'
+grep -q 'Logging begins for: Ticker$' "$log"
+
 echo "-- programs that use nothing of the infrastructure library, linked with --as-needed, log all the same"
 cat >"$work/lone.cpp" <<'CPP'
 #include "corvane/core/Log.h"
 int main() { corvane::logLine("from the core"); }
 CPP
-export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
 # shellcheck disable=SC2046
 "$compiler" -std=c++20 -Wl,--as-needed "$work/lone.cpp" -o "$work/lone" $(pkg-config --cflags --libs corvane)
 mkdir "$work/app2"

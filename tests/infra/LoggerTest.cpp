@@ -203,6 +203,21 @@ TEST_F(LoggerTest, AFolderOrFileThatCannotBeHadDropsLinesQuietly) {
   ASSERT_EQ(mkfifo(live().c_str(), 0600), 0);
   EXPECT_EQ(tryLog(), "") << "a pipe that nobody reads";
   std::filesystem::remove(live());
+  // As an ordinary user, whom permissions bind.
+  std::filesystem::permissions(home.path(), std::filesystem::perms(0755));
+  std::ofstream(live()) << "";
+  const uid_t user = geteuid();
+  const auto become = [&](uid_t id) { ASSERT_EQ(user == 0 ? seteuid(id) : 0, 0); };
+  become(65534);
+  for (const auto& [file, mode] : {std::pair{live(), 0000}, std::pair{folder, 0555}}) {
+    become(0);
+    std::filesystem::permissions(file, std::filesystem::perms(mode));
+    if (mode == 0555) std::filesystem::remove(live());
+    become(65534);
+    EXPECT_EQ(tryLog(), "") << file << " is not to be read or written";
+    EXPECT_TRUE(mode == 0000 || !std::filesystem::exists(live()));
+  }
+  become(0);
   fake.emplace("");
   fake->bundles->main.info =
       *writePropertyList(Value::Dictionary{{"CFBundleIdentifier", "a.b.App"}}, PropertyListFormat::BINARY);

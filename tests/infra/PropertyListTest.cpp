@@ -1,16 +1,18 @@
 #include "corvane/infra/PropertyList.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <cstring>
 #include <limits>
+#include <numeric>
+
+#include "tests/support/TempHome.h"
 
 namespace corvane {
 
@@ -23,24 +25,29 @@ namespace {
 using namespace std::string_literals;
 using Array = Value::Array;
 using Dictionary = Value::Dictionary;
+using Strings = std::vector<std::string>;
 
 constexpr auto XML = PropertyListFormat::XML;
 constexpr auto BINARY = PropertyListFormat::BINARY;
 constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 
-std::string xml(const std::string& body) {
-  return "<?xml version=\"1.0\"?>\n<plist>" + body + "</plist>";
+std::string element(const std::string& name, const std::string& content) {
+  return name.empty() ? content : "<" + name + ">" + content + "</" + name + ">";
 }
 
-std::string bigEndian(std::uint64_t number, int size) {
+std::string xml(const std::string& content) {
+  return element("plist", content);
+}
+
+std::string bigEndian(std::uint64_t number, int size = 8) {
   std::string bytes;
   while (size-- > 0) bytes += static_cast<char>(number >> 8 * size);
   return bytes;
 }
 
-/// A binary list of the objects, whose first is the top and whose references take one byte.
-std::string binary(const std::vector<std::string>& objects, int offsetSize = 1) {
+// A binary list of the objects, whose first is the top and whose references take one byte.
+std::string binary(const Strings& objects, int offsetSize = 1) {
   std::string list = "bplist00";
   std::string table;
   for (const std::string& object : objects) {
@@ -48,21 +55,21 @@ std::string binary(const std::vector<std::string>& objects, int offsetSize = 1) 
     list += object;
   }
   const std::size_t tableOffset = list.size();
-  return list + table + bigEndian(0, 6) + bigEndian(static_cast<unsigned>(offsetSize), 1) + "\1" +
-         bigEndian(objects.size(), 8) + bigEndian(0, 8) + bigEndian(tableOffset, 8);
+  return list + table + bigEndian(static_cast<unsigned>(offsetSize), 7) + "\1" + bigEndian(objects.size()) +
+         bigEndian(0) + bigEndian(tableOffset);
 }
 
-/// What reading gives as the description of the failure; empty when it succeeds.
-std::string readError(std::string_view bytes, const PropertyListLimits& limits = {}) {
+Value read(std::string_view bytes, const PropertyListLimits& limits = {}) {
   const auto result = readPropertyList(bytes, limits);
-  EXPECT_TRUE(result || result.error().domain == "propertylist");
-  return result ? "" : result.error().description;
-}
-
-Value read(std::string_view bytes) {
-  const auto result = readPropertyList(bytes);
   if (!result) ADD_FAILURE() << result.error().description;
   return result.value_or(Value());
+}
+
+void expectError(const std::string& list, const std::string& fragment, const PropertyListLimits& limits = {}) {
+  const auto result = readPropertyList(list, limits);
+  ASSERT_FALSE(result) << list << " should fail: " << fragment;
+  EXPECT_EQ(result.error().domain, "propertylist");
+  EXPECT_THAT(result.error().description, testing::HasSubstr(fragment)) << list.substr(0, 200);
 }
 
 Value nested(std::size_t depth) {
@@ -73,8 +80,7 @@ Value nested(std::size_t depth) {
 
 Value everything() {
   std::vector<std::uint8_t> bytes(256);
-  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i);
-  const std::string longText(70000, 'x');
+  std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
   return Dictionary{
       {"", "empty key"},
       {"dates", Array{Date{0}, Date{-1}, Date{1262304000}, Date{-63145526400}, Date{252423993599}}},
@@ -82,353 +88,234 @@ Value everything() {
       {"empty", Array{Array{}, Dictionary{}, ""}},
       {"integers", Array{0, -1, 255, 256, 65535, 65536, 4294967295, 4294967296, INT64_MAX, INT64_MIN}},
       {"reals", Array{0.0, 0.1, -2.5, 5e-324, 1.7976931348623157e308, INF, -INF, NOT_A_NUMBER}},
-      {"texts", Array{"\t a\r\n\rb ", "<&>\"'", "]]>", "h\u00e9 \u2020 \U0001F600", longText}},
+      {"texts", Array{"\t a\r\n\rb ", "<&>\"'", "]]>", "h\u00e9 \u2020 \U0001F600", std::string(70000, 'x')}},
       {"truths", Array{true, false}},
   };
 }
 
-TEST(Value, TellsItsKindAndContent) {
-  EXPECT_TRUE(Value().isDictionary() && Value().asDictionary()->empty());
-  const Value value = Dictionary{{"a", 1}, {"b", Array{true}}};
-  EXPECT_EQ(*value.find("a"), 1);
-  EXPECT_EQ(*value.find("b")->asArray()->at(0).asBool(), true);
-  EXPECT_EQ(value.find("c"), nullptr);
-  EXPECT_EQ(Value("a").find("a"), nullptr);
-  EXPECT_TRUE(Value("a").isString() && !Value("a").isBool() && !Value("a").isData());
-  EXPECT_TRUE(Value(1).isInteger() && !Value(1).isReal() && Value(1.0F).isReal());
-  EXPECT_TRUE(Value(Data{}).isData() && Value(Date{}).isDate() && Value(Array{}).isArray());
-}
-
-TEST(Value, EqualsTheSameKindAndContentOnly) {
-  EXPECT_NE(Value(1), Value(1.0));
-  EXPECT_NE(Value(1), Value(true));
-  EXPECT_NE(Value(1), Value(2));
-  EXPECT_NE(Value(NOT_A_NUMBER), Value(1.0));
-  EXPECT_NE(Value(1.0), Value(NOT_A_NUMBER));
-  EXPECT_NE(Value(Array{}), Value(Dictionary{}));
-  EXPECT_EQ(everything(), Value(everything()));
-}
-
-TEST(Value, ConvertsDates) {
+TEST(Value, FindsEntriesAndEqualsTheSameKindAndContentOnly) {
+  for (const Value& value : Array{Value(), Dictionary{{"b", 1}}, "a"}) EXPECT_EQ(value.find("a"), nullptr);
+  EXPECT_EQ(*Value(Dictionary{{"a", 1}}).find("a"), 1);
+  const Array different = {1, 2, 1.0, true, NOT_A_NUMBER, "1", Data{{1}}, Date{1}, Array{}, Dictionary{}};
+  for (std::size_t i = 0; i < different.size(); ++i)
+    for (std::size_t j = 0; j < different.size(); ++j) EXPECT_EQ(different[i] == different[j], i == j) << i << j;
   EXPECT_EQ(Date::fromUnixSeconds(0).seconds, -978307200);
   EXPECT_EQ(Date{1.5}.unixSeconds(), 978307201.5);
 }
 
 TEST(PropertyList, ReadsWhatItWrote) {
-  const std::vector<Value> values = {everything(), nested(MAX_PROPERTY_LIST_DEPTH), "text", 1, Value()};
-  for (const auto format : {XML, BINARY}) {
-    for (const Value& value : values) EXPECT_EQ(read(*writePropertyList(value, format)), value);
-  }
+  Array values = {everything(), nested(MAX_PROPERTY_LIST_DEPTH), "text", 1, Value()};
   // References and offsets of every size that a test can afford.
-  for (const int count : {10, 300, 70000}) {
-    Array numbers;
-    for (int i = 0; i < count; ++i) numbers.push_back(i);
-    EXPECT_EQ(read(*writePropertyList(numbers, BINARY)), Value(numbers));
+  for (const std::size_t count : {10U, 300U, 70000U}) {
+    Array numbers(count);
+    for (std::size_t i = 0; i < count; ++i) numbers[i] = static_cast<int>(i);
+    values.emplace_back(numbers);
   }
-  const Value control = Array{"nul\0"s, "\x01", "\uFFFE", Date{0.25}, Date{1e300}};
-  EXPECT_EQ(read(*writePropertyList(control, BINARY)), control);
+  for (const auto format : {XML, BINARY})
+    for (const Value& value : values) EXPECT_EQ(read(*writePropertyList(value, format)), value);
   for (const double instant : {0.25, 1e-13}) EXPECT_EQ(read(*writePropertyList(Date{-instant}, XML)), Value(Date{-1}));
 }
 
-TEST(PropertyList, WritesXmlInTheUsualForm) {
-  const Value value = Dictionary{{"b", Array{1.5, true, Date{-0.5}}}, {"a&", Data{std::vector<std::uint8_t>(58)}}};
-  EXPECT_EQ(*writePropertyList(value, XML),
+TEST(PropertyList, WritesTheUsualForms) {
+  EXPECT_EQ(*writePropertyList(Dictionary{{"a&", Array{1.5}}}, XML),
             R"(<?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
 <plist version="1.0">
 <dict>
 	<key>a&amp;</key>
-	<data>
-	AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA
-	AA==
-	</data>
-	<key>b</key>
 	<array>
 		<real>1.5</real>
-		<true/>
-		<date>2000-12-31T23:59:59Z</date>
 	</array>
 </dict>
 </plist>
 )");
-}
-
-TEST(PropertyList, WritesBinaryWithoutRepeatingItself) {
+  // What is equal is written once.
   EXPECT_EQ(*writePropertyList(Dictionary{{"a", "a"}, {"\u00e9", Array{"a", 7}}}, BINARY),
             binary({"\xD2\1\2\1\3", "\x51"s + "a", "\x61\0\xE9"s, "\xA2\1\4", "\x10\7"}));
 }
 
 TEST(PropertyList, ReadsXml) {
-  const std::vector<std::pair<std::string, Value>> cases = {
-      {"<true/>", true},
-      {"<true> </true>", true},
-      {" \n<!-- c --><false></false><?pi?>", false},
-      {"<string/>", ""},
+  const std::pair<std::string, Value> cases[] = {
+      {" \n<!-- c --><array x='y'><false></false><true> </true></array><?pi?>", Array{false, true}},
       {"<string>a&#x20AC;<!-- c -->&lt;&amp;<![CDATA[<&]]></string>", "a\u20ac<&<&"},
-      {"<integer> +12\n</integer>", 12},
-      {"<integer>-9223372036854775808</integer>", INT64_MIN},
-      {"<integer>0x7fffFFFFffffFFFF</integer>", INT64_MAX},
-      {"<integer>-0X10</integer>", -16},
-      {"<real>+1.5e3</real>", 1500.0},
-      {"<real>-Infinity</real>", -INF},
-      {"<real>inf</real>", INF},
-      {"<real>NaN</real>", NOT_A_NUMBER},
-      {"<date>1970-01-01T00:00:00Z</date>", Date{-978307200}},
-      {"<date>2040-02-29T23:59:59Z</date>", Date{1235865599}},
-      {"<date>0000-12-30T00:00:00Z</date>", Date{-63114076800}},
-      {"<data> AP\n\t8= </data>", Data{{0, 255}}},
       {"<dict><key>k</key><integer>1</integer><key>k</key><true/></dict>", Dictionary{{"k", true}}},
-      {"<array x='y'><array/><dict/></array>", Array{Array{}, Dictionary{}}},
   };
-  for (const auto& [body, value] : cases) EXPECT_EQ(read(xml(body)), value) << body;
+  for (const auto& [content, value] : cases) EXPECT_EQ(read(xml(content)), value);
   EXPECT_EQ(read("\xEF\xBB\xBF \n" + *writePropertyList(everything(), XML)), everything());
+
+  const struct {
+    std::string name;
+    Strings texts;
+    Array values;
+  } plain[] = {
+      {"integer", {" +12\n", "-9223372036854775808", "0x7fffFFFFffffFFFF", "-0X10"}, {12, INT64_MIN, INT64_MAX, -16}},
+      {"real", {"+1.5e3", "-Infinity", "inf", "NaN"}, {1500.0, -INF, INF, NOT_A_NUMBER}},
+      {"date", {"1970-01-01T00:00:00Z", "2040-02-29T23:59:59Z"}, {Date{-978307200}, Date{1235865599}}},
+      {"data", {" AP\n\t8= "}, {Data{{0, 255}}}},
+  };
+  for (const auto& [name, texts, values] : plain)
+    for (std::size_t i = 0; i < texts.size(); ++i) EXPECT_EQ(read(xml(element(name, texts[i]))), values[i]);
 }
 
 TEST(PropertyList, RefusesMalformedXml) {
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {"", "neither"},
-      {"  { a = b; }", "neither"},
-      {"\xFF\xFE<\0"s, "UTF-16"},
-      {"\0<\0p"s, "UTF-16"},
-      {"<!-- nothing -->", "holds no <plist>"},
-      {"<dict/>", "<dict> where only one <plist>"},
-      {"<plist><true/></plist><plist/>", "<plist> where only one"},
-      {"<plist><true/></plist>\nrest", "line 2"},
-      {"<plist><true/>", "ended unexpectedly"},
-      {"<plist>\n<string>\xC3</string></plist>", "line 2: not valid UTF-8"},
-      {xml(""), "holds no value"},
-      {xml("<true/>\n<true/>"), "line 3"},
-      {xml("<true/><true/>"), "second value"},
-      {xml("text"), "text outside of a value"},
-      {xml("<set/>"), "<set> is not known"},
-      {xml("<plist/>"), "<plist> is not known"},
-      {xml("<key>a</key>"), "<key> where a value"},
-      {xml("<dict><true/></dict>"), "<true> where a <key>"},
-      {xml("<dict><key>a</key><key>b</key></dict>"), "<key> where a value"},
-      {xml("<dict><key>a</key></dict>"), "has no value"},
-      {xml("<dict>a</dict>"), "text outside of a value"},
-      {xml("<true>yes</true>"), "<true> holds text"},
-      {xml("<string><b/></string>"), "<b> inside <string>"},
-      {xml("<string>&nbsp;</string>"), "nbsp"},
-      {xml("<string>\x01</string>"), "a character that XML does not allow"},
-      {xml("<string>&#xFFFF;</string>"), "FFFF"},
-      {xml("<string>&#1;</string>"), "a character that XML does not allow"},
-      {xml("<string>&#0;</string>"), "line 2"},
-      {xml("<dict><key>\x01</key><true/></dict>"), "<key> holds"},
-      {xml("<integer></integer>"), "not a whole number"},
-      {xml("<integer>1 2</integer>"), "not a whole number"},
-      {xml("<integer>--1</integer>"), "not a whole number"},
-      {xml("<integer>0x</integer>"), "not a whole number"},
-      {xml("<integer>1.5</integer>"), "not a whole number"},
-      {xml("<integer>9223372036854775808</integer>"), "64 bits"},
-      {xml("<integer>-0x8000000000000001</integer>"), "64 bits"},
-      {xml("<integer>99999999999999999999</integer>"), "64 bits"},
-      {xml("<real>1,5</real>"), "not a number"},
-      {xml("<real>+-1</real>"), "not a number"},
-      {xml("<real>nan(1)</real>"), "not a number"},
-      {xml("<real></real>"), "not a number"},
-      {xml("<real>1e999</real>"), "range of a double"},
-      {xml("<date>2001-01-01T00:00:00</date>"), "form"},
-      {xml("<date>12001-01-01T00:00:00Z</date>"), "form"},
-      {xml("<date>2001-01-01 00:00:00Z</date>"), "form"},
-      {xml("<date>2001-01-0xT00:00:00Z</date>"), "form"},
-      {xml("<date>2001-02-29T00:00:00Z</date>"), "calendar"},
-      {xml("<date>2001-13-01T00:00:00Z</date>"), "calendar"},
-      {xml("<date>2001-01-01T24:00:00Z</date>"), "calendar"},
-      {xml("<date>2001-01-01T00:60:00Z</date>"), "calendar"},
-      {xml("<date>2001-01-01T00:00:60Z</date>"), "calendar"},
-      {xml("<data>AP8</data>"), "Base64"},
-      {xml("<data>AP8=AP8=</data>"), "Base64"},
-      {xml("<data>A*P8</data>"), "Base64"},
-      {xml("<data>AP9=</data>"), "Base64"},
+  const std::pair<std::string, Strings> lists[] = {
+      {"neither", {"", "  { a = b; }"}},
+      {"UTF-16", {"\xFF\xFE<\0"s, "\0<\0p"s}},
+      {"holds no <plist>", {"<!-- nothing -->"}},
+      {"where only one <plist>", {"<dict/>", "<plist><true/></plist><plist/>"}},
+      {"line 2", {"<plist><true/></plist>\nrest", "<plist>\n<string>\xC3</string></plist>"}},
   };
-  for (const auto& [bytes, fragment] : cases) {
-    const std::string error = readError(bytes);
-    EXPECT_TRUE(!error.empty() && error.find(fragment) != error.npos) << bytes << "\n" << fragment << "\n" << error;
-  }
+  for (const auto& [fragment, bytes] : lists)
+    for (const std::string& list : bytes) expectError(list, fragment);
+
+  const struct {
+    std::string name;  // of the element that holds the texts, or "" for the list itself
+    std::string fragment;
+    Strings texts;
+  } contents[] = {
+      {"", "holds no value", {""}},
+      {"", "second value", {"<true/><true/>"}},
+      {"", "text outside of a value", {"text", "<dict>a</dict>"}},
+      {"", "is not known", {"<set/>", "<plist/>"}},
+      {"", "<key> where a value", {"<key>a</key>", "<dict><key>a</key><key>b</key></dict>"}},
+      {"", "<true> holds text", {"<true>yes</true>"}},
+      {"dict", "<true> where a <key>", {"<true/>"}},
+      {"dict", "has no value", {"<key>a</key>"}},
+      {"dict", "<key> holds", {"<key>\x01</key><true/>"}},
+      {"string", "<b> inside <string>", {"<b/>"}},
+      {"string", "", {"&nbsp;", "&#0;", "&#xFFFF;"}},
+      {"string", "a character that XML does not allow", {"\x01", "&#1;"}},
+      {"integer", "not a whole number", {"", "1 2", "--1", "0x", "1.5"}},
+      {"integer", "64 bits", {"9223372036854775808", "-0x8000000000000001", "99999999999999999999"}},
+      {"real", "not a number", {"", "1,5", "+-1", "nan(1)"}},
+      {"real", "range of a double", {"1e999"}},
+      {"date", "form", {"2001-01-01T00:00:00", "12001-01-01T00:00:00Z", "2001-01-0xT00:00:00Z"}},
+      {"date", "calendar", {"2001-02-29T00:00:00Z", "2001-01-01T24:00:00Z"}},
+      {"date", "calendar", {"2001-01-01T00:60:00Z", "2001-01-01T00:00:60Z"}},
+      {"data", "Base64", {"AP8", "AP8=AP8=", "A*P8", "AP9="}},
+  };
+  for (const auto& [name, fragment, texts] : contents)
+    for (const std::string& text : texts) expectError(xml(element(name, text)), fragment);
 }
 
 TEST(PropertyList, ReadsBinary) {
-  const std::vector<std::pair<std::vector<std::string>, Value>> cases = {
-      {{"\x08"}, false},
-      {{"\x09"}, true},
-      {{"\x10\xFF"}, 255},
-      {{"\x11\xFF\xFF"}, 65535},
-      {{"\x12" + bigEndian(4294967295, 4)}, 4294967295},
-      {{"\x13" + bigEndian(~0ULL, 8)}, -1},
-      {{"\x14" + bigEndian(0, 8) + bigEndian(INT64_MAX, 8)}, INT64_MAX},
-      {{"\x14" + bigEndian(~0ULL, 8) + bigEndian(1ULL << 63, 8)}, INT64_MIN},
-      {{"\x22\x3F\xC0\0\0"s}, 1.5},
-      {{"\x23\xBF\xF8\0\0\0\0\0\0"s}, -1.5},
-      {{"\x33\x3F\xF8\0\0\0\0\0\0"s}, Date{1.5}},
-      {{"\x42\0\xFF"s}, Data{{0, 255}}},
-      {{"\x4F\x11\0\1z"s}, Data{{'z'}}},
-      {{"\x5F\x10\2hi"}, "hi"},
-      {{"\x62\xD8\x3D\xDE\0"s}, "\U0001F600"},
-      {{"\x80\5"}, Dictionary{{"CF$UID", 5}}},
-      {{"\x81\1\1"}, Dictionary{{"CF$UID", 257}}},
-      {{"\xC2\1\1", "\x10\1"}, Array{1, 1}},
-      {{"\xD2\1\1\2\3", "\x51k", "\x08", "\x09"}, Dictionary{{"k", true}}},
-      {{"\xA2\1\1", "\xA1\2", "\x51k"}, Array{Array{"k"}, Array{"k"}}},
+  // Each list is an array of the first objects; the other objects are parts of these.
+  const std::pair<Strings, Array> cases[] = {
+      {{"\x08", "\x09"}, {false, true}},
+      {{"\x10\xFF", "\x11\xFF\xFF", "\x12\xFF\xFF\xFF\xFF", "\x13" + bigEndian(~0ULL)}, {255, 65535, 4294967295, -1}},
+      {{"\x14" + bigEndian(0) + bigEndian(1), "\x14" + bigEndian(~0ULL) + bigEndian(1ULL << 63)}, {1, INT64_MIN}},
+      {{"\x22\x3F\xC0\0\0"s, "\x23\xBF\xF8\0\0\0\0\0\0"s, "\x33\x3F\xF8\0\0\0\0\0\0"s}, {1.5, -1.5, Date{1.5}}},
+      {{"\x42\0\xFF"s, "\x4F\x11\0\1z"s}, {Data{{0, 255}}, Data{{'z'}}}},
+      {{"\x5F\x10\2hi", "\x62\xD8\x3D\xDE\0"s}, {"hi", "\U0001F600"}},
+      {{"\x80\5", "\x81\1\1"}, {Dictionary{{"CF$UID", 5}}, Dictionary{{"CF$UID", 257}}}},
+      {{"\xD2\2\2\3\4", "\x51k", "\x08", "\x09"}, {Dictionary{{"k", true}}}},
+      {{"\xA1\3", "\xC2\3\3", "\x51k"}, {Array{"k"}, Array{"k", "k"}}},
   };
-  for (const auto& [objects, value] : cases) {
-    EXPECT_EQ(read(binary(objects)), value);
-    EXPECT_EQ(read(binary(objects, 3)), value);
+  for (auto [objects, values] : cases) {
+    std::string top(1, static_cast<char>(0xA0 + values.size()));
+    for (char i = 1; top.size() <= values.size(); ++i) top += i;
+    objects.insert(objects.begin(), top);
+    for (const int offsetSize : {1, 3}) EXPECT_EQ(read(binary(objects, offsetSize)), Value(values));
   }
 }
 
 TEST(PropertyList, RefusesMalformedBinary) {
-  const std::string huge = "\x13" + bigEndian(1ULL << 63, 8);
-  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-      {{std::string(1, '\0')}, "object 0 at byte 8: is neither true nor false"},
-      {{"\x0F"}, "neither true nor false"},
-      {{"\x15" + std::string(32, '\1')}, "integer of an unknown size"},
-      {{"\x14" + bigEndian(0, 8) + bigEndian(1ULL << 63, 8)}, "64 bits"},
-      {{"\x14" + bigEndian(1, 8) + bigEndian(1, 8)}, "64 bits"},
-      {{"\x11\1"}, "runs past the end"},
-      {{"\x21\1\1"}, "real of an unknown size"},
-      {{"\x32" + bigEndian(0, 4)}, "date of an unknown size"},
-      {{"\x33\x7F\xF0\0\0\0\0\0\0"s}, "date that is not finite"},
-      {{"\x42z"}, "runs past the end"},
-      {{"\x4F\x51z"}, "count that is not an integer"},
-      {{"\x4F\x14" + bigEndian(0, 8) + bigEndian(1, 8) + "z"}, "count that is not an integer"},
-      {{"\x4F"}, "runs past the end"},
-      {{"\x4F" + huge}, "runs past the end"},
-      {{"\x6F" + huge}, "runs past the end"},
-      {{"\xAF" + huge}, "runs past the end"},
-      {{"\xDF" + huge}, "runs past the end"},
-      {{"\x51\x80"}, "not ASCII"},
-      {{"\x61\xD8\x3D"}, "surrogate"},
-      {{"\x61\xDE\0"s}, "surrogate"},
-      {{"\x62\xD8\x3D\0z"s}, "surrogate"},
-      {{"\x70"}, "unknown kind"},
-      {{"\xB0"}, "unknown kind"},
-      {{"\x87" + bigEndian(~0ULL, 8)}, "63 bits"},
-      {{"\x88" + std::string(9, '\0')}, "63 bits"},
-      {{"\xA1\7"}, "names object 7"},
-      {{"\xD1\7\0"s}, "names object 7"},
-      {{"\xA1\1", "\xA2\2\2", "\x12"}, "object 2 at byte 13: runs past the end"},
-      {{"\xD1\1\1", "\x10\1"}, "object 1 at byte 11: is a key but not a string"},
-      {{"\xA1\0"s}, "object 0 at byte 8: contains itself"},
-      {{"\xA1\1", "\xD1\2\0"s, "\x51k"}, "contains itself"},
+  const std::string huge = "\x13" + bigEndian(1ULL << 63);
+  const std::pair<std::string, std::vector<Strings>> cases[] = {
+      {"neither true nor false", {{"\0"s}, {"\x0F"}}},
+      {"of an unknown size", {{"\x15" + std::string(32, '\1')}, {"\x21\1\1"}, {"\x32" + bigEndian(0, 4)}}},
+      {"64 bits", {{"\x14" + bigEndian(0) + bigEndian(1ULL << 63)}, {"\x14" + bigEndian(1) + bigEndian(1)}}},
+      {"date that is not finite", {{"\x33\x7F\xF0\0\0\0\0\0\0"s}}},
+      {"runs past the end", {{"\x11\1"}, {"\x22z"}, {"\x33z"}, {"\x42z"}, {"\x4F"}, {"\x4F\x11z"}, {"\x81z"}}},
+      {"runs past the end", {{"\x4F" + huge}, {"\x6F" + huge}, {"\xAF" + huge}, {"\xDF" + huge}}},
+      {"count that is not an integer", {{"\x4F\x51z"}, {"\x4F\x14" + bigEndian(0) + bigEndian(1) + "z"}}},
+      {"not ASCII", {{"\x51\x80"}}},
+      {"surrogate", {{"\x61\xD8\x3D"}, {"\x61\xDE\0"s}, {"\x62\xD8\x3D\0z"s}}},
+      {"unknown kind", {{"\x70"}, {"\xB0"}}},
+      {"63 bits", {{"\x87" + bigEndian(~0ULL)}, {"\x88" + std::string(9, '\0')}}},
+      {"names object 7", {{"\xA1\7"}, {"\xD1\7\0"s}}},
+      {"object 2 at byte 13: runs past the end", {{"\xA1\1", "\xA2\2\2", "\x12"}}},
+      {"is a key but not a string", {{"\xD1\1\1", "\x10\1"}}},
+      {"contains itself", {{"\xA1\0"s}, {"\xA1\1", "\xD1\2\0"s, "\x51k"}}},
   };
-  for (const auto& [objects, fragment] : cases) {
-    const std::string error = readError(binary(objects));
-    EXPECT_TRUE(!error.empty() && error.find(fragment) != error.npos) << fragment << "\n" << error;
-  }
+  for (const auto& [fragment, lists] : cases)
+    for (const Strings& objects : lists) expectError(binary(objects), fragment);
 }
 
 TEST(PropertyList, RefusesImpossibleTrailers) {
   const std::string list = binary({"\x09"});  // 8 magic, 1 object, 1 offset, 32 trailer
   ASSERT_EQ(read(list), Value(true));
-  struct Patch {
-    std::size_t position;
-    char byte;
-    std::string fragment;
+  const std::pair<std::string, std::vector<std::pair<std::size_t, char>>> cases[] = {
+      {"unknown version", {{6, '1'}}},
+      {"lies outside", {{9, 7}, {9, 9}}},
+      {"impossible sizes", {{16, 0}, {16, 9}, {17, 0}, {17, 9}}},
+      {"does not match", {{16, 2}, {18, 1}, {25, 0}, {25, 2}, {34, '\x80'}, {41, 7}, {41, 10}}},
+      {"top object", {{33, 1}}},
   };
-  const std::vector<Patch> patches = {
-      {6, '1', "unknown version"}, {9, 7, "lies outside"},      {9, 9, "lies outside"},
-      {16, 0, "impossible sizes"}, {16, 9, "impossible sizes"}, {17, 0, "impossible sizes"},
-      {17, 9, "impossible sizes"}, {16, 2, "does not match"},   {18, 1, "does not match"},
-      {25, 0, "does not match"},   {25, 2, "does not match"},   {33, 1, "top object"},
-      {41, 7, "does not match"},   {41, 10, "does not match"},  {34, '\x80', "does not match"},
-  };
-  for (const Patch& patch : patches) {
-    std::string patched = list;
-    patched[patch.position] = patch.byte;
-    EXPECT_NE(readError(patched).find(patch.fragment), std::string::npos) << patch.position << readError(patched);
+  for (const auto& [fragment, patches] : cases) {
+    for (const auto& [position, byte] : patches) {
+      std::string patched = list;
+      patched[position] = byte;
+      expectError(patched, fragment);
+    }
   }
-  EXPECT_NE(readError(binary({"\x09"}, 2).insert(11, 1, '\0')).find("does not match"), std::string::npos);
-  EXPECT_NE(readError("bplist00").find("too short"), std::string::npos);
+  expectError(binary({"\x09"}, 2).insert(11, 1, '\0'), "does not match");
 }
 
 TEST(PropertyList, RefusesEveryTruncation) {
   const Value value = Dictionary{{"a", Array{1, 2.5, "\u00e9", true, Data{{1}}, Date{1}}}, {"b", Dictionary{}}};
   for (const auto format : {XML, BINARY}) {
-    const std::string list = *writePropertyList(value, format);
-    const std::size_t complete = list.size() - (format == XML ? 1 : 0);  // XML ends with a line feed
-    for (std::size_t size = 0; size < complete; ++size)
-      EXPECT_NE(readError(std::string_view(list).substr(0, size)), "") << size;
+    std::string list = *writePropertyList(value, format);
+    if (format == XML) list.pop_back();  // nothing but a line feed
+    while (!list.empty()) {
+      list.pop_back();
+      expectError(list, "");
+    }
   }
 }
 
 TEST(PropertyList, KeepsToItsLimits) {
-  const std::string laughs = [] {
-    std::vector<std::string> objects(8, "\xAA");
-    for (std::size_t i = 0; i < objects.size(); ++i) objects[i].append(10, static_cast<char>(i + 1));
-    objects.push_back("\x53lol");
-    return binary(objects);
-  }();
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_NE(readError(laughs).find("too many values"), std::string::npos);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  Strings laughs(8, "\xAA");
+  for (std::size_t i = 0; i < laughs.size(); ++i) laughs[i].append(10, static_cast<char>(i + 1));
+  laughs.push_back("\x53lol");
+  expectError(binary(laughs), "too many values");
 
   const std::string xmlList = *writePropertyList(Array{Array{"four"}, Dictionary{{"k", Data{{1, 2}}}}}, XML);
-  const std::string binaryList =
-      *readPropertyList(xmlList).and_then([](const Value& value) { return writePropertyList(value, BINARY); });
+  const std::string binaryList = *writePropertyList(read(xmlList), BINARY);
   for (const std::string& list : {xmlList, binaryList}) {
-    EXPECT_EQ(readError(list, {list.size(), 2, 5, 7}), "");
-    EXPECT_NE(readError(list, {list.size() - 1, 2, 5, 7}).find("larger than"), std::string::npos);
-    EXPECT_NE(readError(list, {list.size(), 1, 5, 7}).find("nested too deeply"), std::string::npos);
-    EXPECT_NE(readError(list, {list.size(), 2, 4, 7}).find("too many values"), std::string::npos);
-    EXPECT_NE(readError(list, {list.size(), 2, 5, 6}).find("too many bytes"), std::string::npos);
+    read(list, {list.size(), 2, 5, 7});
+    expectError(list, "larger than", {list.size() - 1, 2, 5, 7});
+    expectError(list, "nested too deeply", {list.size(), 1, 5, 7});
+    expectError(list, "too many values", {list.size(), 2, 4, 7});
+    expectError(list, "too many bytes", {list.size(), 2, 5, 6});
   }
-  EXPECT_NE(readError(binaryList, {1000, 2, 0, 7}).find("too many values"), std::string::npos);
 
   std::string deepXml;
-  for (int i = 0; i < 100000; ++i) deepXml += "<array>";
-  EXPECT_NE(readError(xml(deepXml), {1 << 20, 1 << 20}).find("nested too deeply"), std::string::npos);
-  std::vector<std::string> deep;
-  for (char i = 1; i < 120; ++i) deep.push_back("\xA1"s + i);
-  deep.push_back("\xA0");
-  EXPECT_EQ(readError(binary(deep), {.maxDepth = 120}), "");
-  EXPECT_NE(readError(binary(deep), {.maxDepth = 119}).find("nested too deeply"), std::string::npos);
+  for (std::size_t i = 0; i <= MAX_PROPERTY_LIST_DEPTH; ++i) deepXml += "<array>";
+  expectError(xml(deepXml), "nested too deeply", {.maxDepth = 1 << 20});
 }
 
 TEST(PropertyList, RefusesToWriteWhatNoListCanHold) {
-  struct Case {
-    Value value;
-    std::string error;
-    bool onlyXml;
-  };
-  const std::vector<Case> cases = {
-      {Dictionary{{"a", Array{1, "\xFF"}}}, "the property list/a/1: holds text that is not valid UTF-8", false},
-      {"\xED\xA0\x80", "the property list: holds text that is not valid UTF-8", false},
-      {Dictionary{{"\xC0\x80", 1}}, "the property list: has a key with text that is not valid UTF-8", false},
-      {Date{INF}, "the property list: is a date that is not finite", false},
-      {"a\0"s, "the property list: holds a character that XML does not allow", true},
-      {"\uFFFE", "the property list: holds a character that XML does not allow", true},
-      {"\uFFFF", "the property list: holds a character that XML does not allow", true},
-      {Dictionary{{"\x1F", 1}}, "the property list: has a key with a character that XML does not allow", true},
-      {Date{252423993600}, "the property list: is a date outside the years 0000 to 9999", true},
-      {Date{-63145526400.5}, "the property list: is a date outside the years 0000 to 9999", true},
-  };
-  for (const auto format : {XML, BINARY}) {
-    for (const auto& [value, error, onlyXml] : cases) {
-      const auto written = writePropertyList(value, format);
-      EXPECT_EQ(written ? "" : written.error().description, onlyXml && format == BINARY ? "" : error);
-    }
-    const auto deep = writePropertyList(nested(MAX_PROPERTY_LIST_DEPTH + 1), format);
-    ASSERT_FALSE(deep);
-    EXPECT_TRUE(deep.error().description.ends_with("/0/0: is nested too deeply"));
+  const Value badText = Dictionary{{"a", Array{1, "\xFF"}}};
+  const Value badKey = Dictionary{{"\xC0\x80", 1}};
+  for (const Value& value : Array{badText, badKey, "\xED\xA0\x80", Date{INF}, nested(MAX_PROPERTY_LIST_DEPTH + 1)})
+    for (const auto format : {XML, BINARY}) EXPECT_FALSE(writePropertyList(value, format));
+  EXPECT_EQ(writePropertyList(badText, XML).error().description,
+            "the property list/a/1: holds text that is not valid UTF-8");
+
+  const Value controlKey = Dictionary{{"\x1F", 1}};
+  for (const Value& value : Array{"nul\0"s, "\uFFFF", controlKey, Date{252423993600}, Date{-63145526400.5}}) {
+    EXPECT_FALSE(writePropertyList(value, XML));
+    EXPECT_EQ(read(*writePropertyList(value, BINARY)), value);
   }
 }
 
 class PropertyListFile : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string folder = testing::TempDir() + "plistXXXXXX";
-    ASSERT_NE(::mkdtemp(folder.data()), nullptr);
-    m_folder = folder;
-  }
-  void TearDown() override { std::filesystem::remove_all(m_folder); }
+  std::string path(const std::string& name) const { return m_home / ("run/" + name); }
+  auto fileCount() const { return std::distance(std::filesystem::directory_iterator(path("")), {}); }
 
-  std::string path(const std::string& name) const { return m_folder / name; }
-  std::size_t fileCount() const {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(m_folder), {}));
-  }
-
-  std::filesystem::path m_folder;
+  const TempHome m_home;
 };
 
 TEST_F(PropertyListFile, IsReplacedAsAWhole) {
@@ -438,32 +325,31 @@ TEST_F(PropertyListFile, IsReplacedAsAWhole) {
     EXPECT_EQ(readPropertyListFile(path("a.plist")), everything());
   }
   ::umask(previous);
-  struct stat status = {};
-  ASSERT_EQ(::stat(path("a.plist").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0640U);
-  EXPECT_EQ(fileCount(), 1U);
+  EXPECT_EQ(std::filesystem::status(path("a.plist")).permissions(), std::filesystem::perms(0640));
+  EXPECT_EQ(fileCount(), 1);
 }
 
 TEST_F(PropertyListFile, IsRefusedWhenItIsNone) {
   ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
-  std::ofstream(path("bad")) << "bad";
-  std::ofstream(path("large")) << xml("<true/>") << std::string(70000, ' ');
-  const auto errorOf = [this](const std::string& name, const PropertyListLimits& limits = {}) {
-    const auto result = readPropertyListFile(path(name), limits);
-    return result ? Error{} : result.error();
+  m_home.write("run/bad", "bad");
+  m_home.write("run/large", xml("<true/>") + std::string(70000, ' '));
+  const std::pair<std::string, std::string> cases[] = {
+      {"missing", std::strerror(ENOENT)},
+      {".", std::strerror(EISDIR)},
+      {"pipe", "not a regular file"},
+      {"bad", "neither a binary nor an XML property list"},
+      {"large", "larger than the 65536 bytes allowed"},
   };
-  EXPECT_EQ(errorOf("missing").domain, "posix");
-  EXPECT_EQ(errorOf("missing").code, ENOENT);
-  EXPECT_TRUE(errorOf("missing").description.starts_with(path("missing") + ": "));
-  EXPECT_EQ(errorOf(".").code, EISDIR);
-  EXPECT_EQ(errorOf("pipe").description, path("pipe") + ": not a regular file");
-  EXPECT_EQ(errorOf("bad").description, path("bad") + ": neither a binary nor an XML property list");
-  EXPECT_EQ(errorOf("large", {65536}).description, path("large") + ": larger than the 65536 bytes allowed");
+  for (const auto& [name, error] : cases) {
+    const auto result = readPropertyListFile(path(name), {65536});
+    ASSERT_FALSE(result) << name;
+    EXPECT_EQ(result.error().description, path(name) + ": " + error);
+  }
 }
 
 TEST_F(PropertyListFile, IsKeptWhenWritingFails) {
   ASSERT_TRUE(writePropertyListFile("old", path("a"), XML));
-  EXPECT_TRUE(writePropertyListFile("\xFF", path("a"), XML).error().description.starts_with(path("a") + ": the prop"));
+  EXPECT_FALSE(writePropertyListFile("\xFF", path("a"), XML));
 
   // A limit on file sizes makes write() fail half way, whoever runs the tests.
   rlimit unlimited = {};
@@ -481,15 +367,13 @@ TEST_F(PropertyListFile, IsKeptWhenWritingFails) {
   EXPECT_EQ(writePropertyListFile("new", path("none/a"), XML).error().code, ENOENT);
   std::filesystem::create_directory(path("folder"));
   EXPECT_EQ(writePropertyListFile("new", path("folder"), XML).error().code, EISDIR);
-  EXPECT_EQ(fileCount(), 2U);
+  EXPECT_EQ(fileCount(), 2);
 }
 
 TEST(PropertyList, AgreesWithAnotherImplementation) {
   const Value value = Dictionary{
       {"array", Array{0, -1, 255, 65536, INT64_MAX, INT64_MIN, true, false, Array{}, Dictionary{}}},
-      {"data", Data{std::vector<std::uint8_t>(100, 0xA5)}},
-      {"date", Date{700000000}},
-      {"real", 0.1},
+      {"plain", Array{Data{std::vector<std::uint8_t>(100, 0xA5)}, Date{700000000}, 0.1}},
       {"text", Array{"", "<&>'\"", "h\u00e9 \u2020 \U0001F600", "a\nb"}},
   };
   for (const auto format : {XML, BINARY}) {
@@ -497,16 +381,6 @@ TEST(PropertyList, AgreesWithAnotherImplementation) {
     plist_t list = nullptr;
     plist_from_memory(ours.data(), static_cast<std::uint32_t>(ours.size()), &list);
     ASSERT_NE(list, nullptr);
-
-    std::int32_t seconds = 0;
-    std::int32_t microseconds = 0;
-    plist_get_date_val(plist_dict_get_item(list, "date"), &seconds, &microseconds);
-    EXPECT_EQ(seconds, 700000000);
-    char* text = nullptr;
-    plist_get_string_val(plist_array_get_item(plist_dict_get_item(list, "text"), 2), &text);
-    EXPECT_STREQ(text, "h\u00e9 \u2020 \U0001F600");
-    std::free(text);
-
     for (const auto write : {plist_to_xml, plist_to_bin}) {
       char* bytes = nullptr;
       std::uint32_t size = 0;

@@ -202,7 +202,7 @@ class LinuxWorkspace : public Workspace {
 
   static Result<glib::Ptr<GDesktopAppInfo>> entry(const std::string& identifier) {
     const std::string name = identifier.ends_with(".desktop") ? identifier : identifier + ".desktop";
-    glib::Ptr<GDesktopAppInfo> found(g_desktop_app_info_new(name.c_str()));
+    glib::Ptr<GDesktopAppInfo> found(name == ".desktop" ? nullptr : g_desktop_app_info_new(name.c_str()));
     if (!found) return failure("workspace", 0, "No application has the identifier \"" + identifier + "\"");
     const char* command = g_app_info_get_commandline(G_APP_INFO(found.get()));
     if ((!command || !*command) && !g_desktop_app_info_get_boolean(found.get(), "DBusActivatable"))
