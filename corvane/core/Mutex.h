@@ -83,7 +83,7 @@ class CORVANE_CAPABILITY("mutex") Mutex {
 
   /// With the lock held: waits for a broadcast until the real-time clock shows `tv`. True if the time ran out; at once
   /// if `tv` has passed.
-  CORVANE_API bool waituntil(const timeval& tv) CORVANE_REQUIRES(this);
+  CORVANE_API bool waituntil(const timeval& tv) CORVANE_REQUIRES(this) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
 
   /// The whole condition loop under the lock: calls `initialise` once; then, as long as `predicate` holds, waits for at
   /// most `usecs` microseconds and calls `body`.

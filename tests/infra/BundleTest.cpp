@@ -240,7 +240,7 @@ TYPED_TEST(ElfBundle, HostileExecutablesHaveNoBundle) {
       {"names beyond the end", [](TypeParam& elf) { elf.names.sh_offset = 100'000; }},
       {"dictionary beyond the end", [](TypeParam& elf) { elf.info.sh_offset = 100'000; }},
       {"dictionary that ends beyond the end", [](TypeParam& elf) { elf.info.sh_size = 100'000; }},
-      {"dictionary whose end wraps", [](TypeParam& elf) { elf.info.sh_size = 0 - 8; }},
+      {"dictionary whose end wraps", [](TypeParam& elf) { (elf.info.sh_size = 0) -= 8; }},
       {"dictionary without bytes", [](TypeParam& elf) { elf.info.sh_type = SHT_NOBITS; }},
       {"compressed dictionary", [](TypeParam& elf) { elf.info.sh_flags = SHF_COMPRESSED; }},
   };
