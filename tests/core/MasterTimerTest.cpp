@@ -130,22 +130,6 @@ TEST_F(MasterTimerTest, LostPeriodsAreSkippedAndThePhaseIsKeptWherePossible) {
   EXPECT_EQ(starts, (std::vector{0.0, 2.5, 3.5, 5.0, 5.5}));
 }
 
-TEST_F(MasterTimerTest, EntriesDueTogetherRunInTheOrderOfAdding) {
-  std::string order;
-  const auto a = repeater("a"), b = repeater("b"), c = repeater("c");
-  a->start(2.0, [&] { order += 'a'; });
-  b->start(1.0, [&] { order += 'b'; });
-  c->start(2.0, [&] { order += 'c'; });
-  timer->start();
-  ASSERT_TRUE(pumpUntil([&] { return order.size() == 3; }));
-  EXPECT_EQ(order, "abc");
-  EXPECT_TRUE(pumpUntil([&] { return names() == "bac"; })) << "by due time " << names();
-  ASSERT_TRUE(after(1.0, [&] { return order.size() == 4; }));
-  // b came from in front of a and c, so a stable sort leaves it there.
-  ASSERT_TRUE(after(1.0, [&] { return order.size() == 7; }));
-  EXPECT_EQ(order, "abcbbac");
-}
-
 TEST_F(MasterTimerTest, MatchesAStableSortOfTheListOnRandomRuns) {
   // The list as a plain vector, sorted stably before every walk.
   struct Entry {
