@@ -13,15 +13,15 @@ namespace corvane {
 [[noreturn]] CORVANE_API void fatal(std::string_view message) noexcept;
 
 /// Calls `work`, which must not throw: an exception that leaves it ends the process through fatal(), with its text.
-/// For work that runs on a thread of the library or below a foreign event loop.
+/// For work that runs on a thread of the library or below a foreign event loop; `what` names it.
 template <class Work>
-void callOrFatal(Work&& work) noexcept {
+void callOrFatal(Work&& work, const char* what = "the work of a thread or queue") noexcept {
   try {
     work();
   } catch (const std::exception& error) {
-    fatal(std::string("an exception left the work of a thread or queue: ") + error.what());
+    fatal(std::string("an exception left ") + what + ": " + error.what());
   } catch (...) {
-    fatal("an exception left the work of a thread or queue");
+    fatal(std::string("an exception left ") + what);
   }
 }
 

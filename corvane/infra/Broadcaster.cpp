@@ -1,0 +1,175 @@
+#include "corvane/infra/Broadcaster.h"
+
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <iterator>
+#include <typeinfo>
+#include <unordered_map>
+#include <utility>
+
+#include "corvane/core/DispatchQueueSerial.h"
+#include "corvane/core/Mutex.h"
+#include "corvane/core/Timeval.h"
+#include "corvane/core/fatal.h"
+
+namespace corvane {
+
+namespace {
+
+// Figures that one thread at a time writes and any thread reads: cheaper than adding atomically.
+struct Tally {
+  std::atomic<std::int64_t> count = 0;
+  std::atomic<std::int64_t> elapsed = 0;  // microseconds
+
+  void add(std::int64_t usec) {
+    count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    elapsed.store(elapsed.load(std::memory_order_relaxed) + usec, std::memory_order_relaxed);
+  }
+};
+
+struct ListenerEntry {
+  explicit ListenerEntry(std::shared_ptr<Listener> subscriber) : listener(std::move(subscriber)) {}
+
+  const std::shared_ptr<Listener> listener;
+  Tally sync;   // written with the registry's lock held
+  Tally async;  // written on its queue
+};
+
+using Entries = std::vector<std::shared_ptr<ListenerEntry>>;
+
+// This thread is in a synchronous broadcast and holds the registry's lock.
+thread_local constinit bool t_delivering = false;
+
+void deliver(const Entries& entries, Tally ListenerEntry::*tally, const std::string& key, const std::any& object) {
+  callOrFatal(
+      [&] {
+        Timeval start;
+        for (const auto& entry : entries) {
+          entry->listener->onBroadcast(key, object);
+          const Timeval end;  // and the start of the next
+          ((*entry).*tally).add((end - start).usec());
+          start = end;
+        }
+      },
+      "a listener");
+}
+
+std::string demangled(const char* name) {
+  int status = 0;
+  const std::unique_ptr<char, void (*)(void*)> text(abi::__cxa_demangle(name, nullptr, nullptr, &status), std::free);
+  return text ? text.get() : name;
+}
+
+class Broadcaster {
+ public:
+  // Never destroyed: queued deliveries may run while the process exits.
+  static Broadcaster& shared() {
+    static auto& broadcaster = *new Broadcaster;
+    return broadcaster;
+  }
+
+  void add(const std::string& key, std::shared_ptr<Listener> listener) {
+    if (!listener) fatal("AddListener: there is no listener");
+    auto entry = std::make_shared<ListenerEntry>(std::move(listener));
+    refuseReentry("AddListener");
+    MutexLock lock(m_mutex);
+    m_listeners[key].push_back(std::move(entry));
+  }
+
+  void remove(const std::string& key, const Listener* listener) {
+    Entries removed;  // destroyed after the lock is given up
+    refuseReentry("RemoveListener");
+    MutexLock lock(m_mutex);
+    const auto found = m_listeners.find(key);
+    if (found == m_listeners.end()) return;
+    Entries& entries = found->second;
+    const auto others = [listener](const auto& entry) { return entry->listener.get() != listener; };
+    const auto tail = std::ranges::stable_partition(entries, others);
+    removed.assign(std::move_iterator(tail.begin()), std::move_iterator(tail.end()));
+    entries.erase(tail.begin(), tail.end());
+    if (entries.empty()) m_listeners.erase(found);
+  }
+
+  void broadcast(const std::string& key, const std::any& object, bool async) {
+    refuseReentry("Broadcast");
+    MutexLock lock(m_mutex);
+    const auto found = m_listeners.find(key);
+    if (found == m_listeners.end()) return;
+    if (!async) {
+      t_delivering = true;
+      deliver(found->second, &ListenerEntry::sync, key, object);
+      t_delivering = false;
+      return;
+    }
+    Entries entries = found->second;
+    lock.unlock();                                               // copying the value is the caller's code
+    m_queue.async([entries = std::move(entries), key, object] {  //
+      deliver(entries, &ListenerEntry::async, key, object);
+    });
+  }
+
+  std::vector<broadcaster_stats> stats() {
+    struct Row {
+      broadcaster_stats figures;
+      const std::type_info* type;
+    };
+    std::vector<Row> rows;
+    refuseReentry("broadcasterStats");
+    MutexLock lock(m_mutex);
+    for (const auto& [key, entries] : m_listeners)
+      for (const auto& entry : entries) {
+        const Listener& listener = *entry->listener;
+        rows.push_back({{key, {}, entry->sync.count + entry->async.count, entry->sync.elapsed + entry->async.elapsed},
+                        &typeid(listener)});
+      }
+    lock.unlock();
+    std::ranges::stable_sort(rows, {}, [](const Row& row) -> const std::string& { return row.figures.key; });
+    std::vector<broadcaster_stats> stats;
+    stats.reserve(rows.size());
+    for (Row& row : rows) {
+      row.figures.listener = demangled(row.type->name());
+      stats.push_back(std::move(row.figures));
+    }
+    return stats;
+  }
+
+ private:
+  static void refuseReentry(const char* operation) {
+    if (t_delivering) fatal(std::string(operation) + ": called by a listener from inside a synchronous broadcast");
+  }
+
+  Mutex m_mutex;
+  std::unordered_map<std::string, Entries> m_listeners CORVANE_GUARDED_BY(m_mutex);  // no key has an empty list
+  DispatchQueueSerial m_queue{"org.corvane.broadcaster", QoS::DEFAULT};
+};
+
+}  // namespace
+
+void AddListener(const std::string& key, std::shared_ptr<Listener> listener) {
+  Broadcaster::shared().add(key, std::move(listener));
+}
+
+void AddListeners(const std::vector<std::string>& keys, const std::shared_ptr<Listener>& listener) {
+  for (const std::string& key : keys) AddListener(key, listener);
+}
+
+void RemoveListener(const std::string& key, const std::shared_ptr<Listener>& listener) {
+  Broadcaster::shared().remove(key, listener.get());
+}
+
+void RemoveListeners(const std::vector<std::string>& keys, const std::shared_ptr<Listener>& listener) {
+  for (const std::string& key : keys) RemoveListener(key, listener);
+}
+
+void Broadcast(const std::string& key, const std::any& object, bool async) {
+  Broadcaster::shared().broadcast(key, object, async);
+}
+
+std::vector<broadcaster_stats> broadcasterStats() {
+  return Broadcaster::shared().stats();
+}
+
+}  // namespace corvane

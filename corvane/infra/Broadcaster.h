@@ -1,0 +1,84 @@
+#pragma once
+
+#include <any>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// Who is called when something is broadcast under a key.
+///
+/// A synchronous broadcast calls on the thread that broadcasts, an asynchronous one on the broadcaster's queue; both
+/// may happen at the same time, so a listener that gets both kinds guards its state. onBroadcast() must not throw: an
+/// exception that leaves it ends the process through fatal().
+class CORVANE_API Listener {
+ public:
+  virtual ~Listener() = default;
+
+  /// `object` is empty if the broadcast carries no value; look into it with std::any_cast.
+  virtual void onBroadcast(const std::string& key, const std::any& object) = 0;
+};
+
+/// Process-wide publish and subscribe by key: whoever listens to a key gets what anyone broadcasts under it, in the
+/// order of registration.
+///
+///     class Meter : public corvane::Listener {
+///       void onBroadcast(const std::string&, const std::any& object) override {
+///         if (const auto* level = std::any_cast<double>(&object)) show(*level);
+///       }
+///     };
+///     const auto meter = std::make_shared<Meter>();
+///     corvane::AddListener("level", meter);
+///     corvane::Broadcast("level", 0.5);                 // meter has shown it when this returns
+///     corvane::Broadcast("level", 0.5, true);           // it will, on the broadcaster's queue
+///     corvane::RemoveListener("level", meter);
+///
+/// Every function: any thread.
+///
+/// **What a listener may call from onBroadcast().** In an asynchronous delivery: every function here. In a synchronous
+/// one: none of them, in either mode, because the registry is locked until all listeners have returned; it is fatal.
+/// Other threads' calls wait for that end, so a synchronous listener must not wait for a thread that may make one. A
+/// listener that has to broadcast, add or remove in answer is reached by asynchronous broadcasts.
+///
+/// **Who is kept alive.** A registration holds its listener, so an object that wants to go away is removed by somebody
+/// else first. The last reference is never dropped under the lock: destructors may call everything here.
+///
+/// **Who gets a broadcast.** The listeners registered when it is made. RemoveListener() waits for synchronous
+/// deliveries in progress; asynchronous ones that are queued are still made, and keep the listener until then.
+
+/// Registers a listener for a key, behind those that are there. One that is added twice is called twice. Fatal: a null
+/// listener.
+CORVANE_API void AddListener(const std::string& key, std::shared_ptr<Listener> listener);
+
+/// AddListener() for each key, in order.
+CORVANE_API void AddListeners(const std::vector<std::string>& keys, const std::shared_ptr<Listener>& listener);
+
+/// Takes every registration of this very object for the key away; nothing happens if there is none.
+CORVANE_API void RemoveListener(const std::string& key, const std::shared_ptr<Listener>& listener);
+
+/// RemoveListener() for each key, in order.
+CORVANE_API void RemoveListeners(const std::vector<std::string>& keys, const std::shared_ptr<Listener>& listener);
+
+/// Calls every listener of the key, in the order of registration; returns at once if there is none. Synchronously, on
+/// this thread, they have all been called when it returns. Asynchronously they are called later, with a copy of
+/// `object`, on one queue for all keys and one after the other: a slow listener delays all others. Asynchronous
+/// broadcasts of a thread are delivered in the order in which it made them.
+CORVANE_API void Broadcast(const std::string& key, const std::any& object = {}, bool async = false);
+
+/// What the broadcaster knows of one registration.
+struct broadcaster_stats {
+  std::string key;
+  std::string listener;      ///< the listener's class, as the compiler names it: "app::Meter"
+  std::int64_t count = 0;    ///< deliveries made
+  std::int64_t elapsed = 0;  ///< time spent in them, in microseconds, each cut to whole ones
+};
+
+/// A copy of the figures of every registration: sorted by key, those of one key in the order of registration. From
+/// inside a synchronous delivery it is fatal, as above.
+CORVANE_API std::vector<broadcaster_stats> broadcasterStats();
+
+}  // namespace corvane
