@@ -8,6 +8,7 @@
 #include "corvane/platform/Bundles.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
+#include "corvane/platform/Localization.h"
 #include "corvane/platform/MainQueue.h"
 #include "corvane/platform/PowerEvents.h"
 #include "corvane/platform/SerialQueues.h"
@@ -57,6 +58,7 @@ struct Platform {
   ServiceSlot<Folders> folders;
   ServiceSlot<Bundles> bundles;
   ServiceSlot<Workspace> workspace;
+  ServiceSlot<Localization> localization;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

@@ -60,6 +60,17 @@ for program in "$work/lone" "$work/app2/build/lone2"; do
   rm "$log"
 done
 
+echo "-- the installed translations are found"
+cat >"$work/kind.cpp" <<'CPP'
+#include <cstdio>
+#include <sys/stat.h>
+#include "corvane/infra/SysAttr.h"
+int main() { std::puts(corvane::SysAttr::modeKind(S_IFDIR).c_str()); }
+CPP
+# shellcheck disable=SC2046
+"$compiler" -std=c++20 "$work/kind.cpp" -o "$work/kind" $(pkg-config --cflags --libs corvane)
+LD_LIBRARY_PATH=$prefix/$libdir LC_ALL=C.UTF-8 LANGUAGE=de "$work/kind" | grep -qx Verzeichnis
+
 echo "-- the C headers, as C11"
 for header in "$prefix"/include/corvane/*/*_c.h; do
   echo "#include \"${header#"$prefix"/include/}\"" | cc -std=c11 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -xc -fsyntax-only -

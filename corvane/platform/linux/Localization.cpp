@@ -1,0 +1,99 @@
+#include "corvane/platform/Localization.h"
+
+#include <dlfcn.h>
+#include <libintl.h>
+#include <locale.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+#include <type_traits>
+
+#include "corvane/core/Mutex.h"
+
+namespace corvane {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char CATALOGUE[] = "corvane";
+
+// The nearest folder of catalogues above the library: prefix/share/locale for one in prefix/lib or below, and the build
+// folder's own; empty if there is none.
+std::string catalogueFolder() {
+  Dl_info library{};
+  std::error_code error;
+  if (dladdr(CATALOGUE, &library) == 0 || !library.dli_fname) return {};
+  const fs::path file = fs::canonical(library.dli_fname, error);
+  for (fs::path folder = file.parent_path(); folder.has_relative_path(); folder = folder.parent_path())
+    if (fs::path catalogues = folder / "share/locale"; fs::is_directory(catalogues, error)) return catalogues;
+  return {};
+}
+
+using Locale = std::shared_ptr<std::remove_pointer_t<locale_t>>;
+
+// Puts a locale in force on this thread until the end of the scope; null changes nothing.
+class ScopedLocale {
+ public:
+  explicit ScopedLocale(Locale locale)
+      : m_locale(std::move(locale)), m_previous(m_locale ? uselocale(m_locale.get()) : nullptr) {}
+  ~ScopedLocale() {
+    if (m_locale) uselocale(m_previous);
+  }
+  ScopedLocale(const ScopedLocale&) = delete;
+  ScopedLocale& operator=(const ScopedLocale&) = delete;
+
+ private:
+  const Locale m_locale;
+  const locale_t m_previous;
+};
+
+class GettextLocalization : public Localization {
+ public:
+  GettextLocalization() {
+    if (const std::string folder = catalogueFolder(); !folder.empty()) bindtextdomain(CATALOGUE, folder.c_str());
+    bind_textdomain_codeset(CATALOGUE, "UTF-8");
+  }
+
+  std::string text(const std::string& english) override {
+    if (english.empty()) return {};  // stands for the catalogue's head
+    const ScopedLocale scope(isLocaleSet() ? nullptr : environmentsLocale());
+    return dgettext(CATALOGUE, english.c_str());
+  }
+
+ private:
+  static bool isLocaleSet() {
+    return uselocale(nullptr) != LC_GLOBAL_LOCALE || std::string_view(setlocale(LC_MESSAGES, nullptr)) != "C";
+  }
+
+  // The user's locale for messages; null if the machine lacks it.
+  Locale environmentsLocale() {
+    const char* name = "";
+    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
+      if (const char* value = std::getenv(variable); value && *value) {
+        name = value;
+        break;
+      }
+    MutexLock lock(m_mutex);
+    if (m_name != name) {
+      m_name = name;
+      m_locale.reset();
+      if (const locale_t made = newlocale(LC_MESSAGES_MASK, name, nullptr)) m_locale = Locale(made, freelocale);
+    }
+    return m_locale;
+  }
+
+  Mutex m_mutex;
+  std::string m_name CORVANE_GUARDED_BY(m_mutex);  // what m_locale was made of
+  Locale m_locale CORVANE_GUARDED_BY(m_mutex);
+};
+
+}  // namespace
+
+template <>
+std::shared_ptr<Localization> makeService<Localization>() {
+  return std::make_shared<GettextLocalization>();
+}
+
+}  // namespace corvane
