@@ -1,0 +1,174 @@
+#include "corvane/infra/Pointers.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <latch>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+namespace corvane {
+namespace {
+
+using testing::ElementsAre;
+
+std::atomic<int> s_alive = 0;
+
+struct Counted : Object {
+  explicit Counted(int id = 0) : number(id) { ++s_alive; }
+  ~Counted() override {
+    atEnd();
+    --s_alive;
+  }
+  const int number;
+  std::function<void()> atEnd = [] {};
+};
+
+struct Sub : Counted {};
+struct Other : Object {};
+// Its Object does not stand at the beginning.
+struct Wide : std::string, Counted {};
+
+constexpr std::uint8_t KEYS[4] = {};
+
+std::function<std::shared_ptr<Counted>()> making(int number) {
+  return [number] { return std::make_shared<Counted>(number); };
+}
+
+TEST(Pointers, ABridgeTakesNoReferenceAndGivesAStrongOne) {
+  auto wide = std::make_shared<Wide>();
+  const std::weak_ptr<Wide> weak = wide;
+  void* const pointer = Pointers::bridge(*wide);
+  EXPECT_EQ(wide.use_count(), 1);
+  {
+    const auto again = Pointers::bridge<Wide>(pointer);
+    const std::shared_ptr<Counted> base = Pointers::bridge<Counted>(pointer);
+    EXPECT_EQ(again, wide);
+    EXPECT_EQ(base, wide);
+    EXPECT_EQ(wide.use_count(), 3);
+    wide.reset();
+    EXPECT_FALSE(weak.expired());
+  }
+  EXPECT_TRUE(weak.expired());
+
+  // Through a C function's context.
+  struct Sum : Object {
+    int value = 0;
+  };
+  const auto sum = std::make_shared<Sum>();
+  const int numbers[] = {3, 4, 5};
+  const auto* found = bsearch(Pointers::bridge(*sum), numbers, 3, sizeof(int), [](const void* key, const void* item) {
+    Pointers::bridge<Sum>(const_cast<void*>(key))->value += *static_cast<const int*>(item);
+    return 1;
+  });
+  EXPECT_EQ(found, nullptr);
+  EXPECT_EQ(sum->value, 4 + 5);
+}
+
+TEST(Pointers, AssociatedObjectsAreMadeOncePerKeyAndBase) {
+  const auto base = std::make_shared<Counted>(), stranger = std::make_shared<Counted>();
+  const auto first = Pointers::associatedObject(*base, &KEYS[0], making(1));
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], making(2)), first);
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[1], making(3))->number, 3);
+  EXPECT_EQ(Pointers::associatedObject(*stranger, &KEYS[0], making(4))->number, 4);
+
+  // Another class is in the way; a class derived from the wanted one is not.
+  const auto other = Pointers::associatedObject(*base, &KEYS[0], [] { return std::make_shared<Other>(); });
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], [] { return std::make_shared<Other>(); }), other);
+  const auto sub = std::make_shared<Sub>();
+  Pointers::associateObject(*base, &KEYS[0], sub);
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], making(5)), sub);
+  Pointers::associateObject(*base, &KEYS[0], nullptr);
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], making(6))->number, 6);
+}
+
+TEST(Pointers, AssociatedObjectsLiveAsLongAsTheirBaseOrUntilReplaced) {
+  s_alive = 0;
+  auto base = std::make_shared<Counted>();
+  for (const auto& key : KEYS) Pointers::associatedObject(*base, &key, making(0));
+  Pointers::associatedObject(*Pointers::associatedObject(*base, &KEYS[0], making(0)), &KEYS[0], making(0));
+  EXPECT_EQ(s_alive, 6);
+  // What is replaced may use the base from its destructor, so it is not destroyed under a lock.
+  Pointers::associatedObject(*base, &KEYS[1], making(0))->atEnd = [&] {
+    EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[1], making(9))->number, 8);
+  };
+  Pointers::associateObject(*base, &KEYS[1], std::make_shared<Counted>(8));
+  EXPECT_EQ(s_alive, 6);
+  const auto kept = Pointers::associatedObject(*base, &KEYS[2], making(0));
+  std::thread([base = std::move(base)]() mutable { base.reset(); }).join();
+  EXPECT_EQ(s_alive, 1);
+}
+
+TEST(Pointers, AnInitialiserMayAssociateAndFail) {
+  const auto base = std::make_shared<Counted>();
+  const auto nested = Pointers::associatedObject(*base, &KEYS[0], [&] {
+    Pointers::associateObject(*base, &KEYS[1], std::make_shared<Counted>(1));
+    return std::make_shared<Counted>(Pointers::associatedObject(*base, &KEYS[2], making(2))->number + 10);
+  });
+  EXPECT_EQ(nested->number, 12);
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[1], making(0))->number, 1);
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[3],
+                                       [&] {
+                                         Pointers::associateObject(*base, &KEYS[3], std::make_shared<Sub>());
+                                         return std::make_shared<Counted>(5);
+                                       })
+                ->number,
+            0)
+      << "what was associated under the own key counts";
+
+  Pointers::associateObject(*base, &KEYS[0], nullptr);
+  const auto failing = []() -> std::shared_ptr<Counted> { throw std::runtime_error("no"); };
+  EXPECT_THROW(Pointers::associatedObject(*base, &KEYS[0], failing), std::runtime_error);
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], making(7))->number, 7);
+}
+
+TEST(Pointers, ThreadsThatAskAtOnceGetTheSameObject) {
+  for (int round = 0; round < 200; ++round) {
+    const auto base = std::make_shared<Counted>();
+    std::atomic<int> made = 0;
+    std::array<std::shared_ptr<Counted>, 4> got;
+    std::latch start(4);
+    std::vector<std::thread> threads;
+    for (auto& place : got)
+      threads.emplace_back([&] {
+        start.arrive_and_wait();
+        place = Pointers::associatedObject(*base, &KEYS[round % 2], [&] {
+          std::this_thread::yield();
+          return std::make_shared<Counted>(++made);
+        });
+        Pointers::associateObject(*base, &KEYS[2], place);
+      });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(made, 1);
+    for (const auto& one : got) EXPECT_EQ(one, got[0]);
+    if (HasFailure()) return;
+  }
+}
+
+TEST(Pointers, ArraysAreCopied) {
+  std::string names[] = {"a", "b", "c"};
+  const auto copies = Pointers::convertptr(names, 2);
+  names[0] = "changed";
+  EXPECT_THAT(copies, ElementsAre("a", "b"));
+  EXPECT_TRUE(Pointers::convertptr<int>(nullptr, 0).empty());
+}
+
+TEST(PointersDeath, BrokenPreconditionsAreFatal) {
+  const auto base = std::make_shared<Counted>();
+  void* const pointer = Pointers::bridge(*base);
+  EXPECT_DEATH(Pointers::bridge<Counted>(nullptr), "fatal: Pointers::bridge: the pointer is null");
+  EXPECT_DEATH(Pointers::bridge<Sub>(pointer), "fatal: Pointers::bridge: the object is of another class");
+  Counted loose;
+  EXPECT_DEATH(Pointers::bridge<Counted>(Pointers::bridge(loose)), "fatal: Pointers::bridge: no shared_ptr holds");
+  EXPECT_DEATH(Pointers::convertptr<int>(nullptr, 1), "fatal: Pointers::convertptr: the pointer is null");
+  const auto nothing = [] { return std::shared_ptr<Counted>(); };
+  EXPECT_DEATH(Pointers::associatedObject(*base, &KEYS[0], nothing), "the initialiser made no object");
+  const auto own = [&] { return Pointers::associatedObject(*base, &KEYS[0], making(1)); };
+  EXPECT_DEATH(Pointers::associatedObject(*base, &KEYS[0], own), "asks for the object that it makes");
+}
+
+}  // namespace
+}  // namespace corvane
