@@ -5,9 +5,9 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <utility>
 
+#include "corvane/core/Files.h"
 #include "corvane/core/Log.h"
 #include "corvane/core/Text.h"
 #include "corvane/core/Timeval.h"
@@ -19,11 +19,17 @@ namespace corvane {
 
 namespace {
 
-std::string lastPart(const std::string& identifier) {
+// The name of the log file: the identifier's last part.
+std::string fileNameOf(const std::string& identifier) {
   const std::size_t end = identifier.find_last_not_of('.');
-  if (end == std::string::npos) return {};
+  if (end == std::string::npos) return std::string(Logger::TMP_LOG);
   const std::size_t dot = identifier.rfind('.', end);
-  return identifier.substr(dot + 1, end - dot);
+  return identifier.substr(dot + 1, end - dot) + ".log";
+}
+
+Result<std::string> folderOf(const std::string& identifier) {
+  return platform().folders().library().map(
+      [&identifier](const std::string& library) { return library + "/Logs/" + identifier; });
 }
 
 struct Shared {
@@ -100,7 +106,7 @@ Logger::Logger() : m_fname(TMP_LOG) {
   const auto identifier = bundle->identifier();
   if (!identifier) return;
   m_identifier = *identifier;
-  if (const std::string name = lastPart(*identifier); !name.empty()) m_fname = name + ".log";
+  m_fname = fileNameOf(*identifier);
   MutexLock lock(m_mutex);
   openLog();
   if (const auto name = bundle->bundleName()) writeLine("Logging begins for: " + *name);
@@ -140,20 +146,18 @@ std::optional<std::string> Logger::path() const {
   return folder ? std::optional(*folder + "/" + m_fname) : std::nullopt;
 }
 
+std::optional<std::string> Logger::path(const std::string& identifier) {
+  const auto folder = folderOf(identifier);
+  return folder ? std::optional(*folder + "/" + fileNameOf(identifier)) : std::nullopt;
+}
+
 std::optional<std::string> Logger::findLogPath() {
   const auto identifier = Bundle::mainBundle()->identifier();
   if (!identifier) return std::nullopt;
-  const auto report = [](const std::string& description) {
-    systemLog("findLogPath: " + description);
-    return std::nullopt;
-  };
-  const auto library = platform().folders().library();
-  if (!library) return report(library.error().description);
-  const std::string folder = *library + "/Logs/" + *identifier;
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  if (error) return report(folder + ": " + error.message());
-  return folder;
+  auto folder = folderOf(*identifier).and_then(makeFolders);
+  if (folder) return std::move(*folder);
+  systemLog("findLogPath: " + folder.error().description);
+  return std::nullopt;
 }
 
 void Logger::openLog() {

@@ -69,6 +69,10 @@ class CORVANE_API Logger {
   /// Path of the log file, whether or not it could be opened; none if there is no folder for it.
   std::optional<std::string> path() const;
 
+  /// Path of the log file of the application with an identifier, whether or not it has one; nothing is created. Its
+  /// archives bear the same name with a dot and their number behind it. None if there is no folder for it.
+  static std::optional<std::string> path(const std::string& identifier);
+
  private:
   class File;
 
