@@ -9,6 +9,7 @@
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
 #include "corvane/platform/Localization.h"
+#include "corvane/platform/LoginItems.h"
 #include "corvane/platform/MainQueue.h"
 #include "corvane/platform/PowerEvents.h"
 #include "corvane/platform/SerialQueues.h"
@@ -59,6 +60,7 @@ struct Platform {
   ServiceSlot<Bundles> bundles;
   ServiceSlot<Workspace> workspace;
   ServiceSlot<Localization> localization;
+  ServiceSlot<LoginItems> loginItems;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

@@ -88,11 +88,24 @@ Result<void> FakeWorkspace::note(std::string call) {
   return {};
 }
 
+Result<void> FakeLoginItems::add(const LoginItem& item) {
+  if (error) return tl::unexpected<Error>(*error);
+  items[item.label] = item;
+  return {};
+}
+
+Result<void> FakeLoginItems::remove(const std::string& label) {
+  if (error) return tl::unexpected<Error>(*error);
+  items.erase(label);
+  return {};
+}
+
 FakePlatform::FakePlatform(std::string home)
     : power(std::make_shared<FakePowerEvents>()),
       folders(std::make_shared<FakeFolders>(std::move(home))),
       bundles(std::make_shared<FakeBundles>()),
       workspace(std::make_shared<FakeWorkspace>()),
+      loginItems(std::make_shared<FakeLoginItems>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -100,6 +113,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.folders.set(folders);
   m_platform.bundles.set(bundles);
   m_platform.workspace.set(workspace);
+  m_platform.loginItems.set(loginItems);
 }
 
 }  // namespace corvane

@@ -83,6 +83,16 @@ class CORVANE_API FakeWorkspace : public Workspace {
   Result<void> note(std::string call);
 };
 
+/// A session that only remembers what it is to start.
+class CORVANE_API FakeLoginItems : public LoginItems {
+ public:
+  std::map<std::string, LoginItem> items;  ///< by label
+  std::optional<Error> error;              ///< if set, every call fails with it
+
+  Result<void> add(const LoginItem& item) override;
+  Result<void> remove(const std::string& label) override;
+};
+
 /// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
 /// the library's threads use them. Change the fakes before the code under test uses them.
 ///
@@ -97,6 +107,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeFolders> folders;
   const std::shared_ptr<FakeBundles> bundles;
   const std::shared_ptr<FakeWorkspace> workspace;
+  const std::shared_ptr<FakeLoginItems> loginItems;
 
  private:
   Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards
