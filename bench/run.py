@@ -30,7 +30,7 @@ class Bar:
 
 # Not peers: what the operating system itself needs.
 LIMITS = {"one exchange", "futex", "swap-batched deque", "futex ping-pong", "pipe ping-pong", "timerfd", "write(2)",
-          "localtime_r alone", "empty program"}
+          "localtime_r alone", "empty program", "fgets"}
 
 BARS = [
     Bar("lock.alone", "lock + unlock", "time", "ns", 1.05, "pthread_mutex"),
@@ -54,6 +54,7 @@ BARS = [
         corvane="10000 "),
     Bar("scaling.all", "one run, 10,000 registered, all busy", "time", "ns", 1.5, "10 registered", corvane="10000 "),
     Bar("log", "log line of 100 bytes, flushed", "time", "ns", 1.3),
+    Bar("lines", "lines of a file of 1 GiB, for each MiB", "time", "ns", 2.0, "fgets"),
     Bar("timestamp", "text of a time stamp", "time", "ns", 1.0),
     Bar("memory.idle", "idle with the master timer, resident above an empty program", "rss", "KiB", 8192,
         "above empty program"),
@@ -156,7 +157,7 @@ def details(results):
         for candidate, metrics in candidates.items():
             # Where latencies or counts are taken, the time of the whole run says nothing more.
             shown = {name: value for name, value in metrics.items() if name in units}
-            if len(shown) > 1 and path != "log":
+            if len(shown) > 1 and path not in ("log", "lines"):
                 shown.pop("time", None)
             figures = ", ".join(f"{name.split('_')[0]} {text(value, units[name])}" for name, value in shown.items())
             lines.append(f"| {path} | {candidate} | {figures} |")

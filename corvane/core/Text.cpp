@@ -32,15 +32,15 @@ std::size_t spaceAt(std::string_view text, bool atEnd) {
 
 // Eight characters at a time: most text is nothing else.
 bool isAscii(std::string_view text) {
+  constexpr std::uint64_t HIGH_BITS = 0x8080808080808080;
   std::uint64_t word = 0;
-  while (text.size() >= sizeof word) {
+  for (; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
     std::memcpy(&word, text.data(), sizeof word);
-    if ((word & 0x8080808080808080) != 0) return false;
-    text.remove_prefix(sizeof word);
+    if ((word & HIGH_BITS) != 0) return false;
   }
   word = 0;
   std::memcpy(&word, text.data(), text.size());
-  return (word & 0x8080808080808080) == 0;
+  return (word & HIGH_BITS) == 0;
 }
 
 bool isUtf8(std::string_view text) {
