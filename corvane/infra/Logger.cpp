@@ -69,15 +69,18 @@ class Logger::File {
   File(const File&) = delete;
   File& operator=(const File&) = delete;
 
-  void append(std::string_view line) {
+  // False if there was no room for it.
+  bool append(std::string_view line) {
     ssize_t written = 0;
     do written = write(m_descriptor, line.data(), line.size());
     while (written < 0 && errno == EINTR);
-    if (written <= 0 || static_cast<std::size_t>(written) == line.size()) return;
+    if (written == static_cast<ssize_t>(line.size())) return true;
+    if (written <= 0) return false;
     // The disk filled in the middle of the line. Take the piece away again, unless somebody has written behind it.
     const off_t end = lseek(m_descriptor, 0, SEEK_CUR);
     if (end >= written && end == size()) [[maybe_unused]]
       const int code = ftruncate(m_descriptor, end - written);
+    return false;
   }
 
   // By seeking, not by fstat: a look at a file's times makes the next write to it several times slower on Linux.
@@ -151,6 +154,11 @@ std::optional<std::string> Logger::path(const std::string& identifier) {
   return folder ? std::optional(*folder + "/" + fileNameOf(identifier)) : std::nullopt;
 }
 
+std::int64_t Logger::lines() const {
+  MutexLock lock(m_mutex);
+  return m_lines;
+}
+
 std::optional<std::string> Logger::findLogPath() {
   const auto identifier = Bundle::mainBundle()->identifier();
   if (!identifier) return std::nullopt;
@@ -184,7 +192,7 @@ void Logger::writeLine(std::string_view message) {
   line.reserve(64 + m_identifier.size() + message.size());
   line.append(Timeval().timestamp()).append(1, ' ').append(std::to_string(getpid())).append(1, ' ');
   line.append(m_identifier).append(1, ' ').append(message).append(1, '\n');
-  m_file->append(line);
+  if (m_file->append(line)) ++m_lines;
   if (m_file->size() <= MAX_LOG_SIZE) return;
   m_file.reset();
   rotate();

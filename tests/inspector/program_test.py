@@ -120,6 +120,19 @@ class LiveView(unittest.TestCase):
             terminal.press("\x1b")
             terminal.wait_for("Repeaters, averaged")
 
+    def test_shows_broadcaster_and_the_logs_figures(self):
+        with live() as terminal:
+            terminal.wait_for("processor load")
+            terminal.press("b")
+            for row in [r"^processor +History +([3-9]|\d\d+) +\d+ +\d+\.\d$",
+                        r"^heartbeat +HeartbeatLog +[1-9]\d* +[1-9]\d* +[1-9]\d*\.\d$",
+                        r"^Path +.*/Library/Logs/org.corvane.Inspector/",
+                        r"^Size +\d+ bytes; archived above 100000$", r"^Archives +0 of 11$",
+                        r"^Lines +[2-9] by this process$"]:
+                terminal.wait_for(lambda row=row: re.search(row, terminal.screen.text(), re.M), row)
+            terminal.press("b")
+            terminal.wait_for("Repeaters, averaged")
+
     def test_follows_the_size_of_the_terminal(self):
         with live() as terminal:
             terminal.wait_for("processor load")
