@@ -161,11 +161,10 @@ TEST(Broadcaster, AnAsynchronousListenerMayCallEverything) {
   });
   AddListener("ask", once);
   Broadcast("ask", {}, true);
-  Broadcast("ask", {}, true);
-  drain();  // the second
-  drain();  // what they broadcast
-  EXPECT_THAT(notes, ElementsAre("added answer 1", "1", "added answer 1", "added answer 1", "2", "added answer 2",
-                                 "added answer 2", "added answer 2"));
+  drain();  // the question
+  drain();  // what it broadcast
+  Broadcast("ask");
+  EXPECT_THAT(notes, ElementsAre("added answer 1", "1", "added answer 2"));
   RemoveListener("answer", added);
 }
 
