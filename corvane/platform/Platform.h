@@ -8,6 +8,7 @@
 #include "corvane/platform/Bundles.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
+#include "corvane/platform/HttpSession.h"
 #include "corvane/platform/Localization.h"
 #include "corvane/platform/LoginItems.h"
 #include "corvane/platform/MainQueue.h"
@@ -61,6 +62,7 @@ struct Platform {
   ServiceSlot<Workspace> workspace;
   ServiceSlot<Localization> localization;
   ServiceSlot<LoginItems> loginItems;
+  ServiceSlot<HttpSession> httpSession;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

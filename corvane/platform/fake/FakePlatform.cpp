@@ -100,12 +100,57 @@ Result<void> FakeLoginItems::remove(const std::string& label) {
   return {};
 }
 
+class FakeHttpSession::Task : public HttpTask {
+ public:
+  Task(std::shared_ptr<State> state, std::string url, Completion silent)
+      : m_state(std::move(state)), m_url(std::move(url)), m_silent(std::move(silent)) {}
+
+  void cancel() override {
+    MutexLock lock(m_state->mutex);
+    m_state->cancelled.push_back(m_url);
+    if (!m_silent) return;
+    m_state->queue->async(
+        [completion = std::exchange(m_silent, nullptr)] { completion(failure("fake", 1, "cancelled")); });
+  }
+
+ private:
+  const std::shared_ptr<State> m_state;
+  const std::string m_url;
+  Completion m_silent;  // of a request that has no answer
+};
+
+FakeHttpSession::FakeHttpSession() {
+  m_state->queue = platform().serialQueues().make("fake.http", QoS::DEFAULT);
+}
+
+Result<std::shared_ptr<HttpTask>> FakeHttpSession::start(HttpRequest request, Completion completion) {
+  MutexLock lock(m_state->mutex);
+  m_state->requests.push_back(request);
+  if (silent.contains(request.url)) return std::make_shared<Task>(m_state, request.url, std::move(completion));
+  const auto found = replies.find(request.url);
+  auto reply =
+      found == replies.end() ? failure("fake", 1, "Nothing for " + request.url) : Result<HttpReply>(found->second);
+  m_state->queue->async([completion = std::move(completion), reply = std::move(reply)] { completion(reply); });
+  return std::make_shared<Task>(m_state, request.url, nullptr);
+}
+
+std::vector<HttpRequest> FakeHttpSession::requests() const {
+  MutexLock lock(m_state->mutex);
+  return m_state->requests;
+}
+
+std::vector<std::string> FakeHttpSession::cancelled() const {
+  MutexLock lock(m_state->mutex);
+  return m_state->cancelled;
+}
+
 FakePlatform::FakePlatform(std::string home)
     : power(std::make_shared<FakePowerEvents>()),
       folders(std::make_shared<FakeFolders>(std::move(home))),
       bundles(std::make_shared<FakeBundles>()),
       workspace(std::make_shared<FakeWorkspace>()),
       loginItems(std::make_shared<FakeLoginItems>()),
+      http(std::make_shared<FakeHttpSession>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -114,6 +159,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.bundles.set(bundles);
   m_platform.workspace.set(workspace);
   m_platform.loginItems.set(loginItems);
+  m_platform.httpSession.set(http);
 }
 
 }  // namespace corvane

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -93,6 +94,29 @@ class CORVANE_API FakeLoginItems : public LoginItems {
   Result<void> remove(const std::string& label) override;
 };
 
+/// A network that a test describes, and that remembers what it was asked. Answers come on a thread of the session.
+class CORVANE_API FakeHttpSession : public HttpSession {
+ public:
+  std::map<std::string, HttpReply> replies;  ///< URL → answer; any other URL fails
+  std::set<std::string> silent;              ///< URLs that get no answer until their request is cancelled
+
+  FakeHttpSession();
+  Result<std::shared_ptr<HttpTask>> start(HttpRequest request, Completion completion) override;
+
+  std::vector<HttpRequest> requests() const;   ///< that were started, in order
+  std::vector<std::string> cancelled() const;  ///< the URLs of those that were cancelled, in order
+
+ private:
+  class Task;
+  struct State {
+    Mutex mutex;
+    std::vector<HttpRequest> requests CORVANE_GUARDED_BY(mutex);
+    std::vector<std::string> cancelled CORVANE_GUARDED_BY(mutex);
+    std::unique_ptr<SerialQueue> queue;
+  };
+  const std::shared_ptr<State> m_state = std::make_shared<State>();
+};
+
 /// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
 /// the library's threads use them. Change the fakes before the code under test uses them.
 ///
@@ -108,6 +132,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeBundles> bundles;
   const std::shared_ptr<FakeWorkspace> workspace;
   const std::shared_ptr<FakeLoginItems> loginItems;
+  const std::shared_ptr<FakeHttpSession> http;
 
  private:
   Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards
