@@ -6,6 +6,7 @@
 #include <string>
 
 #include "apps/inspector/Command.h"
+#include "apps/inspector/Get.h"
 #include "apps/inspector/Log.h"
 #include "apps/inspector/Login.h"
 #include "apps/inspector/Output.h"
@@ -21,6 +22,7 @@ constexpr std::array COMMANDS = {
     Command{"watch", "show the machine's load and the program's repeaters", WatchOptions::HELP, watch},
     Command{"log", "show a log", LogOptions::HELP, showLog},
     Command{"login", "start the program when the user logs in", LOGIN_HELP, login},
+    Command{"get", "make an HTTP request", GET_HELP, get},
 };
 
 int help() {
