@@ -103,6 +103,7 @@ class Requests {
         slots->error = std::move(reply.error().description);
       }
       slots->done = true;
+      lock.unlock();  // whom the broadcast wakes wants it
       m_mutex.broadcast();
     });
     if (!task) {

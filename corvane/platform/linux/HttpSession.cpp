@@ -6,11 +6,14 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <strings.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <climits>
 #include <cstring>
 #include <new>
 #include <unordered_map>
@@ -173,8 +176,35 @@ Result<HttpReply> resultOf(Transfer& transfer, CURLcode code) {
   return std::move(transfer.reply);
 }
 
+// Wakes the session's thread. Shared, so that it can be used without the lock that the woken thread needs first; and
+// cheaper than curl_multi_wakeup().
+class Alarm {
+ public:
+  ~Alarm() {
+    if (m_descriptor >= 0) close(m_descriptor);
+  }
+  Alarm() = default;
+  Alarm(const Alarm&) = delete;
+  Alarm& operator=(const Alarm&) = delete;
+
+  bool works() const { return m_descriptor >= 0; }
+  void ring() const { eventfd_write(m_descriptor, 1); }
+
+  // Lets the multi handle's transfers wait, until there is something to do or the time is over.
+  void wait(CURLM* multi, milliseconds limit) const {
+    curl_waitfd descriptor{m_descriptor, CURL_WAIT_POLLIN, 0};
+    curl_multi_poll(multi, &descriptor, 1, static_cast<int>(std::clamp<std::int64_t>(limit.count(), 0, INT_MAX)),
+                    nullptr);
+    eventfd_t rings = 0;
+    if (descriptor.revents != 0) eventfd_read(m_descriptor, &rings);
+  }
+
+ private:
+  const int m_descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+};
+
 // The one session of a process: a list of what is to be started or cancelled, and the thread that does it. The multi
-// handle is there while the thread is, and only the thread uses it, except to be woken.
+// handle is there while the thread is, and only the thread uses it.
 class Session {
  public:
   Result<void> start(TransferPtr transfer) {
@@ -183,7 +213,9 @@ class Session {
     if (!m_multi)
       if (auto begun = begin(); !begun) return begun;
     m_started.push_back(std::move(transfer));
-    curl_multi_wakeup(m_multi);
+    const auto alarm = m_alarm;
+    lock.unlock();
+    alarm->ring();
     return {};
   }
 
@@ -191,14 +223,14 @@ class Session {
     MutexLock lock(m_mutex);
     if (!m_multi) return;
     m_cancelled.push_back(std::move(transfer));
-    curl_multi_wakeup(m_multi);
+    m_alarm->ring();
   }
 
   // At the end of the process: the libraries below are about to be torn down.
   void end() {
     MutexLock lock(m_mutex);
     m_ending = true;
-    if (m_multi) curl_multi_wakeup(m_multi);
+    if (m_alarm) m_alarm->ring();
     while (m_multi && !m_mutex.wait(EXIT_USEC)) {
     }
   }
@@ -211,6 +243,8 @@ class Session {
       m_share.reset(curl_share_init());
       if (m_share) curl_share_setopt(m_share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
     }
+    m_alarm = std::make_shared<const Alarm>();
+    if (!m_alarm->works()) return failure("posix", errno, std::string("No HTTP request: ") + std::strerror(errno));
     m_multi = m_share ? curl_multi_init() : nullptr;
     if (!m_multi) return failure("curl", CURLE_OUT_OF_MEMORY, curl_easy_strerror(CURLE_OUT_OF_MEMORY));
     sigset_t all;
@@ -228,13 +262,16 @@ class Session {
     const int code = pthread_create(&thread, &attributes, enter, this);
     pthread_attr_destroy(&attributes);
     if (code == 0) return {};
-    curl_multi_cleanup(std::exchange(m_multi, nullptr));
+    tearDown();
     return failure("posix", code, std::string("No thread for HTTP requests: ") + std::strerror(code));
   }
 
   void run() {
     pthread_setname_np(pthread_self(), "corvane-http");
-    CURLM* const multi = m_mutex.acquire_block([this]() CORVANE_NO_THREAD_SAFETY_ANALYSIS { return m_multi; });
+    MutexLock lock(m_mutex);
+    CURLM* const multi = m_multi;
+    const auto alarm = m_alarm;
+    lock.unlock();
     auto idleSince = Clock::now();
     for (;;) {
       takeOrders(multi);
@@ -248,8 +285,7 @@ class Session {
       const auto next = endSilentOnes(multi, now);
       const auto wake = m_active.empty() ? idleSince + IDLE : next;
       if (m_active.empty() && (now >= wake || m_isEnding) && leave()) return;
-      const auto wait = std::chrono::ceil<milliseconds>(std::min<Clock::duration>(wake - now, std::chrono::hours(1)));
-      curl_multi_poll(multi, nullptr, 0, static_cast<int>(std::max<std::int64_t>(wait.count(), 0)), nullptr);
+      alarm->wait(multi, std::chrono::ceil<milliseconds>(std::min<Clock::duration>(wake - now, std::chrono::hours(1))));
     }
   }
 
@@ -346,15 +382,21 @@ class Session {
     MutexLock lock(m_mutex);
     if (!m_started.empty()) return false;
     m_cancelled.clear();
-    curl_multi_cleanup(std::exchange(m_multi, nullptr));
+    tearDown();
     m_mutex.broadcast();
     return true;
+  }
+
+  void tearDown() CORVANE_REQUIRES(m_mutex) {
+    curl_multi_cleanup(std::exchange(m_multi, nullptr));
+    m_alarm.reset();
   }
 
   Mutex m_mutex;
   Transfers m_started CORVANE_GUARDED_BY(m_mutex);
   Transfers m_cancelled CORVANE_GUARDED_BY(m_mutex);
   CURLM* m_multi CORVANE_GUARDED_BY(m_mutex) = nullptr;
+  std::shared_ptr<const Alarm> m_alarm CORVANE_GUARDED_BY(m_mutex);
   bool m_ending CORVANE_GUARDED_BY(m_mutex) = false;
 
   // The thread's own.
