@@ -64,7 +64,7 @@ class HttpTask {
 
 /// The desktop's way to HTTP servers: http and https only, also after redirects. Certificates are checked. Redirects
 /// are followed, at most 20 of them: after 301, 302 and 303 a POST goes on as a GET, after 307 and 308 it stays one.
-/// Cookies are kept in memory for the life of the process. Any thread.
+/// Cookies are kept in memory for the life of the process, up to some thousands. Any thread.
 ///
 /// On Linux one thread serves all requests of the process. It ends, and with it the connections that were kept, 5 s
 /// after the last request; so does each resolver thread when the resolver answers, which delays nothing but its own

@@ -129,8 +129,7 @@ void prepare(Transfer& transfer, CURLSH* share) {
   const HttpRequest& request = transfer.request;
   const auto set = [handle](CURLoption option, auto value) { curl_easy_setopt(handle, option, value); };
   set(CURLOPT_URL, request.url.c_str());
-  set(CURLOPT_PROTOCOLS_STR, "http,https");
-  set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  set(CURLOPT_PROTOCOLS_STR, "http,https");  // also after redirects
   set(CURLOPT_FOLLOWLOCATION, 1L);
   set(CURLOPT_MAXREDIRS, MAX_REDIRECTS);
   set(CURLOPT_ACCEPT_ENCODING, "");  // all that can be decoded here
@@ -151,8 +150,12 @@ void prepare(Transfer& transfer, CURLSH* share) {
     set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
     set(CURLOPT_POSTFIELDS, request.body.empty() ? "" : reinterpret_cast<const char*>(request.body.data()));
   }
-  if (const char* file = secure_getenv("SSL_CERT_FILE")) set(CURLOPT_CAINFO, file);
-  if (const char* folder = secure_getenv("SSL_CERT_DIR")) set(CURLOPT_CAPATH, folder);
+  const auto setFrom = [&set](CURLoption option, const char* variable) {
+    const char* value = secure_getenv(variable);
+    if (value && *value) set(option, value);
+  };
+  setFrom(CURLOPT_CAINFO, "SSL_CERT_FILE");
+  setFrom(CURLOPT_CAPATH, "SSL_CERT_DIR");
 }
 
 Result<HttpReply> resultOf(Transfer& transfer, CURLcode code) {
