@@ -6,8 +6,10 @@
 #include <mutex>
 
 #include "corvane/platform/Bundles.h"
+#include "corvane/platform/DefaultsStore.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
+#include "corvane/platform/FontBook.h"
 #include "corvane/platform/Localization.h"
 #include "corvane/platform/MainQueue.h"
 #include "corvane/platform/PowerEvents.h"
@@ -59,6 +61,8 @@ struct Platform {
   ServiceSlot<Bundles> bundles;
   ServiceSlot<Workspace> workspace;
   ServiceSlot<Localization> localization;
+  ServiceSlot<DefaultsStore> defaultsStore;
+  ServiceSlot<FontBook> fontBook;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

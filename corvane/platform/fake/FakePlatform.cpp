@@ -1,5 +1,7 @@
 #include "corvane/platform/fake/FakePlatform.h"
 
+#include <utility>
+
 namespace corvane {
 
 PowerEvents::Token FakePowerEvents::subscribe(Listener listener, std::function<void(const Error&)> unavailable) {
@@ -88,11 +90,91 @@ Result<void> FakeWorkspace::note(std::string call) {
   return {};
 }
 
+class FakeDefaultsStore::Domain : public DefaultsDomain {
+ public:
+  explicit Domain(FakeDefaultsStore& store) : m_store(store) {}
+
+  std::uint64_t generation() const noexcept override { return m_generation.load(std::memory_order_acquire); }
+
+  Result<DefaultsContents> read() override {
+    MutexLock lock(m_store.m_mutex);
+    if (m_store.m_error) return tl::unexpected<Error>(*m_store.m_error);
+    return DefaultsContents{generation(), {m_entries.begin(), m_entries.end()}};
+  }
+
+  Result<DefaultsWritten> write(const std::vector<DefaultsChange>& changes) override {
+    MutexLock lock(m_store.m_mutex);
+    if (m_store.m_error) return tl::unexpected<Error>(*m_store.m_error);
+    for (const auto& [key, value] : changes) {
+      if (value)
+        m_entries[key] = *value;
+      else
+        m_entries.erase(key);
+    }
+    const std::uint64_t before = m_generation.fetch_add(1, std::memory_order_acq_rel);
+    return DefaultsWritten{before, before + 1};
+  }
+
+  std::string takeNotice() override { return {}; }
+
+ private:
+  FakeDefaultsStore& m_store;
+  std::map<std::string, std::string> m_entries;  // with the store's lock
+  std::atomic<std::uint64_t> m_generation = 1;
+};
+
+std::shared_ptr<FakeDefaultsStore::Domain> FakeDefaultsStore::make(const std::string& name) {
+  MutexLock lock(m_mutex);
+  auto& domain = m_domains[name];
+  if (!domain) domain = std::make_shared<Domain>(*this);
+  return domain;
+}
+
+std::shared_ptr<DefaultsDomain> FakeDefaultsStore::domain(const std::string& name) {
+  return make(name);
+}
+
+Result<std::vector<std::string>> FakeDefaultsStore::domains() {
+  MutexLock lock(m_mutex);
+  std::vector<std::string> names;
+  for (const auto& [name, domain] : m_domains) names.push_back(name);
+  return names;
+}
+
+Result<std::shared_ptr<void>> FakeDefaultsStore::observe(std::function<void()> changed) {
+  auto observer = std::make_shared<std::function<void()>>(std::move(changed));
+  MutexLock lock(m_mutex);
+  m_observers.push_back(observer);
+  return observer;
+}
+
+void FakeDefaultsStore::fail(std::optional<Error> error) {
+  MutexLock lock(m_mutex);
+  m_error = std::move(error);
+}
+
+void FakeDefaultsStore::changeFromOutside(const std::string& name, const std::vector<DefaultsChange>& changes) {
+  const auto written = make(name)->write(changes);
+  if (!written) return;
+  MutexLock lock(m_mutex);
+  const auto observers = m_observers;
+  lock.unlock();
+  for (const auto& observer : observers)
+    if (const auto held = observer.lock()) (*held)();
+}
+
+Result<std::optional<FontFace>> FakeFontBook::face(const std::string& name) {
+  const auto found = faces.find(name);
+  return found == faces.end() ? std::nullopt : std::optional(found->second);
+}
+
 FakePlatform::FakePlatform(std::string home)
     : power(std::make_shared<FakePowerEvents>()),
       folders(std::make_shared<FakeFolders>(std::move(home))),
       bundles(std::make_shared<FakeBundles>()),
       workspace(std::make_shared<FakeWorkspace>()),
+      defaultsStore(std::make_shared<FakeDefaultsStore>()),
+      fontBook(std::make_shared<FakeFontBook>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -100,6 +182,8 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.folders.set(folders);
   m_platform.bundles.set(bundles);
   m_platform.workspace.set(workspace);
+  m_platform.defaultsStore.set(defaultsStore);
+  m_platform.fontBook.set(fontBook);
 }
 
 }  // namespace corvane

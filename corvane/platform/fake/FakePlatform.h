@@ -83,6 +83,36 @@ class CORVANE_API FakeWorkspace : public Workspace {
   Result<void> note(std::string call);
 };
 
+/// Settings in memory, which start empty and end with the fake.
+class CORVANE_API FakeDefaultsStore : public DefaultsStore {
+ public:
+  std::shared_ptr<DefaultsDomain> domain(const std::string& name) override;
+  Result<std::vector<std::string>> domains() override;
+  Result<std::shared_ptr<void>> observe(std::function<void()> changed) override;
+
+  /// From now on every read and write fails with the error; with none they work again.
+  void fail(std::optional<Error> error);
+  /// Changes a domain as another process would.
+  void changeFromOutside(const std::string& domain, const std::vector<DefaultsChange>& changes);
+
+ private:
+  class Domain;
+  std::shared_ptr<Domain> make(const std::string& name);
+
+  mutable Mutex m_mutex;
+  std::map<std::string, std::shared_ptr<Domain>> m_domains CORVANE_GUARDED_BY(m_mutex);
+  std::optional<Error> m_error CORVANE_GUARDED_BY(m_mutex);
+  std::vector<std::weak_ptr<std::function<void()>>> m_observers CORVANE_GUARDED_BY(m_mutex);
+};
+
+/// Fonts that a test names.
+class CORVANE_API FakeFontBook : public FontBook {
+ public:
+  std::map<std::string, FontFace> faces;  ///< by the names under which they are found
+
+  Result<std::optional<FontFace>> face(const std::string& name) override;
+};
+
 /// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
 /// the library's threads use them. Change the fakes before the code under test uses them.
 ///
@@ -97,6 +127,8 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeFolders> folders;
   const std::shared_ptr<FakeBundles> bundles;
   const std::shared_ptr<FakeWorkspace> workspace;
+  const std::shared_ptr<FakeDefaultsStore> defaultsStore;
+  const std::shared_ptr<FakeFontBook> fontBook;
 
  private:
   Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards
