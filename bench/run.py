@@ -30,7 +30,7 @@ class Bar:
 
 # Not peers: what the operating system itself needs.
 LIMITS = {"one exchange", "futex", "swap-batched deque", "futex ping-pong", "pipe ping-pong", "timerfd", "write(2)",
-          "localtime_r alone", "empty program"}
+          "localtime_r alone", "empty program", "fgets", "vector of functions"}
 
 BARS = [
     Bar("lock.alone", "lock + unlock", "time", "ns", 1.05, "pthread_mutex"),
@@ -54,13 +54,24 @@ BARS = [
         corvane="10000 "),
     Bar("scaling.all", "one run, 10,000 registered, all busy", "time", "ns", 1.5, "10 registered", corvane="10000 "),
     Bar("log", "log line of 100 bytes, flushed", "time", "ns", 1.3),
+    Bar("lines", "lines of a file of 1 GiB, for each MiB", "time", "ns", 2.0, "fgets"),
     Bar("timestamp", "text of a time stamp", "time", "ns", 1.0),
+    Bar("broadcast.1", "broadcast to 1 listener, timed", "time", "ns", 1.0, "boost::signals2, timed",
+        corvane="Corvane Broadcast"),
+    Bar("broadcast.10", "broadcast to 10 listeners, timed", "time", "ns", 1.0, "boost::signals2, timed",
+        corvane="Corvane Broadcast"),
+    Bar("broadcast.10", "broadcast to 10 listeners, clock for free", "time", "ns", 1.0, "boost::signals2",
+        corvane="Corvane, clock"),
+    Bar("broadcast.1000", "broadcast to 1,000 listeners, timed", "time", "ns", 1.0, "boost::signals2, timed",
+        corvane="Corvane Broadcast"),
+    Bar("plist.xml", "property list of 10 MB, XML", "bytes_per_second", "MB/s", 1.0, "libplist", more=True),
+    Bar("plist.binary", "property list of 10 MB, binary", "bytes_per_second", "MB/s", 1.0, "libplist", more=True),
     Bar("memory.idle", "idle with the master timer, resident above an empty program", "rss", "KiB", 8192,
         "above empty program"),
     Bar("memory.repeater", "a stopped repeater", "bytes", "bytes", 400, "figure", corvane="stopped"),
 ]
 
-SCALE = {"M/s": 1e-6, "KiB": 1 / 1024}
+SCALE = {"M/s": 1e-6, "KiB": 1 / 1024, "MB/s": 1e-6}
 TIME_UNITS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
@@ -149,14 +160,14 @@ def row(bar, own, peer, peers, limit, met):
 
 
 def details(results):
-    units = {"time": "ns", "p50_us": "us", "p99_us": "us", "cpu_ms": "ms", "items": "M/s", "rss": "KiB", "pss": "KiB",
+    units = {"time": "ns", "p50_us": "us", "p99_us": "us", "cpu_ms": "ms", "items": "M/s", "bytes_per_second": "MB/s", "rss": "KiB", "pss": "KiB",
              "private": "KiB", "bytes": "bytes"}
     lines = ["| path | candidate | figures |", "|---|---|---|"]
     for path, candidates in results.items():
         for candidate, metrics in candidates.items():
             # Where latencies or counts are taken, the time of the whole run says nothing more.
             shown = {name: value for name, value in metrics.items() if name in units}
-            if len(shown) > 1 and path != "log":
+            if len(shown) > 1 and path not in ("log", "lines"):
                 shown.pop("time", None)
             figures = ", ".join(f"{name.split('_')[0]} {text(value, units[name])}" for name, value in shown.items())
             lines.append(f"| {path} | {candidate} | {figures} |")

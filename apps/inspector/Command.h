@@ -1,10 +1,11 @@
 #pragma once
 
 #include <string_view>
-
-#include "apps/inspector/WatchOptions.h"
+#include <vector>
 
 namespace corvane::inspector {
+
+using Arguments = std::vector<std::string_view>;
 
 /// A subcommand of the program.
 struct Command {

@@ -5,6 +5,10 @@
 
 namespace corvane::inspector {
 
+void History::onBroadcast(const std::string&, const std::any& object) {
+  add(std::any_cast<std::optional<double>>(object));
+}
+
 void History::add(std::optional<double> value) {
   if (value && !std::isfinite(*value)) value.reset();
   m_values.push_back(value);

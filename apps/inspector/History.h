@@ -6,6 +6,7 @@
 #include <string>
 
 #include "apps/inspector/Glyphs.h"
+#include "corvane/infra/Broadcaster.h"
 
 namespace corvane::inspector {
 
@@ -15,10 +16,12 @@ struct Range {
   double high = 0;
 };
 
-/// The latest readings of one kind, gaps included.
-class History {
+/// The latest readings of one kind, gaps included. Adds what is broadcast to it: a std::optional<double>.
+class History : public Listener {
  public:
   static constexpr std::size_t CAPACITY = 512;
+
+  void onBroadcast(const std::string& key, const std::any& object) override;
 
   void add(std::optional<double> value);
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "apps/inspector/BroadcasterPage.h"
 #include "apps/inspector/Format.h"
 #include "apps/inspector/ReadingRow.h"
 #include "apps/inspector/Screen.h"
@@ -63,8 +64,8 @@ struct Hint {
 };
 
 // The most needed first: narrow screens show as many as fit.
-constexpr std::array KEYS = {Hint{"q", "quit"}, Hint{"h", "help"},      Hint{"space", "pause"},   Hint{"r", "reset"},
-                             Hint{"l", "log"},  Hint{"+ -", "average"}, Hint{"n c t i d", "sort"}};
+constexpr std::array KEYS = {Hint{"q", "quit"}, Hint{"h", "help"},  Hint{"space", "pause"}, Hint{"r", "reset"},
+                             Hint{"l", "log"},  Hint{"b", "calls"}, Hint{"+-", "average"},  Hint{"n c t i d", "sort"}};
 
 constexpr std::array HELP = {
     Hint{"up down", "select a repeater"},
@@ -78,6 +79,7 @@ constexpr std::array HELP = {
     Hint{"] [", "average over 10 s more or less"},
     Hint{"r", "reset the statistics"},
     Hint{"l", "show the end of the log"},
+    Hint{"b", "show the broadcaster's listeners and what the log holds"},
     Hint{"h ?", "show this page"},
     Hint{"esc", "back to the overview"},
     Hint{"^L", "draw the screen anew"},
@@ -99,7 +101,8 @@ LiveView::LiveView(Monitor& monitor, const Glyphs& glyphs)
 
 void LiveView::show(Page page) {
   m_page = page == m_page ? Page::OVERVIEW : page;
-  if (m_page == Page::LOG) m_logPath = Logger::instance()->path().value_or(std::string());
+  if (m_page == Page::LOG || m_page == Page::BROADCASTER)
+    m_logPath = Logger::instance()->path().value_or(std::string());
 }
 
 LiveView::Request LiveView::press(int pressed) {
@@ -112,6 +115,9 @@ LiveView::Request LiveView::press(int pressed) {
       return Request::SUSPEND;
     case key::CONTROL_L:
       return Request::REDRAW;
+    case 'b':
+      show(Page::BROADCASTER);
+      return Request::NONE;
     case 'l':
       show(Page::LOG);
       return Request::NONE;
@@ -173,6 +179,8 @@ Frame LiveView::compose(std::size_t rows, std::size_t columns) {
   switch (m_page) {
     case Page::OVERVIEW:
       return overview(rows, columns);
+    case Page::BROADCASTER:
+      return broadcasterPage(broadcasterStats(), LogFigures::of(m_logPath), columns, m_glyphs);
     case Page::LOG:
       return log(rows, columns);
     case Page::HELP:
@@ -314,8 +322,9 @@ Line LiveView::keys(std::size_t columns) const {
     const std::size_t width = hint.key.size() + 1 + hint.text.size();
     if (taken + width > columns) break;
     taken += width + 2;
+    if (!line.empty()) line.push_back({"  "});
     line.push_back({std::string(hint.key), Style::HEADING});
-    line.push_back({" " + std::string(hint.text) + "  "});
+    line.push_back({" " + std::string(hint.text)});
   }
   return line;
 }

@@ -24,7 +24,7 @@ class LiveView {
   Frame compose(std::size_t rows, std::size_t columns);
 
  private:
-  enum class Page { OVERVIEW, LOG, HELP };
+  enum class Page { OVERVIEW, BROADCASTER, LOG, HELP };
 
   void show(Page page);
   Frame overview(std::size_t rows, std::size_t columns) const;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,23 +41,29 @@ enum class Gauge : std::size_t {
 inline constexpr std::size_t GAUGES = 8;
 
 /// The tasks that take the readings, each at its own pace, and what they found. On the main queue only.
+///
+/// Every reading is broadcast under a key of its own, and the histories listen. Now and then a line about the readings
+/// is broadcast asynchronously under "heartbeat", for the log.
 class Monitor {
  public:
   /// Starts the tasks. The readings come from the files below `root`.
   explicit Monitor(const std::string& root);
+  ~Monitor();
+  Monitor(const Monitor&) = delete;
+  Monitor& operator=(const Monitor&) = delete;
 
   Tasks& tasks() { return m_tasks; }
   const Tasks& tasks() const { return m_tasks; }
   const Readings& readings() const { return m_readings; }
-  const History& history(Gauge gauge) const { return m_histories[static_cast<std::size_t>(gauge)]; }
+  const History& history(Gauge gauge) const { return *m_histories[static_cast<std::size_t>(gauge)]; }
 
   /// When the monitor was made.
   Timeval started() const { return m_started; }
 
  private:
-  void add(Gauge gauge, std::optional<double> value) { m_histories[static_cast<std::size_t>(gauge)].add(value); }
-  void addBoth(Gauge in, Gauge out, const std::optional<Throughput>& throughput);
-  void logHeartbeat() const;
+  static void announce(Gauge gauge, std::optional<double> value);
+  static void announceBoth(Gauge in, Gauge out, const std::optional<Throughput>& throughput);
+  void announceHeartbeat() const;
 
   ProcessorReader m_processor;
   MemoryReader m_memory;
@@ -65,7 +72,8 @@ class Monitor {
   ProcessReader m_processes;
   TemperatureReader m_temperature;
   Readings m_readings;
-  std::array<History, GAUGES> m_histories;
+  std::array<std::shared_ptr<History>, GAUGES> m_histories;
+  const std::shared_ptr<Listener> m_heartbeatLog;
   Timeval m_started;
   Tasks m_tasks;  // last, because its tasks use the others
 };

@@ -1,30 +1,15 @@
 #include "apps/inspector/TextFile.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 
+#include "corvane/core/Files.h"
+
 namespace corvane::inspector {
 
 namespace {
-
-class Descriptor {
- public:
-  // Not blocking: a pipe without a writer must not stop the main queue.
-  explicit Descriptor(const std::string& path) : m_fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
-  ~Descriptor() {
-    if (m_fd >= 0) close(m_fd);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return m_fd; }
-
- private:
-  int m_fd;
-};
 
 std::optional<std::string> readFrom(int fd, std::size_t limit) {
   static constexpr std::size_t STEP = 8192;
@@ -45,18 +30,17 @@ constexpr std::string_view BLANKS = " \t\r\n\v\f";
 }  // namespace
 
 std::optional<std::string> readText(const std::string& path, std::size_t limit) {
-  const Descriptor file(path);
-  if (file.get() < 0) return std::nullopt;
-  return readFrom(file.get(), limit);
+  const auto file = openForReading(path);
+  return file ? readFrom(file->get(), limit) : std::nullopt;
 }
 
 std::optional<std::string> readTail(const std::string& path, std::size_t limit) {
-  const Descriptor file(path);
+  const auto file = openForReading(path);
   struct stat status {};
-  if (file.get() < 0 || fstat(file.get(), &status) != 0) return std::nullopt;
+  if (!file || fstat(file->get(), &status) != 0) return std::nullopt;
   const auto start = std::max<off_t>(0, status.st_size - static_cast<off_t>(limit));
-  if (lseek(file.get(), start, SEEK_SET) < 0) return std::nullopt;
-  auto text = readFrom(file.get(), limit);
+  if (lseek(file->get(), start, SEEK_SET) < 0) return std::nullopt;
+  auto text = readFrom(file->get(), limit);
   if (text && start > 0) text->erase(0, text->find('\n') + 1);
   return text;
 }

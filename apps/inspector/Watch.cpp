@@ -1,16 +1,14 @@
 #include "apps/inspector/Watch.h"
 
-#include <errno.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
-#include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include "apps/inspector/LiveView.h"
 #include "apps/inspector/MainLoopSource.h"
+#include "apps/inspector/Output.h"
 #include "apps/inspector/Report.h"
 #include "apps/inspector/Screen.h"
 #include "corvane/core/MainQueue.h"
@@ -38,18 +36,6 @@ class EndSignals {
   MainLoopSource m_interrupt = MainLoopSource::signal(SIGINT, [this] { end(SIGINT); });
   MainLoopSource m_terminate = MainLoopSource::signal(SIGTERM, [this] { end(SIGTERM); });
 };
-
-// The code of the system call that failed; 0 on success.
-int writeOut(std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-    if (written >= 0)
-      text.remove_prefix(static_cast<std::size_t>(written));
-    else if (errno != EINTR)
-      return errno;
-  }
-  return 0;
-}
 
 int showLive(Screen& screen, Monitor& monitor, EndSignals& signals, std::optional<unsigned> seconds) {
   LiveView view(monitor, Glyphs::ofLocale());
@@ -105,9 +91,7 @@ int print(WatchOptions::Format format, Monitor& monitor, unsigned seconds) {
   });
   MainLoop::run();
   if (!json && error == 0) error = writeOut("\n" + plainTable(monitor.tasks().rows(), glyphs));
-  if (error == 0 || error == EPIPE) return 0;  // the reader of a pipe may have seen enough
-  std::fprintf(stderr, "corvane-inspector: standard output: %s\n", std::strerror(error));
-  return 1;
+  return statusAfterOutput(error);
 }
 
 int run(const WatchOptions& options, EndSignals& signals) {
@@ -122,10 +106,7 @@ int run(const WatchOptions& options, EndSignals& signals) {
 
 int watch(const Arguments& arguments) {
   const auto options = WatchOptions::parse(arguments);
-  if (!options) {
-    std::fprintf(stderr, "corvane-inspector: %s (see --help)\n", options.error().c_str());
-    return 2;
-  }
+  if (!options) return failUsage(options.error());
   std::signal(SIGPIPE, SIG_IGN);
   const auto logger = Logger::instance();
   MasterTimer::instance()->start();

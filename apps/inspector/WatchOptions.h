@@ -3,13 +3,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "apps/inspector/Command.h"
 #include "corvane/platform/Result.h"
 
 namespace corvane::inspector {
-
-using Arguments = std::vector<std::string_view>;
 
 /// What the command line asks of the watch command.
 struct WatchOptions {

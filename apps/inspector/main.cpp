@@ -6,6 +6,9 @@
 #include <string>
 
 #include "apps/inspector/Command.h"
+#include "apps/inspector/Log.h"
+#include "apps/inspector/Login.h"
+#include "apps/inspector/Output.h"
 #include "apps/inspector/Watch.h"
 #include "corvane/infra/Bundle.h"
 
@@ -16,6 +19,8 @@ namespace {
 // The first is what the program does without the name of a command.
 constexpr std::array COMMANDS = {
     Command{"watch", "show the machine's load and the program's repeaters", WatchOptions::HELP, watch},
+    Command{"log", "show a log", LogOptions::HELP, showLog},
+    Command{"login", "start the program when the user logs in", LOGIN_HELP, login},
 };
 
 int help() {
@@ -42,11 +47,7 @@ int run(Arguments arguments) {
   if (arguments.empty() || arguments.front().starts_with("-")) return COMMANDS.front().run(arguments);
   const auto command =
       std::find_if(COMMANDS.begin(), COMMANDS.end(), [&](const Command& c) { return c.name == arguments.front(); });
-  if (command == COMMANDS.end()) {
-    std::fprintf(stderr, "corvane-inspector: %s: unknown command (see --help)\n",
-                 std::string(arguments.front()).c_str());
-    return 2;
-  }
+  if (command == COMMANDS.end()) return failUsage(std::string(arguments.front()) + ": unknown command");
   arguments.erase(arguments.begin());
   return command->run(arguments);
 }
@@ -61,7 +62,6 @@ int main(int argc, char** argv) {
   try {
     return corvane::inspector::run({argv + 1, argv + argc});
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "corvane-inspector: %s\n", error.what());
-    return 1;
+    return corvane::inspector::fail(error.what());
   }
 }

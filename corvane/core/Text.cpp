@@ -1,6 +1,11 @@
 #include "corvane/core/Text.h"
 
+#include <unicode/unistr.h>
+#include <unicode/ustring.h>
+
 #include <array>
+#include <cstdint>
+#include <cstring>
 
 namespace corvane {
 
@@ -25,7 +30,34 @@ std::size_t spaceAt(std::string_view text, bool atEnd) {
   return 0;
 }
 
+// Eight characters at a time: most text is nothing else.
+bool isAscii(std::string_view text) {
+  constexpr std::uint64_t HIGH_BITS = 0x8080808080808080;
+  std::uint64_t word = 0;
+  for (; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
+    std::memcpy(&word, text.data(), sizeof word);
+    if ((word & HIGH_BITS) != 0) return false;
+  }
+  word = 0;
+  std::memcpy(&word, text.data(), text.size());
+  return (word & HIGH_BITS) == 0;
+}
+
+bool isUtf8(std::string_view text) {
+  UErrorCode status = U_ZERO_ERROR;
+  int32_t length = 0;  // only asked for, nothing is converted
+  u_strFromUTF8(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), &status);
+  return status == U_BUFFER_OVERFLOW_ERROR || U_SUCCESS(status);
+}
+
 }  // namespace
+
+std::string repaired(std::string text) {
+  if (isAscii(text) || isUtf8(text)) return text;
+  std::string result;
+  icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())}).toUTF8String(result);
+  return result;
+}
 
 std::string_view trimmed(std::string_view text) {
   while (const std::size_t space = spaceAt(text, false)) text.remove_prefix(space);

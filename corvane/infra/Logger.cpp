@@ -5,9 +5,9 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <utility>
 
+#include "corvane/core/Files.h"
 #include "corvane/core/Log.h"
 #include "corvane/core/Text.h"
 #include "corvane/core/Timeval.h"
@@ -19,11 +19,17 @@ namespace corvane {
 
 namespace {
 
-std::string lastPart(const std::string& identifier) {
+// The name of the log file: the identifier's last part.
+std::string fileNameOf(const std::string& identifier) {
   const std::size_t end = identifier.find_last_not_of('.');
-  if (end == std::string::npos) return {};
+  if (end == std::string::npos) return std::string(Logger::TMP_LOG);
   const std::size_t dot = identifier.rfind('.', end);
-  return identifier.substr(dot + 1, end - dot);
+  return identifier.substr(dot + 1, end - dot) + ".log";
+}
+
+Result<std::string> folderOf(const std::string& identifier) {
+  return platform().folders().library().map(
+      [&identifier](const std::string& library) { return library + "/Logs/" + identifier; });
 }
 
 struct Shared {
@@ -63,15 +69,18 @@ class Logger::File {
   File(const File&) = delete;
   File& operator=(const File&) = delete;
 
-  void append(std::string_view line) {
+  // False if there was no room for it.
+  bool append(std::string_view line) {
     ssize_t written = 0;
     do written = write(m_descriptor, line.data(), line.size());
     while (written < 0 && errno == EINTR);
-    if (written <= 0 || static_cast<std::size_t>(written) == line.size()) return;
+    if (written == static_cast<ssize_t>(line.size())) return true;
+    if (written <= 0) return false;
     // The disk filled in the middle of the line. Take the piece away again, unless somebody has written behind it.
     const off_t end = lseek(m_descriptor, 0, SEEK_CUR);
     if (end >= written && end == size()) [[maybe_unused]]
       const int code = ftruncate(m_descriptor, end - written);
+    return false;
   }
 
   // By seeking, not by fstat: a look at a file's times makes the next write to it several times slower on Linux.
@@ -100,7 +109,7 @@ Logger::Logger() : m_fname(TMP_LOG) {
   const auto identifier = bundle->identifier();
   if (!identifier) return;
   m_identifier = *identifier;
-  if (const std::string name = lastPart(*identifier); !name.empty()) m_fname = name + ".log";
+  m_fname = fileNameOf(*identifier);
   MutexLock lock(m_mutex);
   openLog();
   if (const auto name = bundle->bundleName()) writeLine("Logging begins for: " + *name);
@@ -140,20 +149,23 @@ std::optional<std::string> Logger::path() const {
   return folder ? std::optional(*folder + "/" + m_fname) : std::nullopt;
 }
 
+std::optional<std::string> Logger::path(const std::string& identifier) {
+  const auto folder = folderOf(identifier);
+  return folder ? std::optional(*folder + "/" + fileNameOf(identifier)) : std::nullopt;
+}
+
+std::int64_t Logger::lines() const {
+  MutexLock lock(m_mutex);
+  return m_lines;
+}
+
 std::optional<std::string> Logger::findLogPath() {
   const auto identifier = Bundle::mainBundle()->identifier();
   if (!identifier) return std::nullopt;
-  const auto report = [](const std::string& description) {
-    systemLog("findLogPath: " + description);
-    return std::nullopt;
-  };
-  const auto library = platform().folders().library();
-  if (!library) return report(library.error().description);
-  const std::string folder = *library + "/Logs/" + *identifier;
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  if (error) return report(folder + ": " + error.message());
-  return folder;
+  auto folder = folderOf(*identifier).and_then(makeFolders);
+  if (folder) return std::move(*folder);
+  systemLog("findLogPath: " + folder.error().description);
+  return std::nullopt;
 }
 
 void Logger::openLog() {
@@ -180,7 +192,7 @@ void Logger::writeLine(std::string_view message) {
   line.reserve(64 + m_identifier.size() + message.size());
   line.append(Timeval().timestamp()).append(1, ' ').append(std::to_string(getpid())).append(1, ' ');
   line.append(m_identifier).append(1, ' ').append(message).append(1, '\n');
-  m_file->append(line);
+  if (m_file->append(line)) ++m_lines;
   if (m_file->size() <= MAX_LOG_SIZE) return;
   m_file.reset();
   rotate();

@@ -69,6 +69,13 @@ class CORVANE_API Logger {
   /// Path of the log file, whether or not it could be opened; none if there is no folder for it.
   std::optional<std::string> path() const;
 
+  /// Path of the log file of the application with an identifier, whether or not it has one; nothing is created. Its
+  /// archives bear the same name with a dot and their number behind it. None if there is no folder for it.
+  static std::optional<std::string> path(const std::string& identifier);
+
+  /// Lines that this object has written, the first and the last one included; those that were dropped are not.
+  std::int64_t lines() const;
+
  private:
   class File;
 
@@ -81,6 +88,7 @@ class CORVANE_API Logger {
   std::string m_identifier;  // of the main bundle
   mutable Mutex m_mutex;
   std::unique_ptr<File> m_file CORVANE_GUARDED_BY(m_mutex);
+  std::int64_t m_lines CORVANE_GUARDED_BY(m_mutex) = 0;
 };
 
 }  // namespace corvane

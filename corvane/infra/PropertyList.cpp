@@ -1,13 +1,11 @@
 #include "corvane/infra/PropertyList.h"
 
-#include <fcntl.h>
 #include <glib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <charconv>
@@ -20,6 +18,8 @@
 #include <optional>
 #include <unordered_map>
 
+#include "corvane/core/Files.h"
+
 namespace corvane {
 namespace {
 
@@ -30,10 +30,6 @@ constexpr auto WHITE_SPACE = " \t\r\n"sv;
 
 tl::unexpected<Error> invalid(std::string description) {
   return failure("propertylist", 0, std::move(description));
-}
-
-tl::unexpected<Error> systemFailure(const std::string& path, int code) {
-  return failure("posix", code, path + ": " + g_strerror(code));
 }
 
 bool isAscii(char c) {
@@ -905,55 +901,6 @@ std::string BinaryWriter::write(const Value& value) {
   return out;
 }
 
-// Files
-
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int fd) : m_fd(fd) {}
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-  ~FileDescriptor() {
-    if (m_fd >= 0) ::close(m_fd);
-  }
-
-  int get() const { return m_fd; }
-
- private:
-  int m_fd;
-};
-
-/// Calls the function again as long as signals interrupt it.
-template <class Function>
-auto uninterrupted(Function function) {
-  auto result = function();
-  while (result < 0 && errno == EINTR) result = function();
-  return result;
-}
-
-bool writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = uninterrupted([&] { return ::write(fd, bytes.data(), bytes.size()); });
-    if (written < 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
-/// Creates a file of its own beside `path`, whose name goes to `name`. Returns a negative number when that fails.
-int createBeside(const std::string& path, std::string& name) {
-  static std::atomic<unsigned> counter = 0;
-  // Another process may have died and left a file of the same name, for process numbers come back.
-  constexpr int ATTEMPTS = 100;
-  int fd = -1;
-  for (int i = 0; i < ATTEMPTS && fd < 0; ++i) {
-    name = path.substr(0, path.rfind('/') + 1) + ".corvane-" + std::to_string(::getpid()) + "-" +
-           std::to_string(counter++) + ".tmp";
-    fd = uninterrupted([&name] { return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644); });
-    if (fd < 0 && errno != EEXIST) break;
-  }
-  return fd;
-}
-
 }  // namespace
 
 Result<Value> readPropertyList(std::string_view bytes, const PropertyListLimits& limits) {
@@ -969,21 +916,19 @@ Result<Value> readPropertyList(std::string_view bytes, const PropertyListLimits&
 }
 
 Result<Value> readPropertyListFile(const std::string& path, const PropertyListLimits& limits) {
-  // Without O_NONBLOCK, opening a pipe would wait for its writer.
-  const FileDescriptor file(
-      uninterrupted([&path] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+  const auto file = openForReading(path);
+  if (!file) return tl::unexpected(file.error());
   struct stat status = {};
-  if (file.get() < 0 || ::fstat(file.get(), &status) < 0) return systemFailure(path, errno);
-  if (S_ISDIR(status.st_mode)) return systemFailure(path, EISDIR);
+  if (::fstat(file->get(), &status) < 0) return fileFailure(path, errno);
+  if (S_ISDIR(status.st_mode)) return fileFailure(path, EISDIR);
   if (!S_ISREG(status.st_mode)) return invalid(path + ": not a regular file");
 
   std::string bytes;
   bytes.reserve(std::min(static_cast<std::size_t>(status.st_size), limits.maxBytes));
   std::vector<char> chunk(64 << 10);
   while (bytes.size() <= limits.maxBytes) {  // one byte too many is enough to be refused
-
-    const ssize_t size = uninterrupted([&] { return ::read(file.get(), chunk.data(), chunk.size()); });
-    if (size < 0) return systemFailure(path, errno);
+    const ssize_t size = uninterrupted([&] { return ::read(file->get(), chunk.data(), chunk.size()); });
+    if (size < 0) return fileFailure(path, errno);
     if (size == 0) break;
     bytes.append(chunk.data(), static_cast<std::size_t>(size));
   }
@@ -1004,16 +949,7 @@ Result<std::string> writePropertyList(const Value& value, PropertyListFormat for
 Result<void> writePropertyListFile(const Value& value, const std::string& path, PropertyListFormat format) {
   const auto bytes = writePropertyList(value, format);
   if (!bytes) return invalid(path + ": " + bytes.error().description);
-  std::string temporary;
-  const FileDescriptor file(createBeside(path, temporary));
-  if (file.get() < 0) return systemFailure(path, errno);
-  if (!writeAll(file.get(), *bytes) || uninterrupted([&file] { return ::fsync(file.get()); }) < 0 ||
-      ::rename(temporary.c_str(), path.c_str()) < 0) {
-    const int code = errno;
-    ::unlink(temporary.c_str());
-    return systemFailure(path, code);
-  }
-  return {};
+  return replaceFile(path, *bytes);
 }
 
 }  // namespace corvane

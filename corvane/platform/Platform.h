@@ -10,7 +10,9 @@
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
 #include "corvane/platform/FontBook.h"
+#include "corvane/platform/HttpSession.h"
 #include "corvane/platform/Localization.h"
+#include "corvane/platform/LoginItems.h"
 #include "corvane/platform/MainQueue.h"
 #include "corvane/platform/PowerEvents.h"
 #include "corvane/platform/SerialQueues.h"
@@ -63,6 +65,8 @@ struct Platform {
   ServiceSlot<Localization> localization;
   ServiceSlot<DefaultsStore> defaultsStore;
   ServiceSlot<FontBook> fontBook;
+  ServiceSlot<LoginItems> loginItems;
+  ServiceSlot<HttpSession> httpSession;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

@@ -139,11 +139,11 @@ TEST(Broadcaster, RegistrationsHoldTheirListenersAndDestructorsMayCall) {
     RemoveListener("key", other);
     notes.push_back("gone");
   };
-  const std::weak_ptr<Listener> weak = listener;
+  const std::shared_ptr<Listener> onlyItsName(std::shared_ptr<void>(), listener.get());
   AddListener("key", other);
   AddListener("key", std::move(listener));
   Broadcast("key", 0);
-  RemoveListener("key", weak.lock());
+  RemoveListener("key", onlyItsName);
   EXPECT_THAT(notes, ElementsAre("other key 0", "called", "other key 1", "gone"));
 }
 
@@ -161,11 +161,10 @@ TEST(Broadcaster, AnAsynchronousListenerMayCallEverything) {
   });
   AddListener("ask", once);
   Broadcast("ask", {}, true);
-  Broadcast("ask", {}, true);
-  drain();  // the second
-  drain();  // what they broadcast
-  EXPECT_THAT(notes, ElementsAre("added answer 1", "1", "added answer 1", "added answer 1", "2", "added answer 2",
-                                 "added answer 2", "added answer 2"));
+  drain();  // the question
+  drain();  // what it broadcast
+  Broadcast("ask");
+  EXPECT_THAT(notes, ElementsAre("added answer 1", "1", "added answer 2"));
   RemoveListener("answer", added);
 }
 
@@ -175,8 +174,8 @@ TEST(Broadcaster, CountsDeliveriesAndTheirTime) {
     clock.advance(Timeval::nsec(std::any_cast<std::int64_t>(object)));
   });
   const auto quick = recorder([](const std::string&, const std::any&) {});
-  AddListener("b", quick);
   AddListener("b", slow);
+  AddListener("b", quick);
   AddListener("a", slow);
   Broadcast("b", std::int64_t{5'000'999});
   Broadcast("b", std::int64_t{999}, true);
@@ -187,14 +186,14 @@ TEST(Broadcaster, CountsDeliveriesAndTheirTime) {
   Strings rows;
   for (const auto& row : stats)
     rows.push_back(row.key + " " + std::to_string(row.count) + " " + std::to_string(row.elapsed));
-  EXPECT_THAT(rows, ElementsAre("a 0 0", "b 3 0", "b 3 6000"));
+  EXPECT_THAT(rows, ElementsAre("a 0 0", "b 3 6000", "b 3 0"));
   EXPECT_THAT(stats[0].listener, testing::EndsWith("::Recorder"));
   RemoveListeners({"a", "b"}, slow);
   RemoveListener("b", quick);
 }
 
 TEST(Broadcaster, ManyThreadsInBothModesLoseNothing) {
-  constexpr int THREADS = 4, ROUNDS = 500;
+  constexpr int THREADS = 4, ROUNDS = 3000;
   std::atomic<int> heard = 0;
   const auto listener = recorder([&](const std::string&, const std::any&) { ++heard; });
   AddListener("busy", listener);

@@ -184,6 +184,7 @@ TEST_F(LoggerTest, AFullDiskDropsWholeLinesAndLaterOnesAreWritten) {
   setrlimit(RLIMIT_FSIZE, &unlimited);
   log.log("after");
   EXPECT_THAT(messages(live()), ElementsAre("Logging begins for: The App", "before", "after"));
+  EXPECT_EQ(log.lines(), 3);
 }
 
 TEST_F(LoggerTest, AFolderOrFileThatCannotBeHadDropsLinesQuietly) {

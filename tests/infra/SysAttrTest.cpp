@@ -1,6 +1,5 @@
 #include "corvane/infra/SysAttr.h"
 
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <locale.h>
@@ -18,11 +17,13 @@ namespace {
 long s_sizeOfEntries = 0;
 }  // namespace
 
-// Stands in front of the C library's own, for the libraries too.
-extern "C" [[gnu::visibility("default")]] long sysconf(int name) noexcept {
-  static const auto real = reinterpret_cast<long (*)(int)>(dlsym(RTLD_NEXT, "sysconf"));
-  if ((name == _SC_GETPW_R_SIZE_MAX || name == _SC_GETGR_R_SIZE_MAX) && s_sizeOfEntries != 0) return s_sizeOfEntries;
-  return real(name);
+// Stands in front of the C library's own, for the libraries too. The sanitizers call it before they are ready to be
+// called themselves.
+extern "C" long __sysconf(int name);
+extern "C" [[gnu::visibility("default"), gnu::no_sanitize("address", "thread", "undefined")]] long sysconf(
+    int name) noexcept {
+  const bool ofEntries = name == _SC_GETPW_R_SIZE_MAX || name == _SC_GETGR_R_SIZE_MAX;
+  return ofEntries && s_sizeOfEntries != 0 ? s_sizeOfEntries : __sysconf(name);
 }
 
 namespace corvane {

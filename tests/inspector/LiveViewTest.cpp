@@ -6,7 +6,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <optional>
+#include <regex>
 
+#include "apps/inspector/BroadcasterPage.h"
 #include "apps/inspector/Format.h"
 #include "apps/inspector/HeldStderr.h"
 #include "apps/inspector/MainLoopSource.h"
@@ -40,7 +43,7 @@ TEST(LiveView, FitsEveryScreen) {
   Monitor monitor(home.path().string());
   runFor(1);
   LiveView view(monitor, Glyphs::UNICODE);
-  for (const int page : {static_cast<int>('h'), static_cast<int>('l'), key::ESCAPE}) {
+  for (const int page : {static_cast<int>('h'), static_cast<int>('l'), static_cast<int>('b'), key::ESCAPE}) {
     view.press(page);
     for (std::size_t rows = 1; rows <= 40; ++rows) {
       for (std::size_t columns = 1; columns <= 130; columns += columns < 90 ? 1 : 13) {
@@ -57,6 +60,50 @@ TEST(LiveView, FitsEveryScreen) {
                             "temperature ", "Duration µs", "q quit"})
     EXPECT_NE(text.find(piece), text.npos) << piece << "\n" << text;
   for (const Line& line : view.compose(24, 80)) EXPECT_LE(columnsOf(textOf({line})), 81U) << textOf({line});
+}
+
+TEST(LiveView, BroadcasterPageShowsWhatWasBroadcast) {
+  const TempHome home;
+  std::optional<Monitor> monitor(std::in_place, home.path().string());
+  LiveView view(*monitor, Glyphs::UNICODE);
+  view.press('b');
+  const auto count = [&view](const std::string& key) {
+    const std::string text = textOf(view.compose(24, 80));
+    std::smatch match;
+    const std::regex row("\\n" + key + " +(\\S+) +(\\d+) +\\d+ +[\\d.-]+ *\\n");
+    return std::regex_search(text, match, row) ? match[1].str() + " " + match[2].str() : text;
+  };
+  EXPECT_EQ(count("memory"), "History 0");
+  Broadcast("memory", std::optional<double>(7));
+  Broadcast("memory", std::optional<double>());
+  EXPECT_EQ(count("memory"), "History 2");
+  EXPECT_EQ(count("disk read"), "History 0");
+  EXPECT_EQ(count("heartbeat"), "HeartbeatLog 0");
+  EXPECT_EQ(monitor->history(Gauge::MEMORY).range(2)->high, 7);
+  EXPECT_EQ(monitor->history(Gauge::MEMORY).latest(), std::nullopt);
+  EXPECT_NE(textOf(view.compose(24, 80)).find("This program keeps no log."), std::string::npos);
+  monitor.reset();
+  EXPECT_TRUE(broadcasterStats().empty());
+}
+
+TEST(BroadcasterPage, FitsNarrowScreensAndShowsTheLogsFigures) {
+  const std::vector<broadcaster_stats> listeners = {
+      {"a key that is rather long", "app::(anonymous namespace)::Meter", 1'000'000, 2'500'000}, {"b\n", "Plain", 0, 0}};
+  const LogFigures log{"/home/somebody/Library/Logs/a.b.App/App.log", 1234, 2, 56};
+  for (std::size_t columns = 1; columns < 130; ++columns) {
+    const Frame frame = broadcasterPage(listeners, log, columns, Glyphs::ASCII);
+    for (std::size_t i = 1; i < 4; ++i) EXPECT_LE(textOf({frame[i]}).size(), columns + 1);
+    const std::string text = textOf(frame);
+    EXPECT_EQ(text.find("1000000") != text.npos, columns >= 30) << text;
+    EXPECT_EQ(text.find(" 2500000 ") != text.npos, columns >= 60) << text;
+    EXPECT_EQ(text.find(" 2.5\n") != text.npos, columns >= 40) << text;
+    EXPECT_EQ(text.find("  Meter ") != text.npos, columns >= 48) << text;
+  }
+  const std::string text = textOf(broadcasterPage(listeners, log, 80, Glyphs::ASCII));
+  for (const char* piece :
+       {"\nb?             Plain ", " -\n", "Path      /home/somebody/Library/Logs/a.b.App/App.log\n",
+        "Size      1234 bytes; archived above 100000\n", "Archives  2 of 11\n", "Lines     56 by this process\n"})
+    EXPECT_NE(text.find(piece), text.npos) << piece << "\n" << text;
 }
 
 TEST(LiveView, SelectedRepeaterIsSeenOnASmallScreen) {

@@ -3,6 +3,7 @@
 import json
 import os
 import re
+import select
 import shutil
 import signal
 import subprocess
@@ -117,6 +118,19 @@ class LiveView(unittest.TestCase):
             terminal.press("h")
             terminal.wait_for("a second press turns the order round")
             terminal.press("\x1b")
+            terminal.wait_for("Repeaters, averaged")
+
+    def test_shows_broadcaster_and_the_logs_figures(self):
+        with live() as terminal:
+            terminal.wait_for("processor load")
+            terminal.press("b")
+            for row in [r"^processor +History +([3-9]|\d\d+) +\d+ +\d+\.\d$",
+                        r"^heartbeat +HeartbeatLog +[1-9]\d* +[1-9]\d* +[1-9]\d*\.\d$",
+                        r"^Path +.*/Library/Logs/org.corvane.Inspector/",
+                        r"^Size +\d+ bytes; archived above 100000$", r"^Archives +0 of 11$",
+                        r"^Lines +[2-9] by this process$"]:
+                terminal.wait_for(lambda row=row: re.search(row, terminal.screen.text(), re.M), row)
+            terminal.press("b")
             terminal.wait_for("Repeaters, averaged")
 
     def test_follows_the_size_of_the_terminal(self):
@@ -258,7 +272,9 @@ class Endings(unittest.TestCase):
                 self.assertIn(b"findLogPath", terminal.raw.rpartition(b"\x1b[?1049l")[2])
 
 
-class Printing(unittest.TestCase):
+class InHome(unittest.TestCase):
+    """Runs the program without a terminal, in a home of its own."""
+
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory(prefix="corvane-test-")
         self.home = self.folder.name
@@ -281,6 +297,16 @@ class Printing(unittest.TestCase):
         with open(path, "wb") as file:
             file.write(content)
 
+    def check_refused(self, *cases):
+        for arguments in cases:
+            status, out, err = self.run_program(*arguments)
+            self.assertEqual((status, out), (2, ""), arguments)
+            self.assertRegex(err, r"^corvane-inspector: .+\n$")
+            self.assertEqual(err.count("\n"), 1)
+        self.assertFalse(os.path.exists(os.path.join(self.home, "Library")))
+
+
+class Printing(InHome):
     def check_plain(self, text, count):
         lines, _, table = text.replace("\r", "").partition("\n\n")
         for line in lines.split("\n"):
@@ -352,19 +378,14 @@ class Printing(unittest.TestCase):
         self.check_plain(first + out, (first + out).partition("\n\n")[0].count("\n") + 1)
 
     def test_bad_options(self):
-        for arguments in [("--nonsense",), ("--for",), ("--for", "x"), ("--for=0"), ("--json", "--plain"), ("-x",), ("dance",),
-                          ("watch", "extra"), ("",)]:
-            arguments = arguments if isinstance(arguments, tuple) else (arguments,)
-            status, out, err = self.run_program(*arguments)
-            self.assertEqual((status, out), (2, ""), arguments)
-            self.assertRegex(err, r"^corvane-inspector: .+\n$")
-            self.assertEqual(err.count("\n"), 1)
-        self.assertFalse(os.path.exists(os.path.join(self.home, "Library")))
+        self.check_refused(("--nonsense",), ("--for",), ("--for", "x"), ("--for=0",), ("--json", "--plain"), ("-x",),
+                           ("dance",), ("watch", "extra"), ("",), ("--json=yes",), ("--for=",))
 
     def test_help_and_version(self):
         status, out, err = self.run_program("--help")
         self.assertEqual((status, err), (0, ""))
-        for option in ["watch", "--for", "--json", "--plain", "--root", "--help", "--version"]:
+        for option in ["watch", "--for", "--json", "--plain", "--root", "login", "log", "--follow", "--archives",
+                       "--help", "--version"]:
             self.assertIn(option, out)
         status, out, _ = self.run_program("--version")
         self.assertEqual(status, 0)
@@ -378,6 +399,156 @@ class Printing(unittest.TestCase):
         self.assertIn("processor load", result.stdout)
         self.assertNotIn("log heartbeat", result.stdout)
         self.assertFalse(os.path.exists(os.path.join(self.home, "Library")))
+
+
+class Logs(InHome):
+    FOLDER = "Library/Logs/org.corvane.Inspector/"
+    LOG = FOLDER + "Inspector.log"
+
+    def show(self, *arguments):
+        status, out, err = self.run_program("log", *arguments)
+        self.assertEqual((status, err), (0, ""))
+        return out
+
+    def lines(self, first, last):
+        return "".join(f"line {number}\n" for number in range(first, last))
+
+    def follow(self, *arguments):
+        process = self.start("log", "--follow", *arguments)
+        self.addCleanup(process.stderr.close)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def wait_for(self, process, text):
+        """Reads what the program shows until it is this text."""
+        seen, end = "", time.monotonic() + TIMEOUT
+        while seen != text:
+            self.assertLess(time.monotonic(), end, f"shown: {seen!r}")
+            self.assertTrue(text.startswith(seen), f"shown: {seen!r}")
+            if select.select([process.stdout], [], [], 1)[0]:
+                seen += os.read(process.stdout.fileno(), 65536).decode()
+
+    def append(self, text, path=LOG):
+        with open(os.path.join(self.home, path), "a", encoding="utf-8") as file:
+            file.write(text)
+
+    def rotate(self):
+        path = os.path.join(self.home, self.LOG)
+        for number in range(9, -1, -1):
+            if os.path.exists(f"{path}.{number}"):
+                os.rename(f"{path}.{number}", f"{path}.{number + 1}")
+        os.rename(path, path + ".0")
+
+    def test_shows_the_last_lines(self):
+        for content, shown in [(b"", {"1": ""}), (b"one", {"0": "", "1": "one"}), (b"\n\n\n", {"1": "\n", "2": "\n\n"}),
+                               (b"one\ntwo\n", {"0": "", "1": "two\n", "2": "one\ntwo\n", "1000000": "one\ntwo\n"}),
+                               (b"one\ntwo", {"1": "two", "2": "one\ntwo"}),
+                               (b"a\n" + b"x" * 100_000 + b"\nb\n", {"2": "x" * 100_000 + "\nb\n", "1": "b\n"})]:
+            self.write(self.LOG, content)
+            for count, text in shown.items():
+                self.assertEqual(self.show("--lines", count), text)
+        self.write(self.LOG, self.lines(0, 30_000).encode())
+        self.assertEqual(self.show(), self.lines(29_990, 30_000))
+        self.assertEqual(self.show("--lines=20001"), self.lines(9_999, 30_000))
+        self.assertEqual(os.listdir(os.path.join(self.home, self.FOLDER)), ["Inspector.log"])
+
+    def test_other_applications_and_archives(self):
+        self.write("Library/Logs/a.b.Other/Other.log", b"other\n")
+        self.write("Library/Logs/a.b.Other/Other.log.0", b"newest\n")
+        self.write("Library/Logs/a.b.Other/Other.log.10", b"older\noldest\n")
+        os.utime(os.path.join(self.home, "Library/Logs/a.b.Other/Other.log.10"), (0, 86399))
+        other = ("--identifier", "a.b.Other")
+        self.assertEqual(self.show(*other), "other\n")
+        self.assertEqual(self.show("--archive", "10", "--lines", "1", *other), "oldest\n")
+        title, newest, oldest = self.show("--archives", *other).splitlines()
+        self.assertEqual(title.split()[:2], ["Archive", "Bytes"])
+        self.assertRegex(newest, r"^ +0 +7  20\d\d/")
+        self.assertEqual(oldest.split(), ["10", "13", "1970/01/01", "23:59:59"])
+        self.assertEqual(len(self.show("--archives").splitlines()), 1)
+
+    def test_follows_across_rotations(self):
+        self.write(self.LOG, self.lines(0, 5).encode())
+        process = self.follow("--lines", "1")
+        self.wait_for(process, "line 4\n")
+        self.append("par")
+        self.wait_for(process, "par")
+        self.append("tly\n")
+        self.wait_for(process, "tly\n")
+        self.append("last of the first\n")
+        self.rotate()
+        self.wait_for(process, "last of the first\n")
+        self.append("second\n")
+        self.wait_for(process, "second\n")
+        # More often than anybody looks.
+        for number in range(3):
+            self.append(f"end {number}\n")
+            self.rotate()
+            self.append(f"begin {number}\n")
+        self.wait_for(process, "".join(f"end {number}\nbegin {number}\n" for number in range(3)))
+        self.write(self.LOG, b"new\n")  # shorter, and the same file
+        self.wait_for(process, "new\n")
+        os.remove(os.path.join(self.home, self.LOG))
+        self.append("another\n")
+        self.wait_for(process, "another\n")
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(TIMEOUT), -signal.SIGINT)
+
+    def test_follows_a_log_that_is_not_there_yet(self):
+        process = self.follow()
+        time.sleep(0.5)
+        self.write(self.LOG, b"first\n")
+        self.wait_for(process, "first\n")
+        process.stdout.close()
+        self.assertEqual(process.wait(TIMEOUT), 0, "nobody reads any more")
+        self.assertEqual(process.stderr.read(), "")
+
+    def test_what_cannot_be_shown(self):
+        for make in [None, os.mkdir, os.mkfifo]:
+            if make:
+                os.makedirs(os.path.join(self.home, self.FOLDER), exist_ok=True)
+                make(os.path.join(self.home, self.LOG))
+            status, out, err = self.run_program("log")
+            self.assertEqual((status, out), (1, ""))
+            self.assertRegex(err, r"^corvane-inspector: /.*/Inspector\.log: .+\n$")
+            if make == os.mkdir:
+                os.rmdir(os.path.join(self.home, self.LOG))
+        self.write("Library/Logs/a.b/b.log", b"text")
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            status, _, err = self.run_program("log", "--identifier", "a.b", stdout=full)
+        self.assertEqual((status, err), (1, "corvane-inspector: standard output: No space left on device\n"))
+
+    def test_bad_options(self):
+        self.check_refused(*(("log", *arguments) for arguments in [
+            ("x",), ("--lines",), ("--lines", "-1"), ("--lines", "1000001"), ("--lines=",), ("--follow=1",), ("--archive", "11"),
+            ("--archive", "a"), ("--archive", "0", "--follow"), ("--archives", "--lines", "1"), ("--archives", "--archive", "1"),
+            ("--identifier", ".."), ("--identifier", "a/b"), ("--identifier", "")]))
+
+
+class Login(InHome):
+    AGENT = "Library/LaunchAgents/org.corvane.Inspector.launchAtLogin.plist"
+    ENTRY = ".config/autostart/org.corvane.Inspector.launchAtLogin.desktop"
+
+    def test_switches_the_start(self):
+        for command, on in [("status", False), ("on", True), ("on", True), ("status", True), ("off", False), ("off", False)]:
+            status, out, err = self.run_program("login", command)
+            self.assertEqual((status, out, err),
+                             (0, f"Corvane Inspector {'starts' if on else 'does not start'} at login\n", ""))
+            for path in (self.AGENT, self.ENTRY):
+                self.assertEqual(os.path.exists(os.path.join(self.home, path)), on)
+
+    def test_failures(self):
+        self.check_refused(*(("login", *arguments) for arguments in [(), ("maybe",), ("on", "off"), ("--on",)]))
+        self.write(self.AGENT + "/in the way", b"")
+        self.assertEqual(self.run_program("login", "off"),
+                         (1, "", "corvane-inspector: login: the launch agent could not be changed\n"))
+        program = os.path.join(self.home, "alone")
+        shutil.copy(PROGRAM, program)
+        result = subprocess.run([program, "login", "on"], env=environment(self.home), capture_output=True, text=True,
+                                timeout=TIMEOUT, check=False)
+        self.assertEqual((result.returncode, result.stderr),
+                         (1, "corvane-inspector: login: the program's information dictionary is missing\n"))
 
 
 if __name__ == "__main__":

@@ -92,24 +92,25 @@ Result<void> FakeWorkspace::note(std::string call) {
 
 class FakeDefaultsStore::Domain : public DefaultsDomain {
  public:
-  explicit Domain(FakeDefaultsStore& store) : m_store(store) {}
+  Domain(std::shared_ptr<State> state, std::string name) : m_state(std::move(state)), m_name(std::move(name)) {}
 
   std::uint64_t generation() const noexcept override { return m_generation.load(std::memory_order_acquire); }
 
   Result<DefaultsContents> read() override {
-    MutexLock lock(m_store.m_mutex);
-    if (m_store.m_error) return tl::unexpected<Error>(*m_store.m_error);
-    return DefaultsContents{generation(), {m_entries.begin(), m_entries.end()}};
+    MutexLock lock(m_state->mutex);
+    if (m_state->error) return tl::unexpected<Error>(*m_state->error);
+    const auto& entries = m_state->entries[m_name];
+    return DefaultsContents{generation(), {entries.begin(), entries.end()}};
   }
 
   Result<DefaultsWritten> write(const std::vector<DefaultsChange>& changes) override {
-    MutexLock lock(m_store.m_mutex);
-    if (m_store.m_error) return tl::unexpected<Error>(*m_store.m_error);
+    MutexLock lock(m_state->mutex);
+    if (m_state->error) return tl::unexpected<Error>(*m_state->error);
     for (const auto& [key, value] : changes) {
       if (value)
-        m_entries[key] = *value;
+        m_state->entries[m_name][key] = *value;
       else
-        m_entries.erase(key);
+        m_state->entries[m_name].erase(key);
     }
     const std::uint64_t before = m_generation.fetch_add(1, std::memory_order_acq_rel);
     return DefaultsWritten{before, before + 1};
@@ -118,46 +119,42 @@ class FakeDefaultsStore::Domain : public DefaultsDomain {
   std::string takeNotice() override { return {}; }
 
  private:
-  FakeDefaultsStore& m_store;
-  std::map<std::string, std::string> m_entries;  // with the store's lock
+  const std::shared_ptr<State> m_state;
+  const std::string m_name;
   std::atomic<std::uint64_t> m_generation = 1;
 };
 
-std::shared_ptr<FakeDefaultsStore::Domain> FakeDefaultsStore::make(const std::string& name) {
-  MutexLock lock(m_mutex);
-  auto& domain = m_domains[name];
-  if (!domain) domain = std::make_shared<Domain>(*this);
+std::shared_ptr<DefaultsDomain> FakeDefaultsStore::domain(const std::string& name) {
+  MutexLock lock(m_state->mutex);
+  auto domain = m_state->domains[name].lock();
+  if (!domain) m_state->domains[name] = domain = std::make_shared<Domain>(m_state, name);
   return domain;
 }
 
-std::shared_ptr<DefaultsDomain> FakeDefaultsStore::domain(const std::string& name) {
-  return make(name);
-}
-
 Result<std::vector<std::string>> FakeDefaultsStore::domains() {
-  MutexLock lock(m_mutex);
+  MutexLock lock(m_state->mutex);
   std::vector<std::string> names;
-  for (const auto& [name, domain] : m_domains) names.push_back(name);
+  for (const auto& [name, entries] : m_state->entries)
+    if (!entries.empty()) names.push_back(name);
   return names;
 }
 
 Result<std::shared_ptr<void>> FakeDefaultsStore::observe(std::function<void()> changed) {
   auto observer = std::make_shared<std::function<void()>>(std::move(changed));
-  MutexLock lock(m_mutex);
-  m_observers.push_back(observer);
+  MutexLock lock(m_state->mutex);
+  m_state->observers.push_back(observer);
   return observer;
 }
 
 void FakeDefaultsStore::fail(std::optional<Error> error) {
-  MutexLock lock(m_mutex);
-  m_error = std::move(error);
+  MutexLock lock(m_state->mutex);
+  m_state->error = std::move(error);
 }
 
 void FakeDefaultsStore::changeFromOutside(const std::string& name, const std::vector<DefaultsChange>& changes) {
-  const auto written = make(name)->write(changes);
-  if (!written) return;
-  MutexLock lock(m_mutex);
-  const auto observers = m_observers;
+  if (!domain(name)->write(changes)) return;
+  MutexLock lock(m_state->mutex);
+  const auto observers = m_state->observers;
   lock.unlock();
   for (const auto& observer : observers)
     if (const auto held = observer.lock()) (*held)();
@@ -168,6 +165,62 @@ Result<std::optional<FontFace>> FakeFontBook::face(const std::string& name) {
   return found == faces.end() ? std::nullopt : std::optional(found->second);
 }
 
+Result<void> FakeLoginItems::add(const LoginItem& item) {
+  if (error) return tl::unexpected<Error>(*error);
+  items[item.label] = item;
+  return {};
+}
+
+Result<void> FakeLoginItems::remove(const std::string& label) {
+  if (error) return tl::unexpected<Error>(*error);
+  items.erase(label);
+  return {};
+}
+
+class FakeHttpSession::Task : public HttpTask {
+ public:
+  Task(std::shared_ptr<State> state, std::string url, Completion silent)
+      : m_state(std::move(state)), m_url(std::move(url)), m_silent(std::move(silent)) {}
+
+  void cancel() override {
+    MutexLock lock(m_state->mutex);
+    m_state->cancelled.push_back(m_url);
+    if (!m_silent) return;
+    m_state->queue->async(
+        [completion = std::exchange(m_silent, nullptr)] { completion(failure("fake", 1, "cancelled")); });
+  }
+
+ private:
+  const std::shared_ptr<State> m_state;
+  const std::string m_url;
+  Completion m_silent;  // of a request that has no answer
+};
+
+FakeHttpSession::FakeHttpSession() {
+  m_state->queue = platform().serialQueues().make("fake.http", QoS::DEFAULT);
+}
+
+Result<std::shared_ptr<HttpTask>> FakeHttpSession::start(HttpRequest request, Completion completion) {
+  MutexLock lock(m_state->mutex);
+  m_state->requests.push_back(request);
+  if (silent.contains(request.url)) return std::make_shared<Task>(m_state, request.url, std::move(completion));
+  const auto found = replies.find(request.url);
+  auto reply =
+      found == replies.end() ? failure("fake", 1, "Nothing for " + request.url) : Result<HttpReply>(found->second);
+  m_state->queue->async([completion = std::move(completion), reply = std::move(reply)] { completion(reply); });
+  return std::make_shared<Task>(m_state, request.url, nullptr);
+}
+
+std::vector<HttpRequest> FakeHttpSession::requests() const {
+  MutexLock lock(m_state->mutex);
+  return m_state->requests;
+}
+
+std::vector<std::string> FakeHttpSession::cancelled() const {
+  MutexLock lock(m_state->mutex);
+  return m_state->cancelled;
+}
+
 FakePlatform::FakePlatform(std::string home)
     : power(std::make_shared<FakePowerEvents>()),
       folders(std::make_shared<FakeFolders>(std::move(home))),
@@ -175,6 +228,8 @@ FakePlatform::FakePlatform(std::string home)
       workspace(std::make_shared<FakeWorkspace>()),
       defaultsStore(std::make_shared<FakeDefaultsStore>()),
       fontBook(std::make_shared<FakeFontBook>()),
+      loginItems(std::make_shared<FakeLoginItems>()),
+      http(std::make_shared<FakeHttpSession>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -184,6 +239,8 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.workspace.set(workspace);
   m_platform.defaultsStore.set(defaultsStore);
   m_platform.fontBook.set(fontBook);
+  m_platform.loginItems.set(loginItems);
+  m_platform.httpSession.set(http);
 }
 
 }  // namespace corvane

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -83,7 +84,7 @@ class CORVANE_API FakeWorkspace : public Workspace {
   Result<void> note(std::string call);
 };
 
-/// Settings in memory, which start empty and end with the fake.
+/// Settings in memory, which start empty.
 class CORVANE_API FakeDefaultsStore : public DefaultsStore {
  public:
   std::shared_ptr<DefaultsDomain> domain(const std::string& name) override;
@@ -97,12 +98,14 @@ class CORVANE_API FakeDefaultsStore : public DefaultsStore {
 
  private:
   class Domain;
-  std::shared_ptr<Domain> make(const std::string& name);
-
-  mutable Mutex m_mutex;
-  std::map<std::string, std::shared_ptr<Domain>> m_domains CORVANE_GUARDED_BY(m_mutex);
-  std::optional<Error> m_error CORVANE_GUARDED_BY(m_mutex);
-  std::vector<std::weak_ptr<std::function<void()>>> m_observers CORVANE_GUARDED_BY(m_mutex);
+  struct State {
+    Mutex mutex;
+    std::map<std::string, std::weak_ptr<Domain>> domains CORVANE_GUARDED_BY(mutex);
+    std::map<std::string, std::map<std::string, std::string>> entries CORVANE_GUARDED_BY(mutex);  // by domain
+    std::optional<Error> error CORVANE_GUARDED_BY(mutex);
+    std::vector<std::weak_ptr<std::function<void()>>> observers CORVANE_GUARDED_BY(mutex);
+  };
+  const std::shared_ptr<State> m_state = std::make_shared<State>();
 };
 
 /// Fonts that a test names.
@@ -111,6 +114,39 @@ class CORVANE_API FakeFontBook : public FontBook {
   std::map<std::string, FontFace> faces;  ///< by the names under which they are found
 
   Result<std::optional<FontFace>> face(const std::string& name) override;
+};
+
+/// A session that only remembers what it is to start.
+class CORVANE_API FakeLoginItems : public LoginItems {
+ public:
+  std::map<std::string, LoginItem> items;  ///< by label
+  std::optional<Error> error;              ///< if set, every call fails with it
+
+  Result<void> add(const LoginItem& item) override;
+  Result<void> remove(const std::string& label) override;
+};
+
+/// A network that a test describes, and that remembers what it was asked. Answers come on a thread of the session.
+class CORVANE_API FakeHttpSession : public HttpSession {
+ public:
+  std::map<std::string, HttpReply> replies;  ///< URL → answer; any other URL fails
+  std::set<std::string> silent;              ///< URLs that get no answer until their request is cancelled
+
+  FakeHttpSession();
+  Result<std::shared_ptr<HttpTask>> start(HttpRequest request, Completion completion) override;
+
+  std::vector<HttpRequest> requests() const;   ///< that were started, in order
+  std::vector<std::string> cancelled() const;  ///< the URLs of those that were cancelled, in order
+
+ private:
+  class Task;
+  struct State {
+    Mutex mutex;
+    std::vector<HttpRequest> requests CORVANE_GUARDED_BY(mutex);
+    std::vector<std::string> cancelled CORVANE_GUARDED_BY(mutex);
+    std::unique_ptr<SerialQueue> queue;
+  };
+  const std::shared_ptr<State> m_state = std::make_shared<State>();
 };
 
 /// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
@@ -129,6 +165,8 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeWorkspace> workspace;
   const std::shared_ptr<FakeDefaultsStore> defaultsStore;
   const std::shared_ptr<FakeFontBook> fontBook;
+  const std::shared_ptr<FakeLoginItems> loginItems;
+  const std::shared_ptr<FakeHttpSession> http;
 
  private:
   Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "corvane/core/Files.h"
+
+namespace corvane::inspector {
+
+/// A log file that is being shown: open, so that it is the same file under whatever name, with how far it was shown.
+class OpenLog {
+ public:
+  static Result<OpenLog> open(const std::string& path);
+
+  /// Passes over all but the last so many lines.
+  void skipToTail(unsigned lines);
+
+  /// Shows what has not been shown; from the beginning if the file has become shorter. The code of the output's
+  /// failure.
+  int show();
+
+  bool isSameAs(const OpenLog& other) const { return m_device == other.m_device && m_inode == other.m_inode; }
+  /// True if this file bears that name now.
+  bool isAt(const std::string& path) const;
+
+ private:
+  OpenLog(FileDescriptor file, dev_t device, ino_t inode) : m_file(std::move(file)), m_device(device), m_inode(inode) {}
+  off_t size() const;
+
+  FileDescriptor m_file;
+  dev_t m_device;
+  ino_t m_inode;
+  off_t m_shown = 0;
+};
+
+}  // namespace corvane::inspector

@@ -1,0 +1,103 @@
+#include "corvane/core/Files.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <system_error>
+
+namespace corvane {
+
+FileDescriptor::~FileDescriptor() {
+  if (m_fd >= 0) ::close(m_fd);
+}
+
+tl::unexpected<Error> fileFailure(const std::string& path, int code) {
+  return failure("posix", code, path + ": " + std::generic_category().message(code));
+}
+
+Result<FileDescriptor> openForReading(const std::string& path) {
+  FileDescriptor file(
+      uninterrupted([&path] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+  if (file.get() < 0) return fileFailure(path, errno);
+  return file;
+}
+
+bool writeAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = uninterrupted([&] { return ::write(fd, bytes.data(), bytes.size()); });
+    if (written < 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+Result<std::string> makeFolders(std::string path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  if (error) return fileFailure(path, error.value());
+  return path;
+}
+
+Result<PendingFile> PendingFile::create(std::string path) {
+  static std::atomic<unsigned> counter = 0;
+  // Another process may have died and left a file of the same name, for process numbers come back.
+  constexpr int ATTEMPTS = 100;
+  std::string name;
+  FileDescriptor file;
+  for (int i = 0; i < ATTEMPTS && file.get() < 0; ++i) {
+    name = path.substr(0, path.rfind('/') + 1) + ".corvane-" + std::to_string(::getpid()) + "-" +
+           std::to_string(counter++) + ".tmp";
+    file = FileDescriptor(
+        uninterrupted([&name] { return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644); }));
+    if (file.get() < 0 && errno != EEXIST) break;
+  }
+  if (file.get() < 0) return fileFailure(path, errno);
+  return PendingFile(std::move(path), std::move(name), std::move(file));
+}
+
+PendingFile::PendingFile(std::string path, std::string temporary, FileDescriptor file)
+    : m_path(std::move(path)), m_temporary(std::move(temporary)), m_file(std::move(file)) {}
+
+PendingFile::PendingFile(PendingFile&& other) noexcept
+    : m_path(std::move(other.m_path)),
+      m_temporary(std::exchange(other.m_temporary, {})),
+      m_file(std::move(other.m_file)) {}
+
+PendingFile::~PendingFile() {
+  if (!m_temporary.empty()) ::unlink(m_temporary.c_str());
+}
+
+Result<void> PendingFile::finish(int (*rename)(const char* from, const char* to)) {
+  if (uninterrupted([this] { return ::fsync(m_file.get()); }) < 0 || rename(m_temporary.c_str(), m_path.c_str()) < 0)
+    return fileFailure(m_path, errno);
+  m_temporary.clear();
+  return {};
+}
+
+Result<void> PendingFile::replace() {
+  return finish(::rename);
+}
+
+Result<void> PendingFile::claim() {
+  return finish([](const char* from, const char* to) {
+    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+    if (errno != EINVAL && errno != ENOSYS) return -1;
+    // A file system without that call; those have hard links.
+    if (::link(from, to) < 0) return -1;
+    ::unlink(from);
+    return 0;
+  });
+}
+
+Result<void> replaceFile(const std::string& path, std::string_view bytes) {
+  auto file = PendingFile::create(path);
+  if (!file) return tl::unexpected(file.error());
+  if (!writeAll(file->descriptor(), bytes)) return fileFailure(path, errno);
+  return file->replace();
+}
+
+}  // namespace corvane

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Result.h"
+#include "corvane/platform/Service.h"
+
+namespace corvane {
+
+/// An application that the desktop session is to start. All texts are UTF-8.
+struct LoginItem {
+  std::string label;       ///< what this item is called; names its file
+  std::string identifier;  ///< of the application
+  std::string name;        ///< for people
+  std::string executable;  ///< path of the program, for a desktop that does not know the identifier
+};
+
+/// What the user's desktop session starts when it begins. Any thread; reads and writes files only.
+///
+/// On Linux: the entry $XDG_CONFIG_HOME/autostart/LABEL.desktop. It starts what the application's installed desktop
+/// entry says, else the executable.
+class LoginItems {
+ public:
+  virtual ~LoginItems() = default;
+
+  /// Makes the session start the item from the next time on, in place of one with the same label: all or nothing.
+  virtual Result<void> add(const LoginItem& item) = 0;
+
+  /// Takes the item with this label away; no failure if there is none.
+  virtual Result<void> remove(const std::string& label) = 0;
+};
+
+template <>
+CORVANE_API std::shared_ptr<LoginItems> makeService<LoginItems>();
+
+}  // namespace corvane
