@@ -6,8 +6,10 @@
 #include <mutex>
 
 #include "corvane/platform/Bundles.h"
+#include "corvane/platform/DefaultsStore.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
+#include "corvane/platform/FontBook.h"
 #include "corvane/platform/HttpSession.h"
 #include "corvane/platform/Localization.h"
 #include "corvane/platform/LoginItems.h"
@@ -61,6 +63,8 @@ struct Platform {
   ServiceSlot<Bundles> bundles;
   ServiceSlot<Workspace> workspace;
   ServiceSlot<Localization> localization;
+  ServiceSlot<DefaultsStore> defaultsStore;
+  ServiceSlot<FontBook> fontBook;
   ServiceSlot<LoginItems> loginItems;
   ServiceSlot<HttpSession> httpSession;
 
