@@ -27,16 +27,14 @@ namespace corvane {
 /// however it ends, what could not be stored is logged and not there to be read, loads come from memory and see other
 /// programs' changes, the application's values go before the global and the registered ones.
 ///
-/// Stored under the caller's key are:
+/// What is stored under the caller's key:
 ///
-/// | kind                                        | as |
-/// |---------------------------------------------|---------------------------------------------------------------------|
-/// | text, array of texts, dictionary, data      | itself | | integer, double, boolean                    | an integer,
-/// a real, a boolean                                       | | Timeval                                     | an
-/// integer: whole microseconds, truncated toward zero               | | colour                                      | a
-/// dictionary of the reals "red", "green", "blue", "alpha"           | | colours                                     |
-/// an array of such dictionaries                                       | | font | a dictionary: "fontName", the
-/// family's name, and "fontSize", points |
+/// - text, array of texts, dictionary, data: itself;
+/// - integer, double, boolean: an integer, a real, a boolean;
+/// - Timeval: an integer, its whole microseconds, truncated toward zero;
+/// - colour: a dictionary of the reals "red", "green", "blue" and "alpha";
+/// - colours: an array of such dictionaries;
+/// - font: a dictionary of "fontName", the family's name, and "fontSize", in points.
 ///
 /// Loads convert between texts, integers, reals and booleans as corvane/infra/Conversions.h says: a stored text "12" is
 /// the integer 12. An absent key is one that is neither stored nor registered. Any thread, at any time.

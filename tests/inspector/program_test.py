@@ -551,6 +551,43 @@ class Login(InHome):
                                 timeout=TIMEOUT, check=False)
         self.assertEqual((result.returncode, result.stderr),
                          (1, "corvane-inspector: login: the program's information dictionary is missing\n"))
+class Settings(InHome):
+    def settings(self, *arguments):
+        status, out, err = self.run_program("settings", *arguments)
+        self.assertEqual((status, err), (0, ""))
+        return out
+
+    def test_remembers_the_view(self):
+        self.assertEqual(self.settings(), "average = 10\nsort = name\n")
+        with live(HOME=self.home) as terminal:
+            terminal.wait_for("averaged over 10 s")
+            terminal.press("+d")
+            terminal.wait_for("averaged over 11 s")
+            terminal.wait_for(lambda: self.settings() == "average = 11\nsort = -duration\n", "the stored settings")
+            self.settings("average", "30")
+            terminal.wait_for("averaged over 30 s")
+            self.settings("sort", "count")
+            terminal.wait_for("▲ Count")
+        self.assertEqual((self.settings("average"), self.settings("sort")), ("30\n", "count\n"))
+        with live(HOME=self.home) as terminal:
+            terminal.wait_for("averaged over 30 s")
+            terminal.wait_for("▲ Count")
+            self.settings("--reset")
+            terminal.wait_for("averaged over 10 s")
+            terminal.wait_for("Name ▲")
+
+    def test_refuses_what_makes_no_sense(self):
+        self.check_refused(*(("settings", *arguments) for arguments in [
+            ("colour",), ("average", "0"), ("average", "61"), ("average", "x"), ("sort", "size"), ("sort", ""),
+            ("average", "1", "2"), ("--nonsense",)]))
+
+    def test_folder_that_may_not_be_made(self):
+        self.write(".config", b"a file")
+        status, out, err = self.run_program("settings", "average", "20")
+        self.assertEqual((status, out), (1, ""))
+        self.assertRegex(err, r"^corvane-inspector: settings: .+\n$")
+
+
 class Requests(InHome):
     """The get command against a server of the test's own."""
 
