@@ -58,6 +58,8 @@ BARS = [
     Bar("lines", "lines of a file of 1 GiB, for each MiB", "time", "ns", 2.0, "fgets"),
     Bar("http.get", "GET on loopback, 1 KiB", "time", "ns", 1.3, "libcurl easy handle kept open",
         plus="two hand-overs"),
+    Bar("settings.read", "settings, read of an integer", "time", "ns", 1.0, "QSettings, synced"),
+    Bar("settings.write", "settings, durable write of an integer", "time", "ns", 1.3, "SQLite WAL"),
     Bar("timestamp", "text of a time stamp", "time", "ns", 1.0),
     Bar("broadcast.1", "broadcast to 1 listener, timed", "time", "ns", 1.0, "boost::signals2, timed",
         corvane="Corvane Broadcast"),

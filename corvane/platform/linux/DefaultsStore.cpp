@@ -559,10 +559,11 @@ class LinuxDomain : public DefaultsDomain {
   Result<DefaultsWritten> write(const std::vector<DefaultsChange>& changes) override {
     MutexLock lock(storage().mutex);
     for (bool again = true;; again = false) {
-      if (auto placed = m_counter && m_connection && m_connection->isAtItsPath() ? Result<void>() : place(); !placed)
-        return passedOn(placed.error());
-      auto written =
-          connect(true).and_then([&](Connection* open) { return open->write(changes, *m_counter, m_inFlight); });
+      // The usual case takes one look at the disk.
+      const bool isOpen = m_counter && m_connection && m_connection->isAtItsPath();
+      auto written = (isOpen ? Result<Connection*>(m_connection.get()) : place().and_then([this] {
+                       return connect(true);
+                     })).and_then([&](Connection* open) { return open->write(changes, *m_counter, m_inFlight); });
       if (written) return written;
       if (m_connection) m_connection->closeQuickly();
       m_connection.reset();
