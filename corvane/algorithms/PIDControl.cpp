@@ -53,8 +53,8 @@ double PIDControl::output(double setpoint, double input, bool useLPF) {
   }
 
   if (!(out > 0)) return m_lower;
-  if (out >= 1) return m_upper;
-  return std::min(m_lower + out * range, m_upper);  // the sum may be rounded past the bound
+  if (out >= 1) return m_upper;  // exactly, where the sum below may be rounded
+  return m_lower + out * range;
 }
 
 }  // namespace corvane
