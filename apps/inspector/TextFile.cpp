@@ -14,7 +14,8 @@ namespace {
 class Descriptor {
  public:
   // Not blocking: a pipe without a writer must not stop the main queue.
-  explicit Descriptor(const std::string& path) : m_fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+  explicit Descriptor(const std::string& path) : Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+  explicit Descriptor(int fd) : m_fd(fd) {}
   ~Descriptor() {
     if (m_fd >= 0) close(m_fd);
   }
@@ -59,6 +60,19 @@ std::optional<std::string> readTail(const std::string& path, std::size_t limit) 
   auto text = readFrom(file.get(), limit);
   if (text && start > 0) text->erase(0, text->find('\n') + 1);
   return text;
+}
+
+int writeText(const std::string& path, std::string_view text) {
+  const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  if (file.get() < 0) return errno;
+  while (!text.empty()) {
+    const ssize_t written = write(file.get(), text.data(), text.size());
+    if (written >= 0)
+      text.remove_prefix(static_cast<std::size_t>(written));
+    else if (errno != EINTR)
+      return errno;
+  }
+  return 0;
 }
 
 std::vector<std::string_view> linesOf(std::string_view text) {

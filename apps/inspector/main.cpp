@@ -6,6 +6,7 @@
 #include <string>
 
 #include "apps/inspector/Command.h"
+#include "apps/inspector/Pid.h"
 #include "apps/inspector/Watch.h"
 #include "corvane/infra/Bundle.h"
 
@@ -16,6 +17,7 @@ namespace {
 // The first is what the program does without the name of a command.
 constexpr std::array COMMANDS = {
     Command{"watch", "show the machine's load and the program's repeaters", WatchOptions::HELP, watch},
+    Command{"pid", "plot a heater under three tunings of a PID controller", PID_HELP, pid},
 };
 
 int help() {

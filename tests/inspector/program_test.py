@@ -10,6 +10,7 @@ import sys
 import tempfile
 import time
 import unittest
+from xml.etree import ElementTree
 
 from terminal import TIMEOUT, Terminal, environment
 
@@ -361,10 +362,26 @@ class Printing(unittest.TestCase):
             self.assertEqual(err.count("\n"), 1)
         self.assertFalse(os.path.exists(os.path.join(self.home, "Library")))
 
+    def test_plots_the_pid_controller(self):
+        file = os.path.join(self.home, "pid.svg")
+        for arguments in [("--svg", file), ("--svg=" + file,)]:
+            self.assertEqual(self.run_program("pid", *arguments), (0, "", ""))
+            texts = [text.text for text in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}text")]
+            for text in ["Time, s", "Temperature (input), °C", "Power (output), %", "Setpoint", "Proportional", "AMIGO",
+                         "Ziegler–Nichols", "100"]:
+                self.assertEqual(texts.count(text), 1, text)
+            os.remove(file)
+        for path, reason in [(self.home, "Is a directory"), (self.home + "/no/file", "No such file or directory"),
+                             ("/dev/full", "No space left on device")]:
+            self.assertEqual(self.run_program("pid", "--svg", path), (1, "", f"corvane-inspector: {path}: {reason}\n"))
+        for arguments in [(), ("--svg",), ("--svg=",), ("--svg", ""), (file,), ("--svg", file, file)]:
+            self.assertEqual(self.run_program("pid", *arguments),
+                             (2, "", "corvane-inspector: pid: expects --svg FILE (see --help)\n"))
+
     def test_help_and_version(self):
         status, out, err = self.run_program("--help")
         self.assertEqual((status, err), (0, ""))
-        for option in ["watch", "--for", "--json", "--plain", "--root", "--help", "--version"]:
+        for option in ["watch", "--for", "--json", "--plain", "--root", "pid", "--svg", "--help", "--version"]:
             self.assertIn(option, out)
         status, out, _ = self.run_program("--version")
         self.assertEqual(status, 0)
