@@ -58,12 +58,14 @@ std::size_t count(const std::string& text, const std::string& piece) {
 TEST(SvgPlot, SpansTheDataBetweenRoundTicks) {
   const SvgPlot plot{.title = "T",
                      .axis = "t",
-                     .panels = {{.axis = "y", .lines = {{.colour = "red", .points = {{-1, 0.013}, {1, 0.048}}}}}},
+                     .panels = {{.axis = "y", .lines = {{.colour = "red", .points = {{-1, 0.013}, {1, 0.048}}}}},
+                                {.axis = "z", .lines = {{.colour = "red", .points = {{-1, 0}, {1, 12}}}}}},
                      .marks = {{0, "middle"}}};
   const std::string svg = plot.svg();
-  for (const char* label : {"-1.0", "-0.5", "0.0", "0.5", "1.0", "0.01", "0.02", "0.03", "0.04", "0.05", "middle"})
+  for (const char* label :
+       {"-1.0", "-0.5", "0.0", "0.5", "1.0", "0.01", "0.02", "0.03", "0.04", "0.05", "0", "2", "10", "12", "middle"})
     EXPECT_EQ(count(svg, std::string(">") + label + "</text>"), 1U) << label;
-  EXPECT_EQ(count(svg, "text-anchor='end'"), 5U);
+  EXPECT_EQ(count(svg, "text-anchor='end'"), 12U);
   EXPECT_EQ(count(svg, "d='M70.0 260.2L640.0 76.5'") + count(svg, "d='M70.0 260.3L640.0 76.5'"), 1U);
 }
 
