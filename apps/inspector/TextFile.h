@@ -15,6 +15,9 @@ std::optional<std::string> readText(const std::string& path, std::size_t limit =
 /// The last `limit` bytes of a file, from the first line that is whole; none if it cannot be read.
 std::optional<std::string> readTail(const std::string& path, std::size_t limit);
 
+/// Writes a file, or what else stands at the path; the code of the system call that failed, 0 on success.
+int writeText(const std::string& path, std::string_view text);
+
 /// The lines of a text.
 std::vector<std::string_view> linesOf(std::string_view text);
 
