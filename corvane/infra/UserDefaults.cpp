@@ -260,7 +260,10 @@ struct UserDefaults::State {
   // On the main queue.
   void announce() CORVANE_EXCLUDES(disk(), memory()) {
     std::set<std::string> keys;
-    memory().acquire_block([&]() CORVANE_REQUIRES(memory()) { keys.swap(pendingKeys); });
+    {
+      MutexLock lock(memory());
+      keys.swap(pendingKeys);
+    }
     for (const std::string& key : keys) Broadcast(std::string(DID_CHANGE), key, false);
   }
 

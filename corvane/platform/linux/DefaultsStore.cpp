@@ -534,22 +534,24 @@ class LinuxDomain : public DefaultsDomain {
 
   Result<DefaultsContents> read() override {
     MutexLock lock(storage().mutex);
-    // Where there is no counter to be had, there may be a database all the same.
-    const auto placed = place();
-    if (!placed && m_file.empty()) return passedOn(placed.error());
+    // Where no counter may be made, there may be a database all the same.
+    if (const auto placed = place(); !placed && !(placed.error().domain == "posix" && isClosed(placed.error().code)))
+      return passedOn(placed.error());
     DefaultsContents contents;
     contents.generation = generation();  // before the look for the file, which may appear now
-    if (std::error_code ignored; !fs::exists(fs::symlink_status(database(), ignored))) {
+    struct stat status {};
+    if (lstat(database().c_str(), &status) != 0) {
+      if (errno != ENOENT) return systemFailure(database(), errno);
       m_connection.reset();
       return contents;
     }
     for (bool again = true;; again = false) {
-      auto found = connect(false).and_then([this](Connection* open) { return open->read(counter()); });
+      const auto open = connect(false);
+      Result<DefaultsContents> found = open ? (*open)->read(m_counter.get()) : passedOn(open.error());
       // Opened as one that nobody changes, it would not show what the owner does later.
-      if (!found || m_connection->isReadOnly()) m_connection.reset();
-      if (found) return found;
-      if (!again || !isDamage(found.error())) return found;
-      auto aside = setAside(found.error());
+      if (!found || (*open)->isReadOnly()) m_connection.reset();
+      if (found || !again || !isDamage(found.error())) return found;
+      const auto aside = setAside(found.error());
       if (!aside) return passedOn(aside.error());
       contents.generation = generation();
       if (*aside) return contents;
@@ -559,16 +561,13 @@ class LinuxDomain : public DefaultsDomain {
   Result<DefaultsWritten> write(const std::vector<DefaultsChange>& changes) override {
     MutexLock lock(storage().mutex);
     for (bool again = true;; again = false) {
-      // The usual case takes one look at the disk.
-      const bool isOpen = m_counter && m_connection && m_connection->isAtItsPath();
-      auto written = (isOpen ? Result<Connection*>(m_connection.get()) : place().and_then([this] {
-                       return connect(true);
-                     })).and_then([&](Connection* open) { return open->write(changes, *m_counter, m_inFlight); });
+      const auto open = reach();
+      Result<DefaultsWritten> written = open ? (*open)->write(changes, *m_counter, m_inFlight) : passedOn(open.error());
       if (written) return written;
       if (m_connection) m_connection->closeQuickly();
       m_connection.reset();
       if (!again || !isDamage(written.error())) return written;
-      if (auto aside = setAside(written.error()); !aside) return passedOn(aside.error());
+      if (const auto aside = setAside(written.error()); !aside) return passedOn(aside.error());
     }
   }
 
@@ -584,7 +583,8 @@ class LinuxDomain : public DefaultsDomain {
 
  private:
   std::string database() const CORVANE_REQUIRES(storage().mutex) { return m_file + std::string(DATABASE); }
-  const Counter* counter() const CORVANE_REQUIRES(storage().mutex) { return m_counter.get(); }
+
+  static bool isClosed(int code) { return code == EACCES || code == EPERM || code == EROFS || code == ENOENT; }
 
   // Finds the files, and the counter that is there now.
   Result<void> place() CORVANE_REQUIRES(storage().mutex) {
@@ -608,6 +608,13 @@ class LinuxDomain : public DefaultsDomain {
     }
     m_counter = std::move(*opened);
     return {};
+  }
+
+  // What is there now, for writing. The usual case takes one look at the disk.
+  Result<Connection*> reach() CORVANE_REQUIRES(storage().mutex) {
+    if (m_counter && m_connection && m_connection->isAtItsPath()) return m_connection.get();
+    if (auto placed = place(); !placed) return passedOn(placed.error());
+    return connect(true);
   }
 
   // The database that is at the path now, opened and found sound.
