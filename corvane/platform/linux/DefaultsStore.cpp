@@ -25,6 +25,7 @@
 #include <system_error>
 #include <thread>
 
+#include "corvane/core/Files.h"
 #include "corvane/core/Mutex.h"
 #include "corvane/platform/Platform.h"
 #include "corvane/platform/linux/GLibSupport.h"
@@ -43,40 +44,9 @@ constexpr std::string_view CHANGES = ".changes";
 constexpr int APPLICATION_ID = 0x43525653;  // "CRVS": tells our databases from others
 constexpr int LAYOUT = 1;                   // the layout of the tables that this code knows
 
-tl::unexpected<Error> systemFailure(const std::string& path, int code) {
-  return failure("posix", code, path + ": " + std::strerror(code));
-}
-
 tl::unexpected<Error> passedOn(const Error& error) {
   return tl::unexpected<Error>(error);
 }
-
-template <class Call>
-auto uninterrupted(Call&& call) {
-  auto result = call();
-  while (result < 0 && errno == EINTR) result = call();
-  return result;
-}
-
-class FileDescriptor {
- public:
-  FileDescriptor() = default;
-  explicit FileDescriptor(int descriptor) : m_descriptor(descriptor) {}
-  FileDescriptor(FileDescriptor&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
-  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
-    std::swap(m_descriptor, other.m_descriptor);
-    return *this;
-  }
-  ~FileDescriptor() {
-    if (m_descriptor >= 0) close(m_descriptor);
-  }
-
-  int get() const { return m_descriptor; }
-  bool isOpen() const { return m_descriptor >= 0; }
-
- private:
-  int m_descriptor = -1;
-};
 
 // Which file stands at a path; none if there is no file.
 struct Identity {
@@ -109,7 +79,7 @@ Result<void> makeFolder(const std::string& path) {
   }
   std::error_code ignored;
   if (code == 0 || fs::is_directory(path, ignored)) return {};
-  return systemFailure(path, code == EEXIST ? ENOTDIR : code);
+  return fileFailure(path, code == EEXIST ? ENOTDIR : code);
 }
 
 // File names
@@ -169,11 +139,11 @@ class Counter {
   static Result<std::unique_ptr<Counter>> open(const std::string& path) {
     FileDescriptor file(
         uninterrupted([&] { return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600); }));
-    const bool writable = file.isOpen();
+    const bool writable = file.get() >= 0;
     if (!writable && (errno == EACCES || errno == EROFS || errno == EPERM))
       file = FileDescriptor(uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
     struct stat status {};
-    if (!file.isOpen() || fstat(file.get(), &status) != 0) return systemFailure(path, errno);
+    if (file.get() < 0 || fstat(file.get(), &status) != 0) return fileFailure(path, errno);
     if (!S_ISREG(status.st_mode)) return failure("defaults", 0, path + ": not a regular file");
 
     auto counter = std::unique_ptr<Counter>(new Counter(path, std::move(file), writable));
@@ -182,7 +152,7 @@ class Counter {
       // A file begins with the time, so that the numbers of a file that was deleted do not come back.
       Lock lock(*counter);
       if (!lock.isHeld()) return failure("defaults", 0, path + ": locked by another process for 5 s");
-      if (fstat(counter->m_file.get(), &status) != 0) return systemFailure(path, errno);
+      if (fstat(counter->m_file.get(), &status) != 0) return fileFailure(path, errno);
       if (status.st_size < off_t{sizeof(std::uint64_t)})
         if (auto begun =
                 counter->set(static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count()));
@@ -192,7 +162,7 @@ class Counter {
       return failure("defaults", 0, path + ": empty");  // mapped, it would stop the process at the first look
     }
     void* mapped = mmap(nullptr, sizeof(std::uint64_t), PROT_READ, MAP_SHARED, counter->m_file.get(), 0);
-    if (mapped == MAP_FAILED) return systemFailure(path, errno);
+    if (mapped == MAP_FAILED) return fileFailure(path, errno);
     counter->m_value = static_cast<const std::uint64_t*>(mapped);
     return counter;
   }
@@ -212,7 +182,7 @@ class Counter {
   Result<void> set(std::uint64_t number) {
     const ssize_t written = uninterrupted([&] { return pwrite(m_file.get(), &number, sizeof number, 0); });
     if (written == ssize_t{sizeof number}) return {};
-    return systemFailure(m_path, written < 0 ? errno : ENOSPC);
+    return fileFailure(m_path, written < 0 ? errno : ENOSPC);
   }
 
   // Keeps other processes that want it waiting.
@@ -255,14 +225,14 @@ class Connection {
   static Result<std::unique_ptr<Connection>> open(const std::string& path, bool create) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
-      if (errno != ENOENT || !create) return systemFailure(path, errno);
+      if (errno != ENOENT || !create) return fileFailure(path, errno);
       if (auto made = make(path); !made || stat(path.c_str(), &status) != 0)
-        return made ? systemFailure(path, errno) : passedOn(made.error());
+        return made ? fileFailure(path, errno) : passedOn(made.error());
     }
     if (!S_ISREG(status.st_mode)) return failure("defaults", 0, path + ": not a regular file");
     if (status.st_size == 0) return failure("sqlite", SQLITE_NOTADB, path + ": empty");  // none is made so
     keepPrivate(path);
-    if (eaccess(path.c_str(), R_OK) != 0) return systemFailure(path, errno);
+    if (eaccess(path.c_str(), R_OK) != 0) return fileFailure(path, errno);
 
     if (eaccess(path.c_str(), W_OK) == 0) {
       auto connection = openAs(path, path, SQLITE_OPEN_READWRITE);
@@ -381,15 +351,15 @@ class Connection {
     const std::string unfinished = path + ".new";
     for (const char* suffix : {"", "-wal", "-shm", "-journal"}) unlink((unfinished + suffix).c_str());
     // Made here, because SQLite would let others read it.
-    if (!FileDescriptor(uninterrupted([&] {
-           return ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-         })).isOpen())
-      return systemFailure(path, errno);
+    if (FileDescriptor(uninterrupted([&] {
+          return ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        })).get() < 0)
+      return fileFailure(path, errno);
     auto made = [&] {
       Connection connection(unfinished);
       return connection.attach(unfinished, SQLITE_OPEN_READWRITE).and_then([&] { return connection.fill(); });
     }();
-    if (made && ::rename(unfinished.c_str(), path.c_str()) != 0) made = systemFailure(path, errno);
+    if (made && ::rename(unfinished.c_str(), path.c_str()) != 0) made = fileFailure(path, errno);
     if (!made) unlink(unfinished.c_str());
     return made;
   }
@@ -541,7 +511,7 @@ class LinuxDomain : public DefaultsDomain {
     contents.generation = generation();  // before the look for the file, which may appear now
     struct stat status {};
     if (lstat(database().c_str(), &status) != 0) {
-      if (errno != ENOENT) return systemFailure(database(), errno);
+      if (errno != ENOENT) return fileFailure(database(), errno);
       m_connection.reset();
       return contents;
     }
@@ -740,7 +710,7 @@ class LinuxDefaultsStore : public DefaultsStore {
       if (auto name = domainOf(std::string_view(file).substr(0, file.size() - DATABASE.size())))
         names.push_back(std::move(*name));
     }
-    if (error && error != std::errc::no_such_file_or_directory) return systemFailure(*folder, error.value());
+    if (error && error != std::errc::no_such_file_or_directory) return fileFailure(*folder, error.value());
     std::ranges::sort(names);
     return names;
   }
@@ -750,8 +720,8 @@ class LinuxDefaultsStore : public DefaultsStore {
     if (!folder) return passedOn(folder.error());
     if (auto made = makeFolder(*folder); !made) return passedOn(made.error());
     FileDescriptor events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    if (!events.isOpen() || inotify_add_watch(events.get(), folder->c_str(), IN_MODIFY | IN_ONLYDIR) < 0)
-      return systemFailure(*folder, errno);
+    if (events.get() < 0 || inotify_add_watch(events.get(), folder->c_str(), IN_MODIFY | IN_ONLYDIR) < 0)
+      return fileFailure(*folder, errno);
     return std::make_shared<Watch>(std::move(events), std::move(changed));
   }
 
