@@ -9,7 +9,7 @@ MAY = {
     "platform": [],  # the interfaces
     "core": ["platform"],
     "infra": ["platform", "core"],
-    "algorithms": ["core"],
+    "algorithms": ["platform", "core"],
     "system": ["platform", "core", "infra"],
     "ui": ["platform", "core", "infra", "system"],
     "platform/linux": ["platform", "core"],  # a backend may use the primitives that it helps to carry
