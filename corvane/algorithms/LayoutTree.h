@@ -189,12 +189,14 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
   /// Gives every visible node its location, with this node as the root, in linear time. The result depends on shape,
   /// order and separations alone, not on earlier layouts. docs/layout.md has the mathematics.
   virtual void calculateNodePositions() {
-    TidyLayout layout;
-    const std::vector<LayoutTree*> nodes = initialiseNodes(layout);
+    const std::vector<Visible> nodes = initialiseNodes();
+    TidyLayout layout(nodes.size());
+    for (const auto& [node, depth] : nodes) layout.add(depth, node->nodeSeparation());
     layout.calculateInitialX();
     layout.checkAllChildrenOnScreen();
     layout.calculateFinalPositions();
-    for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i]->m_locn.x = layout.x(i);
+    for (std::size_t i = 0; i < nodes.size(); ++i)
+      nodes[i].node->m_locn = {layout.x(i), static_cast<double>(nodes[i].depth)};
   }
 
   /// What the locations of this node and the visible nodes below it cover.
@@ -244,17 +246,22 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
         path.pop_back();
         if (path.empty()) return false;
       }
-      node = (*path.back().children)[path.back().next++].get();
+      Level& level = path.back();
+      node = (*level.children)[level.next++].get();
+      if (level.next < level.count) __builtin_prefetch((*level.children)[level.next].get());
     }
   }
 
-  // Gives every visible node its depth and hands them to the layout, in pre-order.
-  std::vector<LayoutTree*> initialiseNodes(TidyLayout& layout) {
-    std::vector<LayoutTree*> nodes;
-    const auto initialise = [&](LayoutTree& node, std::size_t depth) {
-      node.m_locn.y = static_cast<double>(depth);
-      layout.add(depth, node.nodeSeparation());
-      nodes.push_back(&node);
+  struct Visible {
+    LayoutTree* node;
+    std::size_t depth;
+  };
+
+  // The visible nodes, in pre-order.
+  std::vector<Visible> initialiseNodes() {
+    std::vector<Visible> nodes;
+    const auto initialise = [&nodes](LayoutTree& node, std::size_t depth) {
+      nodes.push_back({&node, depth});
       return false;
     };
     walk(*this, visible, initialise, nothing);

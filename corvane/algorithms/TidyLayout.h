@@ -16,6 +16,9 @@ namespace corvane {
 /// cost no more than there are nodes. What moves a whole subtree is noted in one place and added when it is read.
 class TidyLayout {
  public:
+  /// A layout for so many nodes.
+  explicit TidyLayout(std::size_t count) { m_nodes.reserve(count); }
+
   /// Adds the next node in pre-order: the root (depth 0), then every subtree in order.
   void add(std::size_t depth, double separation) {
     close(depth);
