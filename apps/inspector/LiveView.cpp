@@ -99,6 +99,15 @@ std::string hostName() {
 LiveView::LiveView(Monitor& monitor, const Glyphs& glyphs)
     : m_monitor(monitor), m_glyphs(glyphs), m_host(printable(hostName(), glyphs)) {}
 
+ViewSettings LiveView::settings() const {
+  return {m_monitor.tasks().timeConstant(), m_table.column(), m_table.descending()};
+}
+
+void LiveView::apply(const ViewSettings& settings) {
+  m_monitor.tasks().setTimeConstant(settings.average);
+  m_table.sortBy(settings.column, settings.descending);
+}
+
 void LiveView::show(Page page) {
   m_page = page == m_page ? Page::OVERVIEW : page;
   if (m_page == Page::LOG || m_page == Page::BROADCASTER)

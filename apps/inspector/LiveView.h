@@ -7,6 +7,7 @@
 #include "apps/inspector/Glyphs.h"
 #include "apps/inspector/Monitor.h"
 #include "apps/inspector/TaskTable.h"
+#include "apps/inspector/ViewSettings.h"
 
 namespace corvane::inspector {
 
@@ -19,6 +20,10 @@ class LiveView {
   LiveView(Monitor& monitor, const Glyphs& glyphs);
 
   Request press(int pressed);
+
+  /// What is worth remembering of the view, and the view as it was remembered.
+  ViewSettings settings() const;
+  void apply(const ViewSettings& settings);
 
   /// The view as it is now.
   Frame compose(std::size_t rows, std::size_t columns);

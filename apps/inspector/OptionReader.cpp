@@ -9,13 +9,21 @@ bool OptionReader::next() {
   return true;
 }
 
-tl::expected<std::string_view, std::string> OptionReader::value() {
-  std::string_view value;
+std::optional<std::string_view> OptionReader::operand() const {
+  const std::string_view argument = m_arguments[m_next - 1];
+  return argument.starts_with("-") ? std::nullopt : std::optional(argument);
+}
+
+tl::expected<std::string_view, std::string> OptionReader::text() {
   if (const std::string_view argument = m_arguments[m_next - 1]; argument.size() > m_name.size())
-    value = argument.substr(m_name.size() + 1);
-  else if (m_next < m_arguments.size())
-    value = m_arguments[m_next++];
-  if (value.empty()) return failure("the value is missing");
+    return argument.substr(m_name.size() + 1);
+  if (m_next < m_arguments.size()) return m_arguments[m_next++];
+  return failure("the value is missing");
+}
+
+tl::expected<std::string_view, std::string> OptionReader::value() {
+  const auto value = text();
+  if (value && value->empty()) return failure("the value is missing");
   return value;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,12 @@ class OptionReader {
 
   /// Its name, with the dashes.
   std::string_view name() const { return m_name; }
+
+  /// The whole argument if it is no option; none if it is one.
+  std::optional<std::string_view> operand() const;
+
+  /// Its value, which may be empty; an error if that is missing.
+  tl::expected<std::string_view, std::string> text();
 
   /// Its value; an error if that is missing or empty.
   tl::expected<std::string_view, std::string> value();

@@ -35,8 +35,12 @@ void TaskTable::setRows(std::vector<TaskRow> rows) {
 }
 
 void TaskTable::sortBy(Column column) {
-  m_descending = column == m_column ? !m_descending : column != Column::NAME;
+  sortBy(column, column == m_column ? !m_descending : column != Column::NAME);
+}
+
+void TaskTable::sortBy(Column column, bool descending) {
   m_column = column;
+  m_descending = descending;
   sort();
 }
 

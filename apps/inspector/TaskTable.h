@@ -18,6 +18,8 @@ class TaskTable {
   /// Sorts by a column, names up and numbers down; by the current one: the other way round.
   void sortBy(Column column);
 
+  void sortBy(Column column, bool descending);
+
   /// Selects the row so many places below (negative: above), or the last one there is.
   void moveSelection(int places);
 

@@ -4,16 +4,21 @@
 
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <memory>
+#include <utility>
 
 #include "apps/inspector/LiveView.h"
 #include "apps/inspector/MainLoopSource.h"
 #include "apps/inspector/Output.h"
 #include "apps/inspector/Report.h"
 #include "apps/inspector/Screen.h"
+#include "apps/inspector/ViewSettings.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/MasterTimer.h"
+#include "corvane/infra/Broadcaster.h"
 #include "corvane/infra/Logger.h"
+#include "corvane/infra/UserDefaults.h"
 
 namespace corvane::inspector {
 
@@ -37,14 +42,26 @@ class EndSignals {
   MainLoopSource m_terminate = MainLoopSource::signal(SIGTERM, [this] { end(SIGTERM); });
 };
 
+/// Hears of changed settings.
+class Changes : public Listener {
+ public:
+  explicit Changes(std::function<void()> changed) : m_changed(std::move(changed)) {}
+  void onBroadcast(const std::string&, const std::any&) override { m_changed(); }
+
+ private:
+  const std::function<void()> m_changed;
+};
+
 int showLive(Screen& screen, Monitor& monitor, EndSignals& signals, std::optional<unsigned> seconds) {
   LiveView view(monitor, Glyphs::ofLocale());
+  view.apply(ViewSettings::load());
   const auto refresh = [&] {
     screen.show(view.compose(static_cast<std::size_t>(screen.rows()), static_cast<std::size_t>(screen.columns())));
   };
   const auto keys = MainLoopSource::input(
       STDIN_FILENO,
       [&] {
+        const ViewSettings before = view.settings();
         while (const auto pressed = screen.readKey()) {
           switch (view.press(*pressed)) {
             case LiveView::Request::NONE:
@@ -60,6 +77,7 @@ int showLive(Screen& screen, Monitor& monitor, EndSignals& signals, std::optiona
               break;
           }
         }
+        view.settings().save(before);  // a failure goes to the log
         refresh();
       },
       [&signals] { signals.end(SIGHUP); });
@@ -67,9 +85,17 @@ int showLive(Screen& screen, Monitor& monitor, EndSignals& signals, std::optiona
     screen.resize();
     refresh();
   });
+  // Also those of another live view, and of the settings command.
+  const auto changes = std::make_shared<Changes>([&] {
+    view.apply(ViewSettings::load());
+    refresh();
+  });
+  AddListener(std::string(UserDefaults::DID_CHANGE), changes);
+  UserDefaults::shared()->observeChanges();
   const auto end = seconds ? MainLoopSource::after(*seconds, MainLoop::quit) : MainLoopSource();
   monitor.tasks().start("live view", 1, refresh);
   MainLoop::run();
+  RemoveListener(std::string(UserDefaults::DID_CHANGE), changes);
   return 0;
 }
 

@@ -6,9 +6,11 @@
 #include <string>
 
 #include "apps/inspector/Command.h"
+#include "apps/inspector/Get.h"
 #include "apps/inspector/Log.h"
 #include "apps/inspector/Login.h"
 #include "apps/inspector/Output.h"
+#include "apps/inspector/ViewSettings.h"
 #include "apps/inspector/Watch.h"
 #include "corvane/infra/Bundle.h"
 
@@ -21,6 +23,8 @@ constexpr std::array COMMANDS = {
     Command{"watch", "show the machine's load and the program's repeaters", WatchOptions::HELP, watch},
     Command{"log", "show a log", LogOptions::HELP, showLog},
     Command{"login", "start the program when the user logs in", LOGIN_HELP, login},
+    Command{"settings", "show or change what the live view remembers", SETTINGS_HELP, settings},
+    Command{"get", "make an HTTP request", GET_HELP, get},
 };
 
 int help() {

@@ -6,8 +6,11 @@
 #include <mutex>
 
 #include "corvane/platform/Bundles.h"
+#include "corvane/platform/DefaultsStore.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
+#include "corvane/platform/FontBook.h"
+#include "corvane/platform/HttpSession.h"
 #include "corvane/platform/Localization.h"
 #include "corvane/platform/LoginItems.h"
 #include "corvane/platform/MainQueue.h"
@@ -60,7 +63,10 @@ struct Platform {
   ServiceSlot<Bundles> bundles;
   ServiceSlot<Workspace> workspace;
   ServiceSlot<Localization> localization;
+  ServiceSlot<DefaultsStore> defaultsStore;
+  ServiceSlot<FontBook> fontBook;
   ServiceSlot<LoginItems> loginItems;
+  ServiceSlot<HttpSession> httpSession;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

@@ -80,8 +80,8 @@ TEST_F(LaunchAtLoginTest, FailuresAreNoMatterForTheCaller) {
   m_fake->loginItems->items["other"] = {};
   fs::create_directories(m_agent + "/folder in the way");
   m_login.writePlist();
-  m_login.unlinkAgent();
   EXPECT_EQ(m_fake->loginItems->items.size(), 1U) << "no item without an agent";
+  m_login.unlinkAgent();
   EXPECT_EQ(log(), "") << "nobody asks how the agent fared";
 
   fs::remove_all(m_home / "Library/LaunchAgents");

@@ -1,5 +1,6 @@
 """Corvane Inspector as its users meet it. Arguments: the program, then names of test classes."""
 
+import http.server
 import json
 import os
 import re
@@ -9,6 +10,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
 
@@ -384,7 +386,7 @@ class Printing(InHome):
     def test_help_and_version(self):
         status, out, err = self.run_program("--help")
         self.assertEqual((status, err), (0, ""))
-        for option in ["watch", "--for", "--json", "--plain", "--root", "login", "log", "--follow", "--archives",
+        for option in ["watch", "--for", "--json", "--plain", "--root", "login", "log", "get", "--follow", "--archives",
                        "--help", "--version"]:
             self.assertIn(option, out)
         status, out, _ = self.run_program("--version")
@@ -549,6 +551,116 @@ class Login(InHome):
                                 timeout=TIMEOUT, check=False)
         self.assertEqual((result.returncode, result.stderr),
                          (1, "corvane-inspector: login: the program's information dictionary is missing\n"))
+class Settings(InHome):
+    def settings(self, *arguments):
+        status, out, err = self.run_program("settings", *arguments)
+        self.assertEqual((status, err), (0, ""))
+        return out
+
+    def test_remembers_the_view(self):
+        self.assertEqual(self.settings(), "average = 10\nsort = name\n")
+        with live(HOME=self.home) as terminal:
+            terminal.wait_for("averaged over 10 s")
+            terminal.press("+d")
+            terminal.wait_for("averaged over 11 s")
+            terminal.wait_for(lambda: self.settings() == "average = 11\nsort = -duration\n", "the stored settings")
+            self.settings("average", "30")
+            terminal.wait_for("averaged over 30 s")
+            self.settings("sort", "count")
+            terminal.wait_for("▲ Count")
+        self.assertEqual((self.settings("average"), self.settings("sort")), ("30\n", "count\n"))
+        with live(HOME=self.home) as terminal:
+            terminal.wait_for("averaged over 30 s")
+            terminal.wait_for("▲ Count")
+            self.settings("--reset")
+            terminal.wait_for("averaged over 10 s")
+            terminal.wait_for("Name ▲")
+
+    def test_refuses_what_makes_no_sense(self):
+        self.check_refused(*(("settings", *arguments) for arguments in [
+            ("colour",), ("average", "0"), ("average", "61"), ("average", "x"), ("sort", "size"), ("sort", ""),
+            ("average", "1", "2"), ("--nonsense",)]))
+
+    def test_folder_that_may_not_be_made(self):
+        self.write(".config", b"a file")
+        status, out, err = self.run_program("settings", "average", "20")
+        self.assertEqual((status, out), (1, ""))
+        self.assertRegex(err, r"^corvane-inspector: settings: .+\n$")
+
+
+class Requests(InHome):
+    """The get command against a server of the test's own."""
+
+    class Handler(http.server.BaseHTTPRequestHandler):
+        def answer(self, body):
+            self.send_response(int(self.path[1:]) if self.path[1:].isdigit() else 200)
+            self.send_header("X-Kind", "test")
+            self.send_header("Content-Length", str(len(body)))
+            self.end_headers()
+            self.wfile.write(body)
+
+        def do_GET(self):
+            if self.path == "/silent":
+                time.sleep(3)
+                return
+            self.answer(b"body of " + self.path.encode())
+
+        def do_POST(self):
+            body = self.rfile.read(int(self.headers["Content-Length"]))
+            self.answer(b"%s|%s" % (self.headers.get("X-Name", "").encode(), body))
+
+        def log_message(self, *_):
+            pass
+
+    def setUp(self):
+        super().setUp()
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), self.Handler)
+        self.url = "http://127.0.0.1:%d" % self.server.server_port
+        self.serving = threading.Thread(target=self.server.serve_forever, daemon=True)
+        self.serving.start()
+
+    def tearDown(self):
+        self.server.shutdown()
+        self.server.server_close()
+        super().tearDown()
+
+    def check(self, arguments, status, out, err):
+        result = self.run_program("get", *arguments)
+        self.assertEqual(result[:2], (status, out), (arguments, result))
+        self.assertRegex(result[2], err)
+        self.assertEqual(result[2].count("\n"), 1)
+
+    def test_prints_the_body(self):
+        self.check((self.url + "/a",), 0, "body of /a", r"^corvane-inspector: http:.*/a: status 200, \d+\.\d ms, 10 bytes$")
+        self.check((self.url + "/404",), 1, "body of /404", r": status 404, ")
+        out = self.run_program("get", "--head", self.url)[1]
+        self.assertRegex(out, "(?m)^X-Kind: test$")
+
+    def test_posts(self):
+        self.write("data", b"from a file")
+        self.check((self.url, "--post", "a=b", "--header=X-Name: v:w"), 0, "v:w|a=b", r": status 200, ")
+        self.check((self.url, "--post", "@" + os.path.join(self.home, "data")), 0, "|from a file", r": status 200, ")
+        self.check((self.url + "/201", "--post="), 0, "", r": status 201, ")
+        self.check((self.url, "--post", "@/nowhere"), 1, "", r": /nowhere: cannot be read$")
+        self.check((self.url, "--post", "@/"), 1, "", r": /: cannot be read$")
+
+    def test_says_what_went_wrong(self):
+        for arguments, err in [((self.url + "/silent", "--limit", "200"), ": no answer within 200 ms$"),
+                               (("http://127.0.0.1:1/",), "[Cc]onnect"), (("ftp://a/",), ": unsupported URL$"),
+                               (("http://a b/",), ": not a valid URL$"), (("",), ": not a valid URL$")]:
+            self.check(arguments, 1, "", err)
+
+    def test_refuses_arguments_that_make_no_sense(self):
+        for arguments in [(), ("a", "b"), ("a", "--nonsense"), ("a", "--limit"), ("a", "--limit", "0"), ("a", "--limit", "x"),
+                          ("a", "--header", "x:y"), ("a", "--post", "b", "--header", "x"), ("a", "--post", "b", "--head"),
+                          ("a", "--head=b")]:
+            self.check(arguments, 2, "", r"^corvane-inspector: .* \(see --help\)$")
+
+    def test_full_disk_is_an_error(self):
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            status, _, err = self.run_program("get", self.url, stdout=full)
+        self.assertEqual(status, 1)
+        self.assertIn("corvane-inspector: standard output: No space left on device\n", err)
 
 
 if __name__ == "__main__":

@@ -1,5 +1,7 @@
 #include "corvane/platform/fake/FakePlatform.h"
 
+#include <utility>
+
 namespace corvane {
 
 PowerEvents::Token FakePowerEvents::subscribe(Listener listener, std::function<void(const Error&)> unavailable) {
@@ -88,6 +90,81 @@ Result<void> FakeWorkspace::note(std::string call) {
   return {};
 }
 
+class FakeDefaultsStore::Domain : public DefaultsDomain {
+ public:
+  Domain(std::shared_ptr<State> state, std::string name) : m_state(std::move(state)), m_name(std::move(name)) {}
+
+  std::uint64_t generation() const noexcept override { return m_generation.load(std::memory_order_acquire); }
+
+  Result<DefaultsContents> read() override {
+    MutexLock lock(m_state->mutex);
+    if (m_state->error) return tl::unexpected<Error>(*m_state->error);
+    const auto& entries = m_state->entries[m_name];
+    return DefaultsContents{generation(), {entries.begin(), entries.end()}};
+  }
+
+  Result<DefaultsWritten> write(const std::vector<DefaultsChange>& changes) override {
+    MutexLock lock(m_state->mutex);
+    if (m_state->error) return tl::unexpected<Error>(*m_state->error);
+    for (const auto& [key, value] : changes) {
+      if (value)
+        m_state->entries[m_name][key] = *value;
+      else
+        m_state->entries[m_name].erase(key);
+    }
+    const std::uint64_t before = m_generation.fetch_add(1, std::memory_order_acq_rel);
+    return DefaultsWritten{before, before + 1};
+  }
+
+  std::string takeNotice() override { return {}; }
+
+ private:
+  const std::shared_ptr<State> m_state;
+  const std::string m_name;
+  std::atomic<std::uint64_t> m_generation = 1;
+};
+
+std::shared_ptr<DefaultsDomain> FakeDefaultsStore::domain(const std::string& name) {
+  MutexLock lock(m_state->mutex);
+  auto domain = m_state->domains[name].lock();
+  if (!domain) m_state->domains[name] = domain = std::make_shared<Domain>(m_state, name);
+  return domain;
+}
+
+Result<std::vector<std::string>> FakeDefaultsStore::domains() {
+  MutexLock lock(m_state->mutex);
+  std::vector<std::string> names;
+  for (const auto& [name, entries] : m_state->entries)
+    if (!entries.empty()) names.push_back(name);
+  return names;
+}
+
+Result<std::shared_ptr<void>> FakeDefaultsStore::observe(std::function<void()> changed) {
+  auto observer = std::make_shared<std::function<void()>>(std::move(changed));
+  MutexLock lock(m_state->mutex);
+  m_state->observers.push_back(observer);
+  return observer;
+}
+
+void FakeDefaultsStore::fail(std::optional<Error> error) {
+  MutexLock lock(m_state->mutex);
+  m_state->error = std::move(error);
+}
+
+void FakeDefaultsStore::changeFromOutside(const std::string& name, const std::vector<DefaultsChange>& changes) {
+  if (!domain(name)->write(changes)) return;
+  MutexLock lock(m_state->mutex);
+  const auto observers = m_state->observers;
+  lock.unlock();
+  for (const auto& observer : observers)
+    if (const auto held = observer.lock()) (*held)();
+}
+
+Result<std::optional<FontFace>> FakeFontBook::face(const std::string& name) {
+  const auto found = faces.find(name);
+  return found == faces.end() ? std::nullopt : std::optional(found->second);
+}
+
 Result<void> FakeLoginItems::add(const LoginItem& item) {
   if (error) return tl::unexpected<Error>(*error);
   items[item.label] = item;
@@ -100,12 +177,59 @@ Result<void> FakeLoginItems::remove(const std::string& label) {
   return {};
 }
 
+class FakeHttpSession::Task : public HttpTask {
+ public:
+  Task(std::shared_ptr<State> state, std::string url, Completion silent)
+      : m_state(std::move(state)), m_url(std::move(url)), m_silent(std::move(silent)) {}
+
+  void cancel() override {
+    MutexLock lock(m_state->mutex);
+    m_state->cancelled.push_back(m_url);
+    if (!m_silent) return;
+    m_state->queue->async(
+        [completion = std::exchange(m_silent, nullptr)] { completion(failure("fake", 1, "cancelled")); });
+  }
+
+ private:
+  const std::shared_ptr<State> m_state;
+  const std::string m_url;
+  Completion m_silent;  // of a request that has no answer
+};
+
+FakeHttpSession::FakeHttpSession() {
+  m_state->queue = platform().serialQueues().make("fake.http", QoS::DEFAULT);
+}
+
+Result<std::shared_ptr<HttpTask>> FakeHttpSession::start(HttpRequest request, Completion completion) {
+  MutexLock lock(m_state->mutex);
+  m_state->requests.push_back(request);
+  if (silent.contains(request.url)) return std::make_shared<Task>(m_state, request.url, std::move(completion));
+  const auto found = replies.find(request.url);
+  auto reply =
+      found == replies.end() ? failure("fake", 1, "Nothing for " + request.url) : Result<HttpReply>(found->second);
+  m_state->queue->async([completion = std::move(completion), reply = std::move(reply)] { completion(reply); });
+  return std::make_shared<Task>(m_state, request.url, nullptr);
+}
+
+std::vector<HttpRequest> FakeHttpSession::requests() const {
+  MutexLock lock(m_state->mutex);
+  return m_state->requests;
+}
+
+std::vector<std::string> FakeHttpSession::cancelled() const {
+  MutexLock lock(m_state->mutex);
+  return m_state->cancelled;
+}
+
 FakePlatform::FakePlatform(std::string home)
     : power(std::make_shared<FakePowerEvents>()),
       folders(std::make_shared<FakeFolders>(std::move(home))),
       bundles(std::make_shared<FakeBundles>()),
       workspace(std::make_shared<FakeWorkspace>()),
+      defaultsStore(std::make_shared<FakeDefaultsStore>()),
+      fontBook(std::make_shared<FakeFontBook>()),
       loginItems(std::make_shared<FakeLoginItems>()),
+      http(std::make_shared<FakeHttpSession>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -113,7 +237,10 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.folders.set(folders);
   m_platform.bundles.set(bundles);
   m_platform.workspace.set(workspace);
+  m_platform.defaultsStore.set(defaultsStore);
+  m_platform.fontBook.set(fontBook);
   m_platform.loginItems.set(loginItems);
+  m_platform.httpSession.set(http);
 }
 
 }  // namespace corvane

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -83,6 +84,38 @@ class CORVANE_API FakeWorkspace : public Workspace {
   Result<void> note(std::string call);
 };
 
+/// Settings in memory, which start empty.
+class CORVANE_API FakeDefaultsStore : public DefaultsStore {
+ public:
+  std::shared_ptr<DefaultsDomain> domain(const std::string& name) override;
+  Result<std::vector<std::string>> domains() override;
+  Result<std::shared_ptr<void>> observe(std::function<void()> changed) override;
+
+  /// From now on every read and write fails with the error; with none they work again.
+  void fail(std::optional<Error> error);
+  /// Changes a domain as another process would.
+  void changeFromOutside(const std::string& domain, const std::vector<DefaultsChange>& changes);
+
+ private:
+  class Domain;
+  struct State {
+    Mutex mutex;
+    std::map<std::string, std::weak_ptr<Domain>> domains CORVANE_GUARDED_BY(mutex);
+    std::map<std::string, std::map<std::string, std::string>> entries CORVANE_GUARDED_BY(mutex);  // by domain
+    std::optional<Error> error CORVANE_GUARDED_BY(mutex);
+    std::vector<std::weak_ptr<std::function<void()>>> observers CORVANE_GUARDED_BY(mutex);
+  };
+  const std::shared_ptr<State> m_state = std::make_shared<State>();
+};
+
+/// Fonts that a test names.
+class CORVANE_API FakeFontBook : public FontBook {
+ public:
+  std::map<std::string, FontFace> faces;  ///< by the names under which they are found
+
+  Result<std::optional<FontFace>> face(const std::string& name) override;
+};
+
 /// A session that only remembers what it is to start.
 class CORVANE_API FakeLoginItems : public LoginItems {
  public:
@@ -91,6 +124,29 @@ class CORVANE_API FakeLoginItems : public LoginItems {
 
   Result<void> add(const LoginItem& item) override;
   Result<void> remove(const std::string& label) override;
+};
+
+/// A network that a test describes, and that remembers what it was asked. Answers come on a thread of the session.
+class CORVANE_API FakeHttpSession : public HttpSession {
+ public:
+  std::map<std::string, HttpReply> replies;  ///< URL → answer; any other URL fails
+  std::set<std::string> silent;              ///< URLs that get no answer until their request is cancelled
+
+  FakeHttpSession();
+  Result<std::shared_ptr<HttpTask>> start(HttpRequest request, Completion completion) override;
+
+  std::vector<HttpRequest> requests() const;   ///< that were started, in order
+  std::vector<std::string> cancelled() const;  ///< the URLs of those that were cancelled, in order
+
+ private:
+  class Task;
+  struct State {
+    Mutex mutex;
+    std::vector<HttpRequest> requests CORVANE_GUARDED_BY(mutex);
+    std::vector<std::string> cancelled CORVANE_GUARDED_BY(mutex);
+    std::unique_ptr<SerialQueue> queue;
+  };
+  const std::shared_ptr<State> m_state = std::make_shared<State>();
 };
 
 /// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
@@ -107,7 +163,10 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeFolders> folders;
   const std::shared_ptr<FakeBundles> bundles;
   const std::shared_ptr<FakeWorkspace> workspace;
+  const std::shared_ptr<FakeDefaultsStore> defaultsStore;
+  const std::shared_ptr<FakeFontBook> fontBook;
   const std::shared_ptr<FakeLoginItems> loginItems;
+  const std::shared_ptr<FakeHttpSession> http;
 
  private:
   Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "corvane/infra/Value.h"
+
+namespace corvane::defaults {
+
+/// A value for people: a plain value alone, as one line without quotation marks; an array or a dictionary in lines,
+/// with the texts in it quoted. Booleans are "true" and "false", data "<00ff>", dates "2026-03-07T09:05:01Z".
+std::string textOf(const Value& value);
+
+/// "key = value" with the value as it stands within a dictionary.
+std::string entryText(const std::string& key, const Value& value);
+
+/// True if `part` occurs in `text`, whatever the letter case.
+bool contains(std::string_view text, std::string_view part);
+
+}  // namespace corvane::defaults

@@ -1,0 +1,290 @@
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "apps/defaults/ValueArguments.h"
+#include "apps/defaults/ValueText.h"
+#include "corvane/core/Log.h"
+#include "corvane/infra/Bundle.h"
+#include "corvane/infra/PropertyList.h"
+#include "corvane/infra/UserDefaults.h"
+
+namespace corvane::defaults {
+
+namespace {
+
+constexpr char HELP[] =
+    "Usage: corvane-defaults COMMAND [ARGUMENT]...\n"
+    "\n"
+    "Reads and changes the stored settings of programs.\n"
+    "\n"
+    "  read [DOMAIN [KEY]]              show all domains, one, or one value\n"
+    "  write DOMAIN KEY [TYPE] VALUE... store a value; TYPE is -string (the default), -int, -float,\n"
+    "                                   -bool, -data (hexadecimal), -array, -dict or -plist\n"
+    "  delete DOMAIN [KEY]              remove a key, or all keys\n"
+    "  rename DOMAIN OLD NEW            give a key another name\n"
+    "  domains                          list the domains that have settings\n"
+    "  keys DOMAIN                      list the keys of a domain\n"
+    "  find TEXT                        show the settings whose key or value contains a text\n"
+    "  export [--binary] DOMAIN [FILE]  write a domain as a property list (XML)\n"
+    "  import DOMAIN [FILE]             store all keys of a property list; other keys stay\n"
+    "\n"
+    "DOMAIN is a program's identifier; -g stands for the domain that all programs share.\n"
+    "Without FILE, or with -, standard output and input are used.\n"
+    "\n"
+    "  --help         show this help\n"
+    "  --version      show the program's version\n";
+
+// How a command ended: status 2 for a wrong use, 1 for a failure.
+struct Failure {
+  int status;
+  std::string text;
+};
+using Outcome = tl::expected<void, Failure>;
+
+tl::unexpected<Failure> wrongUse(std::string text) {
+  return tl::unexpected(Failure{2, std::move(text) + " (see --help)"});
+}
+tl::unexpected<Failure> failed(std::string text) {
+  return tl::unexpected(Failure{1, std::move(text)});
+}
+
+std::string domainName(std::string_view argument) {
+  return std::string(argument == "-g" || argument == "--global" ? UserDefaults::GLOBAL_DOMAIN : argument);
+}
+
+// What the library would write to a log.
+std::vector<std::string>& notices() {
+  static std::vector<std::string> lines;
+  return lines;
+}
+
+constexpr LogSink SINK = {[](std::string_view line) { notices().emplace_back(line); }, [] { return true; }};
+
+void print(const std::string& text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+// A domain that must be there, and what it holds.
+struct Existing {
+  UserDefaults defaults;
+  Value::Dictionary content;
+
+  explicit Existing(const std::string& name) : defaults(name) {}
+
+  static tl::expected<std::unique_ptr<Existing>, Failure> open(std::string_view argument) {
+    const std::string name = domainName(argument);
+    const auto names = UserDefaults::domains();
+    if (!names) return failed(names.error().description);
+    const auto missing = [&] { return failed("there is no domain " + name); };
+    if (std::find(names->begin(), names->end(), name) == names->end()) return missing();
+    auto domain = std::make_unique<Existing>(name);
+    auto content = domain->defaults.domainDictionary();
+    if (!content) return failed(content.error().description);
+    if (content->empty()) return missing();
+    domain->content = std::move(*content);
+    return domain;
+  }
+
+  tl::expected<const Value*, Failure> at(std::string_view key) const {
+    const auto found = content.find(key);
+    if (found == content.end()) return failed(defaults.domain() + " has no key " + std::string(key));
+    return &found->second;
+  }
+};
+
+Outcome stored(const Result<void>& result) {
+  if (!result) return failed(result.error().description);
+  return {};
+}
+
+// Calls `use` with each domain that has settings. One that cannot be read does not hide the others.
+Outcome forEachDomain(const std::function<void(const std::string&, const Value::Dictionary&)>& use) {
+  const auto names = UserDefaults::domains();
+  if (!names) return failed(names.error().description);
+  Outcome outcome;
+  for (const std::string& name : *names) {
+    const auto content = UserDefaults(name).domainDictionary();
+    if (!content) outcome = failed(content.error().description);
+    if (content && !content->empty()) use(name, *content);
+  }
+  return outcome;
+}
+
+Outcome read(const Arguments& arguments) {
+  if (arguments.empty())
+    return forEachDomain(
+        [](const std::string& name, const Value::Dictionary& content) { print(entryText(name, content) + '\n'); });
+  const auto domain = Existing::open(arguments[0]);
+  if (!domain) return tl::unexpected(domain.error());
+  if (arguments.size() == 1) {
+    for (const auto& [key, value] : (*domain)->content) print(entryText(key, value) + '\n');
+    return {};
+  }
+  return (*domain)->at(arguments[1]).map([](const Value* value) { print(textOf(*value) + '\n'); });
+}
+
+Outcome write(const Arguments& arguments) {
+  auto value = valueOf({arguments.begin() + 2, arguments.end()});
+  if (!value) return wrongUse(value.error());
+  return stored(UserDefaults(domainName(arguments[0])).set(arguments[1], std::move(*value)));
+}
+
+Outcome remove(const Arguments& arguments) {
+  const auto domain = Existing::open(arguments[0]);
+  if (!domain) return tl::unexpected(domain.error());
+  std::vector<UserDefaults::Change> changes;
+  if (arguments.size() > 1) {
+    if (const auto found = (*domain)->at(arguments[1]); !found) return tl::unexpected(found.error());
+    changes.push_back({std::string(arguments[1]), std::nullopt});
+  } else {
+    for (const auto& [key, value] : (*domain)->content) changes.push_back({key, std::nullopt});
+  }
+  return stored((*domain)->defaults.apply(changes));
+}
+
+Outcome rename(const Arguments& arguments) {
+  const auto domain = Existing::open(arguments[0]);
+  if (!domain) return tl::unexpected(domain.error());
+  const auto value = (*domain)->at(arguments[1]);
+  if (!value) return tl::unexpected(value.error());
+  const std::string name(arguments[2]);
+  if ((*domain)->content.contains(name))
+    return failed((*domain)->defaults.domain() + " has a key " + name + " already");
+  return stored((*domain)->defaults.apply({{name, **value}, {std::string(arguments[1]), std::nullopt}}));
+}
+
+Outcome domains(const Arguments&) {
+  return forEachDomain([](const std::string& name, const Value::Dictionary&) { print(name + '\n'); });
+}
+
+Outcome keys(const Arguments& arguments) {
+  const auto domain = Existing::open(arguments[0]);
+  if (!domain) return tl::unexpected(domain.error());
+  for (const auto& [key, value] : (*domain)->content) print(key + '\n');
+  return {};
+}
+
+Outcome find(const Arguments& arguments) {
+  const std::string text(arguments[0]);
+  bool found = false;
+  const auto outcome = forEachDomain([&](const std::string& name, const Value::Dictionary& content) {
+    for (const auto& [key, value] : content) {
+      if (!contains(key, text) && !contains(textOf(value), text)) continue;
+      print(name + ": " + entryText(key, value) + '\n');
+      found = true;
+    }
+  });
+  if (!outcome) return outcome;
+  if (!found) return failed("no setting contains " + text);
+  return {};
+}
+
+Outcome exportDomain(const Arguments& arguments) {
+  Arguments rest = arguments;
+  const auto format = std::erase(rest, "--binary") > 0 ? PropertyListFormat::BINARY : PropertyListFormat::XML;
+  if (rest.empty() || rest.size() > 2) return wrongUse("export: expects a domain and perhaps a file");
+  const auto domain = Existing::open(rest[0]);
+  if (!domain) return tl::unexpected(domain.error());
+  const Value list((*domain)->content);
+  if (rest.size() == 2 && rest[1] != "-") return stored(writePropertyListFile(list, std::string(rest[1]), format));
+  const auto bytes = writePropertyList(list, format);
+  if (!bytes) return failed(bytes.error().description);
+  print(*bytes);
+  return {};
+}
+
+Result<Value> readInput() {
+  const PropertyListLimits limits;
+  std::string bytes;
+  char buffer[65536];
+  while (bytes.size() <= limits.maxBytes) {
+    const std::size_t size = std::fread(buffer, 1, sizeof buffer, stdin);
+    if (size == 0) break;
+    bytes.append(buffer, size);
+  }
+  if (std::ferror(stdin)) return failure("posix", errno, std::string("standard input: ") + std::strerror(errno));
+  return readPropertyList(bytes, limits).map_error([](Error error) {
+    error.description.insert(0, "standard input: ");
+    return error;
+  });
+}
+
+Outcome importDomain(const Arguments& arguments) {
+  const bool fromFile = arguments.size() == 2 && arguments[1] != "-";
+  const auto list = fromFile ? readPropertyListFile(std::string(arguments[1])) : readInput();
+  if (!list) return failed(list.error().description);
+  const auto* dictionary = list->asDictionary();
+  if (!dictionary) return failed(std::string(fromFile ? arguments[1] : "standard input") + ": not a dictionary");
+  std::vector<UserDefaults::Change> changes;
+  for (const auto& [key, value] : *dictionary) changes.push_back({key, value});
+  return stored(UserDefaults(domainName(arguments[0])).apply(changes));
+}
+
+constexpr struct {
+  std::string_view name;
+  std::size_t least;
+  std::size_t most;
+  const char* expects;
+  Outcome (*run)(const Arguments& arguments);
+} COMMANDS[] = {
+    {"read", 0, 2, "at most a domain and a key", read},
+    {"write", 3, SIZE_MAX, "a domain, a key and a value", write},
+    {"delete", 1, 2, "a domain and perhaps a key", remove},
+    {"rename", 3, 3, "a domain and two keys", rename},
+    {"domains", 0, 0, "nothing more", domains},
+    {"keys", 1, 1, "a domain", keys},
+    {"find", 1, 1, "one text", find},
+    {"export", 1, 3, "a domain and perhaps a file", exportDomain},
+    {"import", 1, 2, "a domain and perhaps a file", importDomain},
+};
+
+Outcome run(Arguments arguments) {
+  if (arguments.empty()) return wrongUse("a command is missing");
+  const std::string name(arguments.front());
+  if (name == "--help") return print(HELP), Outcome();
+  if (name == "--version")
+    return print(Bundle::mainBundle()->appVersionName().value_or("corvane-defaults, no bundle") + '\n'), Outcome();
+  arguments.erase(arguments.begin());
+  for (const auto& command : COMMANDS) {
+    if (command.name != name) continue;
+    if (arguments.size() == 1 && arguments[0] == "--help") return print(HELP), Outcome();
+    if (arguments.size() < command.least || arguments.size() > command.most)
+      return wrongUse(name + ": expects " + command.expects);
+    return command.run(arguments);
+  }
+  return wrongUse(name + ": unknown command");
+}
+
+int finish(Outcome outcome) {
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+    outcome = failed(std::string("cannot write the output: ") + std::strerror(errno));
+  for (const std::string& line : notices())
+    if (outcome || line.find(outcome.error().text) == std::string::npos)
+      std::fprintf(stderr, "corvane-defaults: %s\n", line.c_str());
+  if (outcome) return 0;
+  std::fprintf(stderr, "corvane-defaults: %s\n", outcome.error().text.c_str());
+  return outcome.error().status;
+}
+
+}  // namespace
+
+}  // namespace corvane::defaults
+
+int main(int argc, char** argv) {
+  // Only the encoding of text: numbers keep their point.
+  std::setlocale(LC_CTYPE, "");
+  corvane::setLogSink(&corvane::defaults::SINK);
+  try {
+    return corvane::defaults::finish(corvane::defaults::run({argv + 1, argv + argc}));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "corvane-defaults: %s\n", error.what());
+    return 1;
+  }
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "apps/inspector/Command.h"
+#include "apps/inspector/TaskTable.h"
+#include "corvane/infra/UserDefaults.h"
+
+namespace corvane::inspector {
+
+/// What the live view remembers between runs, in the program's settings.
+struct ViewSettings {
+  static constexpr std::string_view AVERAGE = "average";
+  static constexpr std::string_view SORT = "sort";
+
+  int average = 10;  ///< seconds, 1 to 60
+  Column column = Column::NAME;
+  bool descending = false;
+
+  bool operator==(const ViewSettings&) const = default;
+
+  /// The stored ones; those above for what is not stored or makes no sense.
+  static ViewSettings load();
+
+  /// Stores what differs from `before`, together.
+  Result<void> save(const ViewSettings& before) const;
+
+  /// The order as one word: the column's name, with a dash in front if it is descending.
+  std::string sort() const;
+};
+
+inline constexpr std::string_view SETTINGS_HELP =
+    "  [KEY [VALUE]]  show what the live view remembers, or one setting, or change it:\n"
+    "                 average, in seconds from 1 to 60; sort, by name, count, total,\n"
+    "                 interval or duration, with - in front from the largest\n"
+    "  --reset        forget all changes\n";
+
+/// The command that shows and changes the settings, also while a live view runs.
+int settings(const Arguments& arguments);
+
+}  // namespace corvane::inspector

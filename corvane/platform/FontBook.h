@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Result.h"
+#include "corvane/platform/Service.h"
+
+namespace corvane {
+
+/// A face of an installed font.
+struct FontFace {
+  std::string family;  ///< "DejaVu Sans"
+  std::string name;    ///< the face's own name: "DejaVuSans-Bold" (PostScript name), or its full name if it lacks one
+};
+
+/// The fonts that are installed. Any thread.
+class FontBook {
+ public:
+  virtual ~FontBook() = default;
+
+  /// The installed face of a name, which may be, in this order, a PostScript name, the name of a family (its regular
+  /// upright face, or the nearest to it) or a full name ("DejaVu Sans Bold"); letter case does not count. None if
+  /// nothing of the name is installed: nothing is put in its place.
+  virtual Result<std::optional<FontFace>> face(const std::string& name) = 0;
+};
+
+template <>
+CORVANE_API std::shared_ptr<FontBook> makeService<FontBook>();
+
+}  // namespace corvane

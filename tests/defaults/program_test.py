@@ -1,0 +1,167 @@
+"""Runs corvane-defaults, its completion and the examples of the guide. Usage: program_test.py PROGRAM EXAMPLE GROUP"""
+import os
+import pathlib
+import plistlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROGRAM, EXAMPLE = (os.path.abspath(path) for path in sys.argv[1:3])
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+GUIDE = (ROOT / "docs/settings.md").read_text()
+
+
+def block(kind):
+    return re.search(rf"^```{kind}\n(.*?)^```", GUIDE, re.M | re.S).group(1)
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        home = tempfile.TemporaryDirectory()
+        self.addCleanup(home.cleanup)
+        self.home = pathlib.Path(home.name)
+        self.environment = {"HOME": home.name, "PATH": f"{os.path.dirname(PROGRAM)}:{os.environ['PATH']}",
+                            "LC_ALL": "C.UTF-8", "XDG_RUNTIME_DIR": home.name,
+                            **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}}
+
+    def run_program(self, *arguments, input=b"", program=PROGRAM, **options):
+        done = subprocess.run([program, *arguments], input=input, stdout=options.pop("stdout", subprocess.PIPE),
+                              stderr=subprocess.PIPE, env=self.environment, cwd=self.home, timeout=60, **options)
+        return done.returncode, (done.stdout or b"").decode(), done.stderr.decode()
+
+    def expect(self, *arguments, output="", **options):
+        self.assertEqual(self.run_program(*arguments, **options), (0, output, ""), arguments)
+
+    def expect_error(self, status, message, *arguments, **options):
+        code, _, errors = self.run_program(*arguments, **options)
+        self.assertEqual(code, status, arguments)
+        self.assertIn(message, errors)
+        self.assertTrue(errors.startswith("corvane-defaults: ") and errors.count("\n") == 1, errors)
+
+
+class Values(Case):
+    def test_every_type_is_stored_and_shown(self):
+        rows = [
+            (["plain"], "plain", "plain"), ([""], "", ""), (["-5"], "-5", "-5"), (["-string", "-int"], "-int", "-int"),
+            (["-int", "-12"], "-12", -12), (["-int", "9223372036854775807"], "9223372036854775807", 2**63 - 1),
+            (["-float", "2"], "2", 2.0), (["-float", "1e-3"], "0.001", 0.001), (["-bool", "Yes"], "true", True),
+            (["-bool", "0"], "false", False), (["-data", "00fF"], "<00ff>", b"\0\xff"), (["-data", ""], "<>", b""),
+            (["-array"], "()", []), (["-array", "a", "-int", "1"], '(\n    "a"\n    1\n)', ["a", 1]),
+            (["-dict", "a b", "\"q\\\n", "c", "-bool", "no"], '{\n    "a b" = "\\"q\\\\\\n"\n    c = false\n}',
+             {"a b": '"q\\\n', "c": False}),
+            (["-plist", "<plist><array><array/><date>2026-03-07T09:05:01Z</date></array></plist>"],
+             "(\n    ()\n    2026-03-07T09:05:01Z\n)", None),
+        ]
+        for arguments, shown, exported in rows:
+            self.expect("write", "a.b", "k", *arguments)
+            self.expect("read", "a.b", "k", output=shown + "\n")
+            if exported is not None:
+                value = plistlib.loads(self.run_program("export", "a.b")[1].encode())["k"]
+                self.assertEqual((type(value), value), (type(exported), exported))
+
+    def test_wrong_use_stores_nothing_and_ends_with_2(self):
+        for arguments in ([], ["nothing"], ["read", "a", "b", "c"], ["write", "a", "k"], ["rename", "a", "b"], ["find"],
+                          ["domains", "x"], ["export"], ["export", "--binary"], ["delete"], ["import"], ["keys"],
+                          ["write", "a", "k", "-int"], ["write", "a", "k", "-int", "1x"],
+                          ["write", "a", "k", "-int", "9223372036854775808"], ["write", "a", "k", "-float", ""],
+                          ["write", "a", "k", "-bool", "maybe"], ["write", "a", "k", "-data", "0"],
+                          ["write", "a", "k", "-data", "0g"], ["write", "a", "k", "-what", "1"],
+                          ["write", "a", "k", "1", "2"], ["write", "a", "k", "-dict", "x"],
+                          ["write", "a", "k", "-dict", "x", "1", "x", "2"], ["write", "a", "k", "-plist", "<x/>"]):
+            self.expect_error(2, "(see --help)", *arguments)
+        self.expect("domains")
+
+    def test_what_is_not_there_ends_with_1(self):
+        self.expect("write", "a.b", "k", "1")
+        for arguments in (["read", "x"], ["delete", "x"], ["keys", "x"], ["export", "x"], ["rename", "x", "k", "l"]):
+            self.expect_error(1, "there is no domain x", *arguments)
+        for arguments in (["read", "a.b", "x"], ["delete", "a.b", "x"], ["rename", "a.b", "x", "l"]):
+            self.expect_error(1, "a.b has no key x", *arguments)
+        self.expect("write", "a.b", "l", "2")
+        self.expect_error(1, "a.b has a key l already", "rename", "a.b", "k", "l")
+        self.expect("rename", "a.b", "k", "new")
+        self.expect("read", "a.b", output='l = "2"\nnew = "1"\n')
+        self.expect_error(1, "no setting contains zzz", "find", "zzz")
+        self.expect("find", "NEW", output='a.b: new = "1"\n')
+        self.expect("delete", "a.b")
+        self.expect("domains")
+        self.expect("read")
+
+    def test_the_global_domain(self):
+        self.expect("write", "-g", "k", "-int", "1")
+        self.expect("read", "--global", "k", output="1\n")
+        self.expect("domains", output=".global\n")
+        self.expect("read", output=".global = {\n    k = 1\n}\n")
+
+
+class Files(Case):
+    def test_export_and_import(self):
+        values = {"text": "ü\n", "list": [1, {"a": 1.5}], "data": b"\0", "": True}
+        self.expect("write", "a.b", "kept", "x")
+        self.expect("import", "a.b", input=plistlib.dumps(values))
+        for form in ([], ["--binary"]):
+            self.expect("export", *form, "a.b", "out.plist")
+            bytes_written = (self.home / "out.plist").read_bytes()
+            self.assertEqual(bytes_written.startswith(b"bplist"), bool(form))
+            self.assertEqual(plistlib.loads(bytes_written), {**values, "kept": "x"})
+            self.expect("import", "c.d", "out.plist")
+            self.expect("delete", "c.d")
+        self.expect("export", "a.b", "-", output=self.run_program("export", "a.b")[1])
+        for content in (b"", b"garbage", plistlib.dumps([1]), b"<plist><dict><key>k</key><integer>x</integer></dict></plist>"):
+            (self.home / "bad").write_bytes(content)
+            self.expect_error(1, "bad: ", "import", "e.f", "bad")
+            self.expect_error(1, "standard input: ", "import", "e.f", input=content)
+        self.expect_error(1, "missing: ", "import", "e.f", "missing")
+        self.expect_error(1, "no/folder", "export", "a.b", "no/folder")
+        self.expect("domains", output="a.b\n")
+        with open("/dev/full", "wb") as full:
+            self.expect_error(1, "cannot write the output", "export", "a.b", stdout=full)
+
+    def test_damage_is_reported_in_one_line(self):
+        self.expect("write", "a.b", "k", "1")
+        folder = self.home / ".config/corvane"
+        (folder / "a.b.db").write_bytes(b"g" * 5000)
+        code, output, errors = self.run_program("write", "a.b", "new", "2")
+        self.assertEqual((code, output, errors.count("\n")), (0, "", 1))
+        self.assertRegex(errors, r"^corvane-defaults: Settings are damaged: .*a\.b\.db: .* kept as .*\.damaged-")
+        self.expect("read", "a.b", output='new = "2"\n')
+        (self.home / ".config").rename(self.home / "away")
+        (self.home / ".config").write_text("a file")
+        self.expect_error(1, "Not a directory", "write", "a.b", "k", "1")
+
+    def test_completion(self):
+        self.expect("write", "a.b", "one key", "1")
+        self.expect("write", "a.c", "two", "1")
+        script = ROOT / "apps/defaults/corvane-defaults.bash"
+        rows = [(["re"], ["read", "rename"]), (["read", "a."], ["a.b", "a.c"]), (["read", "a.b", ""], ["one\\ key"]),
+                (["write", "a.b", "k", "-d"], ["-data", "-dict"]), (["export", "--"], ["--binary"]),
+                (["find", ""], []), (["keys", "a.b", ""], [])]
+        for words, offered in rows:
+            quoted = " ".join(f"'{word}'" for word in ["corvane-defaults", *words])
+            code = (f". {script}; COMP_WORDS=({quoted}); COMP_CWORD={len(words)}; _corvane_defaults; "
+                    "((${#COMPREPLY[@]})) && printf '%s\\n' \"${COMPREPLY[@]}\" || true")
+            done = self.run_program("-c", code, program="bash")
+            self.assertEqual(done, (0, "".join(line + "\n" for line in offered), ""), words)
+
+
+class Guide(Case):
+    def test_the_program(self):
+        self.expect(program=EXAMPLE, output=block("text"))
+
+    def test_the_command_line(self):
+        for command, expected in re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", block("console"), re.M):
+            done = self.run_program("-c", command, program="sh")
+            self.assertEqual(done[1] + done[2], expected, command)
+
+    def test_help_names_every_command_of_the_manual_page(self):
+        shown = self.run_program("--help")[1]
+        manual = (ROOT / "apps/defaults/corvane-defaults.1").read_text()
+        commands = re.findall(r"^  ([a-z]+) ", shown, re.M)
+        self.assertEqual(len(commands), 9)
+        for command in commands:
+            self.assertRegex(manual, rf"\n\.BR? {command}\b")
+
+
+unittest.main(argv=[sys.argv[0], sys.argv[3]])

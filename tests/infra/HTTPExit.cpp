@@ -1,0 +1,15 @@
+#include <chrono>
+#include <thread>
+
+#include "corvane/infra/HTTP.h"
+
+// Exits while threads make requests to the URLs that are its arguments, each on a new connection.
+int main(int count, char** arguments) {
+  for (int i = 1; i < count; ++i)
+    std::thread([url = std::string(arguments[i])] {
+      std::int64_t status = 0;
+      std::string error;
+      for (;;) corvane::posturl(url, {}, {{"Connection", "close"}}, -1, status, error);
+    }).detach();
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+}
