@@ -1,0 +1,332 @@
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <ranges>
+#include <utility>
+#include <vector>
+
+#include "corvane/algorithms/TidyLayout.h"
+#include "corvane/core/fatal.h"
+
+namespace corvane {
+
+/// A place in the layout: x to the right in the unit of the separations, y down, one unit a level.
+struct LayoutPoint {
+  double x = 0;
+  double y = 0;
+  bool operator==(const LayoutPoint&) const = default;
+};
+
+/// What a laid-out tree covers, from its first to its last node's location in each direction. The nodes' own sizes come
+/// on top.
+struct LayoutBox {
+  double left = 0;
+  double top = 0;
+  double right = 0;
+  double bottom = 0;
+  double width() const { return right - left; }
+  double height() const { return bottom - top; }
+};
+
+/// A tree that can tell where to draw its nodes: parents over their children, siblings and neighbouring subtrees apart,
+/// nothing left of x = 0. Each node carries a value of the application's.
+///
+///     const auto root = std::make_shared<corvane::LayoutTree<std::string>>("root");
+///     for (const char* name : {"left", "middle", "right"})
+///       root->addChildNode(std::make_shared<corvane::LayoutTree<std::string>>(name));
+///     root->calculateNodePositions();
+///     root->traverse([](auto& node) { draw(*node.data(), node.location()); });  // root at (1, 0), left at (0, 1), ...
+///
+/// **Ownership.** Nodes are held by std::shared_ptr. Whoever holds the root holds the tree; a child refers to its
+/// parent weakly, and becomes a root when the parent is destroyed. A node that goes with its tree has lost its children
+/// before its destructor runs.
+///
+/// **Two views of the children.** allChildNodes() are all; children() are the visible ones: none while
+/// childrenHidden(), else all. Navigation, walks, search, layout and the box go by the visible ones; sorting and
+/// autoHideNodes() by all.
+///
+/// **Shape.** addChildNode() checks neither for a node that is added twice nor for one that has a parent already; such
+/// a node is met as often as it is listed, and its siblings are those in the list of its parent(). A node below itself
+/// is fatal for every walk. Any depth will do: nothing recurses.
+///
+/// **Callables** may change nodes, and hide and show children; a walk goes on with the lists that it has begun.
+///
+/// **Fatal**, besides that: the sibling operations (isLeftMost() to leftMostSibling()) on a node whose parent's
+/// children are hidden, and a null child.
+///
+/// No lock: a tree is used from one thread at a time. A class of its own may override every virtual operation.
+template <class T>
+class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
+ public:
+  using Pointer = std::shared_ptr<LayoutTree>;
+  using Nodes = std::vector<Pointer>;
+
+  /// A root without children, at (0, 0).
+  explicit LayoutTree(std::optional<T> data) : m_data(std::move(data)) {}
+  virtual ~LayoutTree() { destroyChildren(); }
+
+  LayoutTree(const LayoutTree&) = delete;
+  LayoutTree& operator=(const LayoutTree&) = delete;
+
+  /// The value given to the constructor.
+  const std::optional<T>& data() const { return m_data; }
+
+  /// Where the last layout put the node; (0, 0) before the first. A node that was hidden then keeps its place.
+  virtual LayoutPoint location() const { return m_locn; }
+
+  /// Whether there are no visible children.
+  virtual bool isLeaf() const { return children().empty(); }
+  /// Whether there is no parent, or none any more.
+  virtual bool isRoot() const { return m_parentnode.expired(); }
+  /// The number of all children.
+  virtual std::int64_t childCount() const { return static_cast<std::int64_t>(m_childnodes.size()); }
+  virtual const Nodes& allChildNodes() const { return m_childnodes; }
+
+  virtual bool childrenHidden() const { return m_hide_children; }
+  virtual void setChildrenHidden(bool hidden) { m_hide_children = hidden; }
+
+  /// How far the node and its subtree stay to the right of the siblings on its left and of their subtrees, on each
+  /// level that both have. 1 at first. A finite number; with a negative one they may overlap.
+  virtual double nodeSeparation() const { return m_nodeSeparation; }
+  virtual void setNodeSeparation(double separation) { m_nodeSeparation = separation; }
+
+  /// Null for a root.
+  virtual Pointer parent() const { return m_parentnode.lock(); }
+  /// Changes what this node takes for its parent, and nobody's children.
+  virtual void setParent(const Pointer& parent) {
+    m_parentnode = parent;
+    if (m_index != NOT_LISTED) m_index = UNKNOWN;
+  }
+
+  /// The visible children.
+  virtual const Nodes& children() const {
+    static const Nodes NO_NODES;
+    return m_hide_children ? NO_NODES : m_childnodes;
+  }
+
+  /// Whether the node is the first of its parent's visible children, or a root.
+  virtual bool isLeftMost() const {
+    const Pointer parent = m_parentnode.lock();
+    return !parent || parent->shownChildren().front().get() == this;
+  }
+  /// Whether it is the last of them, or a root.
+  virtual bool isRightMost() const {
+    const Pointer parent = m_parentnode.lock();
+    return !parent || parent->shownChildren().back().get() == this;
+  }
+
+  // The neighbours among the parent's visible children. Null for a root, and where there is none. Constant time.
+
+  virtual Pointer previousSibling() const {
+    if (isRoot() || isLeftMost()) return nullptr;
+    const Pointer parent = m_parentnode.lock();
+    const auto index = parent->childIndex(*this);
+    return index && *index > 0 ? parent->children()[*index - 1] : nullptr;
+  }
+  virtual Pointer nextSibling() const {
+    if (isRoot() || isRightMost()) return nullptr;
+    const Pointer parent = m_parentnode.lock();
+    const auto index = parent->childIndex(*this);
+    return index && *index + 1 < parent->children().size() ? parent->children()[*index + 1] : nullptr;
+  }
+  /// The first of them, which may be the node itself.
+  virtual Pointer leftMostSibling() const {
+    const Pointer parent = m_parentnode.lock();
+    return parent ? parent->shownChildren().front() : nullptr;
+  }
+
+  /// The first visible child, and the last; null without.
+  virtual Pointer leftMostChild() const { return children().empty() ? nullptr : children().front(); }
+  virtual Pointer rightMostChild() const { return children().empty() ? nullptr : children().back(); }
+
+  /// Adds a child behind the others and becomes its parent. A former parent keeps it in its list.
+  virtual void addChildNode(const Pointer& child) {
+    const std::weak_ptr<LayoutTree> self = this->weak_from_this();
+    if (!child) fatal("LayoutTree::addChildNode: the child is null");
+    if (self.expired()) fatal("LayoutTree::addChildNode: no shared_ptr holds the parent");
+    if (m_childnodes.size() >= UNKNOWN) fatal("LayoutTree::addChildNode: too many children");
+    m_childnodes.push_back(child);
+    if (child->m_index == NOT_LISTED)
+      child->m_index = static_cast<std::uint32_t>(m_childnodes.size() - 1);
+    else if (!child->isChildOf(self))
+      child->m_index = UNKNOWN;  // it may be in this list already
+    child->m_parentnode = self;
+  }
+
+  /// Sorts the children of every node of the tree, hidden ones included, those of the lowest nodes first.
+  /// `isBefore(a, b)` tells whether a goes before b. Equal nodes keep their order. If it throws, the list that it was
+  /// called for stays as it was.
+  virtual void sortChildNodes(const std::function<bool(const LayoutTree& a, const LayoutTree& b)>& isBefore) {
+    walk(*this, all, goOn, [&isBefore](LayoutTree& node) {
+      Nodes sorted = node.m_childnodes;
+      std::stable_sort(sorted.begin(), sorted.end(),
+                       [&isBefore](const Pointer& a, const Pointer& b) { return isBefore(*a, *b); });
+      node.m_childnodes = std::move(sorted);
+      node.recordIndexes();
+    });
+  }
+
+  /// Calls `condition` for every node of the tree, hidden ones included, after the nodes below it. It decides by
+  /// setChildrenHidden().
+  virtual void autoHideNodes(const std::function<void(LayoutTree&)>& condition) { walk(*this, all, goOn, condition); }
+
+  /// Calls `action` for every visible node, after the nodes below it.
+  virtual void traverse(const std::function<void(LayoutTree&)>& action) { walk(*this, visible, goOn, action); }
+
+  /// Asks `until` of the visible nodes, a node before those below it, until it answers true; whether it did.
+  virtual bool search(const std::function<bool(LayoutTree&)>& until) {
+    return walk(
+        *this, visible, [&until](LayoutTree& node, std::size_t) { return until(node); }, nothing);
+  }
+
+  /// Gives every visible node its location, with this node as the root, in linear time. The result depends on shape,
+  /// order and separations alone, not on earlier layouts. docs/layout.md has the mathematics.
+  virtual void calculateNodePositions() {
+    const std::vector<Visible> nodes = initialiseNodes();
+    TidyLayout layout(nodes.size());
+    for (const auto& [node, depth] : nodes) layout.add(depth, node->nodeSeparation());
+    layout.calculateInitialX();
+    layout.checkAllChildrenOnScreen();
+    layout.calculateFinalPositions();
+    for (std::size_t i = 0; i < nodes.size(); ++i)
+      nodes[i].node->m_locn = {layout.x(i), static_cast<double>(nodes[i].depth)};
+  }
+
+  /// What the locations of this node and the visible nodes below it cover.
+  LayoutBox boundingBox() const {
+    LayoutBox box{m_locn.x, m_locn.y, m_locn.x, m_locn.y};
+    const auto include = [&box](const LayoutTree& node) {
+      box.left = std::min(box.left, node.m_locn.x);
+      box.top = std::min(box.top, node.m_locn.y);
+      box.right = std::max(box.right, node.m_locn.x);
+      box.bottom = std::max(box.bottom, node.m_locn.y);
+    };
+    walk(*this, visible, goOn, include);
+    return box;
+  }
+
+ private:
+  // Values of m_index besides the place among the children of m_parentnode.
+  static constexpr std::uint32_t NOT_LISTED = std::numeric_limits<std::uint32_t>::max();  // was never added anywhere
+  static constexpr std::uint32_t UNKNOWN = NOT_LISTED - 1;
+
+  // Arguments for walk().
+  static const Nodes& all(const LayoutTree& node) { return node.m_childnodes; }
+  static const Nodes& visible(const LayoutTree& node) { return node.children(); }
+  static bool goOn(const LayoutTree&, std::size_t) { return false; }
+  static void nothing(const LayoutTree&) {}
+
+  // Goes through the tree from left to right: enter(node, depth) before what is below a node, leave(node) after it.
+  // Ends when an enter() gives true, and tells whether one did.
+  template <class Node, class ChildrenOf, class Enter, class Leave>
+  static bool walk(Node& root, ChildrenOf childrenOf, const Enter& enter, const Leave& leave) {
+    struct Level {
+      Node* node;
+      const Nodes* children;
+      std::size_t count;  // when the walk came to the node
+      std::size_t next;
+    };
+    std::vector<Level> path;
+    for (Node* node = &root;;) {
+      if (enter(*node, path.size())) return true;
+      // A path that goes round meets, before long, the node at the last power of two of its length.
+      if (!path.empty() && path[std::bit_floor(path.size() - 1)].node == node)
+        fatal("LayoutTree: a node is below itself");
+      const Nodes& children = childrenOf(*node);
+      path.push_back({node, &children, children.size(), 0});
+      while (path.back().next == path.back().count) {
+        leave(*path.back().node);
+        path.pop_back();
+        if (path.empty()) return false;
+      }
+      Level& level = path.back();
+      node = (*level.children)[level.next++].get();
+      if (level.next < level.count) __builtin_prefetch((*level.children)[level.next].get());
+    }
+  }
+
+  struct Visible {
+    LayoutTree* node;
+    std::size_t depth;
+  };
+
+  // The visible nodes, in pre-order.
+  std::vector<Visible> initialiseNodes() {
+    std::vector<Visible> nodes;
+    const auto initialise = [&nodes](LayoutTree& node, std::size_t depth) {
+      nodes.push_back({&node, depth});
+      return false;
+    };
+    walk(*this, visible, initialise, nothing);
+    return nodes;
+  }
+
+  const Nodes& shownChildren() const {
+    const Nodes& nodes = children();
+    if (nodes.empty()) fatal("LayoutTree: the siblings of a node whose parent shows no children");
+    return nodes;
+  }
+
+  bool isChildOf(const std::weak_ptr<LayoutTree>& parent) const {
+    return !m_parentnode.owner_before(parent) && !parent.owner_before(m_parentnode);
+  }
+
+  // The first place of a node, whose parent this is, among the visible children.
+  std::optional<std::size_t> childIndex(const LayoutTree& child) const {
+    const Nodes& nodes = children();
+    if (&nodes != &m_childnodes) {  // a derived class has a list of its own
+      const auto found = std::ranges::find(nodes, &child, &Pointer::get);
+      return found == nodes.end() ? std::nullopt : std::optional(static_cast<std::size_t>(found - nodes.begin()));
+    }
+    if (child.m_index >= UNKNOWN) recordIndexes();
+    return child.m_index >= UNKNOWN ? std::nullopt : std::optional<std::size_t>(child.m_index);
+  }
+
+  // A node that is listed twice keeps its first place.
+  void recordIndexes() const {
+    const std::weak_ptr<const LayoutTree> self = this->weak_from_this();
+    for (std::size_t i = m_childnodes.size(); i-- > 0;) {
+      LayoutTree& child = *m_childnodes[i];
+      if (!child.m_parentnode.owner_before(self) && !self.owner_before(child.m_parentnode))
+        child.m_index = static_cast<std::uint32_t>(i);
+    }
+  }
+
+  // Takes the nodes below apart from the lowest up, without recursion or memory: on the way down the last place in each
+  // list of children holds the way back.
+  void destroyChildren() {
+    while (!m_childnodes.empty()) {
+      Pointer node = std::move(m_childnodes.back());
+      m_childnodes.pop_back();
+      Pointer above;
+      while (node) {
+        if (node.use_count() == 1 && !node->m_childnodes.empty()) {
+          Pointer child = std::exchange(node->m_childnodes.back(), std::move(above));
+          above = std::exchange(node, std::move(child));
+          continue;
+        }
+        node = std::move(above);
+        if (!node) break;
+        above = std::move(node->m_childnodes.back());
+        node->m_childnodes.pop_back();
+      }
+    }
+  }
+
+  std::optional<T> m_data;
+  Nodes m_childnodes;
+  std::weak_ptr<LayoutTree> m_parentnode;
+  double m_nodeSeparation = 1;
+  LayoutPoint m_locn;
+  std::uint32_t m_index = NOT_LISTED;
+  bool m_hide_children = false;
+};
+
+}  // namespace corvane
