@@ -1,5 +1,6 @@
 #include "apps/inspector/TextFile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,6 +44,13 @@ std::optional<std::string> readTail(const std::string& path, std::size_t limit) 
   auto text = readFrom(file->get(), limit);
   if (text && start > 0) text->erase(0, text->find('\n') + 1);
   return text;
+}
+
+Result<void> writeText(const std::string& path, std::string_view text) {
+  const FileDescriptor file(
+      uninterrupted([&path] { return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666); }));
+  if (file.get() < 0 || !writeAll(file.get(), text)) return fileFailure(path, errno);
+  return {};
 }
 
 std::vector<std::string_view> linesOf(std::string_view text) {

@@ -10,6 +10,7 @@
 #include "apps/inspector/Log.h"
 #include "apps/inspector/Login.h"
 #include "apps/inspector/Output.h"
+#include "apps/inspector/Pid.h"
 #include "apps/inspector/ViewSettings.h"
 #include "apps/inspector/Watch.h"
 #include "corvane/infra/Bundle.h"
@@ -25,6 +26,7 @@ constexpr std::array COMMANDS = {
     Command{"login", "start the program when the user logs in", LOGIN_HELP, login},
     Command{"settings", "show or change what the live view remembers", SETTINGS_HELP, settings},
     Command{"get", "make an HTTP request", GET_HELP, get},
+    Command{"pid", "plot a heater under three tunings of a PID controller", PID_HELP, pid},
 };
 
 int help() {

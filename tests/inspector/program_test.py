@@ -13,6 +13,7 @@ import tempfile
 import threading
 import time
 import unittest
+from xml.etree import ElementTree
 
 from terminal import TIMEOUT, Terminal, environment
 
@@ -383,11 +384,26 @@ class Printing(InHome):
         self.check_refused(("--nonsense",), ("--for",), ("--for", "x"), ("--for=0",), ("--json", "--plain"), ("-x",),
                            ("dance",), ("watch", "extra"), ("",), ("--json=yes",), ("--for=",))
 
+    def test_plots_the_pid_controller(self):
+        file = os.path.join(self.home, "pid.svg")
+        for arguments in [("--svg", file), ("--svg=" + file,)]:
+            self.assertEqual(self.run_program("pid", *arguments), (0, "", ""))
+            texts = [text.text for text in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}text")]
+            for text in ["Time, s", "Temperature (input), °C", "Power (output), %", "Setpoint", "Proportional", "AMIGO",
+                         "Ziegler–Nichols", "100"]:
+                self.assertEqual(texts.count(text), 1, text)
+            os.remove(file)
+        for path, reason in [(self.home, "Is a directory"), (self.home + "/no/file", "No such file or directory"),
+                             ("/dev/full", "No space left on device")]:
+            self.assertEqual(self.run_program("pid", "--svg", path), (1, "", f"corvane-inspector: {path}: {reason}\n"))
+        self.check_refused(*(("pid", *rest) for rest in
+                             [(), ("--svg",), ("--svg=",), ("--svg", ""), (file,), ("--svg", file, file)]))
+
     def test_help_and_version(self):
         status, out, err = self.run_program("--help")
         self.assertEqual((status, err), (0, ""))
-        for option in ["watch", "--for", "--json", "--plain", "--root", "login", "log", "get", "--follow", "--archives",
-                       "--help", "--version"]:
+        for option in ["watch", "--for", "--json", "--plain", "--root", "login", "log", "get", "pid", "--follow",
+                       "--archives", "--svg", "--help", "--version"]:
             self.assertIn(option, out)
         status, out, _ = self.run_program("--version")
         self.assertEqual(status, 0)
