@@ -1,13 +1,12 @@
 #include "apps/inspector/Pid.h"
 
 #include <array>
-#include <cstring>
-#include <optional>
 #include <string>
 #include <utility>
 
 #include "apps/inspector/Format.h"
 #include "apps/inspector/HeaterTrial.h"
+#include "apps/inspector/OptionReader.h"
 #include "apps/inspector/Output.h"
 #include "apps/inspector/SvgPlot.h"
 #include "apps/inspector/TextFile.h"
@@ -45,22 +44,25 @@ SvgPlot heaterPlot() {
                     {HeaterTrial::ROOM_CHANGE, "room 8 K colder"}}};
 }
 
-// The file that the picture goes to; none if the arguments are not understood.
-std::optional<std::string> fileIn(const Arguments& arguments) {
-  static constexpr std::string_view OPTION = "--svg";
-  if (arguments.size() == 2 && arguments[0] == OPTION && !arguments[1].empty()) return std::string(arguments[1]);
-  if (arguments.size() == 1 && arguments[0].starts_with("--svg=") && arguments[0].size() > OPTION.size() + 1)
-    return std::string(arguments[0].substr(OPTION.size() + 1));
-  return std::nullopt;
+tl::expected<std::string, std::string> fileIn(const Arguments& arguments) {
+  std::string file;
+  for (OptionReader option(arguments); option.next();) {
+    if (option.name() != "--svg") return option.unknown();
+    const auto value = option.value();
+    if (!value) return tl::unexpected(value.error());
+    file = *value;
+  }
+  if (file.empty()) return tl::unexpected(std::string("pid: expects --svg FILE"));
+  return file;
 }
 
 }  // namespace
 
 int pid(const Arguments& arguments) {
   const auto file = fileIn(arguments);
-  if (!file) return failUsage("pid: expects --svg FILE");
-  const int error = writeText(*file, heaterPlot().svg());
-  return error == 0 ? 0 : fail(*file + ": " + std::strerror(error));
+  if (!file) return failUsage(file.error());
+  const auto written = writeText(*file, heaterPlot().svg());
+  return written ? 0 : fail(written.error().description);
 }
 
 }  // namespace corvane::inspector

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "apps/inspector/Format.h"
+#include "apps/inspector/Svg.h"
 
 namespace corvane::inspector {
 
@@ -12,24 +13,6 @@ namespace {
 
 constexpr double WIDTH = 860, LEFT = 70, RIGHT = 220, TOP = 66, PANEL = 210, GAP = 26, BOTTOM = 56;
 constexpr double PLOT_WIDTH = WIDTH - LEFT - RIGHT;
-
-std::string escaped(std::string_view text) {
-  std::string result;
-  for (const char c : text) {
-    if (c == '&')
-      result += "&amp;";
-    else if (c == '<')
-      result += "&lt;";
-    else
-      result += c;
-  }
-  return result;
-}
-
-// A place in the picture, in tenths of a pixel.
-std::string px(double value) {
-  return decimal(value, 1);
-}
 
 class Axis {
  public:
@@ -83,12 +66,12 @@ struct Canvas {
   }
   void text(double x, double y, std::string_view text, std::string_view style) {
     if (text.empty()) return;
-    svg.append("<text x='" + px(x) + "' y='" + px(y) + "' ").append(style).append(">" + escaped(text) + "</text>\n");
+    svg.append("<text x='" + px(x) + "' y='" + px(y) + "' ").append(style).append(">" + svgText(text) + "</text>\n");
   }
 };
 
 std::string strokeOf(const SvgPlot::Line& line) {
-  return "fill='none' stroke='" + escaped(line.colour) + "' stroke-width='1.8' stroke-linejoin='round'" +
+  return "fill='none' stroke='" + svgText(line.colour) + "' stroke-width='1.8' stroke-linejoin='round'" +
          (line.dashed ? " stroke-dasharray='6 4'" : "");
 }
 
@@ -131,7 +114,7 @@ std::string SvgPlot::svg() const {
   const std::string size = "width='" + decimal(WIDTH, 0) + "' height='" + decimal(height, 0) + "'";
   Canvas canvas;
   canvas.svg = "<svg xmlns='http://www.w3.org/2000/svg' " + size + " viewBox='0 0 " + decimal(WIDTH, 0) + " " +
-               decimal(height, 0) + "' font-family='sans-serif' font-size='13' fill='#222'>\n<title>" + escaped(title) +
+               decimal(height, 0) + "' font-family='sans-serif' font-size='13' fill='#222'>\n<title>" + svgText(title) +
                "</title>\n<rect " + size + " fill='white'/>\n";
   canvas.text(LEFT, 26, title, "font-size='16' font-weight='bold'");
 

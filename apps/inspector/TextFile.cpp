@@ -46,10 +46,11 @@ std::optional<std::string> readTail(const std::string& path, std::size_t limit) 
   return text;
 }
 
-int writeText(const std::string& path, std::string_view text) {
+Result<void> writeText(const std::string& path, std::string_view text) {
   const FileDescriptor file(
       uninterrupted([&path] { return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666); }));
-  return file.get() >= 0 && writeAll(file.get(), text) ? 0 : errno;
+  if (file.get() < 0 || !writeAll(file.get(), text)) return fileFailure(path, errno);
+  return {};
 }
 
 std::vector<std::string_view> linesOf(std::string_view text) {

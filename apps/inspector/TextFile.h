@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "corvane/platform/Result.h"
+
 namespace corvane::inspector {
 
 /// Contents of a file, up to `limit` bytes of it; none if it cannot be read. Never waits for a writer.
@@ -15,8 +17,8 @@ std::optional<std::string> readText(const std::string& path, std::size_t limit =
 /// The last `limit` bytes of a file, from the first line that is whole; none if it cannot be read.
 std::optional<std::string> readTail(const std::string& path, std::size_t limit);
 
-/// Writes a file, or what else stands at the path; the code of the system call that failed, 0 on success.
-int writeText(const std::string& path, std::string_view text);
+/// Writes a file, or what else stands at the path.
+Result<void> writeText(const std::string& path, std::string_view text);
 
 /// The lines of a text.
 std::vector<std::string_view> linesOf(std::string_view text);

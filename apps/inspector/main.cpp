@@ -11,6 +11,7 @@
 #include "apps/inspector/Login.h"
 #include "apps/inspector/Output.h"
 #include "apps/inspector/Pid.h"
+#include "apps/inspector/Tree.h"
 #include "apps/inspector/ViewSettings.h"
 #include "apps/inspector/Watch.h"
 #include "corvane/infra/Bundle.h"
@@ -27,6 +28,7 @@ constexpr std::array COMMANDS = {
     Command{"settings", "show or change what the live view remembers", SETTINGS_HELP, settings},
     Command{"get", "make an HTTP request", GET_HELP, get},
     Command{"pid", "plot a heater under three tunings of a PID controller", PID_HELP, pid},
+    Command{"tree", "draw a folder as a tree", TREE_HELP, tree},
 };
 
 int help() {

@@ -396,15 +396,65 @@ class Printing(InHome):
         for path, reason in [(self.home, "Is a directory"), (self.home + "/no/file", "No such file or directory"),
                              ("/dev/full", "No space left on device")]:
             self.assertEqual(self.run_program("pid", "--svg", path), (1, "", f"corvane-inspector: {path}: {reason}\n"))
-        for arguments in [(), ("--svg",), ("--svg=",), ("--svg", ""), (file,), ("--svg", file, file)]:
-            self.assertEqual(self.run_program("pid", *arguments),
-                             (2, "", "corvane-inspector: pid: expects --svg FILE (see --help)\n"))
+        self.check_refused(*(("pid", *rest) for rest in
+                             [(), ("--svg",), ("--svg=",), ("--svg", ""), (file,), ("--svg", file, file)]))
+
+    def test_draws_a_folder_as_a_tree(self):
+        for path in ["tree/src/deep/er/most.txt", "tree/src/a & <b>.txt", "tree/src/\u540d\u524d.txt", "tree/many/1",
+                     "tree/many/2", "tree/many/more/3", "tree/many/more/4", "tree/" + "long" * 20,
+                     "tree/bad\n\x01\udcff.txt"]:
+            self.write(path, b"")
+        os.symlink("..", self.home + "/tree/loop")
+        folder, file = self.home + "/tree", self.home + "/tree.svg"
+
+        def drawn(*options):
+            self.assertEqual(self.run_program("tree", folder, "--svg", file, *options), (0, "", ""))
+            groups = [group for group in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}g") if group.get("class")]
+            boxes, names = [], {}
+            for group in groups:
+                rect = {key: float(group.find("{*}rect").get(key)) for key in ["x", "y", "width", "height"]}
+                boxes.append(rect)
+                names["".join(group.find("{*}text").itertext())] = rect
+                # Letters of 12 pixels that are 0.602 as wide, those of East Asia twice.
+                text = "".join(group.find("{*}text").itertext())
+                columns = sum(2 if ord(c) > 0x2e80 and ord(c) != 0xfffd else 1 for c in text)
+                self.assertLess(columns * 12 * 0.603, rect["width"])
+            for i, one in enumerate(boxes):
+                for other in boxes[:i]:
+                    apart = (one["x"] + one["width"] < other["x"] or other["x"] + other["width"] < one["x"] or
+                             one["y"] + one["height"] < other["y"] or other["y"] + other["height"] < one["y"])
+                    self.assertTrue(apart, (one, other))
+            return names
+
+        names = drawn("--depth", "9")
+        self.assertEqual(list(names), ["tree", "many", "more", "3", "4", "1", "2", "src", "deep", "er", "most.txt",
+                                       "a & <b>.txt", "\u540d\u524d.txt", "bad\ufffd\ufffd\ufffd.txt", "longlonglonglonglonglonglon\u2026",
+                                       "loop"])
+        middle = lambda name: names[name]["y"] + names[name]["height"] / 2
+        self.assertAlmostEqual(middle("tree"), (middle("many") + middle("loop")) / 2, delta=0.11)
+        self.assertAlmostEqual(middle("src"), (middle("deep") + middle("\u540d\u524d.txt")) / 2, delta=0.11)
+
+        self.assertIn("er \u2026", drawn())
+        names = drawn("--hide", "3", "--depth=9")
+        self.assertEqual(list(names)[:3] + list(names)[-1:], ["tree", "many +5", "src +5", "loop"])
+        self.assertIn("deep", drawn("--hide=5"))
+        self.assertEqual(list(drawn("--depth", "1"))[:3], ["tree", "many \u2026", "src \u2026"])
+        self.assertEqual(list(drawn("--depth", "0")), ["tree \u2026"])
+
+        for arguments, reason in [((folder + "/none", "--svg", file), folder + "/none: No such file or directory"),
+                                  ((file, "--svg", file), file + ": Not a directory"),
+                                  ((folder, "--svg", "/dev/full"), "/dev/full: No space left on device")]:
+            self.assertEqual(self.run_program("tree", *arguments), (1, "", f"corvane-inspector: {reason}\n"))
+        self.check_refused(*(("tree", *rest) for rest in
+                             [(), (folder,), ("--svg", file), (folder, folder, "--svg", file), (folder, "--svg"),
+                              (folder, "--svg", file, "--depth", "-1"), (folder, "--svg", file, "--hide", "x"),
+                              (folder, "--svg", file, "--depth"), (folder, "--svg", file, "--wide")]))
 
     def test_help_and_version(self):
         status, out, err = self.run_program("--help")
         self.assertEqual((status, err), (0, ""))
-        for option in ["watch", "--for", "--json", "--plain", "--root", "login", "log",
-                       "get", "settings", "pid", "--svg", "--follow", "--archives", "--help", "--version"]:
+        for option in ["watch", "--for", "--json", "--plain", "--root", "login", "log", "get", "settings", "pid", "tree",
+                       "--follow", "--archives", "--svg", "--depth", "--hide", "--help", "--version"]:
             self.assertIn(option, out)
         status, out, _ = self.run_program("--version")
         self.assertEqual(status, 0)
