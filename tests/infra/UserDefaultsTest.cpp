@@ -283,6 +283,9 @@ TEST_F(UserDefaultsTest, EightThreadsInEachOfFourProcessesLoseNothing) {
 }
 
 TEST_F(UserDefaultsTest, SavesGoOnInAProcessThatForksWhileItsThreadsSave) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitizer's own allocator may be locked in the child of a process with threads";
+#endif
   std::atomic<bool> stop = false;
   std::vector<std::thread> threads;
   for (int id = 0; id < 3; ++id)

@@ -185,6 +185,13 @@ class Counter {
     return fileFailure(m_path, written < 0 ? errno : ENOSPC);
   }
 
+  // Tells whoever still looks at the file that it is out of date, and closes it. The number stays where it is.
+  void retire() {
+    if (m_writable) [[maybe_unused]]
+      const auto ignored = set(next());
+    m_file = FileDescriptor();
+  }
+
   // Keeps other processes that want it waiting.
   class Lock {
    public:
@@ -212,7 +219,7 @@ class Counter {
       : m_path(std::move(path)), m_file(std::move(file)), m_identity(Identity::at(m_path)), m_writable(writable) {}
 
   const std::string m_path;
-  const FileDescriptor m_file;
+  FileDescriptor m_file;
   const std::optional<Identity> m_identity;
   const bool m_writable;
   const std::uint64_t* m_value = nullptr;
@@ -571,10 +578,9 @@ class LinuxDomain : public DefaultsDomain {
     if (!opened) return passedOn(opened.error());
     m_generation.store((*opened)->value(), std::memory_order_release);
     if (m_counter) {
-      // Others may still look at the file that is gone; and so may a thread of ours, now, so it stays mapped.
-      if (m_counter->isWritable()) [[maybe_unused]]
-        const auto ignored = m_counter->set(m_counter->next());
-      [[maybe_unused]] const Counter* kept = m_counter.release();
+      // Others may still look at the file that is gone, and so may a thread of ours, now.
+      m_counter->retire();
+      m_retired.push_back(std::move(m_counter));
     }
     m_counter = std::move(*opened);
     return {};
@@ -628,10 +634,11 @@ class LinuxDomain : public DefaultsDomain {
   }
 
   const std::string m_name;
-  std::atomic<const std::uint64_t*> m_generation = nullptr;  // in the counter, or in one that was left mapped
+  std::atomic<const std::uint64_t*> m_generation = nullptr;  // in the counter
   std::atomic<std::uint64_t> m_inFlight = 0;                 // the number that a write of ours has announced
   std::string m_file CORVANE_GUARDED_BY(storage().mutex);    // the files' path without what tells them apart
   std::unique_ptr<Counter> m_counter CORVANE_GUARDED_BY(storage().mutex);
+  std::vector<std::unique_ptr<Counter>> m_retired CORVANE_GUARDED_BY(storage().mutex);  // of files that are gone
   std::unique_ptr<Connection> m_connection CORVANE_GUARDED_BY(storage().mutex);
   std::string m_notice CORVANE_GUARDED_BY(storage().mutex);
 };
