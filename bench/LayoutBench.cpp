@@ -23,7 +23,7 @@ using corvane::testing::TreeShape;
 
 constexpr std::size_t SIZES[] = {1'000, 10'000, 100'000, 1'000'000};
 
-// One for each size that the candidate can lay out; an error if there is none.
+// One for each size, up to the first that the candidate cannot lay out; an error if it can none.
 template <class MillisecondsOf>
 void forSizes(benchmark::State& state, const std::string& shape, MillisecondsOf millisecondsOf) {
   for (auto _ : state) {
@@ -32,10 +32,11 @@ void forSizes(benchmark::State& state, const std::string& shape, MillisecondsOf 
       const std::string text = millisecondsOf(treeShape(shape, size));
       char* end = nullptr;
       const double value = std::strtod(text.c_str(), &end);
-      if (end != text.c_str())
-        state.counters["nodes" + std::to_string(size)] = value;
-      else
+      if (end == text.c_str()) {
         failure = text;
+        break;
+      }
+      state.counters["nodes" + std::to_string(size)] = value;
     }
     if (state.counters.empty()) state.SkipWithError(failure.c_str());
     state.SetIterationTime(1);
@@ -63,14 +64,15 @@ std::string peerMilliseconds(const std::string& library, const TreeShape& shape)
   std::ofstream(file, std::ios::binary)
       .write(reinterpret_cast<const char*>(parents.data()), static_cast<std::streamsize>(parents.size() * 4));
   std::string answer;
-  const std::string command = "node '" + (folder / "layout.js").string() + "' " + library + " '" + file.string() + "'";
+  const std::string command =
+      "timeout 20 node '" + (folder / "layout.js").string() + "' " + library + " '" + file.string() + "'";
   if (FILE* output = popen(command.c_str(), "r")) {
     char text[256];
     while (std::fgets(text, sizeof text, output)) answer += text;
     pclose(output);
   }
   std::filesystem::remove(file);
-  return answer.empty() ? "no result" : answer;
+  return answer.empty() ? "no result in 20 s" : answer;
 }
 
 void bytesOfANode(benchmark::State& state, const std::string& shape) {

@@ -72,6 +72,9 @@ BARS = [
     Bar("plist.xml", "property list of 10 MB, XML", "bytes_per_second", "MB/s", 1.0, "libplist", more=True),
     Bar("plist.binary", "property list of 10 MB, binary", "bytes_per_second", "MB/s", 1.0, "libplist", more=True),
     Bar("pid", "one step of a PID controller", "time", "ns", 1.0, "two clock readings", plus=20),
+    *[Bar(f"layout.{shape}", f"tidy layout of 100,000 nodes, {shape}", "nodes100000", "ms", 15, "figure")
+      for shape in ["wide", "deep", "comb", "random", "uneven"]],
+    Bar("layout.node", "a node of a layout tree, deep", "bytes", "bytes", 160, "figure", corvane="deep"),
     Bar("memory.idle", "idle with the master timer, resident above an empty program", "rss", "KiB", 8192,
         "above empty program"),
     Bar("memory.repeater", "a stopped repeater", "bytes", "bytes", 400, "figure", corvane="stopped"),
@@ -137,7 +140,7 @@ def judge(bar, candidates):
         return None
     others = {name: m[bar.metric] for name, m in candidates.items()
               if bar.metric in m and not name.startswith(("Corvane", bar.corvane))}
-    if bar.path.startswith(("scaling", "memory.repeater")):
+    if bar.path.startswith(("scaling", "memory.repeater", "layout.node")):
         others = {name: value for name, value in others.items() if name == bar.against}
     peers = {name: value for name, value in others.items() if name not in LIMITS} or others
     best = (max if bar.more else min)(peers, key=peers.get, default=None)
@@ -172,7 +175,8 @@ def row(bar, own, peer, peers, limit, met):
 
 def details(results):
     units = {"time": "ns", "p50_us": "us", "p99_us": "us", "cpu_ms": "ms", "items": "M/s", "bytes_per_second": "MB/s", "rss": "KiB", "pss": "KiB",
-             "private": "KiB", "bytes": "bytes"}
+             "private": "KiB", "bytes": "bytes", "nodes1000": "ms", "nodes10000": "ms", "nodes100000": "ms",
+             "nodes1000000": "ms"}
     lines = ["| path | candidate | figures |", "|---|---|---|"]
     for path, candidates in results.items():
         for candidate, metrics in candidates.items():

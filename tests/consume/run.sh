@@ -71,19 +71,21 @@ CPP
 "$compiler" -std=c++20 "$work/kind.cpp" -o "$work/kind" $(pkg-config --cflags --libs corvane)
 LD_LIBRARY_PATH=$prefix/$libdir LC_ALL=C.UTF-8 LANGUAGE=de "$work/kind" | grep -qx Verzeichnis
 
-echo "-- the examples of the PID controller's guide"
-# block LANGUAGE NUMBER: one of the guide's blocks of code.
-block() { awk -v fence="^\`\`\`$1" -v wanted="$2" '/^```/ {if (on) exit; if ($0 ~ fence) on = ++n == wanted; next} on' "$source/docs/pid.md"; }
-block cpp 1 >"$work/loop.cpp"
-block cpp 2 >"$work/simulation.cpp"
-for program in loop simulation; do
+echo "-- the examples of the guides to the algorithms"
+# block GUIDE LANGUAGE NUMBER: one of the guide's blocks of code.
+block() { awk -v fence="^\`\`\`$2" -v wanted="$3" '/^```/ {if (on) exit; if ($0 ~ fence) on = ++n == wanted; next} on' "$source/docs/$1.md"; }
+block pid cpp 1 >"$work/loop.cpp"
+block pid cpp 2 >"$work/simulation.cpp"
+block layout cpp 1 >"$work/layout.cpp"
+for program in loop simulation layout; do
   # shellcheck disable=SC2046
   "$compiler" -std=c++20 -Wall -Wextra -Werror "$work/$program.cpp" -o "$work/$program" \
     $(pkg-config --cflags --libs corvane) -lcorvane-testing
 done
 cp -r "$work/ticker.resources" "$work/loop.resources"
 LD_LIBRARY_PATH=$prefix/$libdir "$work/loop" | grep -qx '60 °C at [78][0-9] %'
-LD_LIBRARY_PATH=$prefix/$libdir "$work/simulation" | diff <(block text 1) -
+LD_LIBRARY_PATH=$prefix/$libdir "$work/simulation" | diff <(block pid text 1) -
+LD_LIBRARY_PATH=$prefix/$libdir "$work/layout" | diff <(block layout text 1) -
 
 echo "-- the C headers, as C11"
 for header in "$prefix"/include/corvane/*/*_c.h; do
