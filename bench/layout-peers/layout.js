@@ -26,6 +26,7 @@ async function prepare() {
     const root = layout.hierarchy(makeTree(() => ({})));
     return () => layout(root);
   }
+  globalThis.window = globalThis; // it is built for browsers
   const {BoundingBox, Layout} = (await import('non-layered-tidy-tree-layout')).default;
   const layout = new Layout(new BoundingBox(0, 0));
   const root = makeTree(id => ({id, width: 1, height: 1}));

@@ -388,39 +388,41 @@ TEST(TidyLayout, FractionsTooFineForANumberAreRounded) {
 }
 
 // What recurses in the depth ends with the stack; what is quadratic meets the time limit of the test.
-TEST(LayoutTree, AMillionNodesInAnyShape) {
-  for (const std::string& kind : TREE_SHAPES) {
-    SCOPED_TRACE(kind);
-    const std::size_t count = 1'000'000;
-    auto root = makeTree(treeShape(kind, count));
-    root->calculateNodePositions();
-    EXPECT_GE(root->boundingBox().width(), 0);
-    std::size_t met = 0;
-    root->traverse([&met](Numbers&) { ++met; });
-    EXPECT_EQ(met, count);
-    root->autoHideNodes([&met](Numbers&) { --met; });
-    EXPECT_EQ(met, 0U);
-    EXPECT_TRUE(root->search([&](Numbers& node) { return node.data() == static_cast<int>(count) - 1; }));
-    EXPECT_FALSE(root->search([](Numbers&) { return false; }));
-    root->sortChildNodes([](const Numbers& a, const Numbers& b) { return *a.data() > *b.data(); });
+class LayoutTreeShapes : public ::testing::TestWithParam<std::string> {};
 
-    // Along the longest list of siblings.
-    std::shared_ptr<Numbers> node = root->leftMostChild();
-    for (met = 0; node; ++met) {
-      const auto next = node->nextSibling();
-      ASSERT_TRUE(!next || next->previousSibling() == node);
-      node = next;
-    }
-    EXPECT_EQ(met, static_cast<std::size_t>(root->childCount()));
+TEST_P(LayoutTreeShapes, AMillionNodes) {
+  const std::size_t count = 1'000'000;
+  auto root = makeTree(treeShape(GetParam(), count));
+  root->calculateNodePositions();
+  EXPECT_GE(root->boundingBox().width(), 0);
+  std::size_t met = 0;
+  root->traverse([&met](Numbers&) { ++met; });
+  EXPECT_EQ(met, count);
+  root->autoHideNodes([&met](Numbers&) { --met; });
+  EXPECT_EQ(met, 0U);
+  EXPECT_TRUE(root->search([&](Numbers& node) { return node.data() == static_cast<int>(count) - 1; }));
+  EXPECT_FALSE(root->search([](Numbers&) { return false; }));
+  root->sortChildNodes([](const Numbers& a, const Numbers& b) { return *a.data() > *b.data(); });
 
-    // Parts that others hold outlive the rest.
-    std::weak_ptr<Numbers> gone = root->leftMostChild();
-    const std::shared_ptr<Numbers> kept = root->rightMostChild();
-    root.reset();
-    EXPECT_EQ(gone.expired(), gone.lock() != kept);
-    EXPECT_TRUE(kept->isRoot());
+  // Along the longest list of siblings.
+  std::shared_ptr<Numbers> node = root->leftMostChild();
+  for (met = 0; node; ++met) {
+    const auto next = node->nextSibling();
+    ASSERT_TRUE(!next || next->previousSibling() == node);
+    node = next;
   }
+  EXPECT_EQ(met, static_cast<std::size_t>(root->childCount()));
+
+  // Parts that others hold outlive the rest.
+  std::weak_ptr<Numbers> gone = root->leftMostChild();
+  const std::shared_ptr<Numbers> kept = root->rightMostChild();
+  root.reset();
+  EXPECT_EQ(gone.expired(), gone.lock() != kept);
+  EXPECT_TRUE(kept->isRoot());
 }
+
+INSTANTIATE_TEST_SUITE_P(Shapes, LayoutTreeShapes, ::testing::ValuesIn(TREE_SHAPES),
+                         [](const auto& shape) { return shape.param; });
 
 }  // namespace
 }  // namespace corvane
