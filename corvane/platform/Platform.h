@@ -13,6 +13,7 @@
 #include "corvane/platform/LoginItems.h"
 #include "corvane/platform/MainQueue.h"
 #include "corvane/platform/PowerEvents.h"
+#include "corvane/platform/ProcessTable.h"
 #include "corvane/platform/SerialQueues.h"
 #include "corvane/platform/Workspace.h"
 
@@ -63,6 +64,7 @@ struct Platform {
   ServiceSlot<Localization> localization;
   ServiceSlot<LoginItems> loginItems;
   ServiceSlot<HttpSession> httpSession;
+  ServiceSlot<ProcessTable> processTable;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

@@ -72,7 +72,7 @@ CPP
 LD_LIBRARY_PATH=$prefix/$libdir LC_ALL=C.UTF-8 LANGUAGE=de "$work/kind" | grep -qx Verzeichnis
 
 echo "-- the C headers, as C11"
-for header in "$prefix"/include/corvane/*/*_c.h; do
+for header in "$prefix"/include/corvane/*/*_c.h "$prefix"/include/corvane/system/procinfo/*.h; do
   echo "#include \"${header#"$prefix"/include/}\"" | cc -std=c11 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -xc -fsyntax-only -
 done
 echo "-- every C++ header on its own"
