@@ -31,7 +31,8 @@ class Bar:
 
 # Not peers: what the operating system itself needs.
 LIMITS = {"one exchange", "futex", "swap-batched deque", "futex ping-pong", "pipe ping-pong", "timerfd", "write(2)",
-          "localtime_r alone", "empty program", "fgets", "vector of functions", "two hand-overs"}
+          "localtime_r alone", "empty program", "fgets", "vector of functions", "two hand-overs",
+          "openat + read of each stat", "std::binary_search"}
 
 BARS = [
     Bar("lock.alone", "lock + unlock", "time", "ns", 1.05, "pthread_mutex"),
@@ -58,6 +59,10 @@ BARS = [
     Bar("lines", "lines of a file of 1 GiB, for each MiB", "time", "ns", 2.0, "fgets"),
     Bar("http.get", "GET on loopback, 1 KiB", "time", "ns", 1.3, "libcurl easy handle kept open",
         plus="two hand-overs"),
+    Bar("processes", "snapshot of 2,000 processes", "time", "ns", 0.65, "libproc2"),
+    Bar("processes", "snapshot of 2,000 processes, beside the bare reads", "time", "ns", 1.2, "openat + read of each stat"),
+    Bar("processes.name", "process by name, of 2,000", "time", "ns", 1.2, "openat + read of each stat"),
+    Bar("processes.translated", "translated or not, in a snapshot of 2,000", "time", "ns", 1000, "figure"),
     Bar("timestamp", "text of a time stamp", "time", "ns", 1.0),
     Bar("broadcast.1", "broadcast to 1 listener, timed", "time", "ns", 1.0, "boost::signals2, timed",
         corvane="Corvane Broadcast"),
