@@ -15,6 +15,7 @@
 #include "corvane/platform/LoginItems.h"
 #include "corvane/platform/MainQueue.h"
 #include "corvane/platform/PowerEvents.h"
+#include "corvane/platform/ProcessTable.h"
 #include "corvane/platform/SerialQueues.h"
 #include "corvane/platform/Workspace.h"
 
@@ -67,6 +68,7 @@ struct Platform {
   ServiceSlot<FontBook> fontBook;
   ServiceSlot<LoginItems> loginItems;
   ServiceSlot<HttpSession> httpSession;
+  ServiceSlot<ProcessTable> processTable;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

@@ -1,5 +1,7 @@
 #include "corvane/platform/fake/FakePlatform.h"
 
+#include <errno.h>
+
 #include <utility>
 
 namespace corvane {
@@ -221,6 +223,81 @@ std::vector<std::string> FakeHttpSession::cancelled() const {
   return m_state->cancelled;
 }
 
+Result<const FakeProcessTable::Process*> FakeProcessTable::find(pid_t pid) const {
+  if (error) return tl::unexpected<Error>(*error);
+  const auto found = processes.find(pid);
+  if (found == processes.end()) return failure("posix", ESRCH, "No process " + std::to_string(pid));
+  return &found->second;
+}
+
+namespace {
+
+template <class T>
+Result<T> known(const std::optional<T>& value) {
+  if (!value) return failure("posix", EACCES, "Not told");
+  return *value;
+}
+
+}  // namespace
+
+Result<std::size_t> FakeProcessTable::pids(std::span<pid_t> into) {
+  if (error) return tl::unexpected<Error>(*error);
+  std::size_t count = 0;
+  for (const auto& [pid, process] : processes) {
+    if (count < into.size()) into[count] = pid;
+    ++count;
+  }
+  return count;
+}
+
+Result<void> FakeProcessTable::each(const std::function<void(const ProcessInfo&)>& visit) {
+  if (error) return tl::unexpected<Error>(*error);
+  for (auto [pid, process] : processes) {
+    process.info.pid = pid;
+    visit(process.info);
+  }
+  return {};
+}
+
+Result<ProcessInfo> FakeProcessTable::process(pid_t pid) {
+  return find(pid).map([pid](const Process* process) {
+    ProcessInfo info = process->info;
+    info.pid = pid;
+    return info;
+  });
+}
+
+Result<ProcessDetails> FakeProcessTable::details(pid_t pid) {
+  return find(pid).and_then([](const Process* process) { return known(process->details); });
+}
+
+Result<DiskBytes> FakeProcessTable::diskBytes(pid_t pid) {
+  return find(pid).and_then([](const Process* process) { return known(process->diskBytes); });
+}
+
+Result<std::string> FakeProcessTable::path(pid_t pid) {
+  return find(pid).and_then([](const Process* process) { return known(process->path); });
+}
+
+Result<MemoryRegion> FakeProcessTable::region(pid_t pid, std::uint64_t address) {
+  return find(pid).and_then([address](const Process* process) -> Result<MemoryRegion> {
+    for (const MemoryRegion& region : process->regions)
+      if (region.address + region.size > address) return region;
+    return failure("posix", ESRCH, "No region");
+  });
+}
+
+Result<std::size_t> FakeProcessTable::descriptors(pid_t pid) {
+  return find(pid).map([](const Process* process) { return process->files.size(); });
+}
+
+Result<void> FakeProcessTable::openFiles(pid_t pid, const std::function<void(int, const std::string&)>& visit) {
+  const auto process = find(pid);
+  if (!process) return tl::unexpected(process.error());
+  for (const auto& [descriptor, path] : (*process)->files) visit(descriptor, path);
+  return {};
+}
+
 FakePlatform::FakePlatform(std::string home)
     : power(std::make_shared<FakePowerEvents>()),
       folders(std::make_shared<FakeFolders>(std::move(home))),
@@ -230,6 +307,7 @@ FakePlatform::FakePlatform(std::string home)
       fontBook(std::make_shared<FakeFontBook>()),
       loginItems(std::make_shared<FakeLoginItems>()),
       http(std::make_shared<FakeHttpSession>()),
+      processTable(std::make_shared<FakeProcessTable>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -241,6 +319,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.fontBook.set(fontBook);
   m_platform.loginItems.set(loginItems);
   m_platform.httpSession.set(http);
+  m_platform.processTable.set(processTable);
 }
 
 }  // namespace corvane

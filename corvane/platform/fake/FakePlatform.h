@@ -149,6 +149,40 @@ class CORVANE_API FakeHttpSession : public HttpSession {
   const std::shared_ptr<State> m_state = std::make_shared<State>();
 };
 
+/// Processes that a test describes.
+class CORVANE_API FakeProcessTable : public ProcessTable {
+ public:
+  struct Process {
+    ProcessInfo info;  ///< its pid is the one that it is stored under
+    std::optional<ProcessDetails> details;
+    std::optional<DiskBytes> diskBytes;
+    std::optional<std::string> path;
+    std::vector<MemoryRegion> regions;  ///< ascending
+    std::map<int, std::string> files;   ///< by descriptor
+  };
+  std::map<pid_t, Process> processes;  ///< by id; what one of them lacks fails with EACCES
+  std::optional<Error> error;          ///< if set, every call fails with it
+  Result<bool> translating = false;    ///< what translates() answers
+  std::size_t estimated = 0;           ///< what estimate() answers
+  std::int64_t boot = 0;               ///< what bootTime() answers
+
+  std::size_t estimate() override { return estimated; }
+  Result<std::size_t> pids(std::span<pid_t> into) override;
+  Result<void> each(const std::function<void(const ProcessInfo&)>& visit) override;
+  Result<ProcessInfo> process(pid_t pid) override;
+  Result<ProcessDetails> details(pid_t pid) override;
+  Result<DiskBytes> diskBytes(pid_t pid) override;
+  Result<std::string> path(pid_t pid) override;
+  Result<MemoryRegion> region(pid_t pid, std::uint64_t address) override;
+  Result<std::size_t> descriptors(pid_t pid) override;
+  Result<void> openFiles(pid_t pid, const std::function<void(int, const std::string&)>& visit) override;
+  Result<bool> translates() override { return translating; }
+  std::int64_t bootTime() override { return boot; }
+
+ private:
+  Result<const Process*> find(pid_t pid) const;
+};
+
 /// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
 /// the library's threads use them. Change the fakes before the code under test uses them.
 ///
@@ -167,6 +201,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeFontBook> fontBook;
   const std::shared_ptr<FakeLoginItems> loginItems;
   const std::shared_ptr<FakeHttpSession> http;
+  const std::shared_ptr<FakeProcessTable> processTable;
 
  private:
   Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards

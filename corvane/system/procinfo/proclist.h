@@ -1,0 +1,49 @@
+#pragma once
+
+/** A snapshot of the process table, for C and C++.
+ *
+ *      proclist_t list;
+ *      if (proclist_create(&list) == 0)
+ *        for (int32_t i = 0; i < list.count; ++i) printf("%d %s\n", proclist_pid(&list, i),
+ * list.procs[i].kp_proc.p_comm); proclist_dispose(&list);
+ *
+ *  Lists share nothing; one list must not be used by one thread while another creates or disposes it. */
+
+#include <stdint.h>
+
+#include "corvane/platform/Export.h"
+#include "corvane/system/procinfo/records.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct proclist_t {
+  int32_t count;            /**< number of records */
+  struct kinfo_proc* procs; /**< ascending by kp_proc.p_pid; null in an empty or disposed list */
+} proclist_t;
+
+/** Takes a snapshot. Whatever the list held is forgotten, not freed: dispose it first. 0, or -1 if the list is null,
+ *  memory runs out or the system refuses; the list is then empty. Processes that end meanwhile are left out.
+ *
+ *  On Linux a process is marked P_TRANSLATED if its executable is a user-mode emulator (those of QEMU, box64 and box86,
+ *  FEX, Rosetta) of another machine than the kernel's, and this user may look at it. Those that the kernel starts for
+ *  their guests are found where binfmt_misc is mounted; in a container without it only those that were started by name.
+ */
+CORVANE_API int32_t proclist_create(proclist_t* list);
+
+/** Frees the snapshot and leaves the list empty. A null or an empty list is ignored. */
+CORVANE_API void proclist_dispose(proclist_t* list);
+
+/** The process id at an index; -1 if there is none. */
+CORVANE_API int32_t proclist_pid(const proclist_t* list, int32_t index);
+
+/** Non-zero (P_TRANSLATED) if the process runs translated; 0 if not, also if the list has no such process. */
+CORVANE_API int32_t proclist_pid_istranslated(const proclist_t* list, int32_t pid);
+
+/** The order of two kinfo_proc records by process id: negative, 0 or positive. For qsort and bsearch. */
+CORVANE_API int32_t compare_pid(const void* a, const void* b);
+
+#ifdef __cplusplus
+}
+#endif

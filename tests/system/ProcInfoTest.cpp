@@ -1,0 +1,445 @@
+#include "corvane/system/procinfo/procinfo.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "corvane/core/Files.h"
+#include "corvane/system/procinfo/proclist.h"
+#include "tests/support/TempHome.h"
+#include "tests/system/ProcInfoApi.h"
+
+namespace {
+
+using namespace corvane;
+
+// Waits for what another process is about to do.
+bool eventually(const std::function<bool()>& holds) {
+  for (int i = 0; i < 2000; ++i) {
+    if (holds()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return false;
+}
+
+// A process that lives until the end of the scope.
+class Child {
+ public:
+  // A copy of this process that calls `prepare`, tells that it has, and sleeps.
+  explicit Child(const std::function<void()>& prepare) {
+    std::array<int, 2> ready{};
+    if (pipe(ready.data()) != 0) return;
+    m_pid = fork();
+    if (m_pid == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      prepare();
+      if (write(ready[1], "", 1) == 1)
+        for (;;) pause();
+      _exit(1);
+    }
+    close(ready[1]);
+    char byte = 0;
+    EXPECT_EQ(read(ready[0], &byte, 1), 1);
+    close(ready[0]);
+  }
+
+  explicit Child(std::vector<std::string> arguments) {
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments) pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    EXPECT_EQ(posix_spawnp(&m_pid, pointers[0], nullptr, nullptr, pointers.data(), environ), 0) << arguments[0];
+  }
+
+  ~Child() {
+    if (m_pid <= 0) return;
+    kill(m_pid, SIGKILL);
+    waitpid(m_pid, nullptr, 0);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  pid_t pid() const { return m_pid; }
+
+ private:
+  pid_t m_pid = -1;
+};
+
+std::string nameOf(pid_t pid) {
+  std::array<char, 1024> name{};
+  const int32_t length = procinfo_pidname(pid, name.data(), name.size());
+  EXPECT_EQ(static_cast<std::size_t>(length), std::strlen(name.data()));
+  return name.data();
+}
+
+std::string pathOf(pid_t pid) {
+  std::array<char, 4096> path{};
+  procinfo_pidpath(pid, path.data(), path.size());
+  return path.data();
+}
+
+std::vector<int32_t> pidsFor(const std::string& name) {
+  std::vector<int32_t> pids(8192);
+  pids.resize(static_cast<std::size_t>(procinfo_pidsforname(name.c_str(), pids.data(), 1)));
+  return pids;
+}
+
+proc_bsdinfo infoOf(pid_t pid) {
+  proc_bsdinfo info{};
+  EXPECT_EQ(procinfo_pidinfo(pid, &info), 0) << pid;
+  return info;
+}
+
+// The process's record in a new snapshot.
+kinfo_proc listed(pid_t pid) {
+  proclist_t list;
+  EXPECT_EQ(proclist_create(&list), 0);
+  kinfo_proc record{};
+  for (int32_t i = 0; i < list.count; ++i)
+    if (proclist_pid(&list, i) == pid) record = list.procs[i];
+  proclist_dispose(&list);
+  return record;
+}
+
+TEST(ProcInfo, ACProgramCallsEveryFunction) {
+  EXPECT_EQ(checkProcInfoApi(), 0) << "is the line of tests/system/ProcInfoApi.c that failed";
+}
+
+TEST(ProcInfo, NamesMayHoldAnything) {
+  for (const std::string name :
+       {"two words", "(x) R 1 1", ") Z 0 0 0", "((", "a\nUid:\t7 7", "\xFF\xFE\xC3", "fifteen bytes!!"}) {
+    const Child child([&name] { prctl(PR_SET_NAME, name.c_str()); });
+    EXPECT_EQ(nameOf(child.pid()), name);
+    EXPECT_THAT(pidsFor(name), testing::ElementsAre(child.pid()));
+    EXPECT_EQ(procinfo_pidforname(name.c_str()), child.pid());
+    const proc_bsdinfo info = infoOf(child.pid());
+    EXPECT_EQ(info.pbi_name, name);
+    EXPECT_EQ(info.pbi_comm, name);
+    EXPECT_EQ(info.pbi_ppid, static_cast<uint32_t>(getpid()));
+    EXPECT_EQ(info.pbi_ruid, getuid());
+    EXPECT_EQ(info.pbi_flags & PROC_FLAG_EXEC, 0U);
+    const kinfo_proc record = listed(child.pid());
+    EXPECT_EQ(record.kp_proc.p_comm, name);
+    EXPECT_EQ(record.kp_eproc.e_ppid, getpid());
+  }
+}
+
+TEST(ProcInfo, TheExecutableCompletesALongName) {
+  const TempHome home;
+  for (const std::size_t length : {15, 16, 20, 31, 60}) {
+    const std::string name = std::string("process-of-long-name-").substr(0, 14) + std::string(length - 14, 'z');
+    std::filesystem::copy_file("/bin/sleep", home / name);
+    const Child child({home / name, "600"});
+    ASSERT_TRUE(eventually([&] { return nameOf(child.pid()) == name.substr(0, 31); })) << nameOf(child.pid());
+    EXPECT_EQ(infoOf(child.pid()).pbi_comm, name.substr(0, 15));
+    EXPECT_EQ(listed(child.pid()).kp_proc.p_comm, name.substr(0, 16));
+    EXPECT_THAT(pidsFor(name.substr(0, 31)), testing::ElementsAre(child.pid()));
+    EXPECT_EQ(procinfo_pidforname((name.substr(0, 16) + (length < 16 ? "" : "another end")).c_str()), child.pid());
+    EXPECT_EQ(procinfo_pidforname(name.substr(0, 14).c_str()), -1);
+  }
+}
+
+TEST(ProcInfo, StatesHaveTheirNumbers) {
+  const Child child([] {});
+  EXPECT_TRUE(eventually([&] { return infoOf(child.pid()).pbi_status == SSLEEP; }));
+  kill(child.pid(), SIGSTOP);
+  EXPECT_TRUE(eventually([&] { return listed(child.pid()).kp_proc.p_stat == SSTOP; }));
+  EXPECT_EQ(procinfo_isrunning(child.pid()), 0);
+  EXPECT_EQ(listed(getpid()).kp_proc.p_stat, SRUN);
+
+  kill(child.pid(), SIGKILL);
+  EXPECT_TRUE(eventually([&] { return procinfo_isrunning(child.pid()) == -1; }));
+  EXPECT_EQ(infoOf(child.pid()).pbi_status, 5U) << "a zombie";
+  EXPECT_EQ(infoOf(child.pid()).pbi_xstatus, static_cast<uint32_t>(SIGKILL));
+  EXPECT_EQ(listed(child.pid()).kp_proc.p_stat, 5);
+  EXPECT_EQ(pathOf(child.pid()), "");
+  proc_regioninfo region{};
+  EXPECT_EQ(procinfo_regioninfo(child.pid(), &region), -1);
+  EXPECT_EQ(procinfo_private(child.pid()), 0);
+
+  testing::internal::CaptureStderr();
+  const pid_t gone = fork();
+  if (gone == 0) _exit(0);
+  waitpid(gone, nullptr, 0);
+  EXPECT_EQ(procinfo_isrunning(gone), -1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(procinfo_private(gone), 1);
+}
+
+TEST(ProcInfo, TimesAndStartAgreeWithTheSystem) {
+  const auto begin = std::chrono::steady_clock::now();
+  while (std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(300)) getppid();
+  timespec used{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  proc_taskinfo task{};
+  rusage_info_v3 usage{};
+  ASSERT_EQ(procinfo_taskinfo(getpid(), &task), 0);
+  ASSERT_EQ(procinfo_rusage(getpid(), &usage), 0);
+  const double seconds = static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9;
+  EXPECT_NEAR(static_cast<double>(task.pti_total_user + task.pti_total_system) * 1e-9, seconds, 0.15);
+  EXPECT_NEAR(static_cast<double>(usage.ri_user_time + usage.ri_system_time) * 1e-9, seconds, 0.15);
+
+  const Child child([] {});
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const proc_bsdinfo info = infoOf(child.pid());
+  const double start = static_cast<double>(info.pbi_start_tvsec) + static_cast<double>(info.pbi_start_tvusec) * 1e-6;
+  EXPECT_NEAR(start, static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9, 2);
+  const timeval again = listed(child.pid()).kp_proc.p_un.p_starttime;
+  EXPECT_EQ(static_cast<uint64_t>(again.tv_sec), info.pbi_start_tvsec);
+  EXPECT_EQ(static_cast<uint64_t>(again.tv_usec), info.pbi_start_tvusec);
+}
+
+TEST(ProcInfo, ADeletedExecutableKeepsItsPath) {
+  const TempHome home;
+  for (const char* name : {"napper", "napper (deleted)"}) {
+    const std::string path = home / name;
+    std::filesystem::copy_file("/bin/sleep", path);
+    const Child child({path, "600"});
+    ASSERT_TRUE(eventually([&] { return pathOf(child.pid()) == path; })) << pathOf(child.pid());
+    std::filesystem::remove(path);
+    EXPECT_EQ(pathOf(child.pid()), path);
+  }
+}
+
+TEST(ProcInfo, AThreadIsNoProcess) {
+  std::atomic<pid_t> id = 0;
+  std::atomic<bool> done = false;
+  std::thread thread([&] {
+    id = gettid();
+    while (!done) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  });
+  while (id == 0) std::this_thread::yield();
+  EXPECT_EQ(procinfo_isrunning(id), -1);
+  EXPECT_EQ(nameOf(id), "");
+  EXPECT_EQ(procinfo_private(id), 1);
+  done = true;
+  thread.join();
+}
+
+TEST(ProcInfo, OpenFilesAreThoseWithAPath) {
+  const TempHome home;
+  const FileDescriptor file(open(home.write("a file", "").c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor deleted(open(home.write("deleted", "").c_str(), O_RDONLY | O_CLOEXEC));
+  std::filesystem::remove(home / "deleted");
+  const FileDescriptor folder(open(home.path().c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor device(open("/dev/zero", O_RDONLY | O_CLOEXEC));
+  const FileDescriptor memory(memfd_create("x", MFD_CLOEXEC));
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+  const FileDescriptor reader(ends[0]), writer(ends[1]);
+
+  std::map<int, std::string> seen;
+  procinfo_files context{&seen, nullptr, [](procinfo_files* self, int32_t fd, const char* path) -> int32_t {
+                           close(open("/", O_RDONLY | O_CLOEXEC));  // what the caller does does not matter
+                           return static_cast<std::map<int, std::string>*>(self->first)->emplace(fd, path).second ? 1
+                                                                                                                  : 0;
+                         }};
+  EXPECT_EQ(procinfo_pidfiles(getpid(), &context), -1);
+  for (const int inherited : {0, 1, 2}) seen.erase(inherited);
+  const std::map<int, std::string> expected = {{file.get(), home / "a file"},
+                                               {deleted.get(), home / "deleted"},
+                                               {folder.get(), home.path()},
+                                               {device.get(), "/dev/zero"}};
+  for (const auto& [descriptor, path] : expected) EXPECT_EQ(seen[descriptor], path);
+  EXPECT_FALSE(seen.contains(memory.get()) || seen.contains(reader.get()));
+}
+
+TEST(ProcInfo, KernelThreadsHaveNoProgram) {
+  const kinfo_proc record = listed(2);
+  if ((record.kp_proc.p_flag & P_SYSTEM) == 0) GTEST_SKIP() << "no kernel threads to be seen here";
+  EXPECT_STREQ(record.kp_proc.p_comm, "kthreadd");
+  EXPECT_EQ(record.kp_proc.p_flag & P_EXEC, 0);
+  EXPECT_EQ(pathOf(2), "");
+  EXPECT_TRUE((infoOf(2).pbi_flags & PROC_FLAG_SYSTEM) != 0);
+  proc_regioninfo region{};
+  proc_taskinfo task{};
+  EXPECT_EQ(procinfo_regioninfo(2, &region), -1);
+  EXPECT_EQ(procinfo_taskinfo(2, &task), 0);
+  EXPECT_EQ(task.pti_virtual_size, 0U);
+  EXPECT_EQ(procinfo_pidfiles(2, nullptr), -1);
+}
+
+constexpr uid_t NOBODY = 65534;
+
+TEST(ProcInfo, AnOrdinaryUserSeesWhatEverybodyMay) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs two users";
+  const pid_t root = getpid();
+  const pid_t child = fork();
+  if (child == 0) {
+    if (setgid(NOBODY) != 0 || setuid(NOBODY) != 0) _exit(99);
+    proc_bsdinfo info{};
+    proc_taskinfo task{};
+    rusage_info_v3 usage{};
+    proc_regioninfo region{};
+    std::array<char, 64> buffer{};
+    int step = 1;
+    for (const bool holds :
+         {procinfo_pidinfo(root, &info) == 0 && info.pbi_uid == 0 && info.pbi_nfiles == 0 && info.pbi_name[0] != '\0',
+          procinfo_taskinfo(root, &task) == 0 && task.pti_resident_size > 0,
+          procinfo_rusage(root, &usage) == 0 && usage.ri_diskio_bytesread == 0 && usage.ri_resident_size > 0,
+          procinfo_pidname(root, buffer.data(), buffer.size()) > 0, procinfo_private(root) == 0,
+          procinfo_isrunning(root) == 0, procinfo_pidpath(root, buffer.data(), buffer.size()) == 0 && errno == EACCES,
+          procinfo_regioninfo(root, &region) == -1, procinfo_pidfiles(root, nullptr) == -1 && errno == EACCES}) {
+      if (!holds) _exit(step);
+      ++step;
+    }
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0) << "exit status " << WEXITSTATUS(status) << " is the number of the check";
+}
+
+TEST(ProcInfo, AProcessThatHidesItselfHasItsUserAllTheSame) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs two users";
+  const Child child([] {
+    if (setresgid(NOBODY, NOBODY, NOBODY) != 0 || setresuid(1, NOBODY, 2) != 0) _exit(1);
+    prctl(PR_SET_DUMPABLE, 0);
+  });
+  EXPECT_EQ(listed(child.pid()).kp_eproc.e_ucred.cr_uid, NOBODY);
+  EXPECT_EQ(listed(child.pid()).kp_eproc.e_ucred.cr_groups[0], NOBODY);
+  const proc_bsdinfo info = infoOf(child.pid());
+  EXPECT_EQ(info.pbi_uid, NOBODY);
+  EXPECT_EQ(info.pbi_ruid, 1U);
+  EXPECT_EQ(info.pbi_svuid, 2U);
+}
+
+TEST(ProcInfo, ProcessesInOtherPlaces) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root";
+  const TempHome home;
+  const std::string self = pathOf(getpid());
+  const Child jailed([&home] {
+    if (chroot(home.path().c_str()) != 0) _exit(1);
+  });
+  EXPECT_EQ(pathOf(jailed.pid()), self);
+
+  // The only process of a pid namespace has the number 1 there and another one here.
+  const Child outer({"unshare", "--pid", "--fork", "--kill-child", "sleep", "600"});
+  int32_t inner = -1;
+  if (!eventually([&] {
+        for (const int32_t pid : pidsFor("sleep"))
+          if (infoOf(pid).pbi_ppid == static_cast<uint32_t>(outer.pid())) inner = pid;
+        return inner > 0 || infoOf(outer.pid()).pbi_status == SZOMB;
+      }))
+    FAIL() << "no process in the namespace";
+  if (inner < 0) GTEST_SKIP() << "no pid namespaces here";
+  EXPECT_GT(inner, 1);
+  EXPECT_EQ(procinfo_isrunning(inner), 0);
+}
+
+// A program for 64-bit ARM that sleeps for ever.
+std::string foreignProgram() {
+  const std::vector<std::uint32_t> code = {0xD2800000, 0xD2800001, 0xD2800002, 0xD2800003,
+                                           0xD2800004, 0xD2800928, 0xD4000001, 0x14000000};
+  std::string bytes(
+      "\x7f"
+      "ELF\2\1\1",
+      7);
+  const auto add = [&bytes](std::uint64_t value, std::size_t size) {
+    bytes.append(reinterpret_cast<const char*>(&value), size);
+  };
+  bytes.resize(16, '\0');
+  for (const auto& [value, size] :
+       std::initializer_list<std::pair<std::uint64_t, std::size_t>>{{2, 2},
+                                                                    {183, 2},
+                                                                    {1, 4},
+                                                                    {0x400078, 8},
+                                                                    {64, 8},
+                                                                    {0, 8},
+                                                                    {0, 4},
+                                                                    {64, 2},
+                                                                    {56, 2},
+                                                                    {1, 2},
+                                                                    {64, 2},
+                                                                    {0, 2},
+                                                                    {0, 2},
+                                                                    {1, 4},
+                                                                    {5, 4},
+                                                                    {0, 8},
+                                                                    {0x400000, 8},
+                                                                    {0x400000, 8},
+                                                                    {120 + code.size() * 4, 8},
+                                                                    {120 + code.size() * 4, 8},
+                                                                    {4096, 8}})
+    add(value, size);
+  for (const std::uint32_t instruction : code) add(instruction, 4);
+  return bytes;
+}
+
+TEST(ProcInfo, AProgramOfAnotherMachineIsMarked) {
+  const std::string emulator = "/usr/bin/qemu-aarch64";
+  if (access(emulator.c_str(), X_OK) != 0) GTEST_SKIP() << "needs " << emulator;
+#ifdef __aarch64__
+  GTEST_SKIP() << "the program is of this machine";
+#endif
+  const TempHome home;
+  const Child child({emulator, home.write("foreign", foreignProgram(), 0755)});
+  const auto marked = [&child] {
+    proclist_t list;
+    const bool translated = proclist_create(&list) == 0 && proclist_pid_istranslated(&list, child.pid()) == 0x20000;
+    EXPECT_EQ(proclist_pid_istranslated(&list, getpid()), 0);
+    proclist_dispose(&list);
+    return translated;
+  };
+  ASSERT_TRUE(eventually([&] { return infoOf(child.pid()).pbi_status == SSLEEP && marked(); }));
+  EXPECT_EQ(procinfo_isrunning(child.pid()), 0);
+
+  // The name alone does not make an emulator.
+  const Child impostor([] { prctl(PR_SET_NAME, "qemu-aarch64"); });
+  EXPECT_EQ(listed(impostor.pid()).kp_proc.p_flag & P_TRANSLATED, 0);
+}
+
+TEST(ProcInfo, ProcessesVanishUnderEveryQuestion) {
+  std::atomic<bool> done = false;
+  std::atomic<pid_t> latest = 1;
+  std::vector<std::thread> askers;
+  for (int i = 0; i < 2; ++i)
+    askers.emplace_back([&] {
+      while (!done) {
+        const pid_t pid = latest;
+        std::array<char, 4096> buffer{};
+        proc_taskallinfo all{};
+        rusage_info_v3 usage{};
+        proc_regioninfo region{};
+        procinfo_files context{nullptr, nullptr, [](procinfo_files*, int32_t, const char*) -> int32_t { return 0; }};
+        if (procinfo_taskallinfo(pid, &all) == 0) {
+          EXPECT_EQ(all.pbsd.pbi_pid, static_cast<uint32_t>(pid));
+        }
+        procinfo_rusage(pid, &usage);
+        procinfo_regioninfo(pid, &region);
+        procinfo_pidfiles(pid, &context);
+        procinfo_pidpath(pid, buffer.data(), buffer.size());
+        EXPECT_EQ(listed(getpid()).kp_proc.p_pid, getpid());
+        EXPECT_FALSE(pidsFor(nameOf(getpid())).empty());
+      }
+    });
+  for (int i = 0; i < 150; ++i) {
+    pid_t pid = 0;
+    std::string program = "true";
+    std::array<char*, 2> arguments = {program.data(), nullptr};
+    ASSERT_EQ(posix_spawnp(&pid, "true", nullptr, nullptr, arguments.data(), environ), 0);
+    latest = pid;
+    waitpid(pid, nullptr, 0);
+  }
+  done = true;
+  for (std::thread& asker : askers) asker.join();
+}
+
+}  // namespace
