@@ -2,7 +2,7 @@
 
 set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Corvane)
 
-install(TARGETS corvane-core corvane-infra corvane-testing EXPORT CorvaneTargets
+install(TARGETS corvane-core corvane-infra corvane-system corvane-testing EXPORT CorvaneTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h" PATTERN "linux" EXCLUDE)

@@ -14,6 +14,7 @@
 #include "corvane/platform/MainQueue.h"
 #include "corvane/platform/PowerEvents.h"
 #include "corvane/platform/SerialQueues.h"
+#include "corvane/platform/Translocation.h"
 #include "corvane/platform/Workspace.h"
 
 namespace corvane {
@@ -63,6 +64,7 @@ struct Platform {
   ServiceSlot<Localization> localization;
   ServiceSlot<LoginItems> loginItems;
   ServiceSlot<HttpSession> httpSession;
+  ServiceSlot<Translocation> translocation;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

@@ -144,6 +144,16 @@ std::vector<std::string> FakeHttpSession::cancelled() const {
   return m_state->cancelled;
 }
 
+std::optional<std::string> FakeTranslocation::originalPath(const std::string& path) {
+  const auto found = originals.find(path);
+  return found == originals.end() ? std::nullopt : std::optional(found->second);
+}
+
+Result<void> FakeTranslocation::verifySignature() {
+  if (invalid) return tl::unexpected<Error>(*invalid);
+  return {};
+}
+
 FakePlatform::FakePlatform(std::string home)
     : power(std::make_shared<FakePowerEvents>()),
       folders(std::make_shared<FakeFolders>(std::move(home))),
@@ -151,6 +161,7 @@ FakePlatform::FakePlatform(std::string home)
       workspace(std::make_shared<FakeWorkspace>()),
       loginItems(std::make_shared<FakeLoginItems>()),
       http(std::make_shared<FakeHttpSession>()),
+      translocation(std::make_shared<FakeTranslocation>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -160,6 +171,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.workspace.set(workspace);
   m_platform.loginItems.set(loginItems);
   m_platform.httpSession.set(http);
+  m_platform.translocation.set(translocation);
 }
 
 }  // namespace corvane
