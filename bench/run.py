@@ -31,7 +31,8 @@ class Bar:
 
 # Not peers: what the operating system itself needs.
 LIMITS = {"one exchange", "futex", "swap-batched deque", "futex ping-pong", "pipe ping-pong", "timerfd", "write(2)",
-          "localtime_r alone", "empty program", "fgets", "vector of functions", "two hand-overs"}
+          "localtime_r alone", "empty program", "fgets", "vector of functions", "two hand-overs",
+          "posix_spawn", "posix_spawn with a pipe"}
 
 BARS = [
     Bar("lock.alone", "lock + unlock", "time", "ns", 1.05, "pthread_mutex"),
@@ -69,6 +70,9 @@ BARS = [
         corvane="Corvane Broadcast"),
     Bar("plist.xml", "property list of 10 MB, XML", "bytes_per_second", "MB/s", 1.0, "libplist", more=True),
     Bar("plist.binary", "property list of 10 MB, binary", "bytes_per_second", "MB/s", 1.0, "libplist", more=True),
+    Bar("spawn.small", "spawn + wait, 10 MiB resident", "time", "ns", 1.5, "posix_spawn"),
+    Bar("spawn.large", "spawn + wait, 1 GiB resident", "time", "ns", 1.5, "posix_spawn"),
+    Bar("readpipe.gib", "1 GiB through readPipe", "time", "ns", 1.5, "cat to dev null"),
     Bar("memory.idle", "idle with the master timer, resident above an empty program", "rss", "KiB", 8192,
         "above empty program"),
     Bar("memory.repeater", "a stopped repeater", "bytes", "bytes", 400, "figure", corvane="stopped"),
