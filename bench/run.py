@@ -32,7 +32,8 @@ class Bar:
 # Not peers: what the operating system itself needs.
 LIMITS = {"one exchange", "futex", "swap-batched deque", "futex ping-pong", "pipe ping-pong", "timerfd", "write(2)",
           "localtime_r alone", "empty program", "fgets", "vector of functions", "two hand-overs", "two clock readings",
-          "openat + read of each stat", "std::binary_search"}
+          "openat + read of each stat", "std::binary_search", "posix_spawn",
+          "posix_spawn with a pipe"}
 
 BARS = [
     Bar("lock.alone", "lock + unlock", "time", "ns", 1.05, "pthread_mutex"),
@@ -81,6 +82,9 @@ BARS = [
     *[Bar(f"layout.{shape}", f"tidy layout of 100,000 nodes, {shape}", "nodes100000", "ms", 15, "figure")
       for shape in ["wide", "deep", "comb", "random", "uneven"]],
     Bar("layout.node", "a node of a layout tree, deep", "bytes", "bytes", 160, "figure", corvane="deep"),
+    Bar("spawn.small", "spawn + wait, 10 MiB resident", "time", "ns", 1.5, "posix_spawn"),
+    Bar("spawn.large", "spawn + wait, 1 GiB resident", "time", "ns", 1.5, "posix_spawn"),
+    Bar("readpipe.gib", "1 GiB through readPipe", "time", "ns", 1.5, "cat to dev null"),
     Bar("memory.idle", "idle with the master timer, resident above an empty program", "rss", "KiB", 8192,
         "above empty program"),
     Bar("memory.repeater", "a stopped repeater", "bytes", "bytes", 400, "figure", corvane="stopped"),

@@ -43,7 +43,7 @@ bool isAscii(std::string_view text) {
   return (word & HIGH_BITS) == 0;
 }
 
-bool isUtf8(std::string_view text) {
+bool isUtf8Block(std::string_view text) {
   UErrorCode status = U_ZERO_ERROR;
   int32_t length = 0;  // only asked for, nothing is converted
   u_strFromUTF8(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), &status);
@@ -52,8 +52,20 @@ bool isUtf8(std::string_view text) {
 
 }  // namespace
 
+bool isUtf8(std::string_view text) {
+  if (isAscii(text)) return true;
+  constexpr std::size_t BLOCK = std::size_t{1} << 30;  // ICU counts with 32 bits
+  while (text.size() > BLOCK) {
+    std::size_t end = BLOCK;
+    while (end > BLOCK - 4 && (text[end] & 0xC0) == 0x80) --end;  // not inside a character
+    if (!isUtf8Block(text.substr(0, end))) return false;
+    text.remove_prefix(end);
+  }
+  return isUtf8Block(text);
+}
+
 std::string repaired(std::string text) {
-  if (isAscii(text) || isUtf8(text)) return text;
+  if (isUtf8(text)) return text;
   std::string result;
   icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())}).toUTF8String(result);
   return result;

@@ -17,6 +17,7 @@
 #include "corvane/platform/PowerEvents.h"
 #include "corvane/platform/ProcessTable.h"
 #include "corvane/platform/SerialQueues.h"
+#include "corvane/platform/Translocation.h"
 #include "corvane/platform/Workspace.h"
 
 namespace corvane {
@@ -69,6 +70,7 @@ struct Platform {
   ServiceSlot<LoginItems> loginItems;
   ServiceSlot<HttpSession> httpSession;
   ServiceSlot<ProcessTable> processTable;
+  ServiceSlot<Translocation> translocation;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

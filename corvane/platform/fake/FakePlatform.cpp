@@ -298,6 +298,16 @@ Result<void> FakeProcessTable::openFiles(pid_t pid, const std::function<void(int
   return {};
 }
 
+std::optional<std::string> FakeTranslocation::originalPath(const std::string& path) {
+  const auto found = originals.find(path);
+  return found == originals.end() ? std::nullopt : std::optional(found->second);
+}
+
+Result<void> FakeTranslocation::verifySignature() {
+  if (invalid) return tl::unexpected<Error>(*invalid);
+  return {};
+}
+
 FakePlatform::FakePlatform(std::string home)
     : power(std::make_shared<FakePowerEvents>()),
       folders(std::make_shared<FakeFolders>(std::move(home))),
@@ -308,6 +318,7 @@ FakePlatform::FakePlatform(std::string home)
       loginItems(std::make_shared<FakeLoginItems>()),
       http(std::make_shared<FakeHttpSession>()),
       processTable(std::make_shared<FakeProcessTable>()),
+      translocation(std::make_shared<FakeTranslocation>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -320,6 +331,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.loginItems.set(loginItems);
   m_platform.httpSession.set(http);
   m_platform.processTable.set(processTable);
+  m_platform.translocation.set(translocation);
 }
 
 }  // namespace corvane

@@ -183,6 +183,16 @@ class CORVANE_API FakeProcessTable : public ProcessTable {
   Result<const Process*> find(pid_t pid) const;
 };
 
+/// A platform that relocates applications as a test describes.
+class CORVANE_API FakeTranslocation : public Translocation {
+ public:
+  std::map<std::string, std::string> originals;  ///< path → path of its original
+  std::optional<Error> invalid;                  ///< if set, the application's signature is not valid
+
+  std::optional<std::string> originalPath(const std::string& path) override;
+  Result<void> verifySignature() override;
+};
+
 /// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
 /// the library's threads use them. Change the fakes before the code under test uses them.
 ///
@@ -202,6 +212,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeLoginItems> loginItems;
   const std::shared_ptr<FakeHttpSession> http;
   const std::shared_ptr<FakeProcessTable> processTable;
+  const std::shared_ptr<FakeTranslocation> translocation;
 
  private:
   Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards

@@ -1,0 +1,222 @@
+#include "corvane/system/Execute.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "corvane/core/DispatchQueueSerial.h"
+#include "corvane/core/Log.h"
+#include "corvane/core/Mutex.h"
+#include "corvane/core/Text.h"
+#include "corvane/infra/Bundle.h"
+#include "corvane/platform/Platform.h"
+#include "corvane/system/TryCatch.h"
+
+namespace corvane {
+
+namespace {
+
+constexpr char SHELL[] = "/bin/sh";
+
+std::string decoded(const std::string& path, std::string output) {
+  if (isUtf8(output)) return output;
+  return platform().localization().text("Cannot decode output from:") + " " + path;
+}
+
+// A task whose whole output goes to `done`, when it is complete.
+std::shared_ptr<Task> collecting(const std::string& path, const Execute::Arguments& args, QoS qos, Task::Stream error,
+                                 std::function<void(std::string output)> done) {
+  const auto output = std::make_shared<std::string>();
+  return Task::create({.executable = path,
+                       .arguments = args,
+                       .qos = qos,
+                       .output = Task::Stream::read([output](Task&, std::string_view bytes) { output->append(bytes); }),
+                       .error = std::move(error),
+                       .terminationHandler = [output, done = std::move(done)](Task&) { done(std::move(*output)); }});
+}
+
+struct Outcome {
+  std::int32_t status;
+  std::string output;
+};
+
+Result<Outcome> run(const std::string& path, const Execute::Arguments& args, Task::Stream error) {
+  Mutex mutex;
+  bool completed = false;
+  std::string output;
+  const auto task = collecting(path, args, QoS::DEFAULT, std::move(error), [&](std::string text) {
+    MutexLock lock(mutex);
+    output = std::move(text);
+    completed = true;
+    mutex.broadcast();
+  });
+  if (auto launched = task->launch(); !launched) return tl::unexpected(launched.error());
+  mutex.waitloop([] {}, [&] { return !completed; }, [] {}, COND_WAIT_FOREVER);
+  return Outcome{task->terminationStatus().value_or(-1), std::move(output)};
+}
+
+std::shared_ptr<Task> launched(std::shared_ptr<Task> task) {
+  if (const auto result = task->launch(); !result) {
+    logNotice("Exception caught running " + task->executable() + ": " + result.error().description);
+    return nullptr;
+  }
+  return task;
+}
+
+// A task that streams its output to `take`, which gets an empty piece at the end, and takes input.
+template <class Take>
+std::shared_ptr<Task> streaming(const std::string& path, QoS qos, const Execute::Arguments& args,
+                                const std::optional<Execute::Environment>& env, Take take) {
+  return launched(Task::create({.executable = path,
+                                .arguments = args,
+                                .environment = env,
+                                .qos = qos,
+                                .input = Task::Stream::written(),
+                                .output = Task::Stream::read([take](Task& task, std::string_view bytes) mutable {
+                                  if (bytes.empty()) Execute::closePipe(task.shared_from_this());
+                                  take(bytes);
+                                })}));
+}
+
+// Makes lines of pieces.
+class Lines {
+ public:
+  explicit Lines(Execute::Reader reader) : m_reader(std::move(reader)) {}
+
+  void operator()(std::string_view bytes) {
+    if (bytes.empty()) {
+      if (!m_partial.empty()) give(std::move(m_partial));
+      return m_reader(std::nullopt);
+    }
+    for (std::size_t end = 0; (end = bytes.find('\n')) != std::string_view::npos; bytes.remove_prefix(end + 1)) {
+      keep(bytes.substr(0, end));
+      give(std::exchange(m_partial, {}));
+    }
+    keep(bytes);
+  }
+
+ private:
+  void keep(std::string_view bytes) {
+    m_partial.append(bytes);
+    while (m_partial.size() > Execute::MAX_LINE) {
+      std::size_t end = Execute::MAX_LINE;
+      while (end > Execute::MAX_LINE - 4 && (m_partial[end] & 0xC0) == 0x80) --end;
+      give(m_partial.substr(0, end));
+      m_partial.erase(0, end);
+    }
+  }
+
+  void give(std::string line) { m_reader(repaired(std::move(line))); }
+
+  Execute::Reader m_reader;
+  std::string m_partial;
+};
+
+// The command line that gives a path to a program. Quotes and what else means something to the shell inside them stay
+// part of the path.
+std::string withPath(const std::string& command, const std::string& path) {
+  std::string line = command + " \"";
+  for (const char c : path) {
+    if (std::strchr("\"$`\\", c) && c != '\0') line += '\\';
+    line += c;
+  }
+  return line + "\"";
+}
+
+}  // namespace
+
+std::pair<std::int32_t, std::string> Execute::syncWithStatus(const std::string& path, const Arguments& args) {
+  auto outcome = run(path, args, Task::Stream::output());
+  if (outcome) return {outcome->status, decoded(path, std::move(outcome->output))};
+  logNotice("Execute.sync exception: " + path + ": " + outcome.error().description);
+  return {-1, ""};
+}
+
+std::string Execute::sync(const std::string& path, const Arguments& args) {
+  return syncWithStatus(path, args).second;
+}
+
+std::shared_ptr<Task> Execute::async(const std::string& path, const Arguments& args, QoS qos,
+                                     std::function<void(const std::string& output)> completion) {
+  auto task =
+      collecting(path, args, qos, Task::Stream::output(), [path, completion = std::move(completion)](std::string text) {
+        if (completion) completion(decoded(path, std::move(text)));
+      });
+  platform().serialQueues().make("org.corvane.execute", qos)->async([task] {
+    if (const auto result = task->launch(); !result)
+      logNotice("Execute.async exception: " + task->executable() + ": " + result.error().description);
+  });
+  return task;
+}
+
+std::shared_ptr<Task> Execute::readPipe(const std::string& path, QoS qos, const Arguments& args,
+                                        const std::optional<Environment>& env, Reader reader) {
+  return streaming(path, qos, args, env,
+                   [reader = std::move(reader), text = std::optional<std::string>("")](std::string_view bytes) mutable {
+                     if (bytes.empty()) return reader(std::nullopt);
+                     if (!isUtf8(bytes)) return;
+                     text->assign(bytes);  // one buffer for all pieces
+                     reader(text);
+                   });
+}
+
+std::shared_ptr<Task> Execute::readLines(const std::string& path, QoS qos, const Arguments& args,
+                                         const std::optional<Environment>& env, Reader reader) {
+  return streaming(path, qos, args, env, Lines(std::move(reader)));
+}
+
+void Execute::writeProcess(const std::shared_ptr<Task>& process, std::string_view text) {
+  if (process && isUtf8(text)) process->write(text);
+}
+
+void Execute::closePipe(const std::shared_ptr<Task>& process) {
+  if (!process) return;
+  process->closeInput();
+  process->dropOutput();
+}
+
+void Execute::relaunchTranslocated() {
+  Result<void> valid;
+  DispatchQueueSerial("org.corvane.codevalidity", QoS::USER_INITIATED).sync([&valid] {
+    valid = platform().translocation().verifySignature();
+  });
+  if (!valid) {
+    logNotice("The code signature is not valid: " + valid.error().description);
+    std::exit(EXIT_FAILURE);
+  }
+  const std::string& path = Bundle::mainBundle()->path();
+  const auto original = platform().translocation().originalPath(path);
+  if (!original) return;
+  logNotice("reopen: " + path + " as " + *original);
+  syncWithStatus(SHELL, {"-c", withPath("/usr/bin/xattr -cr", *original)});
+  syncWithStatus(SHELL, {"-c", withPath("/usr/bin/open -n -a", *original)});
+  std::exit(EXIT_SUCCESS);
+}
+
+std::string syscmd(const std::string& command) {
+  return Execute::sync(SHELL, {"-c", command});
+}
+
+std::int32_t execcmd(const std::string& command) {
+  std::int32_t status = -1;
+  TryCatch::tryRun(
+      [&] {
+        const auto outcome = run(SHELL, {"-c", command}, Task::Stream::inherited());
+        if (!outcome) TryCatch::throwString(outcome.error().description);
+        if (isUtf8(outcome->output)) {
+          const std::string text = outcome->output + "\n";
+          std::fwrite(text.data(), 1, text.size(), stdout);
+        }
+        status = outcome->status;
+      },
+      [&](const Exception& exception) { logNotice("Exception caught in " + command + ": " + exception.reason()); }, {});
+  return status;
+}
+
+}  // namespace corvane
+
+char* getUnTranslocatedURL(const char* path) {
+  if (!path) return nullptr;
+  const auto original = corvane::platform().translocation().originalPath(path);
+  return original ? ::strdup(original->c_str()) : nullptr;
+}

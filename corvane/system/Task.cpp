@@ -1,0 +1,450 @@
+#include "corvane/system/Task.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "corvane/core/fatal.h"
+#include "corvane/platform/Platform.h"
+
+namespace corvane {
+
+namespace {
+
+tl::unexpected<Error> systemFailure(int code) {
+  return failure("posix", code, std::generic_category().message(code));
+}
+
+// Away from 0, 1 and 2, which a process may have closed: there the child's streams would get into each other's way.
+Result<FileDescriptor> aboveStandard(int fd) {
+  FileDescriptor owned(fd);
+  if (fd < 0) return systemFailure(errno);
+  if (fd > STDERR_FILENO) return owned;
+  FileDescriptor moved(::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  if (moved.get() < 0) return systemFailure(errno);
+  return moved;
+}
+
+// The two ends of a new channel: what it is made by fills an array as pipe(2) does.
+template <class Make>
+Result<std::array<FileDescriptor, 2>> channel(Make make) {
+  std::array<int, 2> ends{};
+  if (make(ends.data()) != 0) return systemFailure(errno);
+  auto first = aboveStandard(ends[0]);
+  auto second = aboveStandard(ends[1]);
+  if (!first) return tl::unexpected(first.error());
+  if (!second) return tl::unexpected(second.error());
+  return std::array<FileDescriptor, 2>{std::move(*first), std::move(*second)};
+}
+
+struct SpawnOptions {
+  SpawnOptions() {
+    posix_spawn_file_actions_init(&actions);
+    posix_spawnattr_init(&attributes);
+  }
+  ~SpawnOptions() {
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+  }
+  SpawnOptions(const SpawnOptions&) = delete;
+  SpawnOptions& operator=(const SpawnOptions&) = delete;
+
+  posix_spawn_file_actions_t actions{};
+  posix_spawnattr_t attributes{};
+};
+
+bool hasZero(const std::string& text) {
+  return text.find('\0') != std::string::npos;
+}
+
+// The list of texts that exec takes.
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+  std::vector<char*> result;
+  for (std::string& text : texts) result.push_back(text.data());
+  result.push_back(nullptr);
+  return result;
+}
+
+void lowerPriority(pid_t process, QoS qos) {
+  const int niceness = qos == QoS::BACKGROUND ? 10 : qos == QoS::UTILITY ? 5 : 0;
+  const auto id = static_cast<id_t>(process);
+  if (niceness > 0 && ::getpriority(PRIO_PROCESS, id) < niceness) ::setpriority(PRIO_PROCESS, id, niceness);
+}
+
+// The C library's header for these two is not for C++.
+int pidfdOpen(pid_t process) {
+  return static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
+}
+
+bool isGone(int process) {
+  return ::syscall(SYS_pidfd_send_signal, process, 0, nullptr, 0) != 0 && errno == ESRCH;
+}
+
+// waitid(2) on the descriptor of a child, or on its number where there was none left for it, with what it used.
+bool waitForExit(int process, pid_t number, int options, siginfo_t& info, rusage* usage) {
+  return uninterrupted([&] {
+           return ::syscall(SYS_waitid, process < 0 ? P_PID : P_PIDFD, process < 0 ? number : process, &info,
+                            WEXITED | options, usage);
+         }) == 0;
+}
+
+}  // namespace
+
+Task::Stream Task::Stream::inherited() {
+  return Stream(Kind::INHERITED);
+}
+
+Task::Stream Task::Stream::nothing() {
+  return Stream(Kind::NOTHING);
+}
+
+Task::Stream Task::Stream::file(int descriptor) {
+  Stream stream(Kind::FILE);
+  stream.m_descriptor = descriptor;
+  return stream;
+}
+
+Task::Stream Task::Stream::written() {
+  return Stream(Kind::WRITTEN);
+}
+
+Task::Stream Task::Stream::read(Reader reader) {
+  Stream stream(Kind::READ);
+  stream.m_reader = std::move(reader);
+  return stream;
+}
+
+Task::Stream Task::Stream::output() {
+  return Stream(Kind::OUTPUT);
+}
+
+// The caller's end of a child's standard input. What the child has no room for waits in m_pending, for a queue that may
+// block.
+class Task::Input : public std::enable_shared_from_this<Input> {
+ public:
+  explicit Input(FileDescriptor end) : m_end(std::move(end)) {}
+
+  bool write(std::string_view bytes) {
+    MutexLock lock(m_mutex);
+    if (m_closing) return false;
+    while (!m_draining && !bytes.empty()) {
+      const ssize_t sent = send(bytes, MSG_DONTWAIT);
+      if (sent < 0 && errno == EAGAIN) break;
+      if (sent < 0) return fail();
+      bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+    return bytes.empty() || append(bytes);
+  }
+
+  void close() {
+    MutexLock lock(m_mutex);
+    m_closing = true;
+    if (!m_draining) m_end = FileDescriptor();
+  }
+
+ private:
+  ssize_t send(std::string_view bytes, int flags) {
+    return uninterrupted([&] { return ::send(m_end.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | flags); });
+  }
+
+  bool fail() CORVANE_REQUIRES(m_mutex) {
+    m_closing = true;
+    m_pending.clear();
+    m_end = FileDescriptor();
+    return false;
+  }
+
+  bool append(std::string_view bytes) CORVANE_REQUIRES(m_mutex) {
+    m_pending.append(bytes);
+    if (std::exchange(m_draining, true)) return true;
+    if (!m_queue) m_queue = platform().serialQueues().make("org.corvane.task.input", QoS::DEFAULT);
+    m_queue->async([self = shared_from_this()] { self->drain(); });
+    return true;
+  }
+
+  // While it runs nobody else touches the end.
+  void drain() CORVANE_NO_THREAD_SAFETY_ANALYSIS {
+    MutexLock lock(m_mutex);
+    while (!m_pending.empty()) {
+      const std::string batch = std::exchange(m_pending, {});
+      lock.unlock();
+      std::string_view rest = batch;
+      ssize_t sent = 0;
+      for (; !rest.empty() && sent >= 0; rest.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(sent, 0))))
+        sent = send(rest, 0);
+      lock.lock();
+      if (sent < 0) fail();
+    }
+    m_draining = false;
+    if (m_closing) m_end = FileDescriptor();
+  }
+
+  Mutex m_mutex;
+  FileDescriptor m_end;
+  std::string m_pending CORVANE_GUARDED_BY(m_mutex);
+  bool m_draining CORVANE_GUARDED_BY(m_mutex) = false;
+  bool m_closing CORVANE_GUARDED_BY(m_mutex) = false;
+  std::unique_ptr<SerialQueue> m_queue CORVANE_GUARDED_BY(m_mutex);  // made when needed
+};
+
+// The outputs that are read: reading ends of pipes, and who takes what they give.
+struct Task::Sources {
+  struct Source {
+    FileDescriptor end;
+    Reader reader;
+  };
+  std::array<Source, 2> list;
+};
+
+std::shared_ptr<Task> Task::create(Settings settings) {
+  return std::shared_ptr<Task>(new Task(std::move(settings)));
+}
+
+Task::Task(Settings settings)
+    : m_executable(settings.executable),
+      m_queue(platform().serialQueues().make("org.corvane.task", settings.qos)),
+      m_settings(std::move(settings)) {}
+
+Task::~Task() = default;
+
+Result<void> Task::launch() {
+  MutexLock lock(m_mutex);
+  if (m_state != State::NEW) return failure("task", EALREADY, "The task has been launched before");
+  auto sources = start();
+  // Not the task's any more: the handlers may hold it, and what they hold is to live no longer than they are needed.
+  Settings settings = std::exchange(m_settings, {});
+  m_state = sources ? State::RUNNING : State::FAILED;
+  if (sources) m_terminationHandler = std::move(settings.terminationHandler);
+  m_mutex.broadcast();
+  lock.unlock();
+  if (!sources) return tl::unexpected(sources.error());
+  m_queue->async([self = shared_from_this(), sources = std::move(*sources)] { self->follow(*sources); });
+  return {};
+}
+
+Result<std::shared_ptr<Task::Sources>> Task::start() {
+  auto sources = std::make_shared<Sources>();
+  std::shared_ptr<Input> input;
+  std::array<FileDescriptor, 3> ends;  // the child's; none where it inherits
+  std::array<Stream*, 3> streams = {&m_settings.input, &m_settings.output, &m_settings.error};
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    Stream& stream = *streams[i];
+    Result<FileDescriptor> end;
+    switch (stream.m_kind) {
+      case Stream::Kind::INHERITED:
+        break;
+      case Stream::Kind::NOTHING:
+        end = aboveStandard(uninterrupted([] { return ::open("/dev/null", O_RDWR | O_CLOEXEC); }));
+        break;
+      case Stream::Kind::FILE:
+        end = aboveStandard(::fcntl(stream.m_descriptor, F_DUPFD_CLOEXEC, 0));
+        break;
+      case Stream::Kind::WRITTEN: {
+        if (i != STDIN_FILENO) return failure("task", EINVAL, "Only standard input can be written to");
+        auto pair = channel([](int* both) { return ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, both); });
+        if (!pair) return tl::unexpected(pair.error());
+        input = std::make_shared<Input>(std::move((*pair)[0]));
+        end = std::move((*pair)[1]);
+        break;
+      }
+      case Stream::Kind::READ: {
+        if (i == STDIN_FILENO) return failure("task", EINVAL, "Standard input cannot be read from");
+        auto pipe = channel([](int* both) { return ::pipe2(both, O_CLOEXEC); });
+        if (!pipe) return tl::unexpected(pipe.error());
+        sources->list[i - 1] = {std::move((*pipe)[0]), std::move(stream.m_reader)};
+        end = std::move((*pipe)[1]);
+        break;
+      }
+      case Stream::Kind::OUTPUT:
+        if (i != STDERR_FILENO) return failure("task", EINVAL, "Only standard error can go where the output goes");
+        break;
+    }
+    if (!end) return tl::unexpected(end.error());
+    ends[i] = std::move(*end);
+  }
+
+  SpawnOptions options;
+  int code = 0;
+  const auto step = [&code](int result) { code = code != 0 ? code : result; };
+  for (int i = 0; i < 3; ++i)
+    if (const int end = ends[static_cast<std::size_t>(i)].get(); end >= 0)
+      step(posix_spawn_file_actions_adddup2(&options.actions, end, i));
+  if (m_settings.error.m_kind == Stream::Kind::OUTPUT)
+    step(posix_spawn_file_actions_adddup2(&options.actions, STDOUT_FILENO, STDERR_FILENO));
+  step(posix_spawn_file_actions_addclosefrom_np(&options.actions, STDERR_FILENO + 1));
+  std::string executable = m_executable;
+  if (const std::string& folder = m_settings.folder; !folder.empty()) {
+    std::error_code ignored;
+    executable = std::filesystem::absolute(executable, ignored);  // the caller's relative paths stay what they are
+    step(posix_spawn_file_actions_addchdir_np(&options.actions, folder.c_str()));
+  }
+  sigset_t signals;
+  sigemptyset(&signals);
+  step(posix_spawnattr_setsigmask(&options.attributes, &signals));
+  sigfillset(&signals);
+  step(posix_spawnattr_setsigdefault(&options.attributes, &signals));
+  step(posix_spawnattr_setpgroup(&options.attributes, 0));
+  step(posix_spawnattr_setflags(&options.attributes,
+                                POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP));
+
+  std::vector<std::string> arguments = std::move(m_settings.arguments);
+  arguments.insert(arguments.begin(), m_executable);
+  std::vector<std::string> variables;
+  for (const auto& [name, value] : m_settings.environment.value_or(std::map<std::string, std::string>())) {
+    if (name.empty() || name.find('=') != std::string::npos) step(EINVAL);
+    variables.push_back(name + "=" + value);
+  }
+  if (std::ranges::any_of(arguments, hasZero) || std::ranges::any_of(variables, hasZero) || hasZero(m_settings.folder))
+    step(EINVAL);
+  if (code != 0) return systemFailure(code);
+
+  pid_t process = 0;
+  code = ::posix_spawn(&process, executable.c_str(), &options.actions, &options.attributes, pointers(arguments).data(),
+                       m_settings.environment ? pointers(variables).data() : environ);
+  if (code != 0) {
+    // The same code may come from the folder.
+    if (const std::string& folder = m_settings.folder;
+        !folder.empty() && ::faccessat(AT_FDCWD, (folder + "/.").c_str(), X_OK, AT_EACCESS) != 0)
+      return fileFailure(folder, errno);
+    return systemFailure(code);
+  }
+  lowerPriority(process, m_settings.qos);
+  m_pid = process;
+  m_process = std::make_shared<const FileDescriptor>(pidfdOpen(process));
+  m_input = std::move(input);
+  return sources;
+}
+
+// On a thread of the task, until the child has exited and nobody writes its outputs any more.
+void Task::follow(Sources& sources) {
+  std::shared_ptr<const FileDescriptor> process = m_mutex.acquire_block([this]() CORVANE_NO_THREAD_SAFETY_ANALYSIS {
+    return m_process ? m_process : std::make_shared<const FileDescriptor>();
+  });
+  std::array<char, 65536> buffer;
+  for (;;) {
+    std::array<pollfd, 3> waits{};
+    waits[2] = {isRunning() ? process->get() : -1, POLLIN, 0};
+    for (std::size_t i = 0; i < sources.list.size(); ++i) waits[i] = {sources.list[i].end.get(), POLLIN, 0};
+    if (std::ranges::all_of(waits, [](const pollfd& wait) { return wait.fd < 0; })) break;
+    if (::poll(waits.data(), waits.size(), -1) < 0) continue;
+    for (std::size_t i = 0; i < sources.list.size(); ++i) {
+      if (waits[i].revents == 0) continue;
+      auto& [end, reader] = sources.list[i];
+      const ssize_t count = uninterrupted([&] { return ::read(waits[i].fd, buffer.data(), buffer.size()); });
+      if (count <= 0) end = FileDescriptor();
+      const std::string_view bytes(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+      if (reader && !m_dropsOutput) callOrFatal([&] { reader(*this, bytes); }, "a reader of a Task");
+      if (count <= 0) reader = nullptr;
+    }
+    if (waits[2].revents != 0) reap();
+  }
+  waitUntilExit();  // for a child without a descriptor
+  closeInput();
+  const TerminationHandler handler = m_mutex.acquire_block(
+      [this]() CORVANE_NO_THREAD_SAFETY_ANALYSIS { return std::exchange(m_terminationHandler, nullptr); });
+  if (handler) callOrFatal([&] { handler(*this); }, "the termination handler of a Task");
+}
+
+// Takes the status of the child, which has exited.
+void Task::reap() {
+  MutexLock lock(m_mutex);
+  if (m_state != State::RUNNING) return;
+  siginfo_t info{};
+  if (waitForExit(m_process->get(), m_pid, 0, info, &m_usage)) {
+    m_status = info.si_status;
+    if (info.si_code != CLD_EXITED) m_reason = TerminationReason::UNCAUGHT_SIGNAL;
+  }
+  m_state = State::EXITED;
+  m_process.reset();
+  m_mutex.broadcast();
+}
+
+std::optional<pid_t> Task::processIdentifier() const {
+  MutexLock lock(m_mutex);
+  return m_pid > 0 ? std::optional(m_pid) : std::nullopt;
+}
+
+bool Task::isRunning() const {
+  MutexLock lock(m_mutex);
+  return m_state == State::RUNNING;
+}
+
+void Task::waitUntilExit() {
+  MutexLock lock(m_mutex);
+  while (m_state == State::NEW) m_mutex.wait();
+  if (m_state != State::RUNNING) return;
+  const std::shared_ptr<const FileDescriptor> process = m_process;
+  const pid_t number = m_pid;
+  lock.unlock();
+  // Here and not on the task's thread, so that its readers can wait too.
+  siginfo_t info{};
+  waitForExit(process->get(), number, WNOWAIT, info, nullptr);
+  reap();
+}
+
+std::optional<std::int32_t> Task::terminationStatus() const {
+  MutexLock lock(m_mutex);
+  return m_state == State::EXITED ? std::optional(m_status) : std::nullopt;
+}
+
+Task::TerminationReason Task::terminationReason() const {
+  MutexLock lock(m_mutex);
+  return m_reason;
+}
+
+rusage Task::resourceUsage() const {
+  MutexLock lock(m_mutex);
+  return m_usage;
+}
+
+void Task::signal(int number) {
+  MutexLock lock(m_mutex);
+  if (m_state != State::RUNNING) return;
+  // The number is the child's as long as the child is not reaped; the application may have done that by mistake.
+  if (m_process->get() >= 0 && isGone(m_process->get())) return;
+  if (::kill(-m_pid, number) != 0) ::kill(m_pid, number);
+}
+
+void Task::interrupt() {
+  signal(SIGINT);
+}
+
+void Task::terminate() {
+  signal(SIGTERM);
+}
+
+void Task::kill() {
+  signal(SIGKILL);
+}
+
+bool Task::write(std::string_view bytes) {
+  MutexLock lock(m_mutex);
+  const std::shared_ptr<Input> input = m_input;
+  lock.unlock();
+  return input && input->write(bytes);
+}
+
+void Task::closeInput() {
+  MutexLock lock(m_mutex);
+  const std::shared_ptr<Input> input = m_input;
+  lock.unlock();
+  if (input) input->close();
+}
+
+void Task::dropOutput() {
+  m_dropsOutput = true;
+}
+
+}  // namespace corvane

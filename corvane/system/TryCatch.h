@@ -1,0 +1,42 @@
+#pragma once
+
+#include <exception>
+#include <functional>
+#include <string>
+
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// The one kind of exception that TryCatch catches: a name for programs and a reason for people.
+class CORVANE_API Exception final : public std::exception {
+ public:
+  Exception(std::string name, std::string reason);
+  ~Exception() override;
+
+  const std::string& name() const { return m_name; }
+  const std::string& reason() const { return m_reason; }
+  /// The reason.
+  const char* what() const noexcept override { return m_reason.c_str(); }
+
+ private:
+  std::string m_name;
+  std::string m_reason;
+};
+
+/// Runs what may throw an Exception, handles it, and runs a last step whatever happened. Any thread.
+struct CORVANE_API TryCatch {
+  /// Calls `body`. An Exception that it throws goes to `catchRun` and no further, also if there is no `catchRun`;
+  /// anything else that it throws, and what `catchRun` throws, leaves this function. `finallyRun` runs last in every
+  /// case. Each of the three may be empty.
+  static void tryRun(const std::function<void()>& body, const std::function<void(const Exception&)>& catchRun,
+                     const std::function<void()>& finallyRun);
+
+  /// Throws an Exception whose name and reason are both the text.
+  [[noreturn]] static void throwString(const std::string& text);
+
+  /// Throws the exception (again).
+  [[noreturn]] static void throwException(const Exception& exception);
+};
+
+}  // namespace corvane

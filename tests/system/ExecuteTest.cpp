@@ -1,0 +1,366 @@
+#include "corvane/system/Execute.h"
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "corvane/infra/Logger.h"
+#include "corvane/infra/PropertyList.h"
+#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/system/TryCatch.h"
+#include "tests/support/TempHome.h"
+
+namespace {
+
+// Whether children are only noted down, a line each, and where.
+bool s_recording = false;
+std::string s_record;
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int posix_spawn(pid_t* process, const char* path,
+                                                                  const posix_spawn_file_actions_t* actions,
+                                                                  const posix_spawnattr_t* attributes,
+                                                                  char* const arguments[], char* const environment[]) {
+  static const auto real = reinterpret_cast<decltype(&posix_spawn)>(dlsym(RTLD_NEXT, "posix_spawn"));
+  if (!s_recording) return real(process, path, actions, attributes, arguments, environment);
+  std::ofstream file(s_record, std::ios::app);
+  for (char* const* argument = arguments; *argument; ++argument)
+    file << (argument == arguments ? "" : " ") << *argument;
+  file << "\n";
+  return real(process, "/bin/true", actions, attributes, arguments, environment);
+}
+
+namespace corvane {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Texts = std::vector<std::string>;
+
+const std::string CHILD = CORVANE_TEST_BIN "/system_child";
+
+struct ExecuteTest : testing::Test {
+  ExecuteTest() {
+    fake.bundles->main.path = "/moved/The App";
+    fake.bundles->main.info =
+        *writePropertyList(Value::Dictionary{{"CFBundleIdentifier", "a.b.App"}}, PropertyListFormat::XML);
+    home.set("LC_ALL", "C");
+    Logger::setInstance(std::make_shared<Logger>());
+  }
+  ~ExecuteTest() override { Logger::setInstance(nullptr); }
+
+  // What was logged, without the time and the process.
+  Texts logged() const {
+    Texts result;
+    std::ifstream file(home / "Library/Logs/a.b.App/App.log");
+    for (std::string line; std::getline(file, line);) result.push_back(line.substr(line.find("a.b.App ") + 8));
+    return result;
+  }
+
+  TempHome home;
+  FakePlatform fake{home.path().string()};
+};
+
+// What a streaming reader got; nothing is lost or comes behind the end.
+struct Stream {
+  Execute::Reader reader() {
+    return [this](const std::optional<std::string>& text) {
+      MutexLock lock(mutex);
+      if (ends > 0) ++behind;
+      if (text)
+        pieces.push_back(*text);
+      else
+        ++ends;
+      mutex.broadcast();
+    };
+  }
+  // The pieces, when the end has come.
+  Texts wait() {
+    MutexLock lock(mutex);
+    while (ends == 0)
+      if (mutex.wait(30'000'000)) break;
+    EXPECT_EQ(ends, 1);
+    EXPECT_EQ(behind, 0);
+    return pieces;
+  }
+  void waitFor(const std::string& text) {
+    MutexLock lock(mutex);
+    while (all() != text)
+      if (mutex.wait(30'000'000)) break;
+    EXPECT_EQ(all(), text);
+  }
+  std::string all() const CORVANE_REQUIRES(mutex) {
+    std::string result;
+    for (const std::string& piece : pieces) result += piece;
+    return result;
+  }
+
+  mutable Mutex mutex;
+  Texts pieces CORVANE_GUARDED_BY(mutex);
+  int ends CORVANE_GUARDED_BY(mutex) = 0;
+  int behind CORVANE_GUARDED_BY(mutex) = 0;
+};
+
+TEST_F(ExecuteTest, SyncGivesStatusAndWholeOutput) {
+  const std::string undecodable = "Cannot decode output from: /bin/printf";
+  const struct {
+    std::string path;
+    Texts arguments;
+    std::int32_t status;
+    std::string output;
+  } rows[] = {
+      {"/bin/true", {}, 0, ""},
+      {"/bin/sh", {"-c", "echo out; echo err >&2; exit 4"}, 4, "out\nerr\n"},
+      {"/bin/printf", {"\\303\\244\\000z"}, 0, std::string("\u00e4\0z", 4)},
+      {"/bin/printf", {"caf\\351"}, 0, undecodable},
+      {"/bin/printf", {"\\355\\240\\200"}, 0, undecodable},
+      {CHILD, {"signal", "15"}, SIGTERM, ""},
+      {CHILD, {"grandchild"}, 3, "child grandchild"},
+      {CHILD, {"closes-and-lives"}, 7, "bye"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Execute::syncWithStatus(row.path, row.arguments), std::pair(row.status, row.output)) << row.path;
+    EXPECT_EQ(Execute::sync(row.path, row.arguments), row.output);
+  }
+  EXPECT_EQ(syscmd("echo $((6 * 7)); nonsense_command 2>/dev/null"), "42\n");
+  EXPECT_EQ(syscmd(":"), "");
+  EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(ExecuteTest, AFloodOnBothStreamsIsReadWhole) {
+  const auto [status, output] = Execute::syncWithStatus(CHILD, {"flood", "100"});
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(output.size(), std::size_t{200} << 20);
+  EXPECT_EQ(output.find_first_not_of('x'), std::string::npos);
+}
+
+TEST_F(ExecuteTest, WhatCannotStartIsLogged) {
+  const std::string path = home / "none";
+  const std::string reason = path + ": No such file or directory";
+  EXPECT_EQ(Execute::syncWithStatus(path, {}), std::pair(-1, std::string()));
+  EXPECT_EQ(Execute::sync(path, {}), "");
+  Stream stream;
+  EXPECT_EQ(Execute::readPipe(path, QoS::DEFAULT, {}, {}, stream.reader()), nullptr);
+  EXPECT_EQ(Execute::readLines(path, QoS::DEFAULT, {}, {}, stream.reader()), nullptr);
+  std::atomic<bool> completed = false;
+  const auto task = Execute::async(path, {}, QoS::DEFAULT, [&](const std::string&) { completed = true; });
+  task->waitUntilExit();
+  for (int i = 0; i < 1000 && logged().size() < 5; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_FALSE(completed);
+  EXPECT_THAT(logged(), ElementsAre("Execute.sync exception: " + reason, "Execute.sync exception: " + reason,
+                                    "Exception caught running " + reason, "Exception caught running " + reason,
+                                    "Execute.async exception: " + reason));
+}
+
+TEST_F(ExecuteTest, ExeccmdPrintsTheOutputAndALineEnd) {
+  const std::string bad("a\0b", 3);
+  const struct {
+    std::string command;
+    std::int32_t status;
+    std::string printed;
+  } rows[] = {{"echo one; echo two >/dev/null; exit 3", 3, "one\n\n"},
+              {":", 0, "\n"},
+              {"printf 'caf\\351'", 0, ""},
+              {"kill -9 $$", SIGKILL, "\n"},
+              {bad, -1, ""}};
+  for (const auto& row : rows) {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(execcmd(row.command), row.status);
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), row.printed) << row.command;
+  }
+  EXPECT_THAT(logged(), ElementsAre("Exception caught in " + bad + ": Invalid argument"));
+}
+
+TEST_F(ExecuteTest, AsyncCompletesOnAnotherThread) {
+  Mutex mutex;
+  std::optional<std::string> output;
+  std::thread::id thread;
+  const auto task =
+      Execute::async("/bin/sh", {"-c", "echo out; echo err >&2"}, QoS::UTILITY, [&](const std::string& text) {
+        MutexLock lock(mutex);
+        output = text;
+        thread = std::this_thread::get_id();
+        mutex.broadcast();
+      });
+  MutexLock lock(mutex);
+  while (!output) ASSERT_FALSE(mutex.wait(30'000'000));
+  EXPECT_EQ(output, "out\nerr\n");
+  EXPECT_NE(thread, std::this_thread::get_id());
+  EXPECT_EQ(task->terminationStatus(), 0);
+  const auto silent = Execute::async("/bin/true", {}, QoS::DEFAULT, {});
+  silent->waitUntilExit();
+  EXPECT_EQ(silent->terminationStatus(), 0);
+}
+
+TEST_F(ExecuteTest, ReadPipeGivesPiecesAsTheyComeAndLinesKeepTogether) {
+  const struct {
+    Texts written;
+    Texts pieces;
+    Texts lines;
+  } rows[] = {
+      {{}, {}, {}},
+      {{"one\ntw", "o\n\nthree"}, {"one\ntw", "o\n\nthree"}, {"one", "two", "", "three"}},
+      {{"\n", "\n"}, {"\n", "\n"}, {"", ""}},
+      {{"a\xc3", "\xa4\n", "z"}, {"z"}, {"a\u00e4", "z"}},  // a character cut in two
+      {{"x\xf0\x9f", "\x98", "\x80y\n"}, {}, {"x\U0001f600y"}},
+      {{"bad \xff\n", "good\n"}, {"good\n"}, {"bad \ufffd", "good"}},
+      {{"end \xc3"}, {}, {"end \ufffd"}},
+  };
+  for (const auto& row : rows) {
+    Texts arguments = row.written;
+    arguments.insert(arguments.begin(), "pieces");
+    Stream pieces;
+    Stream lines;
+    ASSERT_TRUE(Execute::readPipe(CHILD, QoS::DEFAULT, arguments, {}, pieces.reader()));
+    ASSERT_TRUE(Execute::readLines(CHILD, QoS::DEFAULT, arguments, {}, lines.reader()));
+    EXPECT_EQ(pieces.wait(), row.pieces);
+    EXPECT_EQ(lines.wait(), row.lines);
+  }
+}
+
+TEST_F(ExecuteTest, EndlessLinesComeInPiecesCutBetweenCharacters) {
+  Stream lines;
+  ASSERT_TRUE(Execute::readLines("/bin/sh", QoS::DEFAULT,
+                                 {"-c", "printf a; yes \u20ac | head -n 1000000 | tr -d '\\n'; printf '\\nlast'"}, {},
+                                 lines.reader()));
+  std::string whole = "a";
+  for (int i = 0; i < 1'000'000; ++i) whole += "\u20ac";
+  const Texts found = lines.wait();
+  ASSERT_EQ(found.size(), 4U);
+  EXPECT_EQ(found[0].size(), Execute::MAX_LINE);
+  EXPECT_TRUE(found[0] + found[1] + found[2] == whole);
+  EXPECT_EQ(found[3], "last");
+}
+
+TEST_F(ExecuteTest, ReadPipeTakesInputAndEnvironment) {
+  Stream stream;
+  const auto task = Execute::readPipe("/bin/sh", QoS::DEFAULT, {"-c", "echo $WORD; cat; env | wc -l"},
+                                      {{{"WORD", "hello"}, {"PATH", "/bin:/usr/bin"}}}, stream.reader());
+  ASSERT_TRUE(task);
+  Execute::writeProcess(task, "one\n");
+  stream.waitFor("hello\none\n");
+  Execute::writeProcess(task, "not UTF-8: \xff\n");
+  Execute::writeProcess(task, "two\n");
+  task->closeInput();
+  Execute::writeProcess(task, "too late");
+  Execute::writeProcess(nullptr, "nobody");
+  std::string all;
+  for (const std::string& piece : stream.wait()) all += piece;
+  EXPECT_EQ(all, "hello\none\ntwo\n3\n");  // the shell adds PWD
+  task->waitUntilExit();
+  Execute::writeProcess(task, "gone");
+}
+
+TEST_F(ExecuteTest, AClosedPipeCallsTheReaderNoMore) {
+  Stream stream;
+  const auto task = Execute::readPipe(CHILD, QoS::DEFAULT, {"pieces", "first", "second", "third"}, {}, stream.reader());
+  ASSERT_TRUE(task);
+  stream.waitFor("first");
+  Execute::closePipe(task);
+  Execute::closePipe(task);
+  Execute::closePipe(nullptr);
+  task->waitUntilExit();
+  EXPECT_EQ(task->terminationStatus(), 0) << "its output still has somewhere to go";
+  const auto cat = Execute::readPipe("/bin/cat", QoS::DEFAULT, {}, {}, stream.reader());
+  Execute::closePipe(cat);
+  cat->waitUntilExit();
+  EXPECT_EQ(cat->terminationStatus(), 0) << "its input has ended";
+  MutexLock lock(stream.mutex);
+  EXPECT_EQ(stream.all(), "first");
+  EXPECT_EQ(stream.ends, 0);
+}
+
+TEST(TryCatchTest, TheFinalStepRunsLastWhateverHappened) {
+  using Step = std::function<void()>;
+  const Step fine = [] {};
+  const Step throws = [] { TryCatch::throwString("reason"); };
+  const Step foreign = [] { throw 7; };
+  const struct {
+    Step body;
+    bool handles;
+    bool rethrows;
+    std::string expected;
+  } rows[] = {
+      {fine, true, false, "final "},           {throws, true, false, "reason=reason final "},
+      {throws, false, false, "final "},        {throws, true, true, "reason=reason final left:reason "},
+      {foreign, true, false, "final left:7 "}, {{}, true, false, "final "},
+  };
+  for (const auto& row : rows) {
+    std::string log;
+    try {
+      std::function<void(const Exception&)> handler = [&](const Exception& exception) {
+        log += exception.name() + "=" + exception.reason() + " ";
+        if (row.rethrows) TryCatch::throwException(exception);
+      };
+      TryCatch::tryRun(row.body, row.handles ? handler : nullptr, [&] { log += "final "; });
+    } catch (const Exception& exception) {
+      log += std::string("left:") + exception.what() + " ";
+    } catch (int number) {
+      log += "left:" + std::to_string(number) + " ";
+    }
+    EXPECT_EQ(log, row.expected);
+  }
+  TryCatch::tryRun(throws, {}, {});
+}
+
+TEST(TranslocationTest, OnLinuxNothingIsRelocated) {
+  EXPECT_EQ(getUnTranslocatedURL("/usr/bin/env"), nullptr);
+  EXPECT_EQ(getUnTranslocatedURL(nullptr), nullptr);
+  Execute::relaunchTranslocated();
+}
+
+// Ends the process in each case, so it runs in a child.
+int relaunch(ExecuteTest& test, const std::string& original, bool valid) {
+  const pid_t process = fork();
+  if (process == 0) {
+    test.fake.translocation->originals["/moved/The App"] = original;
+    if (!valid) test.fake.translocation->invalid = Error{"fake", 1, "broken seal"};
+    s_recording = true;
+    Execute::relaunchTranslocated();
+    _exit(77);
+  }
+  int status = -1;
+  waitpid(process, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(ExecuteTest, ARelocatedApplicationIsStartedFromItsOwnPlace) {
+  s_record = home / "record";
+  ASSERT_EQ(relaunch(*this, "/Applications/The \"$App`", true), 0);
+  EXPECT_THAT(logged(), ElementsAre("reopen: /moved/The App as /Applications/The \"$App`"));
+  std::ifstream file(s_record);
+  Texts lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  EXPECT_THAT(lines, ElementsAre("/bin/sh -c /usr/bin/xattr -cr \"/Applications/The \\\"\\$App\\`\"",
+                                 "/bin/sh -c /usr/bin/open -n -a \"/Applications/The \\\"\\$App\\`\""));
+}
+
+TEST_F(ExecuteTest, AnApplicationWithABrokenSignatureEnds) {
+  s_record = home / "record";
+  EXPECT_EQ(relaunch(*this, "/Applications/The App", false), 1);
+  EXPECT_THAT(logged(), ElementsAre("The code signature is not valid: broken seal"));
+  EXPECT_FALSE(std::filesystem::exists(s_record)) << "nothing was run";
+}
+
+TEST_F(ExecuteTest, TheOriginalIsTheCallersText) {
+  fake.translocation->originals["/moved/The App"] = "/Applications/The App";
+  char* original = getUnTranslocatedURL("/moved/The App");
+  EXPECT_STREQ(original, "/Applications/The App");
+  std::free(original);
+  EXPECT_EQ(getUnTranslocatedURL("/elsewhere"), nullptr);
+}
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,435 @@
+#include "corvane/system/Task.h"
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "tests/support/TempHome.h"
+
+namespace {
+
+std::atomic<int> s_pipeFails = 0;  // errno of the pipes that the test wants to fail
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int pipe2(int* ends, int flags) noexcept {
+  if (const int code = s_pipeFails) {
+    errno = code;
+    return -1;
+  }
+  static const auto real = reinterpret_cast<int (*)(int*, int)>(dlsym(RTLD_NEXT, "pipe2"));
+  return real(ends, flags);
+}
+
+namespace corvane {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::HasSubstr;
+using Reason = Task::TerminationReason;
+using Stream = Task::Stream;
+
+const std::string CHILD = CORVANE_TEST_BIN "/system_child";
+constexpr milliseconds LONG(30'000);
+
+// Waits, for long if need be, until something is true.
+template <class Condition>
+bool eventually(Condition&& condition) {
+  const auto end = std::chrono::steady_clock::now() + LONG;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(milliseconds(2));
+  }
+  return true;
+}
+
+int entries(const char* folder) {
+  int count = 0;
+  DIR* list = opendir(folder);
+  while (readdir(list)) ++count;
+  closedir(list);
+  return count;
+}
+
+// A task whose output is kept, and that tells when it is over.
+struct Kept {
+  explicit Kept(Task::Settings settings) {
+    settings.output = Stream::read([this](Task&, std::string_view bytes) {
+      if (bytes.empty()) ++ends;
+      output.acquire_block([&] { text.append(bytes); });
+    });
+    settings.terminationHandler = [this](Task&) { over = true; };
+    task = Task::create(std::move(settings));
+  }
+  ~Kept() {
+    task->kill();
+    EXPECT_TRUE(!launched || wait());
+  }
+  Result<void> launch() {
+    auto result = task->launch();
+    launched = result.has_value();
+    return result;
+  }
+  bool wait() const {
+    return eventually([this] { return over.load(); });
+  }
+  std::string soFar() {
+    return output.acquire_block([this] { return text; });
+  }
+
+  Mutex output;
+  std::string text;
+  std::atomic<int> ends = 0;
+  std::atomic<bool> over = false;
+  bool launched = false;
+  std::shared_ptr<Task> task;
+};
+
+TEST(TaskTest, ChildrenEndInEveryWay) {
+  const struct {
+    Task::Settings settings;
+    Reason reason;
+    std::int32_t status;
+    std::string output;
+  } rows[] = {
+      {{.executable = CHILD, .arguments = {"exit", "0"}}, Reason::EXIT, 0, ""},
+      {{.executable = CHILD, .arguments = {"exit", "255"}}, Reason::EXIT, 255, ""},
+      {{.executable = CHILD, .arguments = {"signal", "6"}}, Reason::UNCAUGHT_SIGNAL, SIGABRT, ""},
+      {{.executable = CHILD, .arguments = {"signal", "9"}}, Reason::UNCAUGHT_SIGNAL, SIGKILL, ""},
+      {{.executable = CHILD, .arguments = {"closes-and-lives"}}, Reason::EXIT, 7, "bye"},
+      {{.executable = CHILD, .arguments = {"grandchild"}}, Reason::EXIT, 3, "child grandchild"},
+      {{.executable = "/bin/cat", .input = Stream::nothing()}, Reason::EXIT, 0, ""},
+      {{.executable = "/bin/sh", .arguments = {"-c", "echo out; echo err >&2"}, .error = Stream::output()},
+       Reason::EXIT,
+       0,
+       "out\nerr\n"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.settings.executable + " " + testing::PrintToString(row.settings.arguments));
+    Kept kept(row.settings);
+    EXPECT_EQ(kept.task->terminationStatus(), std::nullopt);
+    EXPECT_EQ(kept.task->processIdentifier(), std::nullopt);
+    ASSERT_TRUE(kept.launch());
+    EXPECT_GT(kept.task->processIdentifier(), 1);
+    ASSERT_TRUE(kept.wait());
+    EXPECT_FALSE(kept.task->isRunning());
+    EXPECT_EQ(kept.task->terminationReason(), row.reason);
+    EXPECT_EQ(kept.task->terminationStatus(), row.status);
+    EXPECT_GT(kept.task->resourceUsage().ru_maxrss, 100);
+    EXPECT_EQ(kept.text, row.output);
+    EXPECT_EQ(kept.ends, 1);
+    EXPECT_FALSE(kept.task->launch()) << "only once";
+  }
+}
+
+TEST(TaskTest, WhatCannotBeLaunchedSaysWhy) {
+  const TempHome home;
+  const std::string big(2 << 20, 'x');
+  const struct {
+    Task::Settings settings;
+    const char* error;
+  } rows[] = {
+      {{.executable = ""}, "No such file or directory"},
+      {{.executable = home / "none"}, "No such file or directory"},
+      {{.executable = "true", .folder = "/bin"}, "No such file or directory"},  // relative to the caller
+      {{.executable = home / "."}, "Permission denied"},
+      {{.executable = home.write("data", "#!/bin/sh\n", 0644)}, "Permission denied"},
+      {{.executable = home.write("script", "echo hello\n", 0755)}, "Exec format error"},
+      {{.executable = home.write("lost", "#!/no/such/shell\n", 0755)}, "No such file or directory"},
+      {{.executable = home / "data/below"}, "Not a directory"},
+      {{.executable = CHILD, .arguments = {big}}, "Argument list too long"},
+      {{.executable = CHILD, .arguments = std::vector<std::string>(64, std::string(65536, 'x'))},
+       "Argument list too long"},
+      {{.executable = CHILD, .arguments = {std::string("a\0b", 3)}}, "Invalid argument"},
+      {{.executable = CHILD, .environment = {{{"A=B", "C"}}}}, "Invalid argument"},
+      {{.executable = CHILD, .environment = {{{"", "C"}}}}, "Invalid argument"},
+      {{.executable = CHILD, .folder = "/no/such/folder"}, "/no/such/folder: No such file or directory"},
+      {{.executable = CHILD, .folder = "/dev/null"}, "/dev/null: Not a directory"},
+      {{.executable = CHILD, .error = Stream::file(-1)}, "Bad file descriptor"},
+      {{.executable = CHILD, .error = Stream::written()}, "Only standard input can be written to"},
+      {{.executable = CHILD, .input = Stream::output()}, "Only standard error can go where the output goes"},
+  };
+  for (const auto& row : rows) {
+    Kept kept(row.settings);
+    const auto launched = kept.launch();
+    ASSERT_FALSE(launched) << row.error;
+    EXPECT_EQ(launched.error().description, row.error);
+    kept.task->waitUntilExit();
+    EXPECT_FALSE(kept.task->isRunning());
+    EXPECT_FALSE(kept.task->write("x"));
+    EXPECT_EQ(kept.ends, 0);
+  }
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
+}
+
+TEST(TaskTest, WithoutDescriptorsOrMemoryNothingIsLaunched) {
+  {
+    // The undefined-behaviour sanitizer needs descriptors to look at an object of a new type: let it see them all.
+    Kept kept({.executable = "/bin/true", .input = Stream::written()});
+    ASSERT_TRUE(kept.launch());
+    ASSERT_TRUE(kept.wait());
+  }
+  for (const int code : {ENOMEM, ENFILE}) {
+    Kept kept({.executable = CHILD});
+    s_pipeFails = code;
+    const auto launched = kept.launch();
+    s_pipeFails = 0;
+    ASSERT_FALSE(launched);
+    EXPECT_EQ(launched.error().code, code);
+  }
+  // With every number of free descriptors: all fails cleanly, or all works, also without one for the process.
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const int before = entries("/proc/self/fd");
+  int launches = 0;
+  for (rlim_t room = 0; room < 8; ++room) {
+    Kept kept({.executable = "/bin/echo", .arguments = {"hello"}, .input = Stream::written()});
+    const FileDescriptor highest(dup(0));
+    const rlimit tight{static_cast<rlim_t>(highest.get()) + 1 + room, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &tight);
+    const auto launched = kept.launch();
+    setrlimit(RLIMIT_NOFILE, &limit);
+    if (!launched) {
+      EXPECT_EQ(launched.error().code, EMFILE) << launched.error().description;
+      continue;
+    }
+    ++launches;
+    ASSERT_TRUE(kept.wait());
+    EXPECT_EQ(kept.text, "hello\n");
+    EXPECT_EQ(kept.task->terminationStatus(), 0);
+  }
+  EXPECT_GE(launches, 2);
+  EXPECT_LT(launches, 8);
+  EXPECT_TRUE(eventually([&] { return entries("/proc/self/fd") == before; }));
+}
+
+TEST(TaskTest, AChildStartsClean) {
+  const TempHome home;
+  signal(SIGUSR1, SIG_IGN);
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR2);
+  pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+  const FileDescriptor inheritable(open("/dev/null", O_RDONLY));  // NOLINT: not close-on-exec
+  const struct {
+    QoS qos;
+    int nice;
+  } rows[] = {{QoS::USER_INTERACTIVE, 0}, {QoS::UTILITY, 5}, {QoS::BACKGROUND, 10}};
+  for (const auto& row : rows) {
+    // The niceness comes from outside: it has time to.
+    Kept kept({.executable = "/bin/sh",
+               .arguments = {"-c", "sleep 0.3; exec " + CHILD + " state"},
+               .environment = {{{"ONE", "1"}, {"SPACED", "a b"}}},
+               .folder = home.path(),
+               .qos = row.qos,
+               .input = Stream::written()});
+    ASSERT_TRUE(kept.launch());
+    ASSERT_TRUE(kept.wait());
+    EXPECT_THAT(kept.text, testing::StartsWith("descriptors 0 1 2; changed signals; own group; nice " +
+                                               std::to_string(row.nice) + "; in " + home.path().string()));
+    EXPECT_THAT(kept.text, testing::AllOf(HasSubstr("ONE=1"), HasSubstr("SPACED=a b"), Not(HasSubstr("HOME="))));
+  }
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  EXPECT_EQ(sigismember(&mask, SIGUSR2), 1);
+  EXPECT_EQ(sigismember(&mask, SIGCHLD), 0);
+}
+
+TEST(TaskTest, StandardDescriptorsMayBeClosedOrSwapped) {
+  const auto works = [] {
+    Kept kept({.executable = "/bin/sh",
+               .arguments = {"-c", "cat; echo err >&2"},
+               .input = Stream::written(),
+               .error = Stream::output()});
+    if (!kept.launch()) return false;
+    kept.task->write("in ");
+    kept.task->closeInput();
+    return kept.wait() && kept.text == "in err\n";
+  };
+  for (int closed = 1; closed < 8; ++closed) {
+    const pid_t process = fork();
+    if (process == 0) {
+      for (int fd = 0; fd < 3; ++fd)
+        if ((closed & (1 << fd)) != 0) close(fd);
+      _exit(works() ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(process, &status, 0);
+    EXPECT_EQ(status, 0) << closed;
+  }
+  const TempHome home;
+  const FileDescriptor one(open((home / "one").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  const FileDescriptor two(open((home / "two").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  const int out = dup(1);
+  const int err = dup(2);
+  dup2(one.get(), 1);
+  dup2(two.get(), 2);
+  const auto task = Task::create({.executable = "/bin/sh",
+                                  .arguments = {"-c", "echo out; echo err >&2"},
+                                  .output = Stream::file(2),
+                                  .error = Stream::file(1)});
+  const bool launched = task->launch().has_value();
+  dup2(out, 1);
+  dup2(err, 2);
+  close(out);
+  close(err);
+  ASSERT_TRUE(launched);
+  task->waitUntilExit();
+  char text[8] = {};
+  EXPECT_EQ(pread(one.get(), text, sizeof text, 0), 4);
+  EXPECT_STREQ(text, "err\n");
+  EXPECT_EQ(pread(two.get(), text, sizeof text, 0), 4);
+  EXPECT_STREQ(text, "out\n");
+}
+
+TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
+  const struct {
+    const char* behaviour;
+    void (Task::*end)();
+    std::int32_t signal;
+  } rows[] = {{"sleeps", &Task::interrupt, SIGINT},
+              {"sleeps", &Task::terminate, SIGTERM},
+              {"sleeps", &Task::kill, SIGKILL},
+              {"ignores-sigterm", &Task::kill, SIGKILL}};
+  for (const auto& row : rows) {
+    // Through a shell that waits, so that the child is a grandchild.
+    Kept kept({.executable = "/bin/sh", .arguments = {"-c", CHILD + " " + row.behaviour + "; exit 1"}});
+    (kept.task.get()->*row.end)();  // nothing yet
+    ASSERT_TRUE(kept.launch());
+    ASSERT_TRUE(eventually([&] { return kept.soFar() == "ready"; }));
+    if (row.behaviour == std::string("ignores-sigterm")) {
+      const auto lone = std::make_unique<Kept>(Task::Settings{.executable = CHILD, .arguments = {row.behaviour}});
+      ASSERT_TRUE(lone->launch());
+      ASSERT_TRUE(eventually([&] { return lone->soFar() == "ready"; }));
+      lone->task->terminate();
+      std::this_thread::sleep_for(milliseconds(100));
+      EXPECT_TRUE(lone->task->isRunning());
+    }
+    (kept.task.get()->*row.end)();
+    ASSERT_TRUE(kept.wait()) << "the grandchild holds the output";
+    EXPECT_EQ(kept.task->terminationReason(), Reason::UNCAUGHT_SIGNAL);
+    EXPECT_EQ(kept.task->terminationStatus(), row.signal);
+    (kept.task.get()->*row.end)();  // nothing any more
+  }
+}
+
+TEST(TaskTest, InputOfAnySizeIsWrittenWithoutWaiting) {
+  std::string sent;
+  for (int i = 0; sent.size() < (20 << 20); ++i) sent += std::to_string(i) + "\n";
+  Kept kept({.executable = "/bin/cat", .input = Stream::written()});
+  EXPECT_FALSE(kept.task->write("too early"));
+  ASSERT_TRUE(kept.launch());
+  for (std::size_t at = 0; at < sent.size(); at += 1'000'003)
+    EXPECT_TRUE(kept.task->write(std::string_view(sent).substr(at, 1'000'003)));
+  kept.task->closeInput();
+  EXPECT_FALSE(kept.task->write("too late"));
+  ASSERT_TRUE(kept.wait());
+  EXPECT_TRUE(kept.text == sent);
+}
+
+TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
+  signal(SIGPIPE, SIG_DFL);
+  const int before = entries("/proc/self/fd");
+  {
+    Kept busy({.executable = CHILD, .arguments = {"sleeps"}, .input = Stream::written()});
+    ASSERT_TRUE(busy.launch());
+    EXPECT_TRUE(busy.task->write(std::string(8 << 20, 'x'))) << "nobody reads, nobody waits";
+    Kept gone({.executable = CHILD, .arguments = {"exit", "0"}, .input = Stream::written()});
+    ASSERT_TRUE(gone.launch());
+    EXPECT_TRUE(eventually([&] { return !gone.task->write("x"); }));
+  }
+  EXPECT_TRUE(eventually([&] { return entries("/proc/self/fd") == before; }));
+}
+
+TEST(TaskTest, TheStatusIsThereForReadersAndManyWaiters) {
+  for (int i = 0; i < 20; ++i) {
+    std::atomic<int> found = 0;
+    const auto task = Task::create({.executable = CHILD,
+                                    .arguments = {"exit", "5"},
+                                    .output = Stream::read([&](Task& self, std::string_view bytes) {
+                                      if (!bytes.empty()) return;
+                                      self.waitUntilExit();
+                                      found += self.terminationStatus().value_or(-1);
+                                    })});
+    std::vector<std::thread> waiters;
+    for (int j = 0; j < 4; ++j)
+      waiters.emplace_back([&] {
+        task->waitUntilExit();
+        found += task->terminationStatus().value_or(-1);
+      });
+    ASSERT_TRUE(task->launch());
+    for (std::thread& waiter : waiters) waiter.join();
+    EXPECT_TRUE(eventually([&] { return found == 25; })) << found;
+  }
+}
+
+volatile sig_atomic_t s_children = 0;
+
+TEST(TaskTest, TheApplicationsHandlerOfSigchldStays) {
+  struct sigaction count {};
+  count.sa_handler = [](int) { s_children = s_children + 1; };
+  sigaction(SIGCHLD, &count, nullptr);
+  {
+    Kept kept({.executable = CHILD, .arguments = {"exit", "4"}});
+    ASSERT_TRUE(kept.launch());
+    ASSERT_TRUE(kept.wait());
+    EXPECT_EQ(kept.task->terminationStatus(), 4);
+  }
+  EXPECT_TRUE(eventually([] { return s_children == 1; }));
+  struct sigaction now {};
+  sigaction(SIGCHLD, nullptr, &now);
+  EXPECT_EQ(now.sa_handler, count.sa_handler);
+
+  signal(SIGCHLD, SIG_IGN);  // the system forgets the status then
+  Kept kept({.executable = "/bin/echo", .arguments = {"hello"}});
+  ASSERT_TRUE(kept.launch());
+  ASSERT_TRUE(kept.wait());
+  EXPECT_EQ(kept.text, "hello\n");
+  EXPECT_EQ(kept.task->terminationStatus(), -1);
+  signal(SIGCHLD, SIG_DFL);
+}
+
+TEST(TaskTest, NothingIsLeftAfterAThousandRuns) {
+  const auto run = [] {
+    const auto task = Task::create({.executable = "/bin/true", .input = Stream::written(), .output = Stream::read({})});
+    ASSERT_TRUE(task->launch());
+    task->waitUntilExit();
+  };
+  const int descriptors = entries("/proc/self/fd");
+  const int threads = entries("/proc/self/task");
+  for (int i = 0; i < 1000; ++i) run();
+  EXPECT_TRUE(eventually([&] { return entries("/proc/self/fd") == descriptors; }));
+  EXPECT_TRUE(eventually([&] { return entries("/proc/self/task") == threads; })) << "idle threads end after 5 s";
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(TaskTest, TwoHundredAtOnce) {
+  std::vector<std::unique_ptr<Kept>> all;
+  for (int i = 0; i < 200; ++i) {
+    all.push_back(std::make_unique<Kept>(Task::Settings{
+        .executable = "/bin/sh", .arguments = {"-c", "echo $PPID; exec cat"}, .input = Stream::written()}));
+    ASSERT_TRUE(all.back()->launch());
+  }
+  const std::string expected = std::to_string(getpid()) + "\n";
+  for (const auto& kept : all) EXPECT_TRUE(kept->task->write("x"));
+  for (const auto& kept : all) kept->task->closeInput();
+  for (const auto& kept : all) {
+    ASSERT_TRUE(kept->wait());
+    EXPECT_EQ(kept->text, expected + "x");
+    EXPECT_EQ(kept->task->terminationStatus(), 0);
+  }
+}
+
+}  // namespace
+}  // namespace corvane
