@@ -142,7 +142,7 @@ TEST(ProcInfo, NamesMayHoldAnything) {
 
 TEST(ProcInfo, TheExecutableCompletesALongName) {
   const TempHome home;
-  for (const std::size_t length : {15, 16, 20, 31, 60}) {
+  for (const std::size_t length : {15U, 16U, 20U, 31U, 60U}) {
     const std::string name = std::string("process-of-long-name-").substr(0, 14) + std::string(length - 14, 'z');
     std::filesystem::copy_file("/bin/sleep", home / name);
     const Child child({home / name, "600"});
