@@ -233,8 +233,8 @@ Result<const FakeProcessTable::Process*> FakeProcessTable::find(pid_t pid) const
 namespace {
 
 template <class T>
-Result<T> known(const std::optional<T>& value) {
-  if (!value) return failure("posix", EACCES, "Not told");
+Result<T> known(const std::optional<T>& value, int otherwise) {
+  if (!value) return failure("posix", otherwise, "Not told");
   return *value;
 }
 
@@ -268,15 +268,15 @@ Result<ProcessInfo> FakeProcessTable::process(pid_t pid) {
 }
 
 Result<ProcessDetails> FakeProcessTable::details(pid_t pid) {
-  return find(pid).and_then([](const Process* process) { return known(process->details); });
+  return find(pid).and_then([this](const Process* process) { return known(process->details, lacking); });
 }
 
 Result<DiskBytes> FakeProcessTable::diskBytes(pid_t pid) {
-  return find(pid).and_then([](const Process* process) { return known(process->diskBytes); });
+  return find(pid).and_then([this](const Process* process) { return known(process->diskBytes, lacking); });
 }
 
 Result<std::string> FakeProcessTable::path(pid_t pid) {
-  return find(pid).and_then([](const Process* process) { return known(process->path); });
+  return find(pid).and_then([this](const Process* process) { return known(process->path, lacking); });
 }
 
 Result<MemoryRegion> FakeProcessTable::region(pid_t pid, std::uint64_t address) {
@@ -291,10 +291,10 @@ Result<std::size_t> FakeProcessTable::descriptors(pid_t pid) {
   return find(pid).map([](const Process* process) { return process->files.size(); });
 }
 
-Result<void> FakeProcessTable::openFiles(pid_t pid, const std::function<void(int, const std::string&)>& visit) {
+Result<void> FakeProcessTable::openFiles(pid_t pid, const std::function<void(int, const char*)>& visit) {
   const auto process = find(pid);
   if (!process) return tl::unexpected(process.error());
-  for (const auto& [descriptor, path] : (*process)->files) visit(descriptor, path);
+  for (const auto& [descriptor, path] : (*process)->files) visit(descriptor, path.c_str());
   return {};
 }
 
