@@ -37,6 +37,12 @@ void sleepMsec(int msec) {
   poll(nullptr, 0, msec);
 }
 
+int sleeps() {
+  put(STDOUT_FILENO, "ready");
+  sleepMsec(60'000);
+  return 0;
+}
+
 const std::map<std::string, std::function<int(const Arguments&)>> BEHAVIOURS = {
     // flood MIB: that much on both streams at once
     {"flood",
@@ -84,16 +90,18 @@ const std::map<std::string, std::function<int(const Arguments&)>> BEHAVIOURS = {
     {"ignores-sigterm",
      [](const Arguments&) {
        signal(SIGTERM, SIG_IGN);
-       put(STDOUT_FILENO, "ready");
-       sleepMsec(60'000);
-       return 0;
+       return sleeps();
      }},
-    {"sleeps",
+    {"leaves-group",
      [](const Arguments&) {
-       put(STDOUT_FILENO, "ready");
-       sleepMsec(60'000);
-       return 0;
+       if (fork() == 0) {  // stays in it
+         sleepMsec(60'000);
+         return 0;
+       }
+       setpgid(0, getpgid(getppid()));
+       return sleeps();
      }},
+    {"sleeps", [](const Arguments&) { return sleeps(); }},
     // what it inherited
     {"state",
      [](const Arguments&) {

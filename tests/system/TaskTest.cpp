@@ -294,26 +294,24 @@ TEST(TaskTest, StandardDescriptorsMayBeClosedOrSwapped) {
 
 TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
   const struct {
-    const char* behaviour;
+    std::string command;  // of a shell
     void (Task::*end)();
     std::int32_t signal;
-  } rows[] = {{"sleeps", &Task::interrupt, SIGINT},
-              {"sleeps", &Task::terminate, SIGTERM},
-              {"sleeps", &Task::kill, SIGKILL},
-              {"ignores-sigterm", &Task::kill, SIGKILL}};
+  } rows[] = {{CHILD + " sleeps; exit 1", &Task::interrupt, SIGINT},  // the shell waits
+              {CHILD + " sleeps; exit 1", &Task::terminate, SIGTERM},
+              {CHILD + " sleeps; exit 1", &Task::kill, SIGKILL},
+              {"exec " + CHILD + " leaves-group", &Task::terminate, SIGTERM},
+              {"exec " + CHILD + " ignores-sigterm", &Task::kill, SIGKILL}};
   for (const auto& row : rows) {
-    // Through a shell that waits, so that the child is a grandchild.
-    Kept kept({.executable = "/bin/sh", .arguments = {"-c", CHILD + " " + row.behaviour + "; exit 1"}});
+    SCOPED_TRACE(row.command);
+    Kept kept({.executable = "/bin/sh", .arguments = {"-c", row.command}});
     (kept.task.get()->*row.end)();  // nothing yet
     ASSERT_TRUE(kept.launch());
     ASSERT_TRUE(eventually([&] { return kept.soFar() == "ready"; }));
-    if (row.behaviour == std::string("ignores-sigterm")) {
-      const auto lone = std::make_unique<Kept>(Task::Settings{.executable = CHILD, .arguments = {row.behaviour}});
-      ASSERT_TRUE(lone->launch());
-      ASSERT_TRUE(eventually([&] { return lone->soFar() == "ready"; }));
-      lone->task->terminate();
+    if (row.command.ends_with("ignores-sigterm")) {
+      kept.task->terminate();
       std::this_thread::sleep_for(milliseconds(100));
-      EXPECT_TRUE(lone->task->isRunning());
+      EXPECT_TRUE(kept.task->isRunning());
     }
     (kept.task.get()->*row.end)();
     ASSERT_TRUE(kept.wait()) << "the grandchild holds the output";
@@ -326,7 +324,7 @@ TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
 TEST(TaskTest, InputOfAnySizeIsWrittenWithoutWaiting) {
   std::string sent;
   for (int i = 0; sent.size() < (20 << 20); ++i) sent += std::to_string(i) + "\n";
-  Kept kept({.executable = "/bin/cat", .input = Stream::written()});
+  Kept kept({.executable = "/bin/cat", .arguments = {"/dev/stdin"}, .input = Stream::written()});
   EXPECT_FALSE(kept.task->write("too early"));
   ASSERT_TRUE(kept.launch());
   for (std::size_t at = 0; at < sent.size(); at += 1'000'003)
@@ -347,6 +345,18 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
     Kept gone({.executable = CHILD, .arguments = {"exit", "0"}, .input = Stream::written()});
     ASSERT_TRUE(gone.launch());
     EXPECT_TRUE(eventually([&] { return !gone.task->write("x"); }));
+    // One that the application holds back for itself stays.
+    sigset_t pipe, pending, mask;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, &mask);
+    EXPECT_EQ(sigismember(&mask, SIGPIPE), 0) << "as it was";
+    raise(SIGPIPE);
+    Kept again({.executable = CHILD, .arguments = {"exit", "0"}, .input = Stream::written()});
+    ASSERT_TRUE(again.launch());
+    EXPECT_TRUE(eventually([&] { return !again.task->write("x"); }));
+    sigpending(&pending);
+    EXPECT_EQ(sigismember(&pending, SIGPIPE), 1);
   }
   EXPECT_TRUE(eventually([&] { return entries("/proc/self/fd") == before; }));
 }
