@@ -25,21 +25,13 @@
 
 #include "corvane/core/Files.h"
 #include "corvane/system/procinfo/proclist.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/TempHome.h"
 #include "tests/system/ProcInfoApi.h"
 
 namespace {
 
 using namespace corvane;
-
-// Waits for what another process is about to do.
-bool eventually(const std::function<bool()>& holds) {
-  for (int i = 0; i < 2000; ++i) {
-    if (holds()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return false;
-}
 
 // A process that lives until the end of the scope.
 class Child {

@@ -14,7 +14,9 @@
 #include <csignal>
 #include <thread>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/TempHome.h"
+#include "tests/system/Children.h"
 
 namespace {
 
@@ -39,26 +41,16 @@ using testing::HasSubstr;
 using Reason = Task::TerminationReason;
 using Stream = Task::Stream;
 
-const std::string CHILD = CORVANE_TEST_BIN "/system_child";
-constexpr milliseconds LONG(30'000);
-
-// Waits, for long if need be, until something is true.
-template <class Condition>
-bool eventually(Condition&& condition) {
-  const auto end = std::chrono::steady_clock::now() + LONG;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(milliseconds(2));
-  }
-  return true;
-}
-
 int entries(const char* folder) {
   int count = 0;
   DIR* list = opendir(folder);
   while (readdir(list)) ++count;
   closedir(list);
   return count;
+}
+
+Task::Settings shell(const std::string& command) {
+  return {.executable = "/bin/sh", .arguments = {"-c", command}};
 }
 
 // A task whose output is kept, and that tells when it is over.
@@ -102,12 +94,12 @@ TEST(TaskTest, ChildrenEndInEveryWay) {
     std::int32_t status;
     std::string output;
   } rows[] = {
-      {{.executable = CHILD, .arguments = {"exit", "0"}}, Reason::EXIT, 0, ""},
-      {{.executable = CHILD, .arguments = {"exit", "255"}}, Reason::EXIT, 255, ""},
-      {{.executable = CHILD, .arguments = {"signal", "6"}}, Reason::UNCAUGHT_SIGNAL, SIGABRT, ""},
-      {{.executable = CHILD, .arguments = {"signal", "9"}}, Reason::UNCAUGHT_SIGNAL, SIGKILL, ""},
-      {{.executable = CHILD, .arguments = {"closes-and-lives"}}, Reason::EXIT, 7, "bye"},
-      {{.executable = CHILD, .arguments = {"grandchild"}}, Reason::EXIT, 3, "child grandchild"},
+      {{.executable = "/bin/true"}, Reason::EXIT, 0, ""},
+      {shell("exit 255"), Reason::EXIT, 255, ""},
+      {shell("ulimit -c 0; kill -ABRT $$"), Reason::UNCAUGHT_SIGNAL, SIGABRT, ""},
+      {shell("kill -KILL $$"), Reason::UNCAUGHT_SIGNAL, SIGKILL, ""},
+      {shell(CLOSES_AND_LIVES), Reason::EXIT, 7, "bye"},
+      {shell(LEAVES_A_GRANDCHILD), Reason::EXIT, 3, "child grandchild"},
       {{.executable = "/bin/cat", .input = Stream::nothing()}, Reason::EXIT, 0, ""},
       {{.executable = "/bin/sh", .arguments = {"-c", "echo out; echo err >&2"}, .error = Stream::output()},
        Reason::EXIT,
@@ -228,7 +220,7 @@ TEST(TaskTest, AChildStartsClean) {
   for (const auto& row : rows) {
     // The niceness comes from outside: it has time to.
     Kept kept({.executable = "/bin/sh",
-               .arguments = {"-c", "sleep 0.3; exec " + CHILD + " state"},
+               .arguments = {"-c", "sleep 0.3; exec " + CHILD},
                .environment = {{{"ONE", "1"}, {"SPACED", "a b"}}},
                .folder = home.path(),
                .qos = row.qos,
@@ -297,18 +289,18 @@ TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
     std::string command;  // of a shell
     void (Task::*end)();
     std::int32_t signal;
-  } rows[] = {{CHILD + " sleeps; exit 1", &Task::interrupt, SIGINT},  // the shell waits
+  } rows[] = {{CHILD + " sleeps; exit 1", &Task::interrupt, SIGINT},  // through a shell that waits
               {CHILD + " sleeps; exit 1", &Task::terminate, SIGTERM},
               {CHILD + " sleeps; exit 1", &Task::kill, SIGKILL},
               {"exec " + CHILD + " leaves-group", &Task::terminate, SIGTERM},
-              {"exec " + CHILD + " ignores-sigterm", &Task::kill, SIGKILL}};
+              {"trap '' TERM; printf ready; sleep 60", &Task::kill, SIGKILL}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.command);
-    Kept kept({.executable = "/bin/sh", .arguments = {"-c", row.command}});
+    Kept kept(shell(row.command));
     (kept.task.get()->*row.end)();  // nothing yet
     ASSERT_TRUE(kept.launch());
     ASSERT_TRUE(eventually([&] { return kept.soFar() == "ready"; }));
-    if (row.command.ends_with("ignores-sigterm")) {
+    if (row.command.starts_with("trap")) {
       kept.task->terminate();
       std::this_thread::sleep_for(milliseconds(100));
       EXPECT_TRUE(kept.task->isRunning());
@@ -339,10 +331,10 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
   signal(SIGPIPE, SIG_DFL);
   const int before = entries("/proc/self/fd");
   {
-    Kept busy({.executable = CHILD, .arguments = {"sleeps"}, .input = Stream::written()});
+    Kept busy({.executable = "/bin/sleep", .arguments = {"60"}, .input = Stream::written()});
     ASSERT_TRUE(busy.launch());
     EXPECT_TRUE(busy.task->write(std::string(8 << 20, 'x'))) << "nobody reads, nobody waits";
-    Kept gone({.executable = CHILD, .arguments = {"exit", "0"}, .input = Stream::written()});
+    Kept gone({.executable = "/bin/true", .input = Stream::written()});
     ASSERT_TRUE(gone.launch());
     EXPECT_TRUE(eventually([&] { return !gone.task->write("x"); }));
     // One that the application holds back for itself stays.
@@ -352,7 +344,7 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
     pthread_sigmask(SIG_BLOCK, &pipe, &mask);
     EXPECT_EQ(sigismember(&mask, SIGPIPE), 0) << "as it was";
     raise(SIGPIPE);
-    Kept again({.executable = CHILD, .arguments = {"exit", "0"}, .input = Stream::written()});
+    Kept again({.executable = "/bin/true", .input = Stream::written()});
     ASSERT_TRUE(again.launch());
     EXPECT_TRUE(eventually([&] { return !again.task->write("x"); }));
     sigpending(&pending);
@@ -364,8 +356,8 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
 TEST(TaskTest, TheStatusIsThereForReadersAndManyWaiters) {
   for (int i = 0; i < 20; ++i) {
     std::atomic<int> found = 0;
-    const auto task = Task::create({.executable = CHILD,
-                                    .arguments = {"exit", "5"},
+    const auto task = Task::create({.executable = "/bin/sh",
+                                    .arguments = {"-c", "exit 5"},
                                     .output = Stream::read([&](Task& self, std::string_view bytes) {
                                       if (!bytes.empty()) return;
                                       self.waitUntilExit();
@@ -390,7 +382,7 @@ TEST(TaskTest, TheApplicationsHandlerOfSigchldStays) {
   count.sa_handler = [](int) { s_children = s_children + 1; };
   sigaction(SIGCHLD, &count, nullptr);
   {
-    Kept kept({.executable = CHILD, .arguments = {"exit", "4"}});
+    Kept kept(shell("exit 4"));
     ASSERT_TRUE(kept.launch());
     ASSERT_TRUE(kept.wait());
     EXPECT_EQ(kept.task->terminationStatus(), 4);
