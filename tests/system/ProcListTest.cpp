@@ -2,9 +2,12 @@
 
 #include <errno.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <vector>
 
+#include "corvane/core/Files.h"
 #include "corvane/platform/fake/FakePlatform.h"
 #include "corvane/platform/linux/ProcessText.h"
 #include "corvane/system/procinfo/procinfo.h"
@@ -162,6 +165,25 @@ TEST(ProcList, ARefusedTableLeavesAnEmptyList) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(procinfo_isrunning(1), -1);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "sysctl: Too many open files\n");
+}
+
+TEST(ProcList, WithoutDescriptorsThereIsNoHalfAList) {
+  proclist_t list;
+  ASSERT_EQ(proclist_create(&list), 0);  // a sanitizer looks at new types in files
+  proclist_dispose(&list);
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const FileDescriptor highest(dup(0));
+  for (rlim_t room = 0; room < 2; ++room) {  // none; one for /proc, and none for what is in it
+    const rlimit tight{static_cast<rlim_t>(highest.get()) + 1 + room, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &tight);
+    const int32_t result = proclist_create(&list);
+    const int code = errno;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(code, EMFILE);
+    EXPECT_EQ(list.procs, nullptr);
+  }
 }
 
 TEST(ProcList, TheMachineIsWhatTheSystemSays) {

@@ -252,9 +252,11 @@ Result<std::size_t> FakeProcessTable::pids(std::span<pid_t> into) {
 
 Result<void> FakeProcessTable::each(const std::function<void(const ProcessInfo&)>& visit) {
   if (error) return tl::unexpected<Error>(*error);
-  for (auto [pid, process] : processes) {
-    process.info.pid = pid;
-    visit(process.info);
+  // Backwards: a system may list them in any order.
+  for (auto entry = processes.rbegin(); entry != processes.rend(); ++entry) {
+    ProcessInfo info = entry->second.info;
+    info.pid = entry->first;
+    visit(info);
   }
   return {};
 }
