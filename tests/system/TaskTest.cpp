@@ -334,9 +334,16 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
     Kept busy({.executable = "/bin/sleep", .arguments = {"60"}, .input = Stream::written()});
     ASSERT_TRUE(busy.launch());
     EXPECT_TRUE(busy.task->write(std::string(8 << 20, 'x'))) << "nobody reads, nobody waits";
-    Kept gone({.executable = "/bin/true", .input = Stream::written()});
-    ASSERT_TRUE(gone.launch());
-    EXPECT_TRUE(eventually([&] { return !gone.task->write("x"); }));
+    const auto writeToNobody = [] {
+      Task::Settings settings = shell("exec <&-; printf ready; sleep 60");
+      settings.input = Stream::written();
+      Kept kept(std::move(settings));
+      ASSERT_TRUE(kept.launch());
+      ASSERT_TRUE(eventually([&] { return kept.soFar() == "ready"; }));
+      EXPECT_FALSE(kept.task->write("x"));
+      EXPECT_TRUE(kept.task->isRunning());
+    };
+    writeToNobody();
     // One that the application holds back for itself stays.
     sigset_t pipe, pending, mask;
     sigemptyset(&pipe);
@@ -344,9 +351,7 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
     pthread_sigmask(SIG_BLOCK, &pipe, &mask);
     EXPECT_EQ(sigismember(&mask, SIGPIPE), 0) << "as it was";
     raise(SIGPIPE);
-    Kept again({.executable = "/bin/true", .input = Stream::written()});
-    ASSERT_TRUE(again.launch());
-    EXPECT_TRUE(eventually([&] { return !again.task->write("x"); }));
+    writeToNobody();
     sigpending(&pending);
     EXPECT_EQ(sigismember(&pending, SIGPIPE), 1);
   }
