@@ -26,7 +26,8 @@ tl::unexpected<Error> systemFailure(int code) {
   return failure("posix", code, std::generic_category().message(code));
 }
 
-// Away from 0, 1 and 2, which a process may have closed: there the child's streams would get into each other's way.
+// Away from 0, 1 and 2, which a process may have closed: there the child's streams would get into each other's way, and
+// what the process prints into the child.
 Result<FileDescriptor> aboveStandard(int fd) {
   FileDescriptor owned(fd);
   if (fd < 0) return systemFailure(errno);
@@ -361,7 +362,7 @@ Result<std::shared_ptr<Task::Run>> Task::start() {
   }
   lowerPriority(process, m_settings.qos);
   m_pid = process;
-  m_process = std::make_shared<const FileDescriptor>(pidfdOpen(process));
+  m_process = std::make_shared<const FileDescriptor>(aboveStandard(pidfdOpen(process)).value_or(FileDescriptor()));
   m_input = std::move(input);
   return run;
 }

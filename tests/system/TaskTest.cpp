@@ -238,12 +238,14 @@ TEST(TaskTest, AChildStartsClean) {
 }
 
 TEST(TaskTest, StandardDescriptorsMayBeClosedOrSwapped) {
-  const auto works = [] {
+  const auto works = [](int closed) {
     Kept kept({.executable = "/bin/sh",
                .arguments = {"-c", "cat; echo err >&2"},
                .input = Stream::written(),
                .error = Stream::output()});
     if (!kept.launch()) return false;
+    for (int fd = 0; fd < 3; ++fd)
+      if ((closed & (1 << fd)) != 0 && fcntl(fd, F_GETFD) != -1) return false;  // it stays closed
     kept.task->write("in ");
     kept.task->closeInput();
     return kept.wait() && kept.text == "in err\n";
@@ -253,7 +255,7 @@ TEST(TaskTest, StandardDescriptorsMayBeClosedOrSwapped) {
     if (process == 0) {
       for (int fd = 0; fd < 3; ++fd)
         if ((closed & (1 << fd)) != 0) close(fd);
-      _exit(works() ? 0 : 1);
+      _exit(works(closed) ? 0 : 1);
     }
     int status = -1;
     waitpid(process, &status, 0);
