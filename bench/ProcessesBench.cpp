@@ -37,6 +37,7 @@ class Sleepers {
         continue;
       }
       if (geteuid() == 0 && setuid(NOBODY) != 0) _exit(1);
+      prctl(PR_SET_DUMPABLE, 1);  // as after exec: changing the user has made the files in /proc root's
       prctl(PR_SET_PDEATHSIG, SIGKILL);
       for (;;) pause();
     }

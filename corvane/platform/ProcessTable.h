@@ -118,8 +118,7 @@ class ProcessTable {
 
   /// Calls `visit` with each descriptor that is open on something in the file system, and with its path: not with
   /// sockets, pipes and memory. Those that are closed meanwhile are left out. `visit` may open and close files.
-  virtual Result<void> openFiles(pid_t pid,
-                                 const std::function<void(int descriptor, const std::string& path)>& visit) = 0;
+  virtual Result<void> openFiles(pid_t pid, const std::function<void(int descriptor, const char* path)>& visit) = 0;
 
   /// Whether the system starts programs of other machines under an emulator. On Linux: whether binfmt_misc has an
   /// interpreter for executables in force.

@@ -6,7 +6,6 @@
 
 #include "corvane/core/DispatchQueueSerial.h"
 #include "corvane/core/Log.h"
-#include "corvane/core/Mutex.h"
 #include "corvane/core/Text.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/platform/Platform.h"
@@ -23,35 +22,19 @@ std::string decoded(const std::string& path, std::string output) {
   return platform().localization().text("Cannot decode output from:") + " " + path;
 }
 
-// A task whose whole output goes to `done`, when it is complete.
-std::shared_ptr<Task> collecting(const std::string& path, const Execute::Arguments& args, QoS qos, Task::Stream error,
-                                 std::function<void(std::string output)> done) {
-  const auto output = std::make_shared<std::string>();
-  return Task::create({.executable = path,
-                       .arguments = args,
-                       .qos = qos,
-                       .output = Task::Stream::read([output](Task&, std::string_view bytes) { output->append(bytes); }),
-                       .error = std::move(error),
-                       .terminationHandler = [output, done = std::move(done)](Task&) { done(std::move(*output)); }});
-}
-
 struct Outcome {
   std::int32_t status;
   std::string output;
 };
 
 Result<Outcome> run(const std::string& path, const Execute::Arguments& args, Task::Stream error) {
-  Mutex mutex;
-  bool completed = false;
   std::string output;
-  const auto task = collecting(path, args, QoS::DEFAULT, std::move(error), [&](std::string text) {
-    MutexLock lock(mutex);
-    output = std::move(text);
-    completed = true;
-    mutex.broadcast();
-  });
-  if (auto launched = task->launch(); !launched) return tl::unexpected(launched.error());
-  mutex.waitloop([] {}, [&] { return !completed; }, [] {}, COND_WAIT_FOREVER);
+  const auto task =
+      Task::create({.executable = path,
+                    .arguments = args,
+                    .output = Task::Stream::read([&output](Task&, std::string_view bytes) { output.append(bytes); }),
+                    .error = std::move(error)});
+  if (auto ran = task->run(); !ran) return tl::unexpected(ran.error());
   return Outcome{task->terminationStatus().value_or(-1), std::move(output)};
 }
 
@@ -138,12 +121,18 @@ std::string Execute::sync(const std::string& path, const Arguments& args) {
 
 std::shared_ptr<Task> Execute::async(const std::string& path, const Arguments& args, QoS qos,
                                      std::function<void(const std::string& output)> completion) {
+  const auto output = std::make_shared<std::string>();
   auto task =
-      collecting(path, args, qos, Task::Stream::output(), [path, completion = std::move(completion)](std::string text) {
-        if (completion) completion(decoded(path, std::move(text)));
-      });
+      Task::create({.executable = path,
+                    .arguments = args,
+                    .qos = qos,
+                    .output = Task::Stream::read([output](Task&, std::string_view bytes) { output->append(bytes); }),
+                    .error = Task::Stream::output(),
+                    .terminationHandler = [output, completion = std::move(completion)](Task& self) {
+                      if (completion) completion(decoded(self.executable(), std::move(*output)));
+                    }});
   platform().serialQueues().make("org.corvane.execute", qos)->async([task] {
-    if (const auto result = task->launch(); !result)
+    if (const auto result = task->run(); !result)
       logNotice("Execute.async exception: " + task->executable() + ": " + result.error().description);
   });
   return task;

@@ -5,7 +5,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,7 +26,8 @@ tl::unexpected<Error> systemFailure(int code) {
   return failure("posix", code, std::generic_category().message(code));
 }
 
-// Away from 0, 1 and 2, which a process may have closed: there the child's streams would get into each other's way.
+// Away from 0, 1 and 2, which a process may have closed: there the child's streams would get into each other's way, and
+// what the process prints into the child.
 Result<FileDescriptor> aboveStandard(int fd) {
   FileDescriptor owned(fd);
   if (fd < 0) return systemFailure(errno);
@@ -37,11 +37,10 @@ Result<FileDescriptor> aboveStandard(int fd) {
   return moved;
 }
 
-// The two ends of a new channel: what it is made by fills an array as pipe(2) does.
-template <class Make>
-Result<std::array<FileDescriptor, 2>> channel(Make make) {
+// A pipe: its reading and its writing end.
+Result<std::array<FileDescriptor, 2>> makePipe() {
   std::array<int, 2> ends{};
-  if (make(ends.data()) != 0) return systemFailure(errno);
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) return systemFailure(errno);
   auto first = aboveStandard(ends[0]);
   auto second = aboveStandard(ends[1]);
   if (!first) return tl::unexpected(first.error());
@@ -88,16 +87,47 @@ int pidfdOpen(pid_t process) {
   return static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
 }
 
-bool isGone(int process) {
-  return ::syscall(SYS_pidfd_send_signal, process, 0, nullptr, 0) != 0 && errno == ESRCH;
-}
-
 // waitid(2) on the descriptor of a child, or on its number where there was none left for it, with what it used.
 bool waitForExit(int process, pid_t number, int options, siginfo_t& info, rusage* usage) {
   return uninterrupted([&] {
            return ::syscall(SYS_waitid, process < 0 ? P_PID : P_PIDFD, process < 0 ? number : process, &info,
                             WEXITED | options, usage);
          }) == 0;
+}
+
+// write(2) to a pipe that does not block. No SIGPIPE reaches this process: the one that a reader's absence raises is
+// for this thread, so it is kept from it and taken away again.
+ssize_t writeQuietly(int fd, std::string_view bytes) {
+  sigset_t pipe, before, pending;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &pipe, &before);
+  sigpending(&pending);
+  const ssize_t written = uninterrupted([&] { return ::write(fd, bytes.data(), bytes.size()); });
+  const int code = errno;
+  if (written < 0 && code == EPIPE && sigismember(&pending, SIGPIPE) == 0) {
+    const timespec now{};
+    uninterrupted([&] { return ::sigtimedwait(&pipe, nullptr, &now); });
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  errno = code;
+  return written;
+}
+
+// Waits for room as long as somebody reads.
+bool writeAllQuietly(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = writeQuietly(fd, bytes);
+    if (written >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EAGAIN) {
+      pollfd wait{fd, POLLOUT, 0};
+      ::poll(&wait, 1, -1);
+    } else {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
@@ -140,10 +170,10 @@ class Task::Input : public std::enable_shared_from_this<Input> {
     MutexLock lock(m_mutex);
     if (m_closing) return false;
     while (!m_draining && !bytes.empty()) {
-      const ssize_t sent = send(bytes, MSG_DONTWAIT);
-      if (sent < 0 && errno == EAGAIN) break;
-      if (sent < 0) return fail();
-      bytes.remove_prefix(static_cast<std::size_t>(sent));
+      const ssize_t written = writeQuietly(m_end.get(), bytes);
+      if (written < 0 && errno == EAGAIN) break;
+      if (written < 0) return fail();
+      bytes.remove_prefix(static_cast<std::size_t>(written));
     }
     return bytes.empty() || append(bytes);
   }
@@ -155,10 +185,6 @@ class Task::Input : public std::enable_shared_from_this<Input> {
   }
 
  private:
-  ssize_t send(std::string_view bytes, int flags) {
-    return uninterrupted([&] { return ::send(m_end.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | flags); });
-  }
-
   bool fail() CORVANE_REQUIRES(m_mutex) {
     m_closing = true;
     m_pending.clear();
@@ -174,38 +200,37 @@ class Task::Input : public std::enable_shared_from_this<Input> {
     return true;
   }
 
-  // While it runs nobody else touches the end.
-  void drain() CORVANE_NO_THREAD_SAFETY_ANALYSIS {
+  void drain() {
     MutexLock lock(m_mutex);
+    const int end = m_end.get();  // nobody else closes it while this runs
     while (!m_pending.empty()) {
       const std::string batch = std::exchange(m_pending, {});
       lock.unlock();
-      std::string_view rest = batch;
-      ssize_t sent = 0;
-      for (; !rest.empty() && sent >= 0; rest.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(sent, 0))))
-        sent = send(rest, 0);
+      const bool written = writeAllQuietly(end, batch);
       lock.lock();
-      if (sent < 0) fail();
+      if (!written) fail();
     }
     m_draining = false;
     if (m_closing) m_end = FileDescriptor();
   }
 
   Mutex m_mutex;
-  FileDescriptor m_end;
+  FileDescriptor m_end CORVANE_GUARDED_BY(m_mutex);
   std::string m_pending CORVANE_GUARDED_BY(m_mutex);
   bool m_draining CORVANE_GUARDED_BY(m_mutex) = false;
   bool m_closing CORVANE_GUARDED_BY(m_mutex) = false;
   std::unique_ptr<SerialQueue> m_queue CORVANE_GUARDED_BY(m_mutex);  // made when needed
 };
 
-// The outputs that are read: reading ends of pipes, and who takes what they give.
-struct Task::Sources {
-  struct Source {
-    FileDescriptor end;
+// What the task's thread takes care of.
+struct Task::Run {
+  struct Output {
+    FileDescriptor end;  // of the pipe, for reading
     Reader reader;
   };
-  std::array<Source, 2> list;
+  std::array<Output, 2> outputs;
+  std::shared_ptr<const FileDescriptor> process;
+  TerminationHandler terminationHandler;
 };
 
 std::shared_ptr<Task> Task::create(Settings settings) {
@@ -220,22 +245,36 @@ Task::Task(Settings settings)
 Task::~Task() = default;
 
 Result<void> Task::launch() {
-  MutexLock lock(m_mutex);
-  if (m_state != State::NEW) return failure("task", EALREADY, "The task has been launched before");
-  auto sources = start();
-  // Not the task's any more: the handlers may hold it, and what they hold is to live no longer than they are needed.
-  Settings settings = std::exchange(m_settings, {});
-  m_state = sources ? State::RUNNING : State::FAILED;
-  if (sources) m_terminationHandler = std::move(settings.terminationHandler);
-  m_mutex.broadcast();
-  lock.unlock();
-  if (!sources) return tl::unexpected(sources.error());
-  m_queue->async([self = shared_from_this(), sources = std::move(*sources)] { self->follow(*sources); });
+  auto run = begin();
+  if (!run) return tl::unexpected(run.error());
+  m_queue->async([self = shared_from_this(), run = std::move(*run)] { self->follow(*run); });
   return {};
 }
 
-Result<std::shared_ptr<Task::Sources>> Task::start() {
-  auto sources = std::make_shared<Sources>();
+Result<void> Task::run() {
+  const auto run = begin();
+  if (!run) return tl::unexpected(run.error());
+  follow(**run);
+  return {};
+}
+
+// Starts the child and lets waitUntilExit() know.
+Result<std::shared_ptr<Task::Run>> Task::begin() {
+  MutexLock lock(m_mutex);
+  if (m_state != State::NEW) return failure("task", EALREADY, "The task has been launched before");
+  auto run = start();
+  // Not the task's any more: the handlers may hold it, and what they hold is to live no longer than they are needed.
+  Settings settings = std::exchange(m_settings, {});
+  m_state = run ? State::RUNNING : State::FAILED;
+  if (run) (*run)->process = m_process;
+  m_mutex.broadcast();
+  lock.unlock();
+  if (run) (*run)->terminationHandler = std::move(settings.terminationHandler);
+  return run;
+}
+
+Result<std::shared_ptr<Task::Run>> Task::start() {
+  auto run = std::make_shared<Run>();
   std::shared_ptr<Input> input;
   std::array<FileDescriptor, 3> ends;  // the child's; none where it inherits
   std::array<Stream*, 3> streams = {&m_settings.input, &m_settings.output, &m_settings.error};
@@ -253,17 +292,18 @@ Result<std::shared_ptr<Task::Sources>> Task::start() {
         break;
       case Stream::Kind::WRITTEN: {
         if (i != STDIN_FILENO) return failure("task", EINVAL, "Only standard input can be written to");
-        auto pair = channel([](int* both) { return ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, both); });
-        if (!pair) return tl::unexpected(pair.error());
-        input = std::make_shared<Input>(std::move((*pair)[0]));
-        end = std::move((*pair)[1]);
+        auto pipe = makePipe();
+        if (!pipe) return tl::unexpected(pipe.error());
+        ::fcntl((*pipe)[1].get(), F_SETFL, O_NONBLOCK);
+        input = std::make_shared<Input>(std::move((*pipe)[1]));
+        end = std::move((*pipe)[0]);
         break;
       }
       case Stream::Kind::READ: {
         if (i == STDIN_FILENO) return failure("task", EINVAL, "Standard input cannot be read from");
-        auto pipe = channel([](int* both) { return ::pipe2(both, O_CLOEXEC); });
+        auto pipe = makePipe();
         if (!pipe) return tl::unexpected(pipe.error());
-        sources->list[i - 1] = {std::move((*pipe)[0]), std::move(stream.m_reader)};
+        run->outputs[i - 1] = {std::move((*pipe)[0]), std::move(stream.m_reader)};
         end = std::move((*pipe)[1]);
         break;
       }
@@ -322,26 +362,23 @@ Result<std::shared_ptr<Task::Sources>> Task::start() {
   }
   lowerPriority(process, m_settings.qos);
   m_pid = process;
-  m_process = std::make_shared<const FileDescriptor>(pidfdOpen(process));
+  m_process = std::make_shared<const FileDescriptor>(aboveStandard(pidfdOpen(process)).value_or(FileDescriptor()));
   m_input = std::move(input);
-  return sources;
+  return run;
 }
 
-// On a thread of the task, until the child has exited and nobody writes its outputs any more.
-void Task::follow(Sources& sources) {
-  std::shared_ptr<const FileDescriptor> process = m_mutex.acquire_block([this]() CORVANE_NO_THREAD_SAFETY_ANALYSIS {
-    return m_process ? m_process : std::make_shared<const FileDescriptor>();
-  });
+// Until the child has exited and nobody writes its outputs any more.
+void Task::follow(Run& run) {
   std::array<char, 65536> buffer;
   for (;;) {
     std::array<pollfd, 3> waits{};
-    waits[2] = {isRunning() ? process->get() : -1, POLLIN, 0};
-    for (std::size_t i = 0; i < sources.list.size(); ++i) waits[i] = {sources.list[i].end.get(), POLLIN, 0};
+    waits[2] = {isRunning() ? run.process->get() : -1, POLLIN, 0};
+    for (std::size_t i = 0; i < run.outputs.size(); ++i) waits[i] = {run.outputs[i].end.get(), POLLIN, 0};
     if (std::ranges::all_of(waits, [](const pollfd& wait) { return wait.fd < 0; })) break;
     if (::poll(waits.data(), waits.size(), -1) < 0) continue;
-    for (std::size_t i = 0; i < sources.list.size(); ++i) {
+    for (std::size_t i = 0; i < run.outputs.size(); ++i) {
       if (waits[i].revents == 0) continue;
-      auto& [end, reader] = sources.list[i];
+      auto& [end, reader] = run.outputs[i];
       const ssize_t count = uninterrupted([&] { return ::read(waits[i].fd, buffer.data(), buffer.size()); });
       if (count <= 0) end = FileDescriptor();
       const std::string_view bytes(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
@@ -352,9 +389,7 @@ void Task::follow(Sources& sources) {
   }
   waitUntilExit();  // for a child without a descriptor
   closeInput();
-  const TerminationHandler handler = m_mutex.acquire_block(
-      [this]() CORVANE_NO_THREAD_SAFETY_ANALYSIS { return std::exchange(m_terminationHandler, nullptr); });
-  if (handler) callOrFatal([&] { handler(*this); }, "the termination handler of a Task");
+  if (run.terminationHandler) callOrFatal([&] { run.terminationHandler(*this); }, "the termination handler of a Task");
 }
 
 // Takes the status of the child, which has exited.
@@ -413,8 +448,10 @@ void Task::signal(int number) {
   MutexLock lock(m_mutex);
   if (m_state != State::RUNNING) return;
   // The number is the child's as long as the child is not reaped; the application may have done that by mistake.
-  if (m_process->get() >= 0 && isGone(m_process->get())) return;
-  if (::kill(-m_pid, number) != 0) ::kill(m_pid, number);
+  siginfo_t info{};
+  if (!waitForExit(m_process->get(), m_pid, WNOHANG | WNOWAIT, info, nullptr)) return;
+  ::kill(-m_pid, number);
+  if (::getpgid(m_pid) != m_pid) ::kill(m_pid, number);  // it has gone to another group
 }
 
 void Task::interrupt() {

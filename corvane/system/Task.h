@@ -42,8 +42,8 @@ namespace corvane {
 class CORVANE_API Task : public std::enable_shared_from_this<Task> {
  public:
   /// Takes a piece of output as it arrives, of at most 64 KiB; an empty piece is the end, which comes exactly once.
-  /// Called on a thread of the task, one call at a time, and while it runs the child may fill its pipe and wait. The
-  /// bytes are good during the call. It must not throw.
+  /// Called on a thread of the task (with run(): on the caller's), one call at a time, and while it runs the child may
+  /// fill its pipe and wait. The bytes are good during the call. It must not throw.
   using Reader = std::function<void(Task& task, std::string_view bytes)>;
 
   /// Where a standard stream of the child leads.
@@ -53,7 +53,7 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
     static Stream nothing();    ///< to /dev/null
     /// To the file behind a descriptor of the caller's, which must be open at launch() and may be closed after it.
     static Stream file(int descriptor);
-    static Stream written();            ///< input only: to write(), through a socket, so that no signal is ever raised
+    static Stream written();            ///< input only: to write(), through a pipe
     static Stream read(Reader reader);  ///< output and error: to a reader, through a pipe
     static Stream output();             ///< error only: where standard output leads
 
@@ -79,7 +79,7 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
     Stream input = Stream::inherited();
     Stream output = Stream::inherited();
     Stream error = Stream::inherited();
-    /// Called once on a thread of the task, when the child has exited and its outputs have been read to their ends
+    /// Called once on the thread of the readers, when the child has exited and its outputs have been read to their ends
     /// (also by processes that the child started and that still have them open). It must not throw.
     TerminationHandler terminationHandler = {};
   };
@@ -104,6 +104,10 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
   /// variable's name that is empty or has "=", is an invalid argument. When this fails no handler is ever called.
   Result<void> launch();
 
+  /// The same, and returns when the child has exited and its outputs have been read to their ends. The readers and the
+  /// termination handler are called on this thread, which takes fewer changes of threads than launch().
+  Result<void> run();
+
   /// Its process number; none before it runs. After its end the number may be another's.
   std::optional<pid_t> processIdentifier() const;
   /// True from launch() until it has exited.
@@ -123,9 +127,9 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
   void terminate();  ///< SIGTERM, which it may ignore
   void kill();       ///< SIGKILL
 
-  /// Gives bytes to the child's standard input if that is Stream::written(). Never waits: what the child has no room
-  /// for yet is kept, and written on another thread. False if nothing takes them (the input was closed, the child is
-  /// gone).
+  /// Gives bytes to the child's standard input if that is Stream::written(). Never waits, and raises no SIGPIPE: what
+  /// the child has no room for yet is kept, and written on another thread. False if nothing takes them (the input was
+  /// closed, the child is gone).
   bool write(std::string_view bytes);
   /// Ends the child's standard input after what has been written.
   void closeInput();
@@ -136,12 +140,13 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
 
  private:
   class Input;
-  struct Sources;
+  struct Run;
   enum class State : std::uint8_t { NEW, RUNNING, EXITED, FAILED };
 
   explicit Task(Settings settings);
-  Result<std::shared_ptr<Sources>> start() CORVANE_REQUIRES(m_mutex);
-  void follow(Sources& sources);
+  Result<std::shared_ptr<Run>> begin();
+  Result<std::shared_ptr<Run>> start() CORVANE_REQUIRES(m_mutex);
+  void follow(Run& run);
   void reap();
   void signal(int number);
 
@@ -150,7 +155,6 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
   std::atomic<bool> m_dropsOutput = false;
   mutable Mutex m_mutex;
   Settings m_settings CORVANE_GUARDED_BY(m_mutex);  // until launch()
-  TerminationHandler m_terminationHandler CORVANE_GUARDED_BY(m_mutex);
   State m_state CORVANE_GUARDED_BY(m_mutex) = State::NEW;
   pid_t m_pid CORVANE_GUARDED_BY(m_mutex) = 0;
   std::shared_ptr<const FileDescriptor> m_process CORVANE_GUARDED_BY(m_mutex);  // its pidfd, while it runs

@@ -18,6 +18,7 @@
 #include "corvane/platform/fake/FakePlatform.h"
 #include "corvane/system/TryCatch.h"
 #include "tests/support/TempHome.h"
+#include "tests/system/Children.h"
 
 namespace {
 
@@ -47,8 +48,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using Texts = std::vector<std::string>;
-
-const std::string CHILD = CORVANE_TEST_BIN "/system_child";
 
 struct ExecuteTest : testing::Test {
   ExecuteTest() {
@@ -125,9 +124,9 @@ TEST_F(ExecuteTest, SyncGivesStatusAndWholeOutput) {
       {"/bin/printf", {"\\303\\244\\000z"}, 0, std::string("\u00e4\0z", 4)},
       {"/bin/printf", {"caf\\351"}, 0, undecodable},
       {"/bin/printf", {"\\355\\240\\200"}, 0, undecodable},
-      {CHILD, {"signal", "15"}, SIGTERM, ""},
-      {CHILD, {"grandchild"}, 3, "child grandchild"},
-      {CHILD, {"closes-and-lives"}, 7, "bye"},
+      {"/bin/sh", {"-c", "kill -TERM $$"}, SIGTERM, ""},
+      {"/bin/sh", {"-c", LEAVES_A_GRANDCHILD}, 3, "child grandchild"},
+      {"/bin/sh", {"-c", CLOSES_AND_LIVES}, 7, "bye"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(Execute::syncWithStatus(row.path, row.arguments), std::pair(row.status, row.output)) << row.path;
@@ -139,10 +138,11 @@ TEST_F(ExecuteTest, SyncGivesStatusAndWholeOutput) {
 }
 
 TEST_F(ExecuteTest, AFloodOnBothStreamsIsReadWhole) {
-  const auto [status, output] = Execute::syncWithStatus(CHILD, {"flood", "100"});
+  const auto [status, output] =
+      Execute::syncWithStatus("/bin/sh", {"-c", "yes | head -c 100M & yes | head -c 100M >&2; wait"});
   EXPECT_EQ(status, 0);
   EXPECT_EQ(output.size(), std::size_t{200} << 20);
-  EXPECT_EQ(output.find_first_not_of('x'), std::string::npos);
+  EXPECT_EQ(output.find_first_not_of("y\n"), std::string::npos);
 }
 
 TEST_F(ExecuteTest, WhatCannotStartIsLogged) {
@@ -219,12 +219,12 @@ TEST_F(ExecuteTest, ReadPipeGivesPiecesAsTheyComeAndLinesKeepTogether) {
       {{"end \xc3"}, {}, {"end \ufffd"}},
   };
   for (const auto& row : rows) {
-    Texts arguments = row.written;
-    arguments.insert(arguments.begin(), "pieces");
+    Texts arguments = {"-c", "for piece; do printf %s \"$piece\"; sleep 0.15; done", "sh"};
+    arguments.insert(arguments.end(), row.written.begin(), row.written.end());
     Stream pieces;
     Stream lines;
-    ASSERT_TRUE(Execute::readPipe(CHILD, QoS::DEFAULT, arguments, {}, pieces.reader()));
-    ASSERT_TRUE(Execute::readLines(CHILD, QoS::DEFAULT, arguments, {}, lines.reader()));
+    ASSERT_TRUE(Execute::readPipe("/bin/sh", QoS::DEFAULT, arguments, {}, pieces.reader()));
+    ASSERT_TRUE(Execute::readLines("/bin/sh", QoS::DEFAULT, arguments, {}, lines.reader()));
     EXPECT_EQ(pieces.wait(), row.pieces);
     EXPECT_EQ(lines.wait(), row.lines);
   }
@@ -265,7 +265,9 @@ TEST_F(ExecuteTest, ReadPipeTakesInputAndEnvironment) {
 
 TEST_F(ExecuteTest, AClosedPipeCallsTheReaderNoMore) {
   Stream stream;
-  const auto task = Execute::readPipe(CHILD, QoS::DEFAULT, {"pieces", "first", "second", "third"}, {}, stream.reader());
+  const auto task =
+      Execute::readPipe("/bin/sh", QoS::DEFAULT, {"-c", "for i in first second third; do printf $i; sleep 0.15; done"},
+                        {}, stream.reader());
   ASSERT_TRUE(task);
   stream.waitFor("first");
   Execute::closePipe(task);
@@ -315,12 +317,6 @@ TEST(TryCatchTest, TheFinalStepRunsLastWhateverHappened) {
   TryCatch::tryRun(throws, {}, {});
 }
 
-TEST(TranslocationTest, OnLinuxNothingIsRelocated) {
-  EXPECT_EQ(getUnTranslocatedURL("/usr/bin/env"), nullptr);
-  EXPECT_EQ(getUnTranslocatedURL(nullptr), nullptr);
-  Execute::relaunchTranslocated();
-}
-
 // Ends the process in each case, so it runs in a child.
 int relaunch(ExecuteTest& test, const std::string& original, bool valid) {
   const pid_t process = fork();
@@ -354,12 +350,18 @@ TEST_F(ExecuteTest, AnApplicationWithABrokenSignatureEnds) {
   EXPECT_FALSE(std::filesystem::exists(s_record)) << "nothing was run";
 }
 
-TEST_F(ExecuteTest, TheOriginalIsTheCallersText) {
-  fake.translocation->originals["/moved/The App"] = "/Applications/The App";
-  char* original = getUnTranslocatedURL("/moved/The App");
-  EXPECT_STREQ(original, "/Applications/The App");
-  std::free(original);
-  EXPECT_EQ(getUnTranslocatedURL("/elsewhere"), nullptr);
+TEST(TranslocationTest, TheOriginalIsTheCallersTextAndLinuxHasNone) {
+  {
+    FakePlatform fake;
+    fake.translocation->originals["/moved/The App"] = "/Applications/The App";
+    char* original = getUnTranslocatedURL("/moved/The App");
+    EXPECT_STREQ(original, "/Applications/The App");
+    std::free(original);
+    EXPECT_EQ(getUnTranslocatedURL("/elsewhere"), nullptr);
+  }
+  EXPECT_EQ(getUnTranslocatedURL("/moved/The App"), nullptr);
+  EXPECT_EQ(getUnTranslocatedURL(nullptr), nullptr);
+  Execute::relaunchTranslocated();
 }
 
 }  // namespace

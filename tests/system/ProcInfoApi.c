@@ -3,6 +3,7 @@
 #include "tests/system/ProcInfoApi.h"
 
 #include <stddef.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -94,7 +95,10 @@ int checkProcInfoApi(void) {
 
   CHECK(procinfo_rusage(self, &usage) == 0 && usage.ri_resident_size > 0 && usage.ri_phys_footprint > 0);
   CHECK(usage.ri_proc_start_abstime > 0);
-  CHECK(procinfo_regioninfo(self, &region) == 0 && region.pri_size > 0 && (region.pri_protection & VM_PROT_READ));
+  unsigned long long begin = 0, end = 0;
+  FILE* maps = fopen("/proc/self/maps", "r");
+  CHECK(maps && fscanf(maps, "%llx-%llx", &begin, &end) == 2 && fclose(maps) == 0);
+  CHECK(procinfo_regioninfo(self, &region) == 0 && region.pri_address == begin && region.pri_size == end - begin);
 
   static int32_t pids[65536];
   const int32_t number = procinfo_allpids(NULL, 0);

@@ -1,5 +1,6 @@
 #include "corvane/system/procinfo/procinfo.h"
 
+#include <elf.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -11,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -23,21 +25,13 @@
 
 #include "corvane/core/Files.h"
 #include "corvane/system/procinfo/proclist.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/TempHome.h"
 #include "tests/system/ProcInfoApi.h"
 
 namespace {
 
 using namespace corvane;
-
-// Waits for what another process is about to do.
-bool eventually(const std::function<bool()>& holds) {
-  for (int i = 0; i < 2000; ++i) {
-    if (holds()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return false;
-}
 
 // A process that lives until the end of the scope.
 class Child {
@@ -142,7 +136,7 @@ TEST(ProcInfo, NamesMayHoldAnything) {
 
 TEST(ProcInfo, TheExecutableCompletesALongName) {
   const TempHome home;
-  for (const std::size_t length : {15, 16, 20, 31, 60}) {
+  for (const std::size_t length : {15U, 16U, 20U, 31U, 60U}) {
     const std::string name = std::string("process-of-long-name-").substr(0, 14) + std::string(length - 14, 'z');
     std::filesystem::copy_file("/bin/sleep", home / name);
     const Child child({home / name, "600"});
@@ -346,41 +340,28 @@ TEST(ProcInfo, ProcessesInOtherPlaces) {
 
 // A program for 64-bit ARM that sleeps for ever.
 std::string foreignProgram() {
-  const std::vector<std::uint32_t> code = {0xD2800000, 0xD2800001, 0xD2800002, 0xD2800003,
-                                           0xD2800004, 0xD2800928, 0xD4000001, 0x14000000};
-  std::string bytes(
-      "\x7f"
-      "ELF\2\1\1",
-      7);
-  const auto add = [&bytes](std::uint64_t value, std::size_t size) {
-    bytes.append(reinterpret_cast<const char*>(&value), size);
-  };
-  bytes.resize(16, '\0');
-  for (const auto& [value, size] :
-       std::initializer_list<std::pair<std::uint64_t, std::size_t>>{{2, 2},
-                                                                    {183, 2},
-                                                                    {1, 4},
-                                                                    {0x400078, 8},
-                                                                    {64, 8},
-                                                                    {0, 8},
-                                                                    {0, 4},
-                                                                    {64, 2},
-                                                                    {56, 2},
-                                                                    {1, 2},
-                                                                    {64, 2},
-                                                                    {0, 2},
-                                                                    {0, 2},
-                                                                    {1, 4},
-                                                                    {5, 4},
-                                                                    {0, 8},
-                                                                    {0x400000, 8},
-                                                                    {0x400000, 8},
-                                                                    {120 + code.size() * 4, 8},
-                                                                    {120 + code.size() * 4, 8},
-                                                                    {4096, 8}})
-    add(value, size);
-  for (const std::uint32_t instruction : code) add(instruction, 4);
-  return bytes;
+  struct {
+    Elf64_Ehdr header;
+    Elf64_Phdr segment;
+    std::array<std::uint32_t, 8> code;
+  } program{};
+  auto& [header, segment, code] = program;
+  std::copy_n("\x7f\x45LF\2\1\1", 7, header.e_ident);
+  header.e_type = ET_EXEC;
+  header.e_machine = EM_AARCH64;
+  header.e_version = EV_CURRENT;
+  header.e_entry = 0x400000 + sizeof header + sizeof segment;
+  header.e_phoff = header.e_ehsize = sizeof header;
+  header.e_phentsize = sizeof segment;
+  header.e_phnum = 1;
+  segment.p_type = PT_LOAD;
+  segment.p_flags = PF_R | PF_X;
+  segment.p_vaddr = 0x400000;
+  segment.p_filesz = segment.p_memsz = sizeof program;
+  segment.p_align = 4096;
+  // ppoll() of nothing, without a limit
+  code = {0xD2800000, 0xD2800001, 0xD2800002, 0xD2800003, 0xD2800004, 0xD2800928, 0xD4000001, 0x14000000};
+  return {reinterpret_cast<const char*>(&program), sizeof program};
 }
 
 TEST(ProcInfo, AProgramOfAnotherMachineIsMarked) {

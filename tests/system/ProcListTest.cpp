@@ -2,68 +2,51 @@
 
 #include <errno.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <vector>
 
+#include "corvane/core/Files.h"
 #include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/platform/linux/ProcessText.h"
 #include "corvane/system/procinfo/procinfo.h"
 
 namespace {
 
 using namespace corvane;
 
+// A process as the kernel tells of it.
 FakeProcessTable::Process example() {
   FakeProcessTable::Process process;
-  process.info = {.pid = 70,
-                  .parent = 60,
-                  .group = 61,
-                  .session = 70,
-                  .uid = 5,
-                  .gid = 6,
-                  .name = "process named at length, at great length",
-                  .state = ProcessState::STOPPED,
-                  .kernel = true,
-                  .exiting = true,
-                  .executed = true,
-                  .translated = true,
-                  .terminal = 0x8801,
-                  .terminalGroup = 62,
-                  .priority = 25,
-                  .nice = -5,
-                  .policy = 3,
-                  .threads = 12,
-                  .exitStatus = 256,
-                  .minorFaults = 100,
-                  .majorFaults = 11,
-                  .childMajorFaults = 13,
-                  .userTime = 1'500'000'000,
-                  .systemTime = 2'250'000'000,
-                  .childUserTime = 17,
-                  .childSystemTime = 19,
-                  .started = 7'654'321'000,
-                  .virtualBytes = 4096'000,
-                  .residentBytes = 4096};
-  process.details = {.realUid = 7,
-                     .savedUid = 8,
-                     .realGid = 9,
-                     .savedGid = 10,
-                     .tracer = 1,
-                     .contextSwitches = 1ULL << 40,
-                     .lockedBytes = 23,
-                     .anonymousBytes = 29};
-  process.diskBytes = {31, 37};
-  process.regions = {{.address = 0x1000,
-                      .size = 0x3000,
-                      .offset = 0x500,
-                      .readable = true,
-                      .executable = true,
-                      .file = true,
-                      .residentBytes = 12288,
-                      .sharedBytes = 4096,
-                      .dirtyBytes = 8192,
-                      .swappedBytes = 4096}};
+  EXPECT_TRUE(
+      readProcessStat("70 (process (named) at length, at great length) T 60 61 70 34817 62 4 100 1 11 13 150 225 -3 4 "
+                      "25 -5 12 0 765432 "
+                      "4096000 2 18446744073709551615 1 1 0 0 0 0 0 0 0 0 0 0 17 1 0 3 0 0 0 0 0 0 0 0 0 0 256\n",
+                      {}, process.info));
+  process.info.uid = 5;
+  process.info.gid = 6;
+  process.info.translated = true;
+  process.details = readProcessStatus(
+      "Name:\ta\\nUid:\t1 1 1 1\nUid:\t7\t5\t8\t5\nGid:\t9\t6\t10\t6\nTracerPid:\t4\nVmLck:\t    2 kB\n"
+      "RssAnon:\t 3 kB\nVmSwap:\t 4 kB\nvoluntary_ctxt_switches:\t20\nnonvoluntary_ctxt_switches:\t1099511627776");
+  process.diskBytes = readProcessIo("rchar: 1\nwchar: 2\nread_bytes: 31\nwrite_bytes: 37\ncancelled_write_bytes: 5\n");
+  RegionReader reader(0x2000);
+  for (const char* line :
+       {"1000-2000 r--p 00000000 fe:00 5 /below", "Rss:  100 kB", "nonsense", "3000-2000 r--p 0 0:0 0",
+        "1000-4000 r-xp 00000500 fe:00 6  /a b: c", "Size:   12 kB", "Rss:   12 kB", "Shared_Clean:  1 kB",
+        "Shared_Dirty: 3 kB", "Private_Dirty: 5 kB", "Swap: 4 kB", "VmFlags: rd wr"})
+    EXPECT_TRUE(reader.take(line));
+  EXPECT_FALSE(reader.take("4000-5000 rw-s 0 0:0 0")) << "the next region ends it";
+  process.regions = {reader.region().value()};
   process.files = {{3, "/a"}, {4, "/b"}};
   return process;
+}
+
+// Numbers of any types in one list.
+template <class... Number>
+std::vector<int64_t> listOf(Number... numbers) {
+  return {static_cast<int64_t>(numbers)...};
 }
 
 TEST(ProcRecords, EveryKnownMemberIsFilled) {
@@ -74,100 +57,77 @@ TEST(ProcRecords, EveryKnownMemberIsFilled) {
   proc_taskallinfo all{};
   ASSERT_EQ(procinfo_taskallinfo(70, &all), 0);
   const proc_bsdinfo& info = all.pbsd;
-  EXPECT_EQ(info.pbi_flags, 0x1U | 0x2U | 0x4U | 0x20U | 0x80U | 0x4000U);
-  EXPECT_EQ(info.pbi_status, 4U);
-  const std::vector<uint32_t> ids = {info.pbi_xstatus, info.pbi_pid,  info.pbi_ppid,  info.pbi_uid,   info.pbi_gid,
-                                     info.pbi_ruid,    info.pbi_rgid, info.pbi_svuid, info.pbi_svgid, info.pbi_nfiles,
-                                     info.pbi_pgid,    info.e_tdev,   info.e_tpgid};
-  EXPECT_EQ(ids, (std::vector<uint32_t>{256, 70, 60, 5, 6, 7, 9, 8, 10, 2, 61, 0x8801, 62}));
-  EXPECT_EQ(info.pbi_nice, -5);
-  EXPECT_STREQ(info.pbi_comm, "process named a");
-  EXPECT_STREQ(info.pbi_name, "process named at length, at gre");
-  EXPECT_EQ(info.pbi_start_tvsec, 1'000'000'007U);
-  EXPECT_EQ(info.pbi_start_tvusec, 654'821U);
+  EXPECT_EQ(
+      listOf(info.pbi_flags, info.pbi_status, info.pbi_xstatus, info.pbi_pid, info.pbi_ppid, info.pbi_uid, info.pbi_gid,
+             info.pbi_ruid, info.pbi_rgid, info.pbi_svuid, info.pbi_svgid, info.pbi_nfiles, info.pbi_pgid, info.e_tdev,
+             info.e_tpgid, info.pbi_nice, info.pbi_start_tvsec, info.pbi_start_tvusec),
+      listOf(0x40a6, SSTOP, 256, 70, 60, 5, 6, 7, 9, 8, 10, 2, 61, 0x8801, 62, -5, 1'000'007'654, 320'500));
+  EXPECT_STREQ(info.pbi_comm, "process (named)");
+  EXPECT_STREQ(info.pbi_name, "process (named) at length, at g");
 
   const proc_taskinfo& task = all.ptinfo;
-  const std::vector<uint64_t> sizes = {task.pti_virtual_size, task.pti_resident_size, task.pti_total_user,
-                                       task.pti_total_system};
-  EXPECT_EQ(sizes, (std::vector<uint64_t>{4096'000, 4096, 1'500'000'000, 2'250'000'000}));
-  const std::vector<int32_t> counts = {task.pti_policy,    task.pti_faults,     task.pti_pageins, task.pti_csw,
-                                       task.pti_threadnum, task.pti_numrunning, task.pti_priority};
-  EXPECT_EQ(counts, (std::vector<int32_t>{3, 111, 11, INT32_MAX, 12, 0, 25}));
+  EXPECT_EQ(listOf(task.pti_virtual_size, task.pti_resident_size, task.pti_total_user, task.pti_total_system,
+                   task.pti_policy, task.pti_faults, task.pti_pageins, task.pti_csw, task.pti_threadnum,
+                   task.pti_numrunning, task.pti_priority),
+            listOf(4096'000, 8192, 1'500'000'000, 2'250'000'000, 3, 111, 11, INT32_MAX, 12, 0, 25));
 
   rusage_info_v3 usage{};
   ASSERT_EQ(procinfo_rusage(70, &usage), 0);
-  const std::vector<uint64_t> costs = {
-      usage.ri_user_time,          usage.ri_system_time,      usage.ri_pageins,
-      usage.ri_wired_size,         usage.ri_resident_size,    usage.ri_phys_footprint,
-      usage.ri_proc_start_abstime, usage.ri_child_user_time,  usage.ri_child_system_time,
-      usage.ri_child_pageins,      usage.ri_diskio_bytesread, usage.ri_diskio_byteswritten};
-  EXPECT_EQ(costs,
-            (std::vector<uint64_t>{1'500'000'000, 2'250'000'000, 11, 23, 4096, 29, 7'654'321'000, 17, 19, 13, 31, 37}));
+  EXPECT_EQ(
+      listOf(usage.ri_user_time, usage.ri_system_time, usage.ri_pageins, usage.ri_wired_size, usage.ri_resident_size,
+             usage.ri_phys_footprint, usage.ri_proc_start_abstime, usage.ri_child_user_time, usage.ri_child_system_time,
+             usage.ri_child_pageins, usage.ri_diskio_bytesread, usage.ri_diskio_byteswritten),
+      listOf(1'500'000'000, 2'250'000'000, 11, 2048, 8192, 7168, 7'654'320'000'000, -30'000'000, 40'000'000, 13, 31,
+             37));
 
   proc_regioninfo region{};
   ASSERT_EQ(procinfo_regioninfo(70, &region), 0);
-  const std::vector<uint64_t> range = {region.pri_protection,
-                                       region.pri_offset,
-                                       region.pri_pages_resident,
-                                       region.pri_pages_swapped_out,
-                                       region.pri_pages_dirtied,
-                                       region.pri_share_mode,
-                                       region.pri_private_pages_resident,
-                                       region.pri_shared_pages_resident,
-                                       region.pri_address,
-                                       region.pri_size};
-  EXPECT_EQ(range, (std::vector<uint64_t>{5, 0x500, 3, 1, 2, SM_COW, 2, 1, 0x1000, 0x3000}));
+  EXPECT_EQ(listOf(region.pri_protection, region.pri_offset, region.pri_pages_resident, region.pri_pages_swapped_out,
+                   region.pri_pages_dirtied, region.pri_share_mode, region.pri_private_pages_resident,
+                   region.pri_shared_pages_resident, region.pri_address, region.pri_size),
+            listOf(5, 0x500, 3, 1, 2, SM_COW, 2, 1, 0x1000, 0x3000));
 
   proclist_t list;
   ASSERT_EQ(proclist_create(&list), 0);
   const extern_proc& own = list.procs[0].kp_proc;
   const eproc& rest = list.procs[0].kp_eproc;
-  EXPECT_EQ(own.p_flag, 0x2 | 0x200 | 0x2000 | 0x4000 | 0x20000);
-  EXPECT_STREQ(own.p_comm, "process named at");
-  const std::vector<int64_t> numbers = {own.p_un.p_starttime.tv_sec,
-                                        own.p_un.p_starttime.tv_usec,
-                                        own.p_stat,
-                                        own.p_pid,
-                                        own.p_rtime.tv_sec,
-                                        own.p_rtime.tv_usec,
-                                        static_cast<int64_t>(own.p_uticks),
-                                        static_cast<int64_t>(own.p_sticks),
-                                        own.p_priority,
-                                        own.p_nice,
-                                        own.p_xstat,
-                                        rest.e_ucred.cr_uid,
-                                        rest.e_ucred.cr_ngroups,
-                                        rest.e_ucred.cr_groups[0],
-                                        rest.e_ppid,
-                                        rest.e_pgid,
-                                        rest.e_tdev,
-                                        rest.e_tpgid,
-                                        rest.e_flag};
-  EXPECT_EQ(numbers, (std::vector<int64_t>{1'000'000'007, 654'821, 4, 70, 3, 750'000, 1'500'000, 2'250'000, 25, -5, 256,
-                                           5, 1, 6, 60, 61, 0x8801, 62, 3}));
+  EXPECT_STREQ(own.p_comm, "process (named) ");
+  EXPECT_EQ(listOf(own.p_flag, own.p_un.p_starttime.tv_sec, own.p_un.p_starttime.tv_usec, own.p_stat, own.p_pid,
+                   own.p_rtime.tv_sec, own.p_rtime.tv_usec, own.p_uticks, own.p_sticks, own.p_priority, own.p_nice,
+                   own.p_xstat),
+            listOf(0x26002, 1'000'007'654, 320'500, 4, 70, 3, 750'000, 1'500'000, 2'250'000, 25, -5, 256));
+  EXPECT_EQ(listOf(rest.e_ucred.cr_uid, rest.e_ucred.cr_ngroups, rest.e_ucred.cr_groups[0], rest.e_ppid, rest.e_pgid,
+                   rest.e_tdev, rest.e_tpgid, rest.e_flag),
+            listOf(5, 1, 6, 60, 61, 0x8801, 62, 3));
   EXPECT_EQ(proclist_pid_istranslated(&list, 70), 131072);
   EXPECT_EQ(proclist_pid_istranslated(&list, 71), 0);
   proclist_dispose(&list);
 }
 
-TEST(ProcRecords, WhatMayNotBeReadIsZero) {
+TEST(ProcRecords, WhatMayNotBeReadIsZeroAndWhoIsGoneIsGone) {
   FakePlatform fake;
   fake.processTable->processes[70].info.userTime = 41;
-  rusage_info_v3 usage{};
-  proc_regioninfo region{};
-  proc_bsdinfo info{};
-  EXPECT_EQ(procinfo_rusage(70, &usage), 0);
-  EXPECT_EQ(usage.ri_user_time, 41U);
-  EXPECT_EQ(usage.ri_diskio_bytesread, 0U);
-  EXPECT_EQ(procinfo_pidinfo(70, &info), 0);
-  EXPECT_EQ(info.pbi_ruid, 0U);
-  EXPECT_EQ(procinfo_regioninfo(70, &region), -1);
+  for (const bool gone : {false, true}) {  // behind the first of several reads
+    fake.processTable->lacking = gone ? ESRCH : EACCES;
+    rusage_info_v3 usage{};
+    proc_regioninfo region{};
+    proc_bsdinfo info{};
+    proc_taskinfo task{};
+    const int32_t result = gone ? -1 : 0;
+    EXPECT_EQ(procinfo_rusage(70, &usage), result);
+    EXPECT_EQ(listOf(usage.ri_user_time, usage.ri_diskio_bytesread), listOf(gone ? 0 : 41, 0));
+    EXPECT_EQ(procinfo_pidinfo(70, &info), result);
+    EXPECT_EQ(listOf(info.pbi_pid, info.pbi_ruid), listOf(gone ? 0 : 70, 0));
+    EXPECT_EQ(procinfo_taskinfo(70, &task), result);
+    EXPECT_EQ(procinfo_regioninfo(70, &region), -1);
+    EXPECT_EQ(procinfo_private(70), 0);
+  }
 }
 
 TEST(ProcList, GrowsWhereThereAreMoreThanEstimated) {
   FakePlatform fake;
   for (pid_t pid = 1; pid <= 40'000; ++pid) fake.processTable->processes[pid].info.name = "many";
-  for (const std::size_t estimated : {0, 7, 40'000}) {
+  for (const std::size_t estimated : {0U, 7U, 40'000U}) {
     fake.processTable->estimated = estimated;
     proclist_t list;
     ASSERT_EQ(proclist_create(&list), 0);
@@ -205,6 +165,25 @@ TEST(ProcList, ARefusedTableLeavesAnEmptyList) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(procinfo_isrunning(1), -1);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "sysctl: Too many open files\n");
+}
+
+TEST(ProcList, WithoutDescriptorsThereIsNoHalfAList) {
+  proclist_t list;
+  ASSERT_EQ(proclist_create(&list), 0);  // a sanitizer looks at new types in files
+  proclist_dispose(&list);
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const FileDescriptor highest(dup(0));
+  for (rlim_t room = 0; room < 2; ++room) {  // none; one for /proc, and none for what is in it
+    const rlimit tight{static_cast<rlim_t>(highest.get()) + 1 + room, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &tight);
+    const int32_t result = proclist_create(&list);
+    const int code = errno;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(code, EMFILE);
+    EXPECT_EQ(list.procs, nullptr);
+  }
 }
 
 TEST(ProcList, TheMachineIsWhatTheSystemSays) {

@@ -233,8 +233,8 @@ Result<const FakeProcessTable::Process*> FakeProcessTable::find(pid_t pid) const
 namespace {
 
 template <class T>
-Result<T> known(const std::optional<T>& value) {
-  if (!value) return failure("posix", EACCES, "Not told");
+Result<T> known(const std::optional<T>& value, int otherwise) {
+  if (!value) return failure("posix", otherwise, "Not told");
   return *value;
 }
 
@@ -252,9 +252,11 @@ Result<std::size_t> FakeProcessTable::pids(std::span<pid_t> into) {
 
 Result<void> FakeProcessTable::each(const std::function<void(const ProcessInfo&)>& visit) {
   if (error) return tl::unexpected<Error>(*error);
-  for (auto [pid, process] : processes) {
-    process.info.pid = pid;
-    visit(process.info);
+  // Backwards: a system may list them in any order.
+  for (auto entry = processes.rbegin(); entry != processes.rend(); ++entry) {
+    ProcessInfo info = entry->second.info;
+    info.pid = entry->first;
+    visit(info);
   }
   return {};
 }
@@ -268,15 +270,15 @@ Result<ProcessInfo> FakeProcessTable::process(pid_t pid) {
 }
 
 Result<ProcessDetails> FakeProcessTable::details(pid_t pid) {
-  return find(pid).and_then([](const Process* process) { return known(process->details); });
+  return find(pid).and_then([this](const Process* process) { return known(process->details, lacking); });
 }
 
 Result<DiskBytes> FakeProcessTable::diskBytes(pid_t pid) {
-  return find(pid).and_then([](const Process* process) { return known(process->diskBytes); });
+  return find(pid).and_then([this](const Process* process) { return known(process->diskBytes, lacking); });
 }
 
 Result<std::string> FakeProcessTable::path(pid_t pid) {
-  return find(pid).and_then([](const Process* process) { return known(process->path); });
+  return find(pid).and_then([this](const Process* process) { return known(process->path, lacking); });
 }
 
 Result<MemoryRegion> FakeProcessTable::region(pid_t pid, std::uint64_t address) {
@@ -291,10 +293,10 @@ Result<std::size_t> FakeProcessTable::descriptors(pid_t pid) {
   return find(pid).map([](const Process* process) { return process->files.size(); });
 }
 
-Result<void> FakeProcessTable::openFiles(pid_t pid, const std::function<void(int, const std::string&)>& visit) {
+Result<void> FakeProcessTable::openFiles(pid_t pid, const std::function<void(int, const char*)>& visit) {
   const auto process = find(pid);
   if (!process) return tl::unexpected(process.error());
-  for (const auto& [descriptor, path] : (*process)->files) visit(descriptor, path);
+  for (const auto& [descriptor, path] : (*process)->files) visit(descriptor, path.c_str());
   return {};
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <errno.h>
+
 #include <deque>
 #include <functional>
 #include <map>
@@ -160,7 +162,8 @@ class CORVANE_API FakeProcessTable : public ProcessTable {
     std::vector<MemoryRegion> regions;  ///< ascending
     std::map<int, std::string> files;   ///< by descriptor
   };
-  std::map<pid_t, Process> processes;  ///< by id; what one of them lacks fails with EACCES
+  std::map<pid_t, Process> processes;  ///< by id
+  int lacking = EACCES;                ///< what a process lacks fails with this code: EACCES, or ESRCH as if it ended
   std::optional<Error> error;          ///< if set, every call fails with it
   Result<bool> translating = false;    ///< what translates() answers
   std::size_t estimated = 0;           ///< what estimate() answers
@@ -175,7 +178,7 @@ class CORVANE_API FakeProcessTable : public ProcessTable {
   Result<std::string> path(pid_t pid) override;
   Result<MemoryRegion> region(pid_t pid, std::uint64_t address) override;
   Result<std::size_t> descriptors(pid_t pid) override;
-  Result<void> openFiles(pid_t pid, const std::function<void(int, const std::string&)>& visit) override;
+  Result<void> openFiles(pid_t pid, const std::function<void(int, const char*)>& visit) override;
   Result<bool> translates() override { return translating; }
   std::int64_t bootTime() override { return boot; }
 

@@ -94,24 +94,30 @@ bool eachNumber(int folder, Visit visit) {
   }
 }
 
-// What a link of a process leads to; false, with errno, if that cannot be told or is longer than any path.
+// What a link of a process leads to, with a NUL behind it; false, with errno, if that cannot be told or is longer than
+// any path.
 bool readLink(int folder, const char* path, std::array<char, PATH_MAX>& buffer, std::string_view& target) {
   const ssize_t length = ::readlinkat(folder, path, buffer.data(), buffer.size());
   if (length < 0) return false;
+  if (static_cast<std::size_t>(length) == buffer.size()) {
+    errno = ENAMETOOLONG;
+    return false;
+  }
+  buffer[static_cast<std::size_t>(length)] = '\0';
   target = {buffer.data(), static_cast<std::size_t>(length)};
-  if (target.size() < buffer.size()) return true;
-  errno = ENAMETOOLONG;
-  return false;
+  return true;
 }
 
 // Takes away the kernel's remark that a file is deleted, unless a file has that name itself.
-std::string_view withoutRemark(std::string_view target, int folder, const char* link) {
-  if (!target.ends_with(DELETED)) return target;
+void dropRemark(int folder, const char* link, std::array<char, PATH_MAX>& buffer, std::string_view& target) {
+  if (!target.ends_with(DELETED)) return;
   struct stat opened {};
   struct stat named {};
-  const bool same = fstatat(folder, link, &opened, 0) == 0 && stat(std::string(target).c_str(), &named) == 0 &&
-                    opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
-  return same ? target : target.substr(0, target.size() - DELETED.size());
+  if (fstatat(folder, link, &opened, 0) == 0 && stat(buffer.data(), &named) == 0 && opened.st_dev == named.st_dev &&
+      opened.st_ino == named.st_ino)
+    return;
+  target.remove_suffix(DELETED.size());
+  buffer[target.size()] = '\0';
 }
 
 std::int64_t nowNsec(clockid_t clock) {
@@ -200,7 +206,8 @@ class LinuxProcessTable : public ProcessTable {
     std::string_view target;
     if (pid <= 0) return processFailure(pid, ESRCH);
     if (!readLink(AT_FDCWD, link.path(), buffer, target)) return processFailure(pid);
-    return std::string(withoutRemark(target, AT_FDCWD, link.path()));
+    dropRemark(AT_FDCWD, link.path(), buffer, target);
+    return std::string(target);
   }
 
   Result<MemoryRegion> region(pid_t pid, std::uint64_t address) override {
@@ -235,7 +242,7 @@ class LinuxProcessTable : public ProcessTable {
     return pid == getpid() ? count - 1 : count;
   }
 
-  Result<void> openFiles(pid_t pid, const std::function<void(int, const std::string&)>& visit) override {
+  Result<void> openFiles(pid_t pid, const std::function<void(int, const char*)>& visit) override {
     const FileDescriptor folder = openFolder(ProcessFile(pid, "fd").path());
     if (folder.get() < 0) return processFailure(pid);
     std::array<char, PATH_MAX> buffer;
@@ -250,8 +257,9 @@ class LinuxProcessTable : public ProcessTable {
         return failed == 0;
       }
       // "socket:[1]", "pipe:[1]" and their like have no place in the file system; nor has shared memory.
-      if (target.starts_with('/') && !target.starts_with("/memfd:"))
-        visit(descriptor, std::string(withoutRemark(target, folder.get(), name.data())));
+      if (!target.starts_with('/') || target.starts_with("/memfd:")) return true;
+      dropRemark(folder.get(), name.data(), buffer, target);
+      visit(descriptor, buffer.data());
       return true;
     });
     if (!listed || failed != 0) return processFailure(pid, failed != 0 ? failed : errno);
@@ -308,7 +316,7 @@ class LinuxProcessTable : public ProcessTable {
     const char* const name = folder == AT_FDCWD ? link.path() : link.relative();
     std::string_view target;
     if (!readLink(folder, name, buffer, target)) return {};
-    target = withoutRemark(target, folder, name);
+    dropRemark(folder, name, buffer, target);
     return target.substr(target.rfind('/') + 1);
   }
 

@@ -205,8 +205,8 @@ int32_t procinfo_pidsforname(const char* name, int32_t* pids, int32_t capacity) 
 }
 
 int32_t procinfo_pidfiles(int32_t pid, procinfo_files* context) {
-  const auto listed = table().openFiles(pid, [context](int descriptor, const std::string& path) {
-    if (context && context->callback) context->callback(context, descriptor, path.c_str());
+  const auto listed = table().openFiles(pid, [context](int descriptor, const char* path) {
+    if (context && context->callback) context->callback(context, descriptor, path);
   });
   return listed ? -1 : failed(listed.error());
 }

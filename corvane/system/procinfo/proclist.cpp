@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "corvane/platform/Platform.h"
@@ -104,7 +105,10 @@ int32_t proclist_create(proclist_t* list) {
   if (!listed || !complete) return -1;
   list->count = static_cast<int32_t>(records.count());
   list->procs = records.release();
-  qsort(list->procs, static_cast<std::size_t>(list->count), sizeof(kinfo_proc), compare_pid);
+  const std::span sorted(list->procs, static_cast<std::size_t>(list->count));
+  // Linux lists them so already.
+  if (!std::ranges::is_sorted(sorted, {}, [](const kinfo_proc& record) { return record.kp_proc.p_pid; }))
+    qsort(list->procs, sorted.size(), sizeof(kinfo_proc), compare_pid);
   return 0;
 }
 
