@@ -1,13 +1,8 @@
 #include "corvane/infra/Broadcaster.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
-#include <functional>
 #include <latch>
-#include <stdexcept>
 #include <thread>
 
 #include "corvane/testing/ManualClock.h"
@@ -31,7 +26,7 @@ class Recorder : public Listener {
   const Action m_action;
 };
 
-std::shared_ptr<Listener> recorder(Recorder::Action action) {
+std::shared_ptr<Recorder> recorder(Recorder::Action action = [](const auto&, const auto&) {}) {
   return std::make_shared<Recorder>(std::move(action));
 }
 
@@ -46,7 +41,7 @@ std::shared_ptr<Listener> noting(Strings& notes, const std::string& name) {
 // Returns when what was broadcast asynchronously before has been delivered.
 void drain() {
   std::latch reached(1);
-  const auto last = recorder([&](const std::string&, const std::any&) { reached.count_down(); });
+  const auto last = recorder([&](const auto&, const auto&) { reached.count_down(); });
   AddListener("drain", last);
   Broadcast("drain", {}, true);
   reached.wait();
@@ -57,9 +52,7 @@ TEST(Broadcaster, DeliversInOrderOfRegistrationToTheListenersOfTheKey) {
   Strings notes;
   const auto a = noting(notes, "a"), b = noting(notes, "b"), c = noting(notes, "c");
   AddListeners({"one", "two"}, a);
-  AddListener("one", b);
-  AddListener("one", a);
-  AddListener("one", c);
+  for (const auto& listener : {b, a, c}) AddListener("one", listener);
   for (const bool async : {false, true}) {
     notes.clear();
     Broadcast("one", 1, async);
@@ -68,8 +61,7 @@ TEST(Broadcaster, DeliversInOrderOfRegistrationToTheListenersOfTheKey) {
     Broadcast("one", {}, async);
     drain();
     EXPECT_THAT(notes, ElementsAre("a one 1", "b one 1", "a one 1", "c one 1", "a two ?", "a one -", "b one -",
-                                   "a one -", "c one -"))
-        << (async ? "asynchronous" : "synchronous");
+                                   "a one -", "c one -"));
   }
 
   notes.clear();
@@ -80,60 +72,43 @@ TEST(Broadcaster, DeliversInOrderOfRegistrationToTheListenersOfTheKey) {
   Broadcast("one", 2);
   Broadcast("two", 2);
   EXPECT_THAT(notes, ElementsAre("b one 2", "c one 2", "a two 2")) << "both registrations of a are gone, no other";
-  RemoveListeners({"two", "one"}, a);
-  RemoveListeners({"one"}, b);
-  RemoveListeners({"one"}, c);
+  for (const auto& listener : {a, b, c}) RemoveListeners({"two", "one"}, listener);
   EXPECT_TRUE(broadcasterStats().empty());
 }
 
-TEST(Broadcaster, SynchronousIsOnThisThreadAsynchronousOnTheQueueAndLater) {
+TEST(Broadcaster, SynchronousIsOnThisThreadAsynchronousOnTheQueueLaterWithACopyOfTheValue) {
+  std::latch release(1);
   std::vector<std::thread::id> threads;
-  std::latch release(1);
-  const auto listener = recorder([&](const std::string& key, const std::any&) {
-    if (key == "wait") release.wait();
-    threads.push_back(std::this_thread::get_id());
-  });
-  AddListeners({"wait", "go"}, listener);
-  Broadcast("go");
-  Broadcast("wait", {}, true);  // returns, though its delivery cannot
-  Broadcast("go", {}, true);
-  ASSERT_EQ(threads.size(), 1U);
-  EXPECT_EQ(threads[0], std::this_thread::get_id());
-  release.count_down();
-  drain();
-  ASSERT_EQ(threads.size(), 3U);
-  EXPECT_NE(threads[1], threads[0]);
-  RemoveListeners({"wait", "go"}, listener);
-}
-
-TEST(Broadcaster, AQueuedDeliveryHasACopyOfTheValueAndKeepsItsListener) {
   Strings heard;
-  std::latch release(1);
-  auto gate = recorder([&](const std::string&, const std::any&) { release.wait(); });
-  auto listener = recorder(
-      [&](const std::string&, const std::any& object) { heard.push_back(std::any_cast<const std::string&>(object)); });
+  const auto gate = recorder([&](const auto&, const auto&) { release.wait(); });
+  auto listener = recorder([&](const std::string&, const std::any& object) {
+    threads.push_back(std::this_thread::get_id());
+    heard.push_back(std::any_cast<std::string>(object));
+  });
   const std::weak_ptr<Listener> weak = listener;
   AddListener("gate", gate);
-  AddListener("late", listener);
-  Broadcast("gate", {}, true);
-  std::any value = std::string("as it was");
-  Broadcast("late", value, true);
-  value = std::string("changed");
-  RemoveListener("late", listener);
-  Broadcast("late", value, true);
-  listener.reset();
-  EXPECT_FALSE(weak.expired());
+  AddListener("key", listener);
+  Broadcast("gate", {}, true);  // returns, though its delivery cannot
+  std::any value = std::string("queued");
+  Broadcast("key", value, true);
+  value = std::string("at once");
+  Broadcast("key", value);
+  RemoveListener("key", std::move(listener));
+  Broadcast("key", value, true);
+  EXPECT_THAT(heard, ElementsAre("at once"));
+  EXPECT_FALSE(weak.expired()) << "a queued delivery keeps its listener";
   release.count_down();
   drain();
-  EXPECT_THAT(heard, ElementsAre("as it was")) << "removal takes nothing back, and stops what comes after it";
+  EXPECT_THAT(heard, ElementsAre("at once", "queued")) << "removal takes nothing back, and stops what comes after it";
+  EXPECT_EQ(threads[0], std::this_thread::get_id());
+  EXPECT_NE(threads[1], threads[0]);
   EXPECT_TRUE(weak.expired());
-  RemoveListener("gate", gate);
 }
 
 TEST(Broadcaster, RegistrationsHoldTheirListenersAndDestructorsMayCall) {
   Strings notes;
   const auto other = noting(notes, "other");
-  auto listener = std::make_shared<Recorder>([&](const std::string&, const std::any&) { notes.push_back("called"); });
+  auto listener = recorder([&](const auto&, const auto&) { notes.push_back("called"); });
   listener->atEnd = [&] {
     Broadcast("key", 1);
     RemoveListener("key", other);
@@ -156,16 +131,13 @@ TEST(Broadcaster, AnAsynchronousListenerMayCallEverything) {
     Broadcast("answer", 1);
     Broadcast("answer", 2, true);
     RemoveListener(key, once);
-    notes.push_back(
-        std::to_string(std::ranges::count(broadcasterStats(), std::string("answer"), &broadcaster_stats::key)));
+    notes.push_back(std::to_string(broadcasterStats().size()));
   });
   AddListener("ask", once);
   Broadcast("ask", {}, true);
-  drain();  // the question
-  drain();  // what it broadcast
+  for (int i = 0; i < 2; ++i) drain();  // the question, and what it broadcast
   Broadcast("ask");
-  EXPECT_THAT(notes, ElementsAre("added answer 1", "1", "added answer 2"));
-  RemoveListener("answer", added);
+  EXPECT_THAT(notes, ElementsAre("added answer 1", "2", "added answer 2"));
 }
 
 TEST(Broadcaster, CountsDeliveriesAndTheirTime) {
@@ -173,34 +145,29 @@ TEST(Broadcaster, CountsDeliveriesAndTheirTime) {
   const auto slow = recorder([&](const std::string&, const std::any& object) {
     clock.advance(Timeval::nsec(std::any_cast<std::int64_t>(object)));
   });
-  const auto quick = recorder([](const std::string&, const std::any&) {});
   AddListener("b", slow);
-  AddListener("b", quick);
+  AddListener("b", recorder());
   AddListener("a", slow);
   Broadcast("b", std::int64_t{5'000'999});
-  Broadcast("b", std::int64_t{999}, true);
-  drain();
-  Broadcast("b", std::int64_t{1'000'000}, true);
-  drain();
-  const auto stats = broadcasterStats();
+  for (const std::int64_t time : {999, 1'000'000}) {
+    Broadcast("b", time, true);
+    drain();
+  }
   Strings rows;
-  for (const auto& row : stats)
+  for (const auto& row : broadcasterStats())
     rows.push_back(row.key + " " + std::to_string(row.count) + " " + std::to_string(row.elapsed));
   EXPECT_THAT(rows, ElementsAre("a 0 0", "b 3 6000", "b 3 0"));
-  EXPECT_THAT(stats[0].listener, testing::EndsWith("::Recorder"));
-  RemoveListeners({"a", "b"}, slow);
-  RemoveListener("b", quick);
+  EXPECT_THAT(broadcasterStats()[0].listener, testing::EndsWith("::Recorder"));
 }
 
 TEST(Broadcaster, ManyThreadsInBothModesLoseNothing) {
   constexpr int THREADS = 4, ROUNDS = 3000;
   std::atomic<int> heard = 0;
-  const auto listener = recorder([&](const std::string&, const std::any&) { ++heard; });
-  AddListener("busy", listener);
-  std::vector<std::thread> threads;
+  AddListener("busy", recorder([&](const auto&, const auto&) { ++heard; }));
+  std::vector<std::jthread> threads;
   for (int id = 0; id < THREADS; ++id)
-    threads.emplace_back([&, id] {
-      const auto own = recorder([](const std::string&, const std::any&) {});
+    threads.emplace_back([id] {
+      const auto own = recorder();
       for (int i = 0; i < ROUNDS; ++i) {
         AddListener("busy", own);
         Broadcast("busy", i, (i + id) % 2 == 0);
@@ -208,42 +175,31 @@ TEST(Broadcaster, ManyThreadsInBothModesLoseNothing) {
         RemoveListener("busy", own);
       }
     });
-  for (auto& thread : threads) thread.join();
+  threads.clear();
   drain();
   EXPECT_EQ(heard, THREADS * ROUNDS);
-  const auto stats = broadcasterStats();
-  ASSERT_EQ(stats.size(), 1U);
-  EXPECT_EQ(stats[0].count, THREADS * ROUNDS);
-  RemoveListener("busy", listener);
+  EXPECT_EQ(broadcasterStats().at(0).count, THREADS * ROUNDS);
 }
 
 TEST(BroadcasterDeath, ForbiddenCallsAndExceptionsAreFatal) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   std::function<void()> call;
-  std::shared_ptr<Listener> listener = recorder([&](const std::string&, const std::any&) { call(); });
+  const std::shared_ptr<Listener> listener = recorder([&](const auto&, const auto&) { call(); });
   AddListener("key", listener);
-  const struct {
-    const char* message;
-    std::function<void()> call;
-  } rows[] = {
+  const std::pair<const char*, std::function<void()>> rows[] = {
       {"fatal: AddListener: called by a listener from inside a synchronous broadcast",
        [&] { AddListener("other", listener); }},
       {"fatal: RemoveListener: called by a listener", [&] { RemoveListener("other", listener); }},
       {"fatal: Broadcast: called by a listener", [] { Broadcast("other"); }},
       {"fatal: Broadcast: called by a listener", [] { Broadcast("other", {}, true); }},
       {"fatal: broadcasterStats: called by a listener", [] { broadcasterStats(); }},
-      {"fatal: an exception left a listener: spilled", [] { throw std::runtime_error("spilled"); }},
-  };
-  for (const auto& row : rows) {
-    call = row.call;
-    EXPECT_DEATH(Broadcast("key"), row.message);
+      {"fatal: an exception left a listener: spilled", [] { throw std::runtime_error("spilled"); }}};
+  for (const auto& [message, forbidden] : rows) {
+    call = forbidden;
+    EXPECT_DEATH(Broadcast("key"), message);
   }
   EXPECT_DEATH((Broadcast("key", {}, true), drain()), "fatal: an exception left a listener: spilled");
   EXPECT_DEATH(AddListener("key", nullptr), "fatal: AddListener: there is no listener");
-  call = [] {};
-  Broadcast("key");
-  std::thread([] { Broadcast("key"); }).join();
-  RemoveListener("key", listener);
 }
 
 }  // namespace

@@ -1,19 +1,13 @@
 #include "corvane/infra/Pointers.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <latch>
-#include <stdexcept>
-#include <string>
 #include <thread>
 
 namespace corvane {
 namespace {
-
-using testing::ElementsAre;
 
 std::atomic<int> s_alive = 0;
 
@@ -34,7 +28,7 @@ struct Wide : std::string, Counted {};
 
 constexpr std::uint8_t KEYS[4] = {};
 
-std::function<std::shared_ptr<Counted>()> making(int number) {
+auto making(int number) {
   return [number] { return std::make_shared<Counted>(number); };
 }
 
@@ -45,27 +39,12 @@ TEST(Pointers, ABridgeTakesNoReferenceAndGivesAStrongOne) {
   EXPECT_EQ(wide.use_count(), 1);
   {
     const auto again = Pointers::bridge<Wide>(pointer);
-    const std::shared_ptr<Counted> base = Pointers::bridge<Counted>(pointer);
     EXPECT_EQ(again, wide);
-    EXPECT_EQ(base, wide);
-    EXPECT_EQ(wide.use_count(), 3);
+    EXPECT_EQ(Pointers::bridge<Counted>(pointer), wide);
     wide.reset();
     EXPECT_FALSE(weak.expired());
   }
   EXPECT_TRUE(weak.expired());
-
-  // Through a C function's context.
-  struct Sum : Object {
-    int value = 0;
-  };
-  const auto sum = std::make_shared<Sum>();
-  const int numbers[] = {3, 4, 5};
-  const auto* found = bsearch(Pointers::bridge(*sum), numbers, 3, sizeof(int), [](const void* key, const void* item) {
-    Pointers::bridge<Sum>(const_cast<void*>(key))->value += *static_cast<const int*>(item);
-    return 1;
-  });
-  EXPECT_EQ(found, nullptr);
-  EXPECT_EQ(sum->value, 4 + 5);
 }
 
 TEST(Pointers, AssociatedObjectsAreMadeOncePerKeyAndBase) {
@@ -86,7 +65,6 @@ TEST(Pointers, AssociatedObjectsAreMadeOncePerKeyAndBase) {
 }
 
 TEST(Pointers, AssociatedObjectsLiveAsLongAsTheirBaseOrUntilReplaced) {
-  s_alive = 0;
   auto base = std::make_shared<Counted>();
   for (const auto& key : KEYS) Pointers::associatedObject(*base, &key, making(0));
   Pointers::associatedObject(*Pointers::associatedObject(*base, &KEYS[0], making(0)), &KEYS[0], making(0));
@@ -105,33 +83,24 @@ TEST(Pointers, AssociatedObjectsLiveAsLongAsTheirBaseOrUntilReplaced) {
 TEST(Pointers, AnInitialiserMayAssociateAndFail) {
   const auto base = std::make_shared<Counted>();
   const auto nested = Pointers::associatedObject(*base, &KEYS[0], [&] {
-    Pointers::associateObject(*base, &KEYS[1], std::make_shared<Counted>(1));
-    return std::make_shared<Counted>(Pointers::associatedObject(*base, &KEYS[2], making(2))->number + 10);
+    Pointers::associateObject(*base, &KEYS[0], std::make_shared<Counted>(1));
+    return std::make_shared<Counted>(Pointers::associatedObject(*base, &KEYS[1], making(2))->number + 10);
   });
-  EXPECT_EQ(nested->number, 12);
-  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[1], making(0))->number, 1);
-  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[3],
-                                       [&] {
-                                         Pointers::associateObject(*base, &KEYS[3], std::make_shared<Sub>());
-                                         return std::make_shared<Counted>(5);
-                                       })
-                ->number,
-            0)
-      << "what was associated under the own key counts";
+  EXPECT_EQ(nested->number, 1) << "what was associated under the own key counts";
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[1], making(0))->number, 2);
 
-  Pointers::associateObject(*base, &KEYS[0], nullptr);
   const auto failing = []() -> std::shared_ptr<Counted> { throw std::runtime_error("no"); };
-  EXPECT_THROW(Pointers::associatedObject(*base, &KEYS[0], failing), std::runtime_error);
-  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], making(7))->number, 7);
+  EXPECT_THROW(Pointers::associatedObject(*base, &KEYS[2], failing), std::runtime_error);
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[2], making(7))->number, 7);
 }
 
 TEST(Pointers, ThreadsThatAskAtOnceGetTheSameObject) {
-  for (int round = 0; round < 200; ++round) {
+  for (int round = 0; round < 200 && !testing::Test::HasFailure(); ++round) {
     const auto base = std::make_shared<Counted>();
     std::atomic<int> made = 0;
     std::array<std::shared_ptr<Counted>, 4> got;
     std::latch start(4);
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (auto& place : got)
       threads.emplace_back([&] {
         start.arrive_and_wait();
@@ -141,10 +110,9 @@ TEST(Pointers, ThreadsThatAskAtOnceGetTheSameObject) {
         });
         Pointers::associateObject(*base, &KEYS[2], place);
       });
-    for (auto& thread : threads) thread.join();
+    threads.clear();
     EXPECT_EQ(made, 1);
-    for (const auto& one : got) EXPECT_EQ(one, got[0]);
-    if (HasFailure()) return;
+    EXPECT_THAT(got, testing::Each(got[0]));
   }
 }
 
@@ -152,15 +120,15 @@ TEST(Pointers, ArraysAreCopied) {
   std::string names[] = {"a", "b", "c"};
   const auto copies = Pointers::convertptr(names, 2);
   names[0] = "changed";
-  EXPECT_THAT(copies, ElementsAre("a", "b"));
-  EXPECT_TRUE(Pointers::convertptr<int>(nullptr, 0).empty());
+  EXPECT_THAT(copies, testing::ElementsAre("a", "b"));
+  EXPECT_THAT(Pointers::convertptr<int>(nullptr, 0), testing::IsEmpty());
 }
 
 TEST(PointersDeath, BrokenPreconditionsAreFatal) {
   const auto base = std::make_shared<Counted>();
-  void* const pointer = Pointers::bridge(*base);
   EXPECT_DEATH(Pointers::bridge<Counted>(nullptr), "fatal: Pointers::bridge: the pointer is null");
-  EXPECT_DEATH(Pointers::bridge<Sub>(pointer), "fatal: Pointers::bridge: the object is of another class");
+  EXPECT_DEATH(Pointers::bridge<Sub>(Pointers::bridge(*base)),
+               "fatal: Pointers::bridge: the object is of another class");
   Counted loose;
   EXPECT_DEATH(Pointers::bridge<Counted>(Pointers::bridge(loose)), "fatal: Pointers::bridge: no shared_ptr holds");
   EXPECT_DEATH(Pointers::convertptr<int>(nullptr, 1), "fatal: Pointers::convertptr: the pointer is null");

@@ -2,12 +2,9 @@
 
 #include <gio/gio.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include <chrono>
-#include <iterator>
 #include <thread>
 
 #include "corvane/core/Mutex.h"
@@ -19,9 +16,7 @@
 namespace corvane {
 namespace {
 
-namespace fs = std::filesystem;
-using std::chrono::steady_clock;
-using testing::ElementsAre;
+using namespace testing;
 
 // Owns a name on the bus; notes every call of its own methods and answers with nothing, or not at all. Calls come in on
 // the connection's own thread.
@@ -68,7 +63,7 @@ class BusService {
   std::vector<std::string> m_calls CORVANE_GUARDED_BY(m_mutex);
 };
 
-class WorkspaceTest : public testing::Test {
+class WorkspaceTest : public Test {
  protected:
   WorkspaceTest() {
     m_home.set("XDG_DATA_DIRS", (m_home / "system").c_str());
@@ -93,10 +88,7 @@ class WorkspaceTest : public testing::Test {
   }
 
   // What the script writes; waits for it.
-  std::string output() const {
-    std::ifstream pipe(m_home / "out");
-    return {std::istreambuf_iterator<char>(pipe), {}};
-  }
+  std::string output() const { return contentOf(m_home / "out"); }
 
   TempHome m_home;
   const std::shared_ptr<Workspace> m_workspace = makeService<Workspace>();
@@ -149,18 +141,14 @@ class IconTest : public WorkspaceTest {
 TEST_F(IconTest, ThePictureOfTheWantedOrNearestSizeIsFound) {
   pictures(".icons/Leaf", {"16/a.png", "32/a.png", "48/a.png", "any/a.svg", "16/b.png", "48/b.png", "32@2/c.png",
                            "32/c.png", "vast/d.png", "odd/e.png"});
-  const struct {
-    std::string name;
-    int size;
-    std::string found;
-  } cases[] = {
+  const std::tuple<const char*, int, const char*> cases[] = {
       {"a", 16, "16/a.png"}, {"a", 17, "16/a.png"},   {"a", 30, "32/a.png"},   {"a", 34, "32/a.png"},
       {"a", 42, "48/a.png"}, {"a", 55, "48/a.png"},   {"a", 57, "any/a.svg"},  {"a", 256, "any/a.svg"},
       {"b", 31, "16/b.png"}, {"b", 33, "48/b.png"},   {"b", 32, "16/b.png"},   {"a", 400, "any/a.svg"},
       {"c", 32, "32/c.png"}, {"c", 64, "32@2/c.png"}, {"d", 48, "vast/d.png"},
   };
   for (const auto& [name, size, found] : cases)
-    EXPECT_EQ(find(name, size), ".icons/Leaf/" + found) << name << " of " << size;
+    EXPECT_EQ(find(name, size), std::string(".icons/Leaf/") + found) << name << " of " << size;
   EXPECT_EQ(find("e"), "none") << "a folder of no size";
 }
 
@@ -197,7 +185,7 @@ TEST_F(IconTest, WithoutAPictureOfItsOwnAFileGetsThatOfItsKind) {
 }
 
 using Settings = std::tuple<const char*, const char*, const char*>;  // GNOME's, KDE's, the theme that they mean
-class IconSettingTest : public IconTest, public testing::WithParamInterface<Settings> {};
+class IconSettingTest : public IconTest, public WithParamInterface<Settings> {};
 
 TEST_P(IconSettingTest, TheUsersSettingNamesTheTheme) {
   const auto& [gnome, kde, chosen] = GetParam();
@@ -219,9 +207,9 @@ TEST_P(IconSettingTest, TheUsersSettingNamesTheTheme) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Order, IconSettingTest,
-                         testing::Values(Settings("icon-theme='Chosen'\n", "Theme=Leaf\n", "Chosen"),
-                                         Settings("", "Theme=Leaf\n", "Leaf"), Settings("", "", "Default"),
-                                         Settings(nullptr, "", "Adwaita")));
+                         Values(Settings("icon-theme='Chosen'\n", "Theme=Leaf\n", "Chosen"),
+                                Settings("", "Theme=Leaf\n", "Leaf"), Settings("", "", "Default"),
+                                Settings(nullptr, "", "Adwaita")));
 
 // --- Applications.
 
@@ -271,7 +259,7 @@ TEST_F(WorkspaceTest, ApplicationsOnTheBusAreLaunchedOnlyIfTheyAnswer) {
   EXPECT_FALSE(Bundle::launch("a.b.OnBus")) << "nothing on the bus has the name";
   BusService service("a.b.OnBus", BusService::Manner::ANSWERS);
   EXPECT_TRUE(Bundle::launch("a.b.OnBus"));
-  EXPECT_THAT(service.calls(), ElementsAre(testing::StartsWith("/a/b/OnBus org.freedesktop.Application.Activate(")));
+  EXPECT_THAT(service.calls(), ElementsAre(StartsWith("/a/b/OnBus org.freedesktop.Application.Activate(")));
 }
 
 TEST_F(WorkspaceTest, OpenUsesTheDefaultApplication) {
@@ -321,7 +309,7 @@ TEST_F(WorkspaceTest, ServicesThatDoNotAnswerCostFiveSecondsAtMost) {
   BusService browser(FILE_MANAGER, BusService::Manner::IS_SILENT);
   BusService application("a.b.OnBus", BusService::Manner::IS_SILENT);
   entry("a.b.OnBus", "DBusActivatable=true");
-  const auto start = steady_clock::now();
+  const auto start = std::chrono::steady_clock::now();
   Result<void> launched;
   std::thread launching([&] { launched = m_workspace->launch("a.b.OnBus", LaunchOptions::DEFAULT); });
   const auto revealed = m_workspace->reveal(m_home / "run");
@@ -329,8 +317,9 @@ TEST_F(WorkspaceTest, ServicesThatDoNotAnswerCostFiveSecondsAtMost) {
   ASSERT_FALSE(launched || revealed);
   EXPECT_EQ(launched.error().description, "no answer within 5 s");
   // No time is left to open the folder.
-  EXPECT_THAT(revealed.error().description, testing::ContainsRegex("file browser .* no answer within 5 s"));
-  EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(15)) << "the limit, with room for a busy machine";
+  EXPECT_THAT(revealed.error().description, ContainsRegex("file browser .* no answer within 5 s"));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15))
+      << "the limit, with room for a busy machine";
 }
 
 }  // namespace

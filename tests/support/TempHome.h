@@ -2,16 +2,35 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace corvane {
+
+namespace fs = std::filesystem;
+
+/// What a file holds; nothing if it cannot be read.
+inline std::string contentOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// The names in a folder, sorted.
+inline std::vector<std::string> namesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
+  std::ranges::sort(names);
+  return names;
+}
 
 /// A home folder in a temporary folder, in force until the end of the scope: HOME and the XDG folders lie inside it,
 /// and no session bus or display is to be found. Make it before anything else: GLib reads these variables once per
@@ -19,11 +38,11 @@ namespace corvane {
 class TempHome {
  public:
   TempHome() {
-    std::string name = (std::filesystem::temp_directory_path() / "corvane-test-XXXXXX").string();
+    std::string name = (fs::temp_directory_path() / "corvane-test-XXXXXX").string();
     if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder: " + name);
-    m_path = std::filesystem::canonical(name);
-    std::filesystem::create_directory(m_path / "run");
-    std::filesystem::permissions(m_path / "run", std::filesystem::perms::owner_all);
+    m_path = fs::canonical(name);
+    fs::create_directory(m_path / "run");
+    fs::permissions(m_path / "run", fs::perms::owner_all);
     set("HOME", m_path.c_str());
     set("XDG_CONFIG_HOME", (m_path / ".config").c_str());
     set("XDG_DATA_HOME", (m_path / ".local/share").c_str());
@@ -42,22 +61,22 @@ class TempHome {
         unsetenv(name.c_str());
     }
     std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
+    fs::remove_all(m_path, ignored);
   }
 
   TempHome(const TempHome&) = delete;
   TempHome& operator=(const TempHome&) = delete;
 
   /// The folder; its name has no symbolic links.
-  const std::filesystem::path& path() const { return m_path; }
+  const fs::path& path() const { return m_path; }
 
   /// Path of something below the folder.
   std::string operator/(std::string_view name) const { return (m_path / name).string(); }
 
   /// Writes a file below the folder, with the folders that lead to it; its path.
   std::string write(std::string_view name, std::string_view content, mode_t mode = 0644) const {
-    const std::filesystem::path file = m_path / name;
-    std::filesystem::create_directories(file.parent_path());
+    const fs::path file = m_path / name;
+    fs::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary) << content;
     if (chmod(file.c_str(), mode) != 0) throw std::runtime_error("cannot write " + file.string());
     return file.string();
@@ -74,7 +93,7 @@ class TempHome {
   }
 
  private:
-  std::filesystem::path m_path;
+  fs::path m_path;
   std::map<std::string, std::optional<std::string>> m_previous;
 };
 
