@@ -296,8 +296,9 @@ Result<std::shared_ptr<Task::Sources>> Task::start() {
   sigfillset(&signals);
   step(posix_spawnattr_setsigdefault(&options.attributes, &signals));
   step(posix_spawnattr_setpgroup(&options.attributes, 0));
+  const int group = m_settings.sharesGroup ? 0 : POSIX_SPAWN_SETPGROUP;
   step(posix_spawnattr_setflags(&options.attributes,
-                                POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP));
+                                static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group)));
 
   std::vector<std::string> arguments = std::move(m_settings.arguments);
   arguments.insert(arguments.begin(), m_executable);
@@ -414,6 +415,7 @@ void Task::signal(int number) {
   if (m_state != State::RUNNING) return;
   // The number is the child's as long as the child is not reaped; the application may have done that by mistake.
   if (m_process->get() >= 0 && isGone(m_process->get())) return;
+  // One without a group of its own may have made one since.
   if (::kill(-m_pid, number) != 0) ::kill(m_pid, number);
 }
 
