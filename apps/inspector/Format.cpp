@@ -1,6 +1,7 @@
 #include "apps/inspector/Format.h"
 
 #include <glib.h>
+#include <time.h>
 
 #include <algorithm>
 #include <array>
@@ -49,6 +50,16 @@ std::string duration(std::int64_t usec) {
   const std::string seconds = digits(hundredths / 100 % 60);
   if (minutes < 60) return std::to_string(minutes) + ":" + seconds + "." + digits(hundredths % 100);
   return std::to_string(minutes / 60) + ":" + digits(minutes % 60) + ":" + seconds;
+}
+
+std::string iso8601(Timeval time) {
+  const time_t seconds = time.sec();
+  tm utc{};
+  gmtime_r(&seconds, &utc);
+  std::array<char, 64> text{};
+  const auto length = strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &utc);
+  const std::string msec = std::to_string(1000 + time.msec() % 1000).substr(1);
+  return std::string(text.data(), length) + "." + msec + "Z";
 }
 
 std::size_t columnsOf(std::string_view text) {

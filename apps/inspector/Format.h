@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "apps/inspector/Glyphs.h"
+#include "corvane/core/Timeval.h"
 
 namespace corvane::inspector {
 
@@ -25,6 +26,9 @@ std::string bytes(std::uint64_t count);
 
 /// A length of time: "0:01.25" in minutes, seconds and hundredths, from an hour on "1:00:01".
 std::string duration(std::int64_t usec);
+
+/// A point in time in UTC: "2024-03-07T09:05:01.000Z".
+std::string iso8601(Timeval time);
 
 /// Columns that a text takes.
 std::size_t columnsOf(std::string_view text);
