@@ -11,7 +11,7 @@ inline constexpr std::string_view PS_HELP =
     "  --user USER    only those of a user, by name or number\n"
     "  --filter TEXT  only those with TEXT in name, path or user, or with that pid\n"
     "  --json         print one JSON object a process\n"
-    "  --tree         draw them as a tree, with --svg FILE and, as in the command tree, --hide N\n";
+    "  --tree         draw them as a tree: --svg FILE and --hide N are as in the command tree\n";
 
 /// The command that lists the processes.
 int ps(const Arguments& arguments);
