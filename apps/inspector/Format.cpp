@@ -1,6 +1,7 @@
 #include "apps/inspector/Format.h"
 
 #include <glib.h>
+#include <time.h>
 
 #include <algorithm>
 #include <array>
@@ -32,6 +33,33 @@ std::string rate(double bytesPerSecond) {
   double value = bytesPerSecond / 1000;
   for (; value >= 999.95 && unit + 1 < UNITS.size(); ++unit) value /= 1000;
   return decimal(value, 1) + " " + UNITS[unit];
+}
+
+std::string bytes(std::uint64_t count) {
+  static constexpr std::array UNITS = {"MiB", "GiB", "TiB"};
+  double value = static_cast<double>(count) / 1024;
+  if (value < 999.5) return decimal(value, 0) + " KiB";
+  std::size_t unit = 0;
+  for (value /= 1024; value >= 999.95 && unit + 1 < UNITS.size(); ++unit) value /= 1024;
+  return decimal(value, 1) + " " + UNITS[unit];
+}
+
+std::string duration(std::int64_t usec) {
+  const auto digits = [](std::int64_t number) { return std::to_string(100 + number).substr(1); };
+  const std::int64_t hundredths = usec / 10'000, minutes = hundredths / 6000;
+  const std::string seconds = digits(hundredths / 100 % 60);
+  if (minutes < 60) return std::to_string(minutes) + ":" + seconds + "." + digits(hundredths % 100);
+  return std::to_string(minutes / 60) + ":" + digits(minutes % 60) + ":" + seconds;
+}
+
+std::string iso8601(Timeval time) {
+  const time_t seconds = time.sec();
+  tm utc{};
+  gmtime_r(&seconds, &utc);
+  std::array<char, 64> text{};
+  const auto length = strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &utc);
+  const std::string msec = std::to_string(1000 + time.msec() % 1000).substr(1);
+  return std::string(text.data(), length) + "." + msec + "Z";
 }
 
 std::size_t columnsOf(std::string_view text) {

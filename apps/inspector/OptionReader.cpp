@@ -1,5 +1,7 @@
 #include "apps/inspector/OptionReader.h"
 
+#include "apps/inspector/TextFile.h"
+
 namespace corvane::inspector {
 
 bool OptionReader::next() {
@@ -25,6 +27,14 @@ tl::expected<std::string_view, std::string> OptionReader::value() {
   const auto value = text();
   if (value && value->empty()) return failure("the value is missing");
   return value;
+}
+
+tl::expected<unsigned, std::string> OptionReader::seconds() {
+  const auto seconds = value().map(numberIn<unsigned>);
+  if (!seconds) return tl::unexpected(seconds.error());
+  if (!*seconds || **seconds < 1 || **seconds > 1'000'000)
+    return failure("expects a whole number of seconds from 1 to 1000000");
+  return **seconds;
 }
 
 tl::expected<void, std::string> OptionReader::noValue() const {

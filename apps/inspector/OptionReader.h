@@ -34,6 +34,9 @@ class OptionReader {
   /// Its value; an error if that is missing or empty.
   tl::expected<std::string_view, std::string> value();
 
+  /// Its value as a whole number of seconds from 1 to 1,000,000.
+  tl::expected<unsigned, std::string> seconds();
+
   /// An error if an option that takes no value has one.
   tl::expected<void, std::string> noValue() const;
 

@@ -1,7 +1,5 @@
 #include "apps/inspector/Report.h"
 
-#include <time.h>
-
 #include <algorithm>
 #include <cstdio>
 
@@ -11,16 +9,6 @@
 namespace corvane::inspector {
 
 namespace {
-
-std::string iso8601(Timeval time) {
-  const time_t seconds = time.sec();
-  tm utc{};
-  gmtime_r(&seconds, &utc);
-  std::array<char, 64> text{};
-  const auto length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &utc);
-  const std::string msec = std::to_string(1000 + time.msec() % 1000).substr(1);
-  return std::string(text.data(), length) + "." + msec + "Z";
-}
 
 std::string throughputObject(const std::optional<Throughput>& value, std::string_view in, std::string_view out) {
   if (!value) return "null";

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -113,6 +114,22 @@ class Drawing {
 };
 
 }  // namespace
+
+void SvgTree::hideLarge(Tree& root, std::size_t most) {
+  std::map<const Tree*, std::size_t> shown;
+  root.autoHideNodes([&](Tree& node) {
+    std::size_t count = 0;
+    for (const auto& child : node.allChildNodes()) {
+      const auto below = shown.find(child.get());
+      count += 1 + (below == shown.end() ? 0 : below->second);
+    }
+    const bool hide = count > most && &node != &root;
+    node.setChildrenHidden(hide);
+    if (count > 0 && !hide) shown[&node] = count;
+    // Rows of different parents stand apart.
+    if (count > 0 && !hide) node.setNodeSeparation(1.25);
+  });
+}
 
 std::string SvgTree::svg(Tree& root, const std::string& title) {
   const Drawing drawing(root);

@@ -23,6 +23,13 @@ class SvgTree {
   /// Characters of a label at most; those of East Asia count twice.
   static constexpr std::size_t MOST_COLUMNS = 28;
 
+  /// What hideLarge() is usually given.
+  static constexpr std::size_t HIDE = 50;
+
+  /// Hides the children of nodes with more than `most` nodes shown below them, from the lowest up; the root keeps its
+  /// own. Sets the separations.
+  static void hideLarge(Tree& root, std::size_t most);
+
   /// The picture of the visible nodes, which have been given their positions.
   static std::string svg(Tree& root, const std::string& title);
 };

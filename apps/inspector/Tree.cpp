@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -26,7 +25,7 @@ struct Options {
   std::string path;
   std::string file;
   std::size_t depth = 3;
-  std::size_t hide = 50;
+  std::size_t hide = SvgTree::HIDE;
 };
 
 tl::expected<Options, std::string> parse(const Arguments& arguments) {
@@ -100,23 +99,6 @@ bool goesBefore(const Tree& a, const Tree& b) {
          std::forward_as_tuple(a.data()->strong, b.data()->label);
 }
 
-// Hides the entries of folders with too many shown below them; the root keeps its own.
-void hideLarge(Tree& root, std::size_t most) {
-  std::map<const Tree*, std::size_t> shown;  // below folders
-  root.autoHideNodes([&](Tree& node) {
-    std::size_t count = 0;
-    for (const auto& child : node.allChildNodes()) {
-      const auto below = shown.find(child.get());
-      count += 1 + (below == shown.end() ? 0 : below->second);
-    }
-    const bool hide = count > most && &node != &root;
-    node.setChildrenHidden(hide);
-    if (count > 0 && !hide) shown[&node] = count;
-    // Rows of different folders stand apart.
-    if (count > 0 && !hide) node.setNodeSeparation(1.25);
-  });
-}
-
 }  // namespace
 
 int tree(const Arguments& arguments) {
@@ -126,7 +108,7 @@ int tree(const Arguments& arguments) {
   if (!entries) return fail(entries.error().description);
   const std::shared_ptr<Tree> root = makeTree(*entries);
   root->sortChildNodes(goesBefore);
-  hideLarge(*root, options->hide);
+  SvgTree::hideLarge(*root, options->hide);
   root->calculateNodePositions();
   const auto written = writeText(options->file, SvgTree::svg(*root, options->path));
   return written ? 0 : fail(written.error().description);

@@ -1,7 +1,6 @@
 #include "apps/inspector/WatchOptions.h"
 
 #include "apps/inspector/OptionReader.h"
-#include "apps/inspector/TextFile.h"
 
 namespace corvane::inspector {
 
@@ -22,10 +21,8 @@ tl::expected<WatchOptions, std::string> WatchOptions::parse(const Arguments& arg
       if (!root) return tl::unexpected(root.error());
       options.root = *root;
     } else if (option.name() == "--for") {
-      const auto seconds = option.value().map(numberIn<unsigned>);
+      const auto seconds = option.seconds();
       if (!seconds) return tl::unexpected(seconds.error());
-      if (!*seconds || **seconds < 1 || **seconds > MAX_SECONDS)
-        return option.failure("expects a whole number of seconds from 1 to 1000000");
       options.seconds = *seconds;
     } else {
       return option.unknown();

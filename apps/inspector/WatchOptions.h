@@ -17,7 +17,6 @@ struct WatchOptions {
   std::optional<unsigned> seconds;  ///< how long it runs
   std::string root;                 ///< folder to read /proc and /sys from
 
-  static constexpr unsigned MAX_SECONDS = 1'000'000;
   static constexpr std::string_view HELP =
       "  --for SECONDS  end after so many whole seconds (without a terminal: after 10)\n"
       "  --json         print one JSON object a second\n"

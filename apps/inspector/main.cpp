@@ -11,6 +11,8 @@
 #include "apps/inspector/Login.h"
 #include "apps/inspector/Output.h"
 #include "apps/inspector/Pid.h"
+#include "apps/inspector/Ps.h"
+#include "apps/inspector/RunCommand.h"
 #include "apps/inspector/Tree.h"
 #include "apps/inspector/ViewSettings.h"
 #include "apps/inspector/Watch.h"
@@ -29,6 +31,8 @@ constexpr std::array COMMANDS = {
     Command{"get", "make an HTTP request", GET_HELP, get},
     Command{"pid", "plot a heater under three tunings of a PID controller", PID_HELP, pid},
     Command{"tree", "draw a folder as a tree", TREE_HELP, tree},
+    Command{"ps", "list the processes and what they use", PS_HELP, ps},
+    Command{"run", "run a command and tell what it took", RUN_HELP, runCommand},
 };
 
 int help() {
@@ -47,9 +51,8 @@ int version() {
 }
 
 int run(Arguments arguments) {
-  const auto asks = [&arguments](std::string_view option) {
-    return std::find(arguments.begin(), arguments.end(), option) != arguments.end();
-  };
+  const auto end = std::find(arguments.begin(), arguments.end(), "--");  // what follows is another program's
+  const auto asks = [&](std::string_view option) { return std::find(arguments.begin(), end, option) != end; };
   if (asks("--help")) return help();
   if (asks("--version")) return version();
   if (arguments.empty() || arguments.front().starts_with("-")) return COMMANDS.front().run(arguments);

@@ -336,8 +336,9 @@ Result<std::shared_ptr<Task::Run>> Task::start() {
   sigfillset(&signals);
   step(posix_spawnattr_setsigdefault(&options.attributes, &signals));
   step(posix_spawnattr_setpgroup(&options.attributes, 0));
+  const int group = m_settings.sharesGroup ? 0 : POSIX_SPAWN_SETPGROUP;
   step(posix_spawnattr_setflags(&options.attributes,
-                                POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP));
+                                static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group)));
 
   std::vector<std::string> arguments = std::move(m_settings.arguments);
   arguments.insert(arguments.begin(), m_executable);
@@ -451,7 +452,7 @@ void Task::signal(int number) {
   siginfo_t info{};
   if (!waitForExit(m_process->get(), m_pid, WNOHANG | WNOWAIT, info, nullptr)) return;
   ::kill(-m_pid, number);
-  if (::getpgid(m_pid) != m_pid) ::kill(m_pid, number);  // it has gone to another group
+  if (::getpgid(m_pid) != m_pid) ::kill(m_pid, number);  // it has gone to another group, or shares ours
 }
 
 void Task::interrupt() {

@@ -34,9 +34,10 @@ namespace corvane {
 /// To run a command and take its output, Execute (corvane/system/Execute.h) is shorter.
 ///
 /// The child starts with the default action for every signal, none blocked, no descriptors but its three standard
-/// streams, and in a process group of its own: a terminal's Ctrl-C does not reach it, and a child that reads from the
-/// terminal is stopped. Nothing of the calling process changes: no signal handler, no signal mask. The process is
-/// always reaped; a task may be let go of while it runs. Starting takes as long in a large process as in a small one.
+/// streams, and in a process group of its own, unless Settings say otherwise: a terminal's Ctrl-C does not reach it,
+/// and a child that reads from the terminal is stopped. Nothing of the calling process changes: no signal handler, no
+/// signal mask. The process is always reaped; a task may be let go of while it runs. Starting takes as long in a large
+/// process as in a small one.
 ///
 /// Any thread.
 class CORVANE_API Task : public std::enable_shared_from_this<Task> {
@@ -79,6 +80,9 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
     Stream input = Stream::inherited();
     Stream output = Stream::inherited();
     Stream error = Stream::inherited();
+    /// Leaves it in the caller's process group, for a program that gives its terminal to the child: the terminal's keys
+    /// reach both, and the child may read from it. Signals of the task then go to the child alone.
+    bool sharesGroup = false;
     /// Called once on the thread of the readers, when the child has exited and its outputs have been read to their ends
     /// (also by processes that the child started and that still have them open). It must not throw.
     TerminationHandler terminationHandler = {};
@@ -119,10 +123,12 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
   /// its handler has waited for every child there is.
   std::optional<std::int32_t> terminationStatus() const;
   TerminationReason terminationReason() const;  ///< EXIT until it has exited
-  /// What it used, and its children that it waited for; all zero until it has exited.
+  /// What it used, and its children that it waited for; all zero until it has exited. On Linux its peak of memory
+  /// (ru_maxrss) is never below the caller's at launch, in whose memory it began.
   rusage resourceUsage() const;
 
   // Signals, to the child and the processes of its group; nothing if it does not run.
+  void signal(int number);
   void interrupt();  ///< SIGINT
   void terminate();  ///< SIGTERM, which it may ignore
   void kill();       ///< SIGKILL
@@ -148,7 +154,6 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
   Result<std::shared_ptr<Run>> start() CORVANE_REQUIRES(m_mutex);
   void follow(Run& run);
   void reap();
-  void signal(int number);
 
   const std::string m_executable;
   const std::unique_ptr<SerialQueue> m_queue;

@@ -1,8 +1,10 @@
 """Corvane Inspector as its users meet it. Arguments: the program, then names of test classes."""
 
+import calendar
 import http.server
 import json
 import os
+import pwd
 import re
 import select
 import shutil
@@ -300,6 +302,25 @@ class InHome(unittest.TestCase):
         with open(path, "wb") as file:
             file.write(content)
 
+    def check_picture(self, file):
+        """The boxes of a picture of a tree by their texts; none lies over another, and all texts fit."""
+        groups = [group for group in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}g") if group.get("class")]
+        boxes, names = [], {}
+        for group in groups:
+            rect = {key: float(group.find("{*}rect").get(key)) for key in ["x", "y", "width", "height"]}
+            boxes.append(rect)
+            names["".join(group.find("{*}text").itertext())] = rect
+            # Letters of 12 pixels that are 0.602 as wide, those of East Asia twice.
+            text = "".join(group.find("{*}text").itertext())
+            columns = sum(2 if ord(c) > 0x2e80 and ord(c) != 0xfffd else 1 for c in text)
+            self.assertLess(columns * 12 * 0.603, rect["width"])
+        for i, one in enumerate(boxes):
+            for other in boxes[:i]:
+                apart = (one["x"] + one["width"] < other["x"] or other["x"] + other["width"] < one["x"] or
+                         one["y"] + one["height"] < other["y"] or other["y"] + other["height"] < one["y"])
+                self.assertTrue(apart, (one, other))
+        return names
+
     def check_refused(self, *cases):
         for arguments in cases:
             status, out, err = self.run_program(*arguments)
@@ -409,22 +430,7 @@ class Printing(InHome):
 
         def drawn(*options):
             self.assertEqual(self.run_program("tree", folder, "--svg", file, *options), (0, "", ""))
-            groups = [group for group in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}g") if group.get("class")]
-            boxes, names = [], {}
-            for group in groups:
-                rect = {key: float(group.find("{*}rect").get(key)) for key in ["x", "y", "width", "height"]}
-                boxes.append(rect)
-                names["".join(group.find("{*}text").itertext())] = rect
-                # Letters of 12 pixels that are 0.602 as wide, those of East Asia twice.
-                text = "".join(group.find("{*}text").itertext())
-                columns = sum(2 if ord(c) > 0x2e80 and ord(c) != 0xfffd else 1 for c in text)
-                self.assertLess(columns * 12 * 0.603, rect["width"])
-            for i, one in enumerate(boxes):
-                for other in boxes[:i]:
-                    apart = (one["x"] + one["width"] < other["x"] or other["x"] + other["width"] < one["x"] or
-                             one["y"] + one["height"] < other["y"] or other["y"] + other["height"] < one["y"])
-                    self.assertTrue(apart, (one, other))
-            return names
+            return self.check_picture(file)
 
         names = drawn("--depth", "9")
         self.assertEqual(list(names), ["tree", "many", "more", "3", "4", "1", "2", "src", "deep", "er", "most.txt",
@@ -454,7 +460,7 @@ class Printing(InHome):
         status, out, err = self.run_program("--help")
         self.assertEqual((status, err), (0, ""))
         for option in ["watch", "--for", "--json", "--plain", "--root", "login", "log", "get", "settings", "pid", "tree",
-                       "--follow", "--archives", "--svg", "--depth", "--hide", "--help", "--version"]:
+                       "ps", "--sort", "--user", "--filter", "--tree", "run", "-- COMMAND", "--follow", "--archives", "--svg", "--depth", "--hide", "--help", "--version"]:
             self.assertIn(option, out)
         status, out, _ = self.run_program("--version")
         self.assertEqual(status, 0)
@@ -728,6 +734,208 @@ class Requests(InHome):
             status, _, err = self.run_program("get", self.url, stdout=full)
         self.assertEqual(status, 1)
         self.assertIn("corvane-inspector: standard output: No space left on device\n", err)
+
+
+class Processes(InHome):
+    """The ps command beside what the system tells."""
+
+    def ps(self, *arguments):
+        status, out, err = self.run_program("ps", "--json", *arguments)
+        self.assertEqual((status, err), (0, ""))
+        return {row["pid"]: row for row in map(json.loads, out.splitlines())}
+
+    def child(self, *arguments):
+        process = subprocess.Popen(arguments, stdout=subprocess.PIPE, start_new_session=True)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(os.killpg, process.pid, signal.SIGKILL)  # its children too
+        return process
+
+    def test_tells_what_the_system_tells(self):
+        path = os.fsencode(self.home) + b"/a) R 1\n\x1b[31m\xff \xe5\x90\x8d"
+        shutil.copy(shutil.which("sleep"), path)
+        sleeper, dead = self.child(path, b"1000"), self.child("true")
+        while b"State:\tS" not in self.status(sleeper.pid) or b"State:\tZ" not in self.status(dead.pid):
+            time.sleep(0.02)
+        row = self.ps("--filter", str(sleeper.pid))[sleeper.pid]
+        status = dict(line.split(b":\t", 1) for line in self.status(sleeper.pid).splitlines() if b":\t" in line)
+        with open(f"/proc/{sleeper.pid}/stat", "rb") as file:
+            ticks = int(file.read().rpartition(b")")[2].split()[19])
+        started = time.time() - time.clock_gettime(time.CLOCK_BOOTTIME) + ticks / os.sysconf("SC_CLK_TCK")
+        shown = time.strptime(row["started"][:19], "%Y-%m-%dT%H:%M:%S")
+        self.assertAlmostEqual(calendar.timegm(shown), started, delta=1.1)
+        self.assertEqual((row["parent"], row["state"], row["kind"], row["uid"], row["threads"]),
+                         (os.getpid(), "S", "native", os.geteuid(), 1))
+        # The kernel keeps two counts, of which one is quick and rough.
+        self.assertAlmostEqual(row["memory_bytes"], int(status[b"VmRSS"].split()[0]) * 1024, delta=1 << 20)
+        self.assertEqual(row["user"], pwd.getpwuid(os.geteuid()).pw_name)
+        self.assertEqual(row["name"], os.path.basename(path)[:31].decode(errors="replace"))
+        self.assertEqual(row["path"], path.decode(errors="replace"))
+        self.assertEqual((row["processor_percent"], row["processor_seconds"]), (0, 0))
+        # A table has a line for each, whatever they are called.
+        out = self.run_program("ps", "--filter", "R 1", "--user", str(os.geteuid()))[1]
+        self.assertRegex(out, r"^ *PID +Parent  User +S  Kind +CPU%% +Memory +Thr +Time  Name +Path\n *%d +%d .* S  native +0\.0 "
+                              r".* a\) R 1\?\?\[31m\? \?  /[^\x1b\n]+\n$" % (sleeper.pid, os.getpid()))
+        rows = self.ps()
+        self.assertEqual((rows[dead.pid]["state"], rows[dead.pid]["memory_bytes"]), ("Z", 0))
+        self.assertEqual(list(rows), sorted(rows))
+        self.assertEqual({pid: row["name"] for pid, row in rows.items() if row["kind"] == "kernel" and row["path"]}, {})
+
+    @staticmethod
+    def status(pid):
+        with open(f"/proc/{pid}/status", "rb") as file:
+            return file.read()
+
+    def test_measures_and_sorts(self):
+        busy = self.child("sh", "-c", "while :; do :; done")
+        rows = self.ps("--sort", "-cpu", "--for", "2")
+        self.assertGreater(rows[busy.pid]["processor_percent"], 5)
+        self.assertLess(rows[busy.pid]["processor_percent"], 130)
+        shares = [row["processor_percent"] for row in rows.values()]
+        self.assertEqual(shares, sorted(shares, reverse=True))
+        memory = [row["memory_bytes"] for row in self.ps("--sort=memory").values()]
+        self.assertEqual(memory, sorted(memory))
+
+    def test_fits_the_terminal(self):
+        for columns in [200, 60, 20, 3]:
+            with live("ps", columns=columns, rows=50) as terminal:
+                self.assertEqual(terminal.wait_for_end(), 0)
+                lines = terminal.raw.decode().split("\r\n")
+                self.assertGreater(len(lines), 3)
+                self.assertLessEqual(max(map(len, lines)), columns)
+                self.assertEqual("CPU%" in lines[0], columns >= 20)
+
+    def test_draws_the_tree(self):
+        shell = self.child("sh", "-c", "sleep 1000 & sleep 1001 & echo; wait")
+        shell.stdout.readline()
+        file = self.home + "/processes.svg"
+        self.assertEqual(self.run_program("ps", "--tree", "--svg", file, "--hide", "1000000"), (0, "", ""))
+        everybody = self.check_picture(file)
+        kernel = sum(row["kind"] == "kernel" for row in self.ps().values())
+        hidden = [int(name.split("+")[1]) for name in everybody if name.startswith("kernel threads")]
+        self.assertEqual(len(hidden), kernel > 0)
+        if hidden:
+            self.assertAlmostEqual(hidden[0], kernel, delta=20)
+        self.assertEqual(self.run_program("ps", "--tree", "--svg=" + file, "--filter", "sleep", "--sort", "-pid"), (0, "", ""))
+        names = self.check_picture(file)
+        middle, children = lambda name: names[name]["y"] + names[name]["height"] / 2, []
+        for pid in self.ps("--filter", "sleep"):
+            if f"PPid:\t{shell.pid}\n".encode() in self.status(pid):
+                children.append(f"{pid} sleep")
+        self.assertEqual(len(children), 2)
+        self.assertAlmostEqual(middle(f"{shell.pid} sh"), sum(map(middle, children)) / 2, delta=0.11)
+        self.assertLess(middle(children[1]), middle(children[0]))
+        self.assertTrue(set(children) < set(everybody))
+        self.assertLess(len(names), len(everybody))
+
+    def test_what_cannot_be(self):
+        self.check_refused(*(("ps", *arguments) for arguments in [
+            ("x",), ("--sort", "size"), ("--sort", "-"), ("--sort",), ("--for", "0"), ("--for", "1.5"), ("--user", "no one"),
+            ("--user", "-1"), ("--filter",), ("--json=1",), ("--tree",), ("--svg", "x"), ("--hide", "1"),
+            ("--tree", "--json", "--svg", "x"), ("--tree", "--svg", "x", "--hide", "-1"), ("--nonsense",)]))
+        self.assertEqual(self.run_program("ps", "--tree", "--svg", "/dev/full"),
+                         (1, "", "corvane-inspector: /dev/full: No space left on device\n"))
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            self.assertEqual(self.run_program("ps", stdout=full),
+                             (1, None, "corvane-inspector: standard output: No space left on device\n"))
+
+
+class Commands(InHome):
+    """The run command."""
+
+    SUMMARY = r"%s, \d+\.\d{3} s, user \d+\.\d{3} s, system \d+\.\d{3} s, peak memory (at most )?[\d.]+ [KMG]iB\n$"
+
+    def test_status_is_the_commands(self):
+        script, broken = self.home + "/script", self.home + "/broken"
+        self.write("script", b"#!/bin/sh\nexit 3\n")
+        self.write("broken", b"#!/nowhere/at/all\n")
+        self.write("text", b"")
+        os.chmod(script, 0o755)
+        os.chmod(broken, 0o755)
+        variables = {"PATH": f"/nowhere:{self.home}:" + os.environ["PATH"]}
+        for command, status, summary in [
+                (("true",), 0, "true: status 0"), (("sh", "-c", "exit 255"), 255, "sh: status 255"),
+                (("script", "--help"), 3, "script: status 3"), ((script, "--", "--version"), 3, script + ": status 3"),
+                (("sh", "-c", "kill -KILL $$"), 137, "sh: killed by SIGKILL"),
+                (("sh", "-c", "kill -40 $$"), 168, "sh: killed by signal 40"),
+                (("sh", "-c", "echo a; echo b >&2; exit 1"), 1, "sh: status 1")]:
+            result = self.run_program("run", "--", *command, **variables)
+            self.assertEqual((result[0], result[1]), (status, "a\n" if "echo" in command[-1] else ""))
+            self.assertRegex(result[2], r"^(b\n)?corvane-inspector: " + self.SUMMARY % re.escape(summary))
+        for command, status, reason in [
+                ("none", 127, "not found"), ("", 127, "not found"), ("./none", 127, "No such file or directory"),
+                ("text", 126, "Permission denied"), ("/", 126, "Permission denied"),
+                (broken, 126, "its interpreter is missing"), ("a\nb", 127, "not found")]:
+            line = f"corvane-inspector: {command}: {reason}\n".replace("a\nb", "a?b")
+            self.assertEqual(self.run_program("run", "--", command, **variables), (status, "", line))
+        self.check_refused(*(("run", *arguments) for arguments in [(), ("--",), ("true",), ("--json",), ("--jason", "--", "true"),
+                                                                   ("--json=1", "--", "true"), ("x", "--", "true")]))
+
+    def test_measures(self):
+        work = "import sys, time; x = bytearray(80 << 20); end = time.process_time() + 0.3\nwhile time.process_time() < end: pass\ntime.sleep(0.5); sys.exit(4)"
+        status, out, err = self.run_program("run", "--json", "--", sys.executable, "-c", work)
+        outcome = json.loads(err)
+        self.assertEqual((status, out), (4, ""))
+        self.assertEqual((outcome["command"], outcome["status"], outcome["signal"]), ([sys.executable, "-c", work], 4, None))
+        self.assertGreater(outcome["peak_memory_bytes"], 80 << 20)
+        self.assertLess(outcome["peak_memory_bytes"], 400 << 20)
+        self.assertFalse(outcome["peak_memory_is_bound"])
+        self.assertGreater(outcome["user_seconds"] + outcome["system_seconds"], 0.3)
+        self.assertGreater(outcome["wall_seconds"], 0.8)
+        err = self.run_program("run", "--json", "--", "sh", "-c", "kill $$")[2]
+        outcome = json.loads(err)
+        self.assertEqual((outcome["status"], outcome["signal"]), (None, "SIGTERM"))
+        self.assertTrue(outcome["peak_memory_is_bound"])
+
+    def test_streams_pass_unchanged(self):
+        data = bytes(range(256)) * 20000
+        result = subprocess.run([PROGRAM, "run", "--", "sh", "-c", "tee /dev/stderr"], input=data, capture_output=True,
+                                env=environment(self.home), timeout=TIMEOUT, check=True)
+        self.assertEqual(result.stdout, data)
+        self.assertEqual(result.stderr[:len(data)], data)
+        self.assertRegex(result.stderr[len(data):].decode(), "^corvane-inspector: " + self.SUMMARY % "sh: status 0")
+        with subprocess.Popen([PROGRAM, "run", "--", "sh", "-c", "echo first; read x; echo $x"], stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=environment(self.home)) as process:
+            self.assertEqual(process.stdout.readline(), b"first\n")
+            process.stdin.write(b"second\n")
+            process.stdin.flush()
+            self.assertEqual(process.stdout.read(), b"second\n")
+        # Who starts it may ignore the ends of children.
+        result = subprocess.run([PROGRAM, "run", "--", "sh", "-c", "exit 5"], stderr=subprocess.DEVNULL, check=False,
+                                timeout=TIMEOUT, preexec_fn=lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
+        self.assertEqual(result.returncode, 5)
+
+    TRAP = "trap 'echo caught; exit 9' HUP INT QUIT TERM; echo ready; for i in $(seq 999); do sleep 0.05; done"
+
+    def test_signals_reach_the_command(self):
+        for number in [signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGTERM]:
+            process = self.start("run", "--", "sh", "-c", self.TRAP)
+            self.assertEqual(process.stdout.readline(), "ready\n")
+            process.send_signal(number)
+            out, err = process.communicate(timeout=TIMEOUT)
+            self.assertEqual((process.returncode, out), (9, "caught\n"))
+            self.assertRegex(err, self.SUMMARY % "sh: status 9")
+
+    def test_keys_of_the_terminal_reach_the_command(self):
+        with live("run", "--", "sh", "-c", "read x; echo got $x; " + self.TRAP) as terminal:
+            terminal.press("something\n")
+            terminal.wait_for("got something")
+            terminal.wait_for("ready")
+            terminal.press("\x03")
+            self.assertEqual(terminal.wait_for_end(), 9)
+            self.assertEqual(terminal.raw.count(b"caught"), 1)
+        with Terminal("bash", "--norc", "--noprofile", "-i", PS1="shell> ") as terminal:
+            terminal.wait_for("shell>")
+            terminal.press(f"{PROGRAM} run -- sleep 1000\n")
+            terminal.settle(1)
+            terminal.press("\x1a")
+            terminal.wait_for("Stopped")
+            terminal.press("fg\n")
+            terminal.settle(1)
+            terminal.press("\x03")
+            terminal.wait_for("killed by SIGINT")
+            terminal.press("echo status $?; exit\n")
+            terminal.wait_for("status 130")
 
 
 if __name__ == "__main__":

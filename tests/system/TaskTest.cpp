@@ -215,8 +215,12 @@ TEST(TaskTest, AChildStartsClean) {
   const FileDescriptor inheritable(open("/dev/null", O_RDONLY));  // NOLINT: not close-on-exec
   const struct {
     QoS qos;
+    bool sharesGroup;
+    const char* group;
     int nice;
-  } rows[] = {{QoS::USER_INTERACTIVE, 0}, {QoS::UTILITY, 5}, {QoS::BACKGROUND, 10}};
+  } rows[] = {{QoS::USER_INTERACTIVE, false, "own", 0},
+              {QoS::UTILITY, true, "foreign", 5},
+              {QoS::BACKGROUND, false, "own", 10}};
   for (const auto& row : rows) {
     // The niceness comes from outside: it has time to.
     Kept kept({.executable = "/bin/sh",
@@ -224,11 +228,13 @@ TEST(TaskTest, AChildStartsClean) {
                .environment = {{{"ONE", "1"}, {"SPACED", "a b"}}},
                .folder = home.path(),
                .qos = row.qos,
-               .input = Stream::written()});
+               .input = Stream::written(),
+               .sharesGroup = row.sharesGroup});
     ASSERT_TRUE(kept.launch());
     ASSERT_TRUE(kept.wait());
-    EXPECT_THAT(kept.text, testing::StartsWith("descriptors 0 1 2; changed signals; own group; nice " +
-                                               std::to_string(row.nice) + "; in " + home.path().string()));
+    EXPECT_THAT(kept.text,
+                testing::StartsWith("descriptors 0 1 2; changed signals; " + std::string(row.group) + " group; nice " +
+                                    std::to_string(row.nice) + "; in " + home.path().string()));
     EXPECT_THAT(kept.text, testing::AllOf(HasSubstr("ONE=1"), HasSubstr("SPACED=a b"), Not(HasSubstr("HOME="))));
   }
   sigset_t mask;
@@ -313,6 +319,15 @@ TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
     EXPECT_EQ(kept.task->terminationStatus(), row.signal);
     (kept.task.get()->*row.end)();  // nothing any more
   }
+}
+
+TEST(TaskTest, SignalsLeaveASharedGroupAlone) {
+  Kept kept({.executable = CHILD, .arguments = {"sleeps"}, .sharesGroup = true});
+  ASSERT_TRUE(kept.launch());
+  ASSERT_TRUE(eventually([&] { return kept.soFar() == "ready"; }));
+  kept.task->signal(SIGUSR1);  // which would end this process too
+  ASSERT_TRUE(kept.wait());
+  EXPECT_EQ(kept.task->terminationStatus(), SIGUSR1);
 }
 
 TEST(TaskTest, InputOfAnySizeIsWrittenWithoutWaiting) {
