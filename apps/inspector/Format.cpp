@@ -34,6 +34,23 @@ std::string rate(double bytesPerSecond) {
   return decimal(value, 1) + " " + UNITS[unit];
 }
 
+std::string bytes(std::uint64_t count) {
+  static constexpr std::array UNITS = {"MiB", "GiB", "TiB"};
+  double value = static_cast<double>(count) / 1024;
+  if (value < 999.5) return decimal(value, 0) + " KiB";
+  std::size_t unit = 0;
+  for (value /= 1024; value >= 999.95 && unit + 1 < UNITS.size(); ++unit) value /= 1024;
+  return decimal(value, 1) + " " + UNITS[unit];
+}
+
+std::string duration(std::int64_t usec) {
+  const auto digits = [](std::int64_t number) { return std::to_string(100 + number).substr(1); };
+  const std::int64_t hundredths = usec / 10'000, minutes = hundredths / 6000;
+  const std::string seconds = digits(hundredths / 100 % 60);
+  if (minutes < 60) return std::to_string(minutes) + ":" + seconds + "." + digits(hundredths % 100);
+  return std::to_string(minutes / 60) + ":" + digits(minutes % 60) + ":" + seconds;
+}
+
 std::size_t columnsOf(std::string_view text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), beginsCharacter));
 }

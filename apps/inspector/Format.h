@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,12 @@ std::string decimal(double value, int decimals);
 
 /// Bytes a second with a fitting unit: "999 B/s", "1.0 kB/s", "12.3 MB/s".
 std::string rate(double bytesPerSecond);
+
+/// An amount of memory with a fitting unit: "0 KiB", "999 KiB", "1.0 MiB", "12.3 GiB".
+std::string bytes(std::uint64_t count);
+
+/// A length of time: "0:01.25" in minutes, seconds and hundredths, from an hour on "1:00:01".
+std::string duration(std::int64_t usec);
 
 /// Columns that a text takes.
 std::size_t columnsOf(std::string_view text);

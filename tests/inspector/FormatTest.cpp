@@ -21,6 +21,19 @@ TEST(Format, RatesChangeUnitBeforeTheyGrowLong) {
   EXPECT_EQ(rate(2.5e15), "2500.0 TB/s");
 }
 
+TEST(Format, MemoryAndTimeHaveFittingUnits) {
+  EXPECT_EQ(bytes(0), "0 KiB");
+  EXPECT_EQ(bytes(999 * 1024), "999 KiB");
+  EXPECT_EQ(bytes(1000 * 1024), "1.0 MiB");
+  EXPECT_EQ(bytes(1'572'864), "1.5 MiB");
+  EXPECT_EQ(bytes(~0ULL), "16777216.0 TiB");
+  EXPECT_EQ(duration(0), "0:00.00");
+  EXPECT_EQ(duration(61'259'999), "1:01.25");
+  EXPECT_EQ(duration(3'599'990'000), "59:59.99");
+  EXPECT_EQ(duration(3'600'000'000), "1:00:00");
+  EXPECT_EQ(duration(360'061'000'000), "100:01:01");
+}
+
 TEST(Format, PrintableHoldsOneColumnForEachCharacter) {
   EXPECT_EQ(printable("a°é\tb\x1b[31m", Glyphs::UNICODE), "a°é?b?[31m");
   EXPECT_EQ(printable("a°", Glyphs::ASCII), "a?");
