@@ -59,7 +59,7 @@ constexpr std::array HELP = {
     Hint{"+ -", "average over 1 s more or less (1 to 60 s)"},
     Hint{"] [", "average over 10 s more or less"},
     Hint{"r", "reset the statistics"},
-    Hint{"p", "show the processes; the letters underlined sort them too"},
+    Hint{"p", "show the processes; underlined letters sort them"},
     Hint{"/", "  there: filter by a part of the name, path or user, or by number"},
     Hint{"k", "  there: send a signal to the selected one, after two questions"},
     Hint{"l", "show the end of the log"},

@@ -56,7 +56,7 @@ constexpr std::array SIGNALS = {
 };
 
 constexpr std::array KEYS = {Hint{"q", "quit"},   Hint{"h", "help"},          Hint{"p", "back"},
-                             Hint{"/", "filter"}, Hint{"k", "send a signal"}, Hint{"iausdcmten", "sort"}};
+                             Hint{"/", "filter"}, Hint{"k", "send a signal"}, Hint{"underlined letters", "sort"}};
 
 constexpr std::size_t LONGEST_FILTER = 64;  // bytes
 
