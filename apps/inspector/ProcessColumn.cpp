@@ -59,7 +59,7 @@ const std::array<ProcessColumnStyle, 11> PROCESS_COLUMNS = {{
     {ProcessColumn::USER, "user", "User", false, [](const ProcessRow& row) { return orDash(row.user); }},
     {ProcessColumn::STATE, "state", "S", false, [](const ProcessRow& row) { return std::string(1, row.state); }},
     {ProcessColumn::KIND, "kind", "Kind", false, [](const ProcessRow& row) { return orDash(kindName(row.kind)); }},
-    {ProcessColumn::PROCESSOR, "cpu", "CPU %", true,
+    {ProcessColumn::PROCESSOR, "cpu", "CPU%", true,
      [](const ProcessRow& row) { return row.processor ? decimal(*row.processor, 1) : "-"; }},
     {ProcessColumn::MEMORY, "memory", "Memory", true, [](const ProcessRow& row) { return bytes(row.memory); }},
     {ProcessColumn::THREADS, "threads", "Thr", true, [](const ProcessRow& row) { return std::to_string(row.threads); }},

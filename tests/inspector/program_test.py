@@ -155,7 +155,7 @@ class LiveView(unittest.TestCase):
         shown = rf"(?m)^ *{prey.pid} +{os.getpid()} +\S+ +S +native +\d+\.\d +[\d.]+ .iB +1  prey\?\[2J\?\?$"
         terminal.wait_for("processor load")
         terminal.press("p")
-        terminal.wait_for("CPU %")
+        terminal.wait_for("CPU%")
         terminal.press(f"/{terminal.home}/PREY\r")
         terminal.wait_for(lambda: re.search(shown, terminal.screen.text()), "the row")
         self.assertRegex(terminal.screen.text(), rf"(?m)^ *{bystander.pid} .*  prey \?\?$")
@@ -163,7 +163,7 @@ class LiveView(unittest.TestCase):
         terminal.press("i" + DOWN)  # descending
         terminal.wait_for(lambda: f" {bystander.pid} " in terminal.screen.reversed_text())
         terminal.press("i")
-        terminal.wait_for("\u25b2 PID")
+        terminal.wait_for("▲ PID")
         terminal.press(UP)
         question = f"Send SIGTERM to {prey.pid} prey?[2J??? y/n"
         for answer in ["n", "\x1b", "y"]:
@@ -183,7 +183,7 @@ class LiveView(unittest.TestCase):
         self.assertNotIn(f" {prey.pid} ", terminal.screen.reversed_text())
         self.assertIsNone(bystander.poll())
         terminal.press("\x1b")
-        terminal.wait_for(lambda: re.search(r"(?m)^Processes, \d+ \u2500", terminal.screen.text()), "no filter")
+        terminal.wait_for(lambda: re.search(r"(?m)^Processes, \d+ ─", terminal.screen.text()), "no filter")
         terminal.press("\x1b")
         terminal.wait_for("Repeaters, averaged")
         self.assertIsNone(COLOUR.search(terminal.raw))
@@ -695,9 +695,9 @@ class Settings(InHome):
             terminal.wait_for("averaged over 30 s")
             terminal.wait_for("▲ Count")
             terminal.press("p")
-            terminal.wait_for("Name \u25b2")
+            terminal.wait_for("Name ▲")
             self.settings("--reset")
-            terminal.wait_for("\u25bc CPU %")
+            terminal.wait_for("▼ CPU%")
             terminal.press("p")
             terminal.wait_for("averaged over 10 s")
             terminal.wait_for("Name ▲")
