@@ -58,6 +58,9 @@ constexpr std::array SIGNALS = {
 constexpr std::array KEYS = {Hint{"q", "quit"},   Hint{"h", "help"},          Hint{"p", "back"},
                              Hint{"/", "filter"}, Hint{"k", "send a signal"}, Hint{"underlined letters", "sort"}};
 
+constexpr char ENDED = 'Z';
+constexpr char STOPPED = 'T';
+
 constexpr std::size_t LONGEST_FILTER = 64;  // bytes
 
 bool areSame(const ProcessRow& a, const ProcessRow& b) {
@@ -75,8 +78,9 @@ void ProcessPage::take(Result<std::vector<ProcessRow>> rows) {
   m_rows = rows ? std::move(*rows) : std::vector<ProcessRow>();
   const auto before = m_selected;
   arrange();
-  const auto isBefore = [&before](const ProcessRow& row) { return areSame(row, *before); };
-  if (before && rows && std::ranges::none_of(m_rows, isBefore)) m_message = nameOf(*before) + " has ended.";
+  if (!before || !rows || before->state == ENDED) return;
+  const auto isAlive = [&before](const ProcessRow& row) { return areSame(row, *before) && row.state != ENDED; };
+  if (std::ranges::none_of(m_rows, isAlive)) m_message = nameOf(*before) + " has ended.";
 }
 
 void ProcessPage::leave() {
@@ -239,7 +243,7 @@ Line ProcessPage::row(const ProcessRow& row, std::size_t columns) const {
     return clipped(printable(styleOf(PAGE_COLUMNS.at(index).column).cell(row), m_glyphs), width);
   });
   if (m_selected && areSame(row, *m_selected)) return {{std::move(text), Style::SELECTED}};
-  const bool waits = row.state == 'T' || row.state == 'Z';
+  const bool waits = row.state == STOPPED || row.state == ENDED;
   return {{std::move(text), waits ? Style::PAUSED : row.kind == ProcessKind::KERNEL ? Style::DIM : Style::PLAIN}};
 }
 

@@ -76,6 +76,11 @@ TEST(ProcessPage, SelectionFollowsItsProcessAndEndsWithIt) {
   EXPECT_EQ(lastLine(page), "Select a process first.\n");
   page.press(key::DOWN);
   EXPECT_EQ(selected(page), "three") << "at the same place";
+  ProcessRow zombie = process(3, "three", 1, 2);
+  zombie.state = 'Z';
+  page.take(std::vector{zombie});
+  EXPECT_EQ(selected(page), "three");
+  EXPECT_EQ(lastLine(page), "3 three has ended.\n") << "though its parent has not noticed";
   page.take(failure("posix", EMFILE, "No table."));
   EXPECT_EQ(selected(page), "");
   EXPECT_TRUE(shows(page, "\nNo table."));
