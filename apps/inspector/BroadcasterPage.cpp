@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "apps/inspector/Format.h"
+#include "apps/inspector/SortedTable.h"
 #include "corvane/infra/Logger.h"
 
 namespace corvane::inspector {
@@ -34,13 +35,6 @@ std::string shortName(const std::string& type) {
   return colons == type.npos ? type : type.substr(colons + 2);
 }
 
-Line heading(std::string title, const Glyphs& glyphs, std::size_t columns) {
-  title += ' ';
-  std::string rule;
-  for (std::size_t i = title.size(); i < std::min(columns, TABLE_COLUMNS); ++i) rule += glyphs.rule;
-  return {{std::move(title), Style::HEADING}, {std::move(rule), Style::DIM}};
-}
-
 }  // namespace
 
 LogFigures LogFigures::of(const std::string& path) {
@@ -57,7 +51,7 @@ LogFigures LogFigures::of(const std::string& path) {
 Frame broadcasterPage(const std::vector<broadcaster_stats>& listeners, const LogFigures& log, std::size_t columns,
                       const Glyphs& glyphs) {
   const std::string micro = std::string(glyphs.micro) + "s";
-  Frame frame = {heading("Broadcaster", glyphs, columns),
+  Frame frame = {titleLine("Broadcaster", std::min(columns, TABLE_COLUMNS), glyphs),
                  {{row("Key", "Listener", "Count", "Total " + micro, "Average " + micro, columns), Style::HEADING}}};
   for (const broadcaster_stats& listener : listeners) {
     const std::string average =
@@ -68,7 +62,7 @@ Frame broadcasterPage(const std::vector<broadcaster_stats>& listeners, const Log
   }
 
   frame.emplace_back();
-  frame.push_back(heading("Log", glyphs, columns));
+  frame.push_back(titleLine("Log", std::min(columns, TABLE_COLUMNS), glyphs));
   const auto entry = [&frame](const std::string& name, const std::string& value) {
     frame.push_back({{alignedLeft(name, 10), Style::HEADING}, {value}});
   };

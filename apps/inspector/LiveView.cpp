@@ -7,8 +7,10 @@
 
 #include "apps/inspector/BroadcasterPage.h"
 #include "apps/inspector/Format.h"
+#include "apps/inspector/Hints.h"
 #include "apps/inspector/ReadingRow.h"
 #include "apps/inspector/Screen.h"
+#include "apps/inspector/SortedTable.h"
 #include "apps/inspector/TextFile.h"
 #include "corvane/infra/Logger.h"
 
@@ -16,31 +18,14 @@ namespace corvane::inspector {
 
 namespace {
 
-struct TableColumn {
-  Column column;
-  char key;  // also the first letter of the title
-  std::string_view title;
-  std::size_t width;        // 0: whatever is left
-  std::size_t fromColumns;  // narrower screens go without
-};
-
+// In the order of Column.
 constexpr std::array TABLE = {
-    TableColumn{Column::NAME, 'n', "Name", 0, 0},
-    TableColumn{Column::COUNT, 'c', "Count", 9, 55},
-    TableColumn{Column::TOTAL, 't', "Total s", 12, 67},
-    TableColumn{Column::INTERVAL, 'i', "Interval s", 12, 46},
-    TableColumn{Column::DURATION, 'd', "Duration us", 14, 34},
+    SortedColumn{'n', "Name", false, 0, 0},         SortedColumn{'c', "Count", true, 9, 55},
+    SortedColumn{'t', "Total s", true, 12, 67},     SortedColumn{'i', "Interval s", true, 12, 46},
+    SortedColumn{'d', "Duration us", true, 14, 34},
 };
 
 constexpr std::size_t TABLE_COLUMNS = 80;  // it gets no wider: numbers far from their names are hard to read
-
-std::size_t nameWidth(std::size_t columns) {
-  std::size_t width = std::min(columns, TABLE_COLUMNS);
-  for (const TableColumn& column : TABLE) {
-    if (column.width > 0 && columns >= column.fromColumns) width -= column.width;
-  }
-  return width;
-}
 
 std::string cell(const TaskRow& row, Column column) {
   switch (column) {
@@ -58,18 +43,14 @@ std::string cell(const TaskRow& row, Column column) {
   return {};
 }
 
-struct Hint {
-  std::string_view key;
-  std::string_view text;
-};
-
 // The most needed first: narrow screens show as many as fit.
-constexpr std::array KEYS = {Hint{"q", "quit"}, Hint{"h", "help"},  Hint{"space", "pause"}, Hint{"r", "reset"},
-                             Hint{"l", "log"},  Hint{"b", "calls"}, Hint{"+-", "average"},  Hint{"n c t i d", "sort"}};
+constexpr std::array KEYS = {Hint{"q", "quit"},      Hint{"h", "help"},     Hint{"p", "processes"},
+                             Hint{"space", "pause"}, Hint{"r", "reset"},    Hint{"l", "log"},
+                             Hint{"b", "calls"},     Hint{"nctid", "sort"}, Hint{"+-", "average"}};
 
 constexpr std::array HELP = {
     Hint{"up down", "select a repeater"},
-    Hint{"space p", "pause it, or let it run again"},
+    Hint{"space", "pause it, or let it run again"},
     Hint{"n", "sort by name; a second press turns the order round"},
     Hint{"c", "  by count of runs"},
     Hint{"t", "  by total time"},
@@ -78,6 +59,9 @@ constexpr std::array HELP = {
     Hint{"+ -", "average over 1 s more or less (1 to 60 s)"},
     Hint{"] [", "average over 10 s more or less"},
     Hint{"r", "reset the statistics"},
+    Hint{"p", "show the processes; underlined letters sort them"},
+    Hint{"/", "  there: filter by a part of the name, path or user, or by number"},
+    Hint{"k", "  there: send a signal to the selected one, after two questions"},
     Hint{"l", "show the end of the log"},
     Hint{"b", "show the broadcaster's listeners and what the log holds"},
     Hint{"h ?", "show this page"},
@@ -96,26 +80,52 @@ std::string hostName() {
 
 }  // namespace
 
-LiveView::LiveView(Monitor& monitor, const Glyphs& glyphs)
-    : m_monitor(monitor), m_glyphs(glyphs), m_host(printable(hostName(), glyphs)) {}
+LiveView::LiveView(Monitor& monitor, const Glyphs& glyphs, std::function<void()> changed)
+    : m_monitor(monitor),
+      m_glyphs(glyphs),
+      m_host(printable(hostName(), glyphs)),
+      m_processes(glyphs),
+      m_changed(std::move(changed)) {}
 
 ViewSettings LiveView::settings() const {
-  return {m_monitor.tasks().timeConstant(), m_table.column(), m_table.descending()};
+  return {m_monitor.tasks().timeConstant(),
+          {m_table.column(), m_table.descending()},
+          {m_processes.column(), m_processes.descending()}};
 }
 
 void LiveView::apply(const ViewSettings& settings) {
   m_monitor.tasks().setTimeConstant(settings.average);
-  m_table.sortBy(settings.column, settings.descending);
+  m_table.sortBy(settings.repeaters.column, settings.repeaters.descending);
+  m_processes.sortBy(settings.processes.column, settings.processes.descending);
 }
 
 void LiveView::show(Page page) {
   m_page = page == m_page ? Page::OVERVIEW : page;
   if (m_page == Page::LOG || m_page == Page::BROADCASTER)
     m_logPath = Logger::instance()->path().value_or(std::string());
+  if (m_page == Page::PROCESSES) {
+    showProcesses();
+  } else {
+    m_feed.reset();
+    m_processes.leave();
+  }
+}
+
+void LiveView::showProcesses() {
+  // Elsewhere the numbers may be those of other processes than the ones that signals would go to.
+  if (!m_monitor.isOfMachine()) {
+    m_processes.take(failure("inspector", 0, "Only the machine's own processes can be shown."));
+    return;
+  }
+  m_feed.emplace([this](Result<std::vector<ProcessRow>> rows) {
+    m_processes.take(std::move(rows));
+    if (m_changed) m_changed();
+  });
 }
 
 LiveView::Request LiveView::press(int pressed) {
   static constexpr int FARTHEST = 1'000'000;
+  if (m_page == Page::PROCESSES && m_processes.press(pressed)) return Request::NONE;
   Tasks& tasks = m_monitor.tasks();
   switch (pressed) {
     case 'q':
@@ -124,6 +134,9 @@ LiveView::Request LiveView::press(int pressed) {
       return Request::SUSPEND;
     case key::CONTROL_L:
       return Request::REDRAW;
+    case 'p':
+      show(Page::PROCESSES);
+      return Request::NONE;
     case 'b':
       show(Page::BROADCASTER);
       return Request::NONE;
@@ -156,7 +169,6 @@ LiveView::Request LiveView::press(int pressed) {
       m_table.moveSelection(FARTHEST);
       break;
     case ' ':
-    case 'p':
       tasks.togglePause(m_table.selected());
       break;
     case 'r':
@@ -176,8 +188,8 @@ LiveView::Request LiveView::press(int pressed) {
       tasks.setTimeConstant(tasks.timeConstant() - 10);
       break;
     default:
-      for (const TableColumn& column : TABLE) {
-        if (pressed == column.key) m_table.sortBy(column.column);
+      for (std::size_t i = 0; i < TABLE.size(); ++i) {
+        if (pressed == TABLE[i].key) m_table.sortBy(static_cast<Column>(i));
       }
   }
   return Request::NONE;
@@ -188,6 +200,8 @@ Frame LiveView::compose(std::size_t rows, std::size_t columns) {
   switch (m_page) {
     case Page::OVERVIEW:
       return overview(rows, columns);
+    case Page::PROCESSES:
+      return m_processes.compose(rows, columns);
     case Page::BROADCASTER:
       return broadcasterPage(broadcasterStats(), LogFigures::of(m_logPath), columns, m_glyphs);
     case Page::LOG:
@@ -223,8 +237,11 @@ Frame LiveView::overview(std::size_t rows, std::size_t columns) const {
   for (std::size_t i = 0; i < shownReadings; ++i) frame.push_back(reading(readings[i], columns));
   if (table > 0) {
     blank();
-    frame.push_back(tableTitle(columns));
-    frame.push_back(tableHeading(columns));
+    const std::size_t width = std::min(columns, TABLE_COLUMNS);
+    const std::string seconds = std::to_string(m_monitor.tasks().timeConstant());
+    frame.push_back(titleLine("Repeaters, averaged over " + seconds + " s", width, m_glyphs));
+    frame.push_back(
+        headingLine(TABLE, static_cast<std::size_t>(m_table.column()), m_table.descending(), width, m_glyphs));
     const std::size_t shown = table - HEADINGS;
     const std::size_t selected = m_table.selectedIndex();
     const std::size_t first = selected < shown ? 0 : selected - shown + 1;
@@ -232,7 +249,7 @@ Frame LiveView::overview(std::size_t rows, std::size_t columns) const {
   }
   if (withKeys) {
     frame.resize(rows - 1);
-    frame.push_back(keys(columns));
+    frame.push_back(hintLine(KEYS, columns));
   }
   return frame;
 }
@@ -279,63 +296,15 @@ Line LiveView::reading(std::size_t index, std::size_t columns) const {
   return line;
 }
 
-Line LiveView::tableTitle(std::size_t columns) const {
-  const std::string text = "Repeaters, averaged over " + std::to_string(m_monitor.tasks().timeConstant()) + " s ";
-  std::string rule;
-  for (std::size_t i = text.size(); i < std::min(columns, TABLE_COLUMNS); ++i) rule += m_glyphs.rule;
-  return {{text, Style::HEADING}, {rule, Style::DIM}};
-}
-
-Line LiveView::tableHeading(std::size_t columns) const {
-  Line line;
-  for (const TableColumn& column : TABLE) {
-    if (columns < column.fromColumns) continue;
-    std::string title(column.title);
-    if (const auto micro = title.find(" us"); micro != title.npos) title.replace(micro + 1, 1, m_glyphs.micro);
-    std::string mark;
-    if (column.column == m_table.column())
-      mark.append(" ").append(m_table.descending() ? m_glyphs.down : m_glyphs.up).append(" ");
-    // Numbers stand right, so their titles do; the mark goes to the free side.
-    if (column.width > 0) line.push_back({alignedRight(mark, column.width - columnsOf(title)), Style::HEADING});
-    line.push_back({title.substr(0, 1), Style::HOTKEY});
-    line.push_back({title.substr(1), Style::HEADING});
-    if (column.width == 0)
-      line.push_back({alignedLeft(mark, std::max(nameWidth(columns), title.size()) - title.size()), Style::HEADING});
-  }
-  return line;
-}
-
 Line LiveView::tableRow(const TaskRow& row, std::size_t columns) const {
   const bool selected = row.name == m_table.selected();
-  std::string text;
-  for (const TableColumn& column : TABLE) {
-    if (columns < column.fromColumns) continue;
-    std::string value = cell(row, column.column);
-    if (column.width > 0) {
-      text += alignedRight(value, column.width);
-      continue;
-    }
-    const std::size_t width = nameWidth(columns);
+  const std::string text = rowText(TABLE, std::min(columns, TABLE_COLUMNS), [&](std::size_t column, std::size_t width) {
+    if (static_cast<Column>(column) != Column::NAME) return cell(row, static_cast<Column>(column));
     const std::string mark = row.paused ? " (paused)" : "";
-    value = clipped(printable(value, m_glyphs), width - std::min(width, mark.size())) + mark;
-    text += alignedLeft(value, width);
-  }
+    return clipped(printable(row.name, m_glyphs), width - std::min(width, mark.size())) + mark;
+  });
   const Style style = row.paused ? Style::PAUSED : Style::PLAIN;
   return {{text, selected ? Style::SELECTED : style}};
-}
-
-Line LiveView::keys(std::size_t columns) const {
-  Line line;
-  std::size_t taken = 0;
-  for (const Hint& hint : KEYS) {
-    const std::size_t width = hint.key.size() + 1 + hint.text.size();
-    if (taken + width > columns) break;
-    taken += width + 2;
-    if (!line.empty()) line.push_back({"  "});
-    line.push_back({std::string(hint.key), Style::HEADING});
-    line.push_back({" " + std::string(hint.text)});
-  }
-  return line;
 }
 
 Frame LiveView::log(std::size_t rows, std::size_t columns) const {

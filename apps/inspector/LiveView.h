@@ -1,11 +1,15 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "apps/inspector/Frame.h"
 #include "apps/inspector/Glyphs.h"
 #include "apps/inspector/Monitor.h"
+#include "apps/inspector/ProcessFeed.h"
+#include "apps/inspector/ProcessPage.h"
 #include "apps/inspector/TaskTable.h"
 #include "apps/inspector/ViewSettings.h"
 
@@ -17,7 +21,8 @@ class LiveView {
   /// What a key asks of the terminal.
   enum class Request { NONE, QUIT, SUSPEND, REDRAW };
 
-  LiveView(Monitor& monitor, const Glyphs& glyphs);
+  /// `changed` is called when there is something new to see before the next second.
+  LiveView(Monitor& monitor, const Glyphs& glyphs, std::function<void()> changed = {});
 
   Request press(int pressed);
 
@@ -29,27 +34,28 @@ class LiveView {
   Frame compose(std::size_t rows, std::size_t columns);
 
  private:
-  enum class Page { OVERVIEW, BROADCASTER, LOG, HELP };
+  enum class Page { OVERVIEW, PROCESSES, BROADCASTER, LOG, HELP };
 
   void show(Page page);
+  void showProcesses();
   Frame overview(std::size_t rows, std::size_t columns) const;
   Frame log(std::size_t rows, std::size_t columns) const;
   Frame help(std::size_t columns) const;
 
   Line title(std::size_t columns) const;
   Line reading(std::size_t index, std::size_t columns) const;
-  Line tableTitle(std::size_t columns) const;
-  Line tableHeading(std::size_t columns) const;
   Line tableRow(const TaskRow& row, std::size_t columns) const;
-  Line keys(std::size_t columns) const;
   std::vector<std::size_t> readingsShown() const;
 
   Monitor& m_monitor;
   const Glyphs& m_glyphs;
   const std::string m_host;
   TaskTable m_table;
+  ProcessPage m_processes;
   Page m_page = Page::OVERVIEW;
   std::string m_logPath;  // empty if the program keeps no log
+  const std::function<void()> m_changed;
+  std::optional<ProcessFeed> m_feed;  // while the processes are shown
 };
 
 }  // namespace corvane::inspector

@@ -30,7 +30,8 @@ std::optional<double> Readings::hottest() const {
 }
 
 Monitor::Monitor(const std::string& root)
-    : m_processor(root),
+    : m_isOfMachine(root.empty()),
+      m_processor(root),
       m_memory(root),
       m_disk(root),
       m_network(root),

@@ -54,6 +54,8 @@ class Monitor {
 
   Tasks& tasks() { return m_tasks; }
   const Tasks& tasks() const { return m_tasks; }
+  /// Whether the readings are this machine's, not those of another folder.
+  bool isOfMachine() const { return m_isOfMachine; }
   const Readings& readings() const { return m_readings; }
   const History& history(Gauge gauge) const { return *m_histories[static_cast<std::size_t>(gauge)]; }
 
@@ -65,6 +67,7 @@ class Monitor {
   static void announceBoth(Gauge in, Gauge out, const std::optional<Throughput>& throughput);
   void announceHeartbeat() const;
 
+  const bool m_isOfMachine;
   ProcessorReader m_processor;
   MemoryReader m_memory;
   DiskReader m_disk;

@@ -158,11 +158,23 @@ std::optional<int> Screen::readKey() {
       return key::HOME;
     case KEY_END:
       return key::END;
+    case KEY_PPAGE:
+      return key::PAGE_UP;
+    case KEY_NPAGE:
+      return key::PAGE_DOWN;
+    case KEY_BACKSPACE:
+    case '\b':
+    case 0x7f:
+      return key::BACKSPACE;
+    case KEY_ENTER:
+    case '\r':
+    case '\n':
+      return key::ENTER;
     case key::ESCAPE:
       if (m_terminal->skipSequence()) return readKey();
       return key::ESCAPE;
     default:
-      return pressed;
+      return pressed < KEY_MIN ? pressed : key::OTHER;
   }
 }
 

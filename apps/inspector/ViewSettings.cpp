@@ -13,8 +13,16 @@ namespace corvane::inspector {
 
 namespace {
 
-// In the order of Column.
+// The columns' words, in their order.
 constexpr std::array<std::string_view, 5> COLUMNS = {"name", "count", "total", "interval", "duration"};
+
+std::string_view wordOf(Column column) {
+  return COLUMNS.at(static_cast<std::size_t>(column));
+}
+
+std::string_view wordOf(ProcessColumn column) {
+  return styleOf(column).word;
+}
 
 // Each takes a setting from its text; false if that makes no sense.
 bool readAverage(std::string_view text, ViewSettings& settings) {
@@ -24,13 +32,30 @@ bool readAverage(std::string_view text, ViewSettings& settings) {
   return true;
 }
 
-bool readSort(std::string_view text, ViewSettings& settings) {
+template <class AnyColumn>
+bool readOrder(std::string_view text, std::size_t columns, ViewSettings::Order<AnyColumn>& order) {
   const bool descending = text.starts_with('-');
-  const auto column = std::ranges::find(COLUMNS, text.substr(descending ? 1 : 0));
-  if (column == COLUMNS.end()) return false;
-  settings.column = static_cast<Column>(column - COLUMNS.begin());
-  settings.descending = descending;
-  return true;
+  if (descending) text.remove_prefix(1);
+  for (std::size_t i = 0; i < columns; ++i) {
+    if (wordOf(static_cast<AnyColumn>(i)) != text) continue;
+    order = {static_cast<AnyColumn>(i), descending};
+    return true;
+  }
+  return false;
+}
+
+bool readRepeaters(std::string_view text, ViewSettings& settings) {
+  return readOrder(text, COLUMNS.size(), settings.repeaters);
+}
+
+// Paths, the last of the columns, are not on the page.
+bool readProcesses(std::string_view text, ViewSettings& settings) {
+  return readOrder(text, static_cast<std::size_t>(ProcessColumn::PATH), settings.processes);
+}
+
+template <class AnyColumn>
+Value word(const ViewSettings::Order<AnyColumn>& order) {
+  return Value((order.descending ? "-" : "") + std::string(wordOf(order.column)));
 }
 
 struct Setting {
@@ -43,8 +68,11 @@ struct Setting {
 constexpr std::array SETTINGS = {
     Setting{ViewSettings::AVERAGE, readAverage, [](const ViewSettings& settings) { return Value(settings.average); },
             "expects a whole number of seconds from 1 to 60"},
-    Setting{ViewSettings::SORT, readSort, [](const ViewSettings& settings) { return Value(settings.sort()); },
+    Setting{ViewSettings::SORT, readRepeaters, [](const ViewSettings& settings) { return word(settings.repeaters); },
             "expects name, count, total, interval or duration, perhaps with - in front"},
+    Setting{ViewSettings::PROCESSES, readProcesses,
+            [](const ViewSettings& settings) { return word(settings.processes); },
+            "expects pid, parent, user, state, kind, cpu, memory, threads, time or name, perhaps with - in front"},
 };
 
 int show(const ViewSettings& settings, std::optional<std::string_view> key) {
@@ -52,7 +80,8 @@ int show(const ViewSettings& settings, std::optional<std::string_view> key) {
   for (const Setting& setting : SETTINGS) {
     if (key && setting.key != *key) continue;
     if (!key) text.append(setting.key).append(" = ");
-    text += (setting.key == ViewSettings::SORT ? settings.sort() : std::to_string(settings.average)) + "\n";
+    const Value value = setting.value(settings);
+    text += (value.isString() ? *value.asString() : std::to_string(*value.asInteger())) + "\n";
   }
   std::signal(SIGPIPE, SIG_IGN);
   return statusAfterOutput(writeOut(text));
@@ -73,10 +102,6 @@ Result<void> ViewSettings::save(const ViewSettings& before) const {
     if (Value value = setting.value(*this); value != setting.value(before))
       changes.push_back({std::string(setting.key), std::move(value)});
   return changes.empty() ? Result<void>() : UserDefaults::shared()->apply(changes);
-}
-
-std::string ViewSettings::sort() const {
-  return (descending ? "-" : "") + std::string(COLUMNS[static_cast<std::size_t>(column)]);
 }
 
 int settings(const Arguments& arguments) {

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "apps/inspector/Command.h"
+#include "apps/inspector/ProcessColumn.h"
 #include "apps/inspector/TaskTable.h"
 #include "corvane/infra/UserDefaults.h"
 
@@ -13,10 +14,19 @@ namespace corvane::inspector {
 struct ViewSettings {
   static constexpr std::string_view AVERAGE = "average";
   static constexpr std::string_view SORT = "sort";
+  static constexpr std::string_view PROCESSES = "processes";
+
+  /// The order of a table. As a word: the column's name, with a dash in front if it is descending.
+  template <class AnyColumn>
+  struct Order {
+    AnyColumn column;
+    bool descending;
+    bool operator==(const Order&) const = default;
+  };
 
   int average = 10;  ///< seconds, 1 to 60
-  Column column = Column::NAME;
-  bool descending = false;
+  Order<Column> repeaters = {Column::NAME, false};
+  Order<ProcessColumn> processes = {ProcessColumn::PROCESSOR, true};
 
   bool operator==(const ViewSettings&) const = default;
 
@@ -25,15 +35,14 @@ struct ViewSettings {
 
   /// Stores what differs from `before`, together.
   Result<void> save(const ViewSettings& before) const;
-
-  /// The order as one word: the column's name, with a dash in front if it is descending.
-  std::string sort() const;
 };
 
 inline constexpr std::string_view SETTINGS_HELP =
     "  [KEY [VALUE]]  show what the live view remembers, or one setting, or change it:\n"
     "                 average, in seconds from 1 to 60; sort, by name, count, total,\n"
-    "                 interval or duration, with - in front from the largest\n"
+    "                 interval or duration, with - in front from the largest;\n"
+    "                 processes, the same by pid, parent, user, state, kind, cpu,\n"
+    "                 memory, threads, time or name\n"
     "  --reset        forget all changes\n";
 
 /// The command that shows and changes the settings, also while a live view runs.

@@ -53,9 +53,10 @@ class Changes : public Listener {
 };
 
 int showLive(Screen& screen, Monitor& monitor, EndSignals& signals, std::optional<unsigned> seconds) {
-  LiveView view(monitor, Glyphs::ofLocale());
+  std::function<void()> refresh;
+  LiveView view(monitor, Glyphs::ofLocale(), [&refresh] { refresh(); });
   view.apply(ViewSettings::load());
-  const auto refresh = [&] {
+  refresh = [&] {
     screen.show(view.compose(static_cast<std::size_t>(screen.rows()), static_cast<std::size_t>(screen.columns())));
   };
   const auto keys = MainLoopSource::input(

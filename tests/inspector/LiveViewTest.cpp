@@ -16,20 +16,12 @@
 #include "apps/inspector/Screen.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/MasterTimer.h"
+#include "tests/inspector/FrameText.h"
 #include "tests/support/TempHome.h"
 
 namespace corvane::inspector {
 
 namespace {
-
-std::string textOf(const Frame& frame) {
-  std::string text;
-  for (const Line& line : frame) {
-    for (const Span& span : line) text += span.text;
-    text += '\n';
-  }
-  return text;
-}
 
 void runFor(unsigned seconds) {
   MasterTimer::instance()->start();
@@ -104,6 +96,42 @@ TEST(BroadcasterPage, FitsNarrowScreensAndShowsTheLogsFigures) {
        {"\nb?             Plain ", " -\n", "Path      /home/somebody/Library/Logs/a.b.App/App.log\n",
         "Size      1234 bytes; archived above 100000\n", "Archives  2 of 11\n", "Lines     56 by this process\n"})
     EXPECT_NE(text.find(piece), text.npos) << piece << "\n" << text;
+}
+
+TEST(LiveView, LooksAtProcessesOnlyWhileTheyAreShown) {
+  const auto isLooking = [] {
+    const auto stats = MasterTimer::instance()->repeaterStats();
+    return std::ranges::any_of(stats, [](const auto& repeater) { return repeater.name == "process page"; });
+  };
+  Monitor monitor("");
+  int changes = 0;
+  LiveView view(monitor, Glyphs::ASCII, [&changes] {
+    ++changes;
+    MainLoop::quit();
+  });
+  const auto showsItself = [&view] {
+    return textOf(view.compose(100'000, 80)).find("  inspector_test") != std::string::npos;
+  };
+  MasterTimer::instance()->start();
+  for (const int back : {static_cast<int>('p'), key::ESCAPE, static_cast<int>('b')}) {
+    view.press('p');
+    EXPECT_TRUE(isLooking());
+    EXPECT_FALSE(showsItself()) << "the rows of the last time";
+    MainLoop::run();
+    EXPECT_TRUE(showsItself());
+    view.press(back);
+    EXPECT_FALSE(isLooking());
+    EXPECT_FALSE(showsItself());
+    view.press(key::ESCAPE);
+  }
+  EXPECT_EQ(changes, 3);
+
+  const TempHome home;
+  Monitor elsewhere(home.path().string());
+  LiveView other(elsewhere, Glyphs::ASCII);
+  other.press('p');
+  EXPECT_FALSE(isLooking());
+  EXPECT_NE(textOf(other.compose(24, 80)).find("Only the machine's own processes"), std::string::npos);
 }
 
 TEST(LiveView, SelectedRepeaterIsSeenOnASmallScreen) {

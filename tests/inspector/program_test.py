@@ -87,7 +87,7 @@ class LiveView(unittest.TestCase):
             count, others = rows(terminal)["processor load"][1], rows(terminal)["memory"][1]
             terminal.wait_for(lambda: rows(terminal)["memory"][1] >= others + 2, "runs of other tasks")
             self.assertEqual(rows(terminal)["processor load"][1], count)
-            terminal.press("p")
+            terminal.press(" ")
             terminal.wait_for(lambda: not rows(terminal)["processor load"][0], "the end of the pause")
             self.assertLess(rows(terminal)["processor load"][1], count)
             terminal.wait_for(lambda: rows(terminal)["processor load"][1] >= 2, "new runs")
@@ -137,6 +137,58 @@ class LiveView(unittest.TestCase):
                 terminal.wait_for(lambda row=row: re.search(row, terminal.screen.text(), re.M), row)
             terminal.press("b")
             terminal.wait_for("Repeaters, averaged")
+
+    def test_shows_processes_and_sends_signals(self):
+        # Names that would clear the screen, and that have wide letters.
+        with live(NO_COLOR="1") as terminal:
+            preys = []
+            for name in ["prey\x1b[2J\n\udcff", "prey \u540d\u524d"]:
+                path = os.path.join(terminal.home, name)
+                shutil.copy("/bin/sleep", path)
+                preys.append(subprocess.Popen([path, "1000"]))
+            try:
+                self.hunt(terminal, *preys)
+            finally:
+                for prey in preys:
+                    prey.kill()
+                    prey.wait()
+
+    def hunt(self, terminal, prey, bystander):
+        shown = rf"(?m)^ *{prey.pid} +{os.getpid()} +\S+ +S +native +\d+\.\d +[\d.]+ .iB +1  prey\?\[2J\?\?$"
+        terminal.wait_for("processor load")
+        terminal.press("p")
+        terminal.wait_for("CPU%")
+        terminal.press(f"/{terminal.home}/PREY\r")
+        terminal.wait_for(lambda: re.search(shown, terminal.screen.text()), "the row")
+        self.assertRegex(terminal.screen.text(), rf"(?m)^ *{bystander.pid} .*  prey \?\?$")
+        self.assertRegex(terminal.screen.lines()[0], r'^Processes, 2 of \d+ with "/')
+        terminal.press("i" + DOWN)  # descending
+        terminal.wait_for(lambda: f" {bystander.pid} " in terminal.screen.reversed_text())
+        terminal.press("i")
+        terminal.wait_for("▲ PID")
+        terminal.press(UP)
+        question = f"Send SIGTERM to {prey.pid} prey?[2J??? y/n"
+        for answer in ["n", "\x1b", "y"]:
+            self.assertIsNone(prey.poll())
+            terminal.press("k")
+            terminal.wait_for("t TERM  i INT  h HUP  k KILL")
+            terminal.press("t")
+            terminal.wait_for(question)
+            terminal.resize(5, 46)
+            terminal.wait_for(lambda: terminal.screen.lines()[4] == question)
+            terminal.resize(24, 80)
+            terminal.wait_for(lambda: terminal.screen.lines()[23] == question)
+            terminal.press(answer)
+            terminal.wait_for(lambda: question not in terminal.screen.text())
+        self.assertEqual(prey.wait(TIMEOUT), -signal.SIGTERM)
+        terminal.wait_for(f"{prey.pid} prey?[2J?? has ended.")
+        self.assertNotIn(f" {prey.pid} ", terminal.screen.reversed_text())
+        self.assertIsNone(bystander.poll())
+        terminal.press("\x1b")
+        terminal.wait_for(lambda: re.search(r"(?m)^Processes, \d+ ─", terminal.screen.text()), "no filter")
+        terminal.press("\x1b")
+        terminal.wait_for("Repeaters, averaged")
+        self.assertIsNone(COLOUR.search(terminal.raw))
 
     def test_follows_the_size_of_the_terminal(self):
         with live() as terminal:
@@ -631,12 +683,15 @@ class Settings(InHome):
         return out
 
     def test_remembers_the_view(self):
-        self.assertEqual(self.settings(), "average = 10\nsort = name\n")
+        self.assertEqual(self.settings(), "average = 10\nsort = name\nprocesses = -cpu\n")
         with live(HOME=self.home) as terminal:
             terminal.wait_for("averaged over 10 s")
             terminal.press("+d")
             terminal.wait_for("averaged over 11 s")
-            terminal.wait_for(lambda: self.settings() == "average = 11\nsort = -duration\n", "the stored settings")
+            terminal.press("pn")
+            expected = "average = 11\nsort = -duration\nprocesses = name\n"
+            terminal.wait_for(lambda: self.settings() == expected, "the stored settings")
+            terminal.press("p")
             self.settings("average", "30")
             terminal.wait_for("averaged over 30 s")
             self.settings("sort", "count")
@@ -645,13 +700,17 @@ class Settings(InHome):
         with live(HOME=self.home) as terminal:
             terminal.wait_for("averaged over 30 s")
             terminal.wait_for("▲ Count")
+            terminal.press("p")
+            terminal.wait_for("Name ▲")
             self.settings("--reset")
+            terminal.wait_for("▼ CPU%")
+            terminal.press("p")
             terminal.wait_for("averaged over 10 s")
             terminal.wait_for("Name ▲")
 
     def test_refuses_what_makes_no_sense(self):
         self.check_refused(*(("settings", *arguments) for arguments in [
-            ("colour",), ("average", "0"), ("average", "61"), ("average", "x"), ("sort", "size"), ("sort", ""),
+            ("colour",), ("average", "0"), ("average", "61"), ("average", "x"), ("sort", "size"), ("processes", "path"), ("sort", ""),
             ("average", "1", "2"), ("--nonsense",)]))
 
     def test_folder_that_may_not_be_made(self):

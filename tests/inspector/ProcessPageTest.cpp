@@ -1,0 +1,293 @@
+#include "apps/inspector/ProcessPage.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "apps/inspector/Format.h"
+#include "apps/inspector/ProcessSignal.h"
+#include "apps/inspector/Screen.h"
+#include "corvane/core/Text.h"
+#include "corvane/system/Task.h"
+#include "tests/inspector/FrameText.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+ProcessRow process(pid_t pid, std::string name, double share, std::int64_t started = 1) {
+  ProcessRow row;
+  row.pid = pid;
+  row.name = std::move(name);
+  row.processor = share;
+  row.started = started;
+  return row;
+}
+
+std::vector<ProcessRow> manyProcesses(pid_t count) {
+  std::vector<ProcessRow> rows;
+  for (pid_t i = 1; i <= count; ++i) rows.push_back(process(i, "name" + std::to_string(i), 1000 - i));
+  return rows;
+}
+
+void press(ProcessPage& page, std::string_view keys) {
+  for (const char pressed : keys) page.press(static_cast<unsigned char>(pressed));
+}
+
+// The name in the row that stands out.
+std::string selected(ProcessPage& page, std::size_t rows = 24) {
+  for (const Line& line : page.compose(rows, 80)) {
+    for (const Span& span : line) {
+      if (span.style == Style::SELECTED) return std::string(trimmed(std::string_view(span.text).substr(65)));
+    }
+  }
+  return "";
+}
+
+std::string lastLine(ProcessPage& page, std::size_t columns = 80) {
+  return textOf({page.compose(24, columns).back()});
+}
+
+bool shows(ProcessPage& page, std::string_view text, std::size_t rows = 24) {
+  return textOf(page.compose(rows, 100)).find(text) != std::string::npos;
+}
+
+TEST(ProcessPage, SelectionFollowsItsProcessAndEndsWithIt) {
+  ProcessPage page(Glyphs::ASCII);
+  page.take(std::vector{process(1, "one", 5), process(2, "two", 9), process(3, "three", 1)});
+  EXPECT_EQ(selected(page), "");
+  page.press('k');
+  EXPECT_EQ(lastLine(page), "Select a process first.\n");
+  page.press(key::DOWN);
+  EXPECT_EQ(selected(page), "two") << "the busiest";
+  page.take(std::vector{process(1, "one", 5), process(2, "two", 0), process(3, "three", 1)});
+  EXPECT_EQ(selected(page), "two");
+  page.press('n');
+  page.press(key::UP);
+  EXPECT_EQ(selected(page), "three");
+  page.take(std::vector{process(1, "one", 5), process(2, "two", 0), process(3, "three", 1, 2)});
+  EXPECT_EQ(selected(page), "") << "another process with the same number";
+  EXPECT_EQ(lastLine(page), "3 three has ended.\n");
+  page.press('k');
+  EXPECT_EQ(lastLine(page), "Select a process first.\n");
+  page.press(key::DOWN);
+  EXPECT_EQ(selected(page), "three") << "at the same place";
+  ProcessRow zombie = process(3, "three", 1, 2);
+  zombie.state = 'Z';
+  page.take(std::vector{zombie});
+  EXPECT_EQ(selected(page), "three");
+  EXPECT_EQ(lastLine(page), "3 three has ended.\n") << "though its parent has not noticed";
+  page.take(failure("posix", EMFILE, "No table."));
+  EXPECT_EQ(selected(page), "");
+  EXPECT_TRUE(shows(page, "\nNo table."));
+  page.take(std::vector<ProcessRow>());
+  for (const int pressed : {key::UP, key::DOWN, key::PAGE_UP, key::PAGE_DOWN, key::HOME, key::END}) page.press(pressed);
+  EXPECT_EQ(selected(page), "");
+}
+
+TEST(ProcessPage, ScrollsAlongWithTheSelection) {
+  ProcessPage page(Glyphs::ASCII);
+  page.take(manyProcesses(100));
+  page.compose(13, 80);  // ten of them
+  for (const auto& [pressed, name, first, last] :
+       {std::tuple(key::PAGE_DOWN, "name10", 1, 10), std::tuple(key::DOWN, "name11", 2, 11),
+        std::tuple(key::PAGE_DOWN, "name21", 12, 21), std::tuple(key::UP, "name20", 12, 21),
+        std::tuple(key::PAGE_UP, "name10", 10, 19), std::tuple(key::END, "name100", 91, 100),
+        std::tuple(key::DOWN, "name100", 91, 100), std::tuple(key::HOME, "name1", 1, 10),
+        std::tuple(key::UP, "name1", 1, 10)}) {
+    page.press(pressed);
+    EXPECT_EQ(selected(page, 13), name);
+    for (const int i : {first, last}) EXPECT_TRUE(shows(page, "  name" + std::to_string(i) + " ", 13)) << name << i;
+    for (const int i : {first - 1, last + 1})
+      EXPECT_FALSE(shows(page, "  name" + std::to_string(i) + " ", 13)) << name << i;
+  }
+  page.press('i');
+  EXPECT_TRUE(shows(page, "  name1 ", 13)) << "still selected, at the other end";
+  EXPECT_EQ(selected(page, 5), "name1");
+}
+
+TEST(ProcessPage, SortsByTheUnderlinedLetters) {
+  ProcessPage page(Glyphs::ASCII);
+  page.take(manyProcesses(3));
+  std::vector<ProcessColumn> sorted;
+  const Line heading = page.compose(24, 120).at(1);
+  for (const Span& span : heading) {
+    if (span.style != Style::HOTKEY) continue;
+    const int letter = std::tolower(static_cast<unsigned char>(span.text.front()));
+    page.press(letter);
+    const bool descending = page.descending();
+    if (!sorted.empty()) {
+      EXPECT_EQ(descending, styleOf(page.column()).isNumber) << span.text;
+    }
+    page.press(letter);
+    EXPECT_EQ(page.descending(), !descending);
+    EXPECT_EQ(std::ranges::count(sorted, page.column()), 0) << span.text;
+    sorted.push_back(page.column());
+    const std::string title(styleOf(page.column()).title);
+    const std::string mark = page.descending() ? "v" : "^";
+    const std::string text = textOf({page.compose(24, 120).at(1)});
+    EXPECT_NE(text.find(styleOf(page.column()).isNumber ? mark + " " + title : title + " " + mark), text.npos) << text;
+  }
+  EXPECT_EQ(sorted.size(), PROCESS_COLUMNS.size() - 1) << "all but the path";
+}
+
+TEST(ProcessPage, FiltersWhatIsTyped) {
+  ProcessPage page(Glyphs::UNICODE);
+  page.take(std::vector{process(1, "quack", 9), process(2, "käse", 5), process(3, "kiq", 1)});
+  page.press(key::DOWN);
+  press(page, "/k");
+  EXPECT_EQ(selected(page), "quack");
+  EXPECT_EQ(lastLine(page), "/k \n");
+  press(page, "ä");
+  EXPECT_TRUE(shows(page, "Processes, 1 of 3 with \"kä\" "));
+  EXPECT_FALSE(shows(page, "quack"));
+  page.press(key::BACKSPACE);
+  EXPECT_EQ(lastLine(page), "/k \n") << "a character, not a byte";
+  EXPECT_TRUE(shows(page, "quack"));
+  page.press(key::BACKSPACE);
+  press(page, "q");
+  page.press(key::DOWN);
+  EXPECT_EQ(selected(page), "quack") << "what was hidden is no more selected";
+  page.press(key::ENTER);
+  EXPECT_TRUE(shows(page, "2 of 3 with \"q\""));
+  EXPECT_FALSE(page.press('q')) << "no more typed: it quits";
+  EXPECT_TRUE(page.press(key::ESCAPE)) << "clears the filter";
+  EXPECT_TRUE(shows(page, "Processes, 3 "));
+  EXPECT_FALSE(page.press(key::ESCAPE)) << "back";
+  press(page, "/zz");
+  page.press(key::ESCAPE);
+  EXPECT_TRUE(shows(page, "Processes, 3 "));
+  press(page, "/");
+  page.press(key::BACKSPACE);
+  EXPECT_FALSE(page.press('q'));
+  press(page, "/");
+  for (const int pressed : {key::CONTROL_L, key::CONTROL_Z}) EXPECT_FALSE(page.press(pressed));
+  page.press(key::OTHER);
+  EXPECT_EQ(lastLine(page), "/ \n");
+}
+
+// A child of the test's own, and a page on which it is selected.
+class ProcessPageSignals : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(m_child->launch());
+    const auto rows = ProcessSampler().sample();
+    ASSERT_TRUE(rows);
+    for (const ProcessRow& row : *rows) {
+      if (row.pid == m_child->processIdentifier()) m_row = row;
+      if (row.pid == getpid()) m_self = row;
+    }
+    m_name = std::to_string(m_row.pid) + " sleep";
+    stand(m_row);
+  }
+  void TearDown() override {
+    m_child->kill();
+    m_child->waitUntilExit();
+  }
+
+  void stand(const ProcessRow& row) {
+    m_page.take(std::vector{row});
+    m_page.press(key::HOME);
+  }
+
+  const std::shared_ptr<Task> m_child = Task::create({.executable = "/bin/sleep", .arguments = {"1000"}});
+  ProcessPage m_page{Glyphs::ASCII};
+  ProcessRow m_row;
+  ProcessRow m_self;
+  std::string m_name;
+};
+
+TEST_F(ProcessPageSignals, AreSentAfterTwoAnswersOnly) {
+  for (const char* keys : {"k\x1b", "kt\x1b", "ktn", "kkN", "kt qxkt\r\n\x1b", "ky\x1b", "y", "kt\x1by"}) {
+    press(m_page, keys);
+    EXPECT_TRUE(lastLine(m_page).starts_with("q quit")) << lastLine(m_page);
+  }
+  EXPECT_TRUE(m_child->isRunning());
+  press(m_page, "k");
+  EXPECT_TRUE(shows(m_page, "\nWhich signal to " + m_name + "?\nt TERM  i INT "));
+  press(m_page, "t");
+  EXPECT_EQ(lastLine(m_page), "Send SIGTERM to " + m_name + "? y/n\n");
+  m_page.take(std::vector{process(m_row.pid + 1, "other", 1)});
+  m_page.press(key::DOWN);
+  EXPECT_EQ(lastLine(m_page), "Send SIGTERM to " + m_name + "? y/n\n");
+  press(m_page, "y");
+  EXPECT_EQ(lastLine(m_page), "Sent SIGTERM to " + m_name + ".\n");
+  m_child->waitUntilExit();
+  EXPECT_EQ(m_child->terminationStatus(), SIGTERM);
+  stand(m_row);
+  press(m_page, "kky");
+  EXPECT_EQ(lastLine(m_page), "Could not send SIGKILL to " + m_name + ": it has ended.\n");
+}
+
+TEST_F(ProcessPageSignals, NeverReachTheWrongProcess) {
+  ProcessRow before = m_row;
+  before.started -= 10'000;  // one clock tick
+  stand(before);
+  press(m_page, "kky");
+  EXPECT_EQ(lastLine(m_page), "Could not send SIGKILL to " + m_name + ": it has ended.\n");
+  EXPECT_TRUE(m_child->isRunning());
+  stand(m_self);
+  for (const char* keys : {"kky", "ksy"}) {
+    press(m_page, keys);
+    EXPECT_NE(lastLine(m_page, 200).find("it is this program"), std::string::npos);
+  }
+  EXPECT_EQ(sendSignal(0, 0, 0).error().code, EINVAL) << "no group of processes";
+  EXPECT_EQ(sendSignal(-1, 0, 0).error().code, EINVAL);
+}
+
+TEST_F(ProcessPageSignals, OfAnotherUserAreRefused) {
+  const pid_t other = fork();
+  if (other == 0) {
+    if (geteuid() == 0 && setuid(65534) != 0) _exit(0);
+    const pid_t pid = getuid() == 65534 ? m_row.pid : 1;
+    const auto sent = sendSignal(pid, m_row.started, 0);
+    _exit(sent ? 0 : sent.error().code);
+  }
+  int status = 0;
+  waitpid(other, &status, 0);
+  EXPECT_EQ(WEXITSTATUS(status), geteuid() == 0 ? EPERM : ESRCH);
+}
+
+TEST(ProcessPage, FitsEveryScreenWhateverTheNames) {
+  ProcessPage page(Glyphs::UNICODE);
+  std::vector<ProcessRow> rows = manyProcesses(20);
+  const char* const names[] = {"\x1b[2J\x1b[H", "a\nb\r\tc", "\xff\xc3(", "名前",
+                               "e\u0301",       "\u202e",    "",          "a\x7f\u0085"};
+  for (std::size_t i = 0; i < std::size(names); ++i) rows[i].name = rows[i].user = names[i];
+  rows[8].name = std::string(300, 'x');
+  rows[8].pid = 4'194'304;
+  rows[8].memory = ~std::uint64_t{0};
+  rows[8].processor = 1e9;
+  rows[8].processorUsec = std::int64_t{1} << 62U;
+  page.take(rows);
+  page.press(key::HOME);
+  const std::string longText(70, 'n');
+  for (const std::string& keys : {std::string(), std::string("k"), std::string("t"), "\x1bnk\x1b/" + longText}) {
+    press(page, keys);
+    for (std::size_t height = 1; height <= 25; ++height) {
+      for (std::size_t columns = 1; columns <= 130; ++columns) {
+        const Frame frame = page.compose(height, columns);
+        ASSERT_EQ(frame.size(), height);
+        if (keys == "t" && columns >= 5) {
+          ASSERT_TRUE(textOf({frame.back()}).ends_with("? y/n\n"));
+        }
+        for (const Line& line : frame) {
+          const std::string text = textOf({line});
+          ASSERT_TRUE(isUtf8(text));
+          ASSERT_TRUE(std::ranges::none_of(text.substr(0, text.size() - 1),
+                                           [](unsigned char c) { return c < 0x20 || c == 0x7f; }));
+        }
+        for (std::size_t i = 0; i + 2 < height && columns >= 80; ++i)
+          ASSERT_LE(columnsOf(textOf({frame[i]})), columns + 1) << textOf({frame[i]});
+      }
+    }
+  }
+}
+
+}  // namespace
+
+}  // namespace corvane::inspector
