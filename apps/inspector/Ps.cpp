@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <map>
@@ -48,9 +49,8 @@ tl::expected<void, std::string> read(OptionReader& option, Options& options) {
     (option.name() == "--json" ? options.json : options.tree) = true;
     return option.noValue();
   }
-  if (option.name() != "--sort" && option.name() != "--user" && option.name() != "--filter" &&
-      option.name() != "--svg" && option.name() != "--hide")
-    return option.unknown();
+  static constexpr std::array<std::string_view, 5> WITH_TEXT = {"--sort", "--user", "--filter", "--svg", "--hide"};
+  if (std::ranges::find(WITH_TEXT, option.name()) == WITH_TEXT.end()) return option.unknown();
   const auto text = option.value();
   if (!text) return tl::unexpected(text.error());
   if (option.name() == "--sort") {

@@ -1,9 +1,6 @@
 #include "apps/inspector/ProcessSample.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
 
 #include "apps/inspector/ProcessColumn.h"
 #include "corvane/platform/fake/FakePlatform.h"
@@ -125,19 +122,6 @@ TEST(ProcessSampler, NoTableNoShares) {
   fake.processTable->error.reset();
   EXPECT_EQ(sampler.sample(BEGIN + milliseconds(2000))->at(0).processor, std::nullopt);
   EXPECT_EQ(sampler.sample(BEGIN + milliseconds(3000))->at(0).processor, 0);
-}
-
-TEST(ProcessSampler, FindsThisProcess) {
-  const auto rows = ProcessSampler().sample();
-  ASSERT_TRUE(rows);
-  const auto self = std::ranges::find(*rows, getpid(), &ProcessRow::pid);
-  ASSERT_NE(self, rows->end());
-  EXPECT_EQ(self->name, "inspector_test");
-  EXPECT_TRUE(self->path.ends_with("/inspector_test"));
-  EXPECT_EQ(self->parent, getppid());
-  EXPECT_EQ(self->state, 'R');
-  EXPECT_EQ(self->kind, ProcessKind::NATIVE);
-  EXPECT_GT(self->memory, 1'000'000U);
 }
 
 // Every column puts the three in another order than the ids' or by the ids alone.

@@ -512,7 +512,8 @@ class Printing(InHome):
         status, out, err = self.run_program("--help")
         self.assertEqual((status, err), (0, ""))
         for option in ["watch", "--for", "--json", "--plain", "--root", "login", "log", "get", "settings", "pid", "tree",
-                       "ps", "--sort", "--user", "--filter", "--tree", "run", "-- COMMAND", "--follow", "--archives", "--svg", "--depth", "--hide", "--help", "--version"]:
+                       "ps", "--sort", "--user", "--filter", "--tree", "run", "-- COMMAND", "--follow", "--archives",
+                       "--svg", "--depth", "--hide", "--help", "--version"]:
             self.assertIn(option, out)
         status, out, _ = self.run_program("--version")
         self.assertEqual(status, 0)
@@ -931,7 +932,8 @@ class Commands(InHome):
                                                                    ("--json=1", "--", "true"), ("x", "--", "true")]))
 
     def test_measures(self):
-        work = "import sys, time; x = bytearray(80 << 20); end = time.process_time() + 0.3\nwhile time.process_time() < end: pass\ntime.sleep(0.5); sys.exit(4)"
+        work = ("import sys, time; x = bytearray(80 << 20); end = time.process_time() + 0.3\n"
+                "while time.process_time() < end: pass\ntime.sleep(0.5); sys.exit(4)")
         status, out, err = self.run_program("run", "--json", "--", sys.executable, "-c", work)
         outcome = json.loads(err)
         self.assertEqual((status, out), (4, ""))
