@@ -36,12 +36,12 @@ TEST(ConversionsTest, EveryPairOfKinds) {
                                                                    {"YES", 0, 0}};
   for (const auto& [text, integer, real] : numbers)
     EXPECT_EQ(std::tuple(stringFrom(text), integerFrom(text), realFrom(text)), std::tuple(text, integer, real));
-  EXPECT_EQ(integerFrom("99999999999999999999"), MAX);
+  for (const char* large : {"9223372036854775808", "99999999999999999999"}) EXPECT_EQ(integerFrom(large), MAX);
   EXPECT_EQ(integerFrom("-99999999999999999999"), MIN);
   EXPECT_EQ(integerFrom("-9223372036854775808"), MIN);
-  for (const char* text : {"12", "+7", "1e3", "-1e-999", "1,5", "YES", "true", " -y"})
+  for (const char* text : {"12", "+7", "007", "1e3", "-1e-999", "1,5", "YES", "true", " -y"})
     EXPECT_TRUE(boolFrom(text)) << text;
-  for (const char* text : {"", "-", ".5", "0x10", "inf", "no", "on"}) EXPECT_FALSE(boolFrom(text)) << text;
+  for (const char* text : {"", "-", "0", ".5", "0x10", "inf", "no", "on"}) EXPECT_FALSE(boolFrom(text)) << text;
 
   const auto expect = [](const Value& stored, const std::optional<std::string>& text, std::int64_t integer,
                          double real) {
