@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "apps/inspector/OptionReader.h"
+#include "apps/inspector/Order.h"
 #include "apps/inspector/Output.h"
 #include "apps/inspector/ProcessColumn.h"
 #include "apps/inspector/ProcessReport.h"
@@ -27,8 +28,7 @@ namespace {
 
 struct Options {
   unsigned seconds = 1;
-  ProcessColumn column = ProcessColumn::PID;
-  bool descending = false;
+  Order<ProcessColumn> order = {ProcessColumn::PID, false};
   std::optional<uid_t> user;
   std::string filter;
   bool json = false;
@@ -54,11 +54,10 @@ tl::expected<void, std::string> read(OptionReader& option, Options& options) {
   const auto text = option.value();
   if (!text) return tl::unexpected(text.error());
   if (option.name() == "--sort") {
-    options.descending = text->starts_with('-');
-    const auto style =
-        std::ranges::find(PROCESS_COLUMNS, text->substr(options.descending ? 1 : 0), &ProcessColumnStyle::word);
-    if (style == PROCESS_COLUMNS.end()) return option.failure("there is no such column");
-    options.column = style->column;
+    const auto order = Order<ProcessColumn>::fromWord(*text, PROCESS_COLUMNS.size(),
+                                                      [](ProcessColumn column) { return styleOf(column).word; });
+    if (!order) return option.failure("there is no such column");
+    options.order = *order;
   } else if (option.name() == "--user") {
     options.user = userOf(*text);
     if (!options.user) return option.failure("there is no such user");
@@ -123,7 +122,7 @@ int ps(const Arguments& arguments) {
   auto rows = sampler.sample();
   if (!rows) return fail(rows.error().description);
   select(*rows, *options);
-  sortRows(*rows, options->column, options->descending);
+  sortRows(*rows, options->order.column, options->order.descending);
   if (options->tree) return draw(*rows, *options);
   std::string text;
   if (options->json)

@@ -33,15 +33,10 @@ bool readAverage(std::string_view text, ViewSettings& settings) {
 }
 
 template <class AnyColumn>
-bool readOrder(std::string_view text, std::size_t columns, ViewSettings::Order<AnyColumn>& order) {
-  const bool descending = text.starts_with('-');
-  if (descending) text.remove_prefix(1);
-  for (std::size_t i = 0; i < columns; ++i) {
-    if (wordOf(static_cast<AnyColumn>(i)) != text) continue;
-    order = {static_cast<AnyColumn>(i), descending};
-    return true;
-  }
-  return false;
+bool readOrder(std::string_view text, std::size_t columns, Order<AnyColumn>& order) {
+  const auto read = Order<AnyColumn>::fromWord(text, columns, [](AnyColumn column) { return wordOf(column); });
+  if (read) order = *read;
+  return read.has_value();
 }
 
 bool readRepeaters(std::string_view text, ViewSettings& settings) {
@@ -54,8 +49,8 @@ bool readProcesses(std::string_view text, ViewSettings& settings) {
 }
 
 template <class AnyColumn>
-Value word(const ViewSettings::Order<AnyColumn>& order) {
-  return Value((order.descending ? "-" : "") + std::string(wordOf(order.column)));
+Value word(const Order<AnyColumn>& order) {
+  return Value(order.word([](AnyColumn column) { return wordOf(column); }));
 }
 
 struct Setting {

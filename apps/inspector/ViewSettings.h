@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "apps/inspector/Command.h"
+#include "apps/inspector/Order.h"
 #include "apps/inspector/ProcessColumn.h"
 #include "apps/inspector/TaskTable.h"
 #include "corvane/infra/UserDefaults.h"
@@ -15,14 +16,6 @@ struct ViewSettings {
   static constexpr std::string_view AVERAGE = "average";
   static constexpr std::string_view SORT = "sort";
   static constexpr std::string_view PROCESSES = "processes";
-
-  /// The order of a table. As a word: the column's name, with a dash in front if it is descending.
-  template <class AnyColumn>
-  struct Order {
-    AnyColumn column;
-    bool descending;
-    bool operator==(const Order&) const = default;
-  };
 
   int average = 10;  ///< seconds, 1 to 60
   Order<Column> repeaters = {Column::NAME, false};
