@@ -49,7 +49,7 @@ struct ProcessInfo {
   std::uint64_t childSystemTime = 0;
   std::uint64_t started = 0;  ///< since the system's start, time asleep included
   std::uint64_t virtualBytes = 0;
-  std::uint64_t residentBytes = 0;
+  std::uint64_t residentBytes = 0;  ///< by the system's quick count
 };
 
 /// More of it, which takes further reading.
@@ -60,6 +60,7 @@ struct ProcessDetails {
   gid_t savedGid = 0;
   pid_t tracer = 0;                   ///< 0 without
   std::uint64_t contextSwitches = 0;  ///< of the first thread
+  std::uint64_t residentBytes = 0;    ///< counted exactly; 0 also where that is not told
   std::uint64_t lockedBytes = 0;      ///< kept in memory by the process's wish
   std::uint64_t anonymousBytes = 0;   ///< memory that no file backs, also what of it is swapped out
 };

@@ -28,7 +28,8 @@ FakeProcessTable::Process example() {
   process.info.gid = 6;
   process.info.translated = true;
   process.details = readProcessStatus(
-      "Name:\ta\\nUid:\t1 1 1 1\nUid:\t7\t5\t8\t5\nGid:\t9\t6\t10\t6\nTracerPid:\t4\nVmLck:\t    2 kB\n"
+      "Name:\ta\\nUid:\t1 1 1 1\nUid:\t7\t5\t8\t5\nGid:\t9\t6\t10\t6\nTracerPid:\t4\nVmRSS:\t    9 kB\nVmLck:\t    2 "
+      "kB\n"
       "RssAnon:\t 3 kB\nVmSwap:\t 4 kB\nvoluntary_ctxt_switches:\t20\nnonvoluntary_ctxt_switches:\t1099511627776");
   process.diskBytes = readProcessIo("rchar: 1\nwchar: 2\nread_bytes: 31\nwrite_bytes: 37\ncancelled_write_bytes: 5\n");
   RegionReader reader(0x2000);
@@ -69,7 +70,7 @@ TEST(ProcRecords, EveryKnownMemberIsFilled) {
   EXPECT_EQ(listOf(task.pti_virtual_size, task.pti_resident_size, task.pti_total_user, task.pti_total_system,
                    task.pti_policy, task.pti_faults, task.pti_pageins, task.pti_csw, task.pti_threadnum,
                    task.pti_numrunning, task.pti_priority),
-            listOf(4096'000, 8192, 1'500'000'000, 2'250'000'000, 3, 111, 11, INT32_MAX, 12, 0, 25));
+            listOf(4096'000, 9216, 1'500'000'000, 2'250'000'000, 3, 111, 11, INT32_MAX, 12, 0, 25));
 
   rusage_info_v3 usage{};
   ASSERT_EQ(procinfo_rusage(70, &usage), 0);
@@ -77,7 +78,7 @@ TEST(ProcRecords, EveryKnownMemberIsFilled) {
       listOf(usage.ri_user_time, usage.ri_system_time, usage.ri_pageins, usage.ri_wired_size, usage.ri_resident_size,
              usage.ri_phys_footprint, usage.ri_proc_start_abstime, usage.ri_child_user_time, usage.ri_child_system_time,
              usage.ri_child_pageins, usage.ri_diskio_bytesread, usage.ri_diskio_byteswritten),
-      listOf(1'500'000'000, 2'250'000'000, 11, 2048, 8192, 7168, 7'654'320'000'000, -30'000'000, 40'000'000, 13, 31,
+      listOf(1'500'000'000, 2'250'000'000, 11, 2048, 9216, 7168, 7'654'320'000'000, -30'000'000, 40'000'000, 13, 31,
              37));
 
   proc_regioninfo region{};

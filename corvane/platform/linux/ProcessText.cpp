@@ -157,6 +157,8 @@ std::optional<ProcessDetails> readProcessStatus(std::string_view text) {
       details.tracer = numbers.take<pid_t>();
     } else if (key == "voluntary_ctxt_switches" || key == "nonvoluntary_ctxt_switches") {
       details.contextSwitches += numbers.take<std::uint64_t>();
+    } else if (key == "VmRSS") {
+      details.residentBytes = kibibytes(line).value_or(0);
     } else if (key == "VmLck") {
       details.lockedBytes = kibibytes(line).value_or(0);
     } else if (key == "RssAnon" || key == "VmSwap") {

@@ -58,6 +58,10 @@ uint32_t pages(std::uint64_t bytes) {
 struct Reading {
   ProcessInfo process;
   ProcessDetails details;
+
+  std::uint64_t residentBytes() const {
+    return details.residentBytes > 0 ? details.residentBytes : process.residentBytes;
+  }
 };
 
 Result<Reading> read(pid_t pid) {
@@ -102,7 +106,7 @@ proc_taskinfo taskInfo(const Reading& reading) {
   const auto& [process, details] = reading;
   proc_taskinfo info{};
   info.pti_virtual_size = process.virtualBytes;
-  info.pti_resident_size = process.residentBytes;
+  info.pti_resident_size = reading.residentBytes();
   info.pti_total_user = process.userTime;
   info.pti_total_system = process.systemTime;
   info.pti_policy = process.policy;
@@ -167,7 +171,7 @@ int32_t procinfo_rusage(int32_t pid, rusage_info_v3* out) {
   out->ri_system_time = process.systemTime;
   out->ri_pageins = process.majorFaults;
   out->ri_wired_size = details.lockedBytes;
-  out->ri_resident_size = process.residentBytes;
+  out->ri_resident_size = reading->residentBytes();
   out->ri_phys_footprint = details.anonymousBytes;
   out->ri_proc_start_abstime = process.started;
   out->ri_child_user_time = process.childUserTime;
