@@ -167,7 +167,7 @@ TEST(ProcRecords, WhatMayNotBeReadIsZero) {
 TEST(ProcList, GrowsWhereThereAreMoreThanEstimated) {
   FakePlatform fake;
   for (pid_t pid = 1; pid <= 40'000; ++pid) fake.processTable->processes[pid].info.name = "many";
-  for (const std::size_t estimated : {0, 7, 40'000}) {
+  for (const std::size_t estimated : {0U, 7U, 40'000U}) {
     fake.processTable->estimated = estimated;
     proclist_t list;
     ASSERT_EQ(proclist_create(&list), 0);
