@@ -23,63 +23,13 @@
 
 #include "corvane/core/Files.h"
 #include "corvane/system/procinfo/proclist.h"
+#include "tests/support/Child.h"
 #include "tests/support/TempHome.h"
 #include "tests/system/ProcInfoApi.h"
 
 namespace {
 
 using namespace corvane;
-
-// Waits for what another process is about to do.
-bool eventually(const std::function<bool()>& holds) {
-  for (int i = 0; i < 2000; ++i) {
-    if (holds()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return false;
-}
-
-// A process that lives until the end of the scope.
-class Child {
- public:
-  // A copy of this process that calls `prepare`, tells that it has, and sleeps.
-  explicit Child(const std::function<void()>& prepare) {
-    std::array<int, 2> ready{};
-    if (pipe(ready.data()) != 0) return;
-    m_pid = fork();
-    if (m_pid == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      prepare();
-      if (write(ready[1], "", 1) == 1)
-        for (;;) pause();
-      _exit(1);
-    }
-    close(ready[1]);
-    char byte = 0;
-    EXPECT_EQ(read(ready[0], &byte, 1), 1);
-    close(ready[0]);
-  }
-
-  explicit Child(std::vector<std::string> arguments) {
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments) pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    EXPECT_EQ(posix_spawnp(&m_pid, pointers[0], nullptr, nullptr, pointers.data(), environ), 0) << arguments[0];
-  }
-
-  ~Child() {
-    if (m_pid <= 0) return;
-    kill(m_pid, SIGKILL);
-    waitpid(m_pid, nullptr, 0);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
-  pid_t pid() const { return m_pid; }
-
- private:
-  pid_t m_pid = -1;
-};
 
 std::string nameOf(pid_t pid) {
   std::array<char, 1024> name{};
@@ -142,7 +92,7 @@ TEST(ProcInfo, NamesMayHoldAnything) {
 
 TEST(ProcInfo, TheExecutableCompletesALongName) {
   const TempHome home;
-  for (const std::size_t length : {15, 16, 20, 31, 60}) {
+  for (const std::size_t length : {15U, 16U, 20U, 31U, 60U}) {
     const std::string name = std::string("process-of-long-name-").substr(0, 14) + std::string(length - 14, 'z');
     std::filesystem::copy_file("/bin/sleep", home / name);
     const Child child({home / name, "600"});
