@@ -24,7 +24,7 @@ class CORVANE_API Bundle {
   /// Any thread.
   static std::shared_ptr<const Bundle> mainBundle();
 
-  /// The bundle at a path (a wrapper folder or an executable); null if nothing is there.
+  /// The bundle at a path (a wrapper folder, an executable, on Linux a desktop entry); null if nothing is there.
   static std::shared_ptr<const Bundle> at(const std::string& path);
 
   explicit Bundle(BundleFiles files);
@@ -43,7 +43,7 @@ class CORVANE_API Bundle {
   /// Name, short version and version, as in "MyApp-2.1(345)"; none if any of the three entries is missing or not text.
   std::optional<std::string> appVersionName() const;
 
-  const std::string& path() const;            ///< the wrapper's folder, else the executable's
+  const std::string& path() const;  ///< the wrapper's folder or the desktop entry, else the executable's folder
   const std::string& executablePath() const;  ///< its executable
   const std::string& resourcesPath() const;   ///< its resources folder, whether or not it exists
 

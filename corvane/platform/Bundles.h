@@ -12,7 +12,7 @@ namespace corvane {
 
 /// Where a bundle's pieces are. Paths are absolute; a piece that the bundle lacks is empty.
 struct BundleFiles {
-  std::string path;                 ///< the bundle's folder (for a lone executable: the folder it lies in)
+  std::string path;                 ///< its folder (a lone executable's: the one it lies in), or its desktop entry
   std::string executable;           ///< its executable
   std::string resources;            ///< its resources folder, whether or not it exists
   std::optional<std::string> info;  ///< the bytes of its information dictionary, a property list
@@ -28,8 +28,8 @@ class Bundles {
   /// .info_plist in the executable itself. Otherwise a bundle without an information dictionary.
   virtual BundleFiles mainBundle() = 0;
 
-  /// The bundle at a path: a wrapper folder, or an executable, looked up as for mainBundle(). An Error if nothing is
-  /// there.
+  /// The bundle at a path: a wrapper folder, or an executable, looked up as for mainBundle(). On Linux also a desktop
+  /// entry, with which goes what the bundle of the program that it starts has, if any. An Error if nothing is there.
   virtual Result<BundleFiles> bundleAt(const std::string& path) = 0;
 };
 

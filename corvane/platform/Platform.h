@@ -16,6 +16,7 @@
 #include "corvane/platform/MainQueue.h"
 #include "corvane/platform/PowerEvents.h"
 #include "corvane/platform/ProcessTable.h"
+#include "corvane/platform/RunningApplications.h"
 #include "corvane/platform/SerialQueues.h"
 #include "corvane/platform/Translocation.h"
 #include "corvane/platform/Workspace.h"
@@ -71,6 +72,7 @@ struct Platform {
   ServiceSlot<HttpSession> httpSession;
   ServiceSlot<ProcessTable> processTable;
   ServiceSlot<Translocation> translocation;
+  ServiceSlot<RunningApplications> runningApplications;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

@@ -40,6 +40,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   readProcessIo(text);
   interpretsExecutables(text);
   isEmulator(text, "x86_64");
+  environmentValue(text, "NAME");
+  for (const std::string_view unit : {applicationUnit(text), text})
+    for (const std::string& identifier : applicationIdentifiers(unit))
+      require(!identifier.empty() && identifier.find('/') == identifier.npos, "an identifier that is a path");
 
   RegionReader reader(size);
   for (std::string_view rest = text; !rest.empty();) {

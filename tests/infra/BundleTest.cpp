@@ -187,6 +187,32 @@ TEST_F(LinuxBundle, AtFindsWrappersAndExecutablesAndNothingElse) {
     EXPECT_FALSE(Bundle::at(*path ? m_home / path : "")) << path;
 }
 
+TEST_F(LinuxBundle, ADesktopEntryGoesWithTheBundleOfItsProgram) {
+  const std::string program = m_home.write("usr/bin/x", "#!/bin/sh\n", 0755);
+  m_home.write("usr/share/x/Info.plist", infoOf("test"));
+  const struct {
+    std::string name, more, identifier, executable;
+  } cases[] = {
+      {"a", "Exec=" + program + " --new %U", "test", program},
+      {"b", "Exec=sh -c true", "none", fs::canonical("/bin/sh")},
+      {"c", "DBusActivatable=true", "none", ""},
+  };
+  for (const auto& [name, more, identifier, executable] : cases) {
+    const std::string entry =
+        m_home.write(name + ".desktop", "[Desktop Entry]\nType=Application\nName=N\n" + more + "\n");
+    const auto bundle = Bundle::at(entry);
+    ASSERT_TRUE(bundle) << name;
+    EXPECT_EQ(bundle->path(), entry);
+    EXPECT_EQ(bundle->identifier().value_or("none"), identifier);
+    EXPECT_EQ(bundle->executablePath(), executable);
+  }
+  ASSERT_EQ(mkfifo((m_home / "pipe.desktop").c_str(), 0600), 0);
+  for (const std::string& path :
+       {m_home / "pipe.desktop", m_home.write("text.desktop", "text"),
+        m_home.write("gone.desktop", "[Desktop Entry]\nType=Application\nName=N\nExec=/gone\n")})
+    EXPECT_FALSE(Bundle::at(path)) << path;
+}
+
 // --- Executables that somebody made up.
 
 constexpr std::string_view ELF_INFO = "<plist><dict><key>CFBundleIdentifier</key><string>elf</string></dict></plist>";

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -67,6 +68,43 @@ TEST(ProcessText, Regions) {
     EXPECT_TRUE(none.take(row.line));
     EXPECT_FALSE(none.region());
   }
+}
+
+TEST(ProcessText, Units) {
+  using Names = std::vector<std::string>;
+  const struct {
+    const char* text;
+    const char* unit;
+    Names identifiers;
+  } cases[] = {
+      {"0::/user.slice/app.slice/app-org.example.App-12.scope\n", "app-org.example.App-12.scope", {"org.example.App"}},
+      {"0::/app-gnome-org.example.App-12.scope",
+       "app-gnome-org.example.App-12.scope",
+       {"gnome-org.example.App", "org.example.App"}},
+      {"3:cpu:/app-x-1.scope\n1:name=systemd:/a/app-kde-my\\x2dapp@9.service/b/c\n0::/\n",
+       "app-kde-my\\x2dapp@9.service",
+       {"kde-my-app", "my-app"}},
+      {"0::/app-a-1.scope/app-b-2.scope\n", "app-b-2.scope", {"b"}},
+      {"0::/app-b.service\n", "app-b.service", {"b"}},
+      {"0::/app-a-b-c-1.scope\n", "app-a-b-c-1.scope", {"a-b-c", "b-c", "c"}},
+      {"0::/app-\\x2e\\x2e\\x2fa-1.scope\n", "app-\\x2e\\x2e\\x2fa-1.scope", {}},
+      {"0::/app-\\x00-\\xg0-\\x-1.scope\n", "app-\\x00-\\xg0-\\x-1.scope", {"\\xg0-\\x", "\\x"}},
+      {"0::/app-b.scope\n", "app-b.scope", {}},
+      {"0::/app--1.scope\n", "app--1.scope", {}},
+      {"0::/app-.service\n", "app-.service", {}},
+      {"3:cpu:/app-x-1.scope\n0::/system.slice/app-a.slice\n0::/session-1.scope", "", {}},
+      {"", "", {}},
+      {"0::", "", {}},
+      {"////\n\n:", "", {}},
+  };
+  for (const auto& [text, unit, identifiers] : cases) {
+    EXPECT_EQ(applicationUnit(text), unit) << text;
+    EXPECT_EQ(applicationIdentifiers(unit), identifiers) << text;
+  }
+  constexpr std::string_view ENVIRONMENT("AB=1\0A\0A=2=3\0C=", 15);
+  EXPECT_EQ(environmentValue(ENVIRONMENT, "A"), "2=3");
+  EXPECT_EQ(environmentValue(ENVIRONMENT, "C"), "");
+  EXPECT_FALSE(environmentValue(ENVIRONMENT, "B"));
 }
 
 TEST(ProcessText, Emulators) {

@@ -310,6 +310,30 @@ Result<void> FakeTranslocation::verifySignature() {
   return {};
 }
 
+Result<bool> FakeRunningApplications::contains(pid_t pid) {
+  if (error) return tl::unexpected<Error>(*error);
+  return applications.contains(pid);
+}
+
+Result<std::string> FakeRunningApplications::path(pid_t pid) {
+  if (error) return tl::unexpected<Error>(*error);
+  const auto found = applications.find(pid);
+  if (found == applications.end() || found->second.empty()) return failure("fake", 1, "No application");
+  return found->second;
+}
+
+Result<void> FakeRunningApplications::activate(pid_t pid) {
+  if (error) return tl::unexpected<Error>(*error);
+  if (!applications.contains(pid)) return failure("fake", 1, "No application");
+  activated.push_back(pid);
+  active = pid;
+  return {};
+}
+
+Result<bool> FakeRunningApplications::isActive(pid_t pid) {
+  return contains(pid).map([&](bool contained) { return contained && pid == active; });
+}
+
 FakePlatform::FakePlatform(std::string home)
     : power(std::make_shared<FakePowerEvents>()),
       folders(std::make_shared<FakeFolders>(std::move(home))),
@@ -321,6 +345,7 @@ FakePlatform::FakePlatform(std::string home)
       http(std::make_shared<FakeHttpSession>()),
       processTable(std::make_shared<FakeProcessTable>()),
       translocation(std::make_shared<FakeTranslocation>()),
+      runningApplications(std::make_shared<FakeRunningApplications>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -334,6 +359,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.httpSession.set(http);
   m_platform.processTable.set(processTable);
   m_platform.translocation.set(translocation);
+  m_platform.runningApplications.set(runningApplications);
 }
 
 }  // namespace corvane

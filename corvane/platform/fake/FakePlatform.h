@@ -196,6 +196,20 @@ class CORVANE_API FakeTranslocation : public Translocation {
   Result<void> verifySignature() override;
 };
 
+/// Applications that a test describes, and that remember which of them were brought to the front.
+class CORVANE_API FakeRunningApplications : public RunningApplications {
+ public:
+  std::map<pid_t, std::string> applications;  ///< process → what path() answers; empty if nothing stands for it
+  pid_t active = 0;                           ///< the process of the application that is active
+  std::optional<Error> error;                 ///< if set, every call fails with it
+  std::vector<pid_t> activated;               ///< in order
+
+  Result<bool> contains(pid_t pid) override;
+  Result<std::string> path(pid_t pid) override;
+  Result<void> activate(pid_t pid) override;
+  Result<bool> isActive(pid_t pid) override;
+};
+
 /// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
 /// the library's threads use them. Change the fakes before the code under test uses them.
 ///
@@ -216,6 +230,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeHttpSession> http;
   const std::shared_ptr<FakeProcessTable> processTable;
   const std::shared_ptr<FakeTranslocation> translocation;
+  const std::shared_ptr<FakeRunningApplications> runningApplications;
 
  private:
   Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards

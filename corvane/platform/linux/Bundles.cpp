@@ -3,6 +3,7 @@
 #include <elf.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <gio/gdesktopappinfo.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +17,8 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "corvane/platform/linux/GLibSupport.h"
 
 namespace corvane {
 
@@ -162,6 +165,20 @@ Result<BundleFiles> bundleOf(const fs::path& executable, const std::string& imag
   return files;
 }
 
+// What a desktop entry starts, as far as it can be told.
+Result<BundleFiles> bundleOfEntry(const fs::path& entry) {
+  std::error_code ignored;
+  const glib::Ptr<GDesktopAppInfo> info(
+      fs::is_regular_file(entry, ignored) ? g_desktop_app_info_new_from_filename(entry.c_str()) : nullptr);
+  if (!info) return failure("bundle", 0, entry.string() + " is not the desktop entry of an application that is there");
+  const char* const command = g_app_info_get_executable(G_APP_INFO(info.get()));
+  const glib::Ptr<gchar> program(command ? g_find_program_in_path(command) : nullptr);
+  const fs::path executable = program ? fs::canonical(program.get(), ignored) : fs::path();
+  BundleFiles files = bundleOf(executable, executable).value_or(BundleFiles{{}, executable, {}, std::nullopt});
+  files.path = entry;
+  return files;
+}
+
 // The wrapper's executable that bears its name, or the only one.
 std::string executableOf(const fs::path& wrapper) {
   std::error_code ignored;
@@ -195,7 +212,10 @@ class LinuxBundles : public Bundles {
     std::error_code error;
     const fs::path found = fs::canonical(path, error);
     if (error) return failure("posix", error.value(), path + ": " + error.message());
-    if (!fs::is_directory(found, error)) return bundleOf(found, found);
+    if (!fs::is_directory(found, error)) {
+      const fs::path named = fs::absolute(path, error).lexically_normal();
+      return named.extension() == ".desktop" ? bundleOfEntry(named) : bundleOf(found, found);
+    }
     auto info = contents(found / "Contents/Info.plist");
     if (!info) return failure("bundle", 0, path + " is a folder without Contents/Info.plist");
     return BundleFiles{found, executableOf(found), found / "Contents/Resources", std::move(info)};

@@ -14,6 +14,11 @@ constexpr std::uint64_t EXITING = 0x4;
 constexpr std::uint64_t FORKED_WITHOUT_EXEC = 0x40;
 constexpr std::uint64_t KERNEL_THREAD = 0x200000;
 
+// Names of the units of applications.
+constexpr std::string_view APPLICATION = "app-";
+constexpr std::string_view SCOPE = ".scope";
+constexpr std::string_view SERVICE = ".service";
+
 // Takes numbers from the front of a text that has them between blanks.
 class Numbers {
  public:
@@ -88,6 +93,19 @@ std::optional<std::uint64_t> kibibytes(std::string_view value) {
   const auto number = numbers.take<std::uint64_t>();
   if (!numbers.good() || number > std::numeric_limits<std::uint64_t>::max() / 1024) return std::nullopt;
   return number * 1024;
+}
+
+// A unit's name without the "\\xHH" that stand for characters in it.
+std::string unescaped(std::string_view name) {
+  std::string text;
+  while (!name.empty()) {
+    unsigned char byte = 0;
+    const bool escaped = name.size() >= 4 && name.starts_with("\\x") &&
+                         std::from_chars(name.data() + 2, name.data() + 4, byte, 16).ptr == name.data() + 4;
+    text += escaped ? static_cast<char>(byte) : name.front();
+    name.remove_prefix(escaped ? 4 : 1);
+  }
+  return text;
 }
 
 }  // namespace
@@ -182,6 +200,50 @@ std::optional<DiskBytes> readProcessIo(std::string_view text) {
     ++found;
   }
   return found == 2 ? std::optional(bytes) : std::nullopt;
+}
+
+std::string_view applicationUnit(std::string_view text) {
+  while (!text.empty()) {
+    std::string_view line = takeUntil(text, '\n');
+    takeUntil(line, ':');
+    const std::string_view controllers = takeUntil(line, ':');
+    if (!controllers.empty() && controllers != "name=systemd") continue;
+    while (!line.empty()) {
+      const std::string_view unit = line.substr(line.rfind('/') + 1);  // all of it without a slash
+      if (unit.starts_with(APPLICATION) && (unit.ends_with(SCOPE) || unit.ends_with(SERVICE))) return unit;
+      line.remove_suffix(std::min(line.size(), unit.size() + 1));
+    }
+  }
+  return {};
+}
+
+std::vector<std::string> applicationIdentifiers(std::string_view unit) {
+  std::vector<std::string> identifiers;
+  if (!unit.starts_with(APPLICATION)) return identifiers;
+  std::string_view name = unit.substr(APPLICATION.size());
+  if (name.ends_with(SERVICE)) {
+    name.remove_suffix(SERVICE.size());
+    name = name.substr(0, name.find('@'));
+  } else if (name.ends_with(SCOPE)) {
+    name = name.substr(0, std::min(name.rfind('-'), name.size()));
+    if (name.ends_with(SCOPE)) return identifiers;  // no random part
+  } else {
+    return identifiers;
+  }
+  for (; !name.empty(); takeUntil(name, '-')) {
+    std::string identifier = unescaped(name);
+    const auto strange = [](char c) { return c == '/' || (c >= 0 && c < ' ') || c == '\x7f'; };
+    if (std::ranges::none_of(identifier, strange)) identifiers.push_back(std::move(identifier));
+  }
+  return identifiers;
+}
+
+std::optional<std::string_view> environmentValue(std::string_view text, std::string_view variable) {
+  while (!text.empty()) {
+    std::string_view value = takeUntil(text, '\0');
+    if (value.find('=') == variable.size() && value.starts_with(variable)) return value.substr(variable.size() + 1);
+  }
+  return std::nullopt;
 }
 
 bool RegionReader::take(std::string_view line) {

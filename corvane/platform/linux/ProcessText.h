@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "corvane/platform/ProcessTable.h"
 
@@ -25,6 +27,17 @@ std::optional<ProcessDetails> readProcessStatus(std::string_view text);
 
 /// /proc/PID/io
 std::optional<DiskBytes> readProcessIo(std::string_view text);
+
+/// /proc/PID/cgroup: the innermost unit that is named as those of applications are, app-….scope or app-….service; empty
+/// if the process is in none.
+std::string_view applicationUnit(std::string_view text);
+
+/// The identifiers of the application that such a unit may have its name from, app-[LAUNCHER-]ID-RANDOM.scope or
+/// app-[LAUNCHER-]ID[@RANDOM].service: the longest first, for some launchers do not escape what is in an identifier.
+std::vector<std::string> applicationIdentifiers(std::string_view unit);
+
+/// /proc/PID/environ: the value of a variable.
+std::optional<std::string_view> environmentValue(std::string_view text, std::string_view variable);
 
 /// /proc/PID/smaps: reads line after line of it and keeps the first region that ends above an address.
 class RegionReader {

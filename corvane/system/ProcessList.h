@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "corvane/core/Mutex.h"
+#include "corvane/platform/Export.h"
+#include "corvane/system/procinfo/procinfo.h"
+#include "corvane/system/procinfo/proclist.h"
+
+namespace corvane {
+
+/// The processes of the system as they were at one moment, sorted by their ids. Between two updates the list stays as
+/// it is: it does not know processes that started later, and has those that ended. See corvane/system/PID.h for more
+/// about one of them.
+///
+///     corvane::ProcessList processes;
+///     processes.iterate([&](std::int32_t pid) { std::printf("%d %s\n", pid, processes.kind(pid).c_str()); });
+///
+/// Any thread may call any member, but for isTranslated() and kind(): these take no lock, so that the body of iterate()
+/// can call them. Who calls them while another thread may update() the list keeps the two apart himself.
+class CORVANE_API ProcessList {
+ public:
+  /// Takes the first snapshot; as update() does.
+  ProcessList();
+  ~ProcessList();
+  ProcessList(const ProcessList&) = delete;
+  ProcessList& operator=(const ProcessList&) = delete;
+
+  /// Takes a new snapshot in the place of the one before. If the system refuses, the list is empty.
+  void update() CORVANE_EXCLUDES(m_mutex);
+
+  /// The kind of machine; see process_architecture(). Found out on first use and the same from then on.
+  static arch_t architecture();
+
+  /// How many processes run translated; 0 unless the architecture is arch_apple.
+  int translated() const CORVANE_EXCLUDES(m_mutex);
+
+  /// Calls `body` with the id of each process (std::int32_t), ascending. The list is locked meanwhile: a body that
+  /// calls update(), translated() or iterate() of the same list waits for ever.
+  template <class Body>
+  void iterate(Body&& body) const CORVANE_EXCLUDES(m_mutex);
+
+  /// Whether a process runs translated; false if the list does not have it.
+  bool isTranslated(std::int32_t pid) const CORVANE_NO_THREAD_SAFETY_ANALYSIS;
+
+  /// What code a process runs: "Intel" for every id where the architecture is arch_intel; where it is arch_apple
+  /// "Intel" for translated processes and "Apple" for all other ids; else the empty text. These are fixed names, on
+  /// Linux whatever the processor: "Apple" is native code there, and "Intel" that of another machine.
+  std::string kind(std::int32_t pid) const;
+
+ private:
+  mutable Mutex m_mutex;
+  proclist_t m_processes CORVANE_GUARDED_BY(m_mutex) = {};
+};
+
+template <class Body>
+void ProcessList::iterate(Body&& body) const {
+  MutexLock lock(m_mutex);
+  for (std::int32_t i = 0; i < m_processes.count; ++i) body(proclist_pid(&m_processes, i));
+}
+
+}  // namespace corvane

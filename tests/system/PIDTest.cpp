@@ -1,0 +1,495 @@
+#include "corvane/system/PID.h"
+
+#include <fcntl.h>
+#include <gio/gio.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <thread>
+#include <tuple>
+
+#include "corvane/core/Log.h"
+#include "corvane/infra/Bundle.h"
+#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/platform/linux/GLibSupport.h"
+#include "tests/support/Child.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/Pump.h"
+#include "tests/support/TempHome.h"
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::steady_clock;
+using Names = std::vector<std::string>;
+
+const std::string BIN = CORVANE_TEST_BIN;
+
+Names s_log;
+constexpr LogSink SINK = {[](std::string_view line) { s_log.emplace_back(line); }, [] { return true; }};
+
+// Every member of a PID that is not there.
+void expectNobody(std::int32_t pid) {
+  const PID nobody(pid);
+  EXPECT_EQ(nobody.path() + nobody.name() + nobody.bundlePath(), "") << pid;
+  EXPECT_FALSE(nobody.isApplication() || nobody.isFrontMost()) << pid;
+  nobody.bringToFront();
+}
+
+TEST(PIDTest, TellsOfProcesses) {
+  const TempHome home;
+  const PID self(getpid());
+  EXPECT_EQ(self.path(), fs::read_symlink("/proc/self/exe"));
+  EXPECT_EQ(self.name(), fs::path(self.path()).filename());
+  EXPECT_EQ(self.priority(), getpriority(PRIO_PROCESS, 0));
+  EXPECT_FALSE(self.isApplication() || self.isFrontMost());
+  EXPECT_EQ(self.bundlePath(), "");
+
+  const Child nice([] { setpriority(PRIO_PROCESS, 0, 7); });
+  EXPECT_EQ(PID(nice.pid()).priority(), 7);
+  const Child nameless([] { prctl(PR_SET_NAME, ""); });
+  EXPECT_EQ(PID(nameless.pid()).name(), fs::path(self.path()).filename());
+  const Child strange([] { prctl(PR_SET_NAME, "a\xFF/b c"); });
+  EXPECT_EQ(PID(strange.pid()).name(), "a\xEF\xBF\xBD/b c");
+
+  // A path that does not fit.
+  fs::path deep = home.path();
+  while (deep.native().size() < 1100) deep /= std::string(200, 'd');
+  fs::create_directories(deep);
+  fs::copy("/bin/sleep", deep / "snooze");
+  const Child far({deep / "snooze", "1000"});
+  ASSERT_TRUE(eventually([&] { return PID(far.pid()).name() == "snooze"; }));
+  EXPECT_EQ(PID(far.pid()).path(), "");
+
+  if (PID(2).name() == "kthreadd") {  // not in a namespace of its own
+    EXPECT_EQ(PID(2).path() + PID(2).bundlePath(), "");
+    EXPECT_FALSE(PID(2).isApplication());
+  }
+  EXPECT_EXIT(PID(-1).priority(), testing::KilledBySignal(SIGABRT), "fatal: PID.priority");
+}
+
+TEST(PIDTest, NobodyIsEmpty) {
+  const TempHome home;
+  pid_t ended = 0;
+  {
+    const Child child([] {});
+    ended = child.pid();
+  }
+  for (const std::int32_t pid : {ended, -1, INT32_MIN, INT32_MAX, 0}) expectNobody(pid);
+  EXPECT_EQ(PID(ended).priority(), -1);
+}
+
+TEST(PIDTest, AsksThePlatform) {
+  FakePlatform fake;
+  s_log.clear();
+  setLogSink(&SINK);
+  auto& running = *fake.runningApplications;
+  running.applications = {{7, "/apps/seven.desktop"}, {8, ""}, {9, "/apps/gone.desktop"}};
+  running.active = 8;
+  fake.bundles->byPath["/apps/seven.desktop"] = {"/apps/Seven", "", "", std::nullopt};
+  const struct {
+    std::int32_t pid;
+    bool application;
+    bool frontMost;
+    std::string bundle;
+  } rows[] = {{7, true, false, "/apps/Seven"}, {8, true, true, ""}, {9, true, false, ""}, {10, false, false, ""}};
+  for (const auto& row : rows) {
+    const PID pid(row.pid);
+    EXPECT_EQ(pid.isApplication(), row.application) << row.pid;
+    EXPECT_EQ(pid.isFrontMost(), row.frontMost) << row.pid;
+    EXPECT_EQ(pid.bundlePath(), row.bundle) << row.pid;
+  }
+  for (const std::int32_t pid : {7, 10, 9}) PID(pid).bringToFront();
+  EXPECT_EQ(running.activated, (std::vector<pid_t>{7, 9}));
+  EXPECT_TRUE(PID(9).isFrontMost());
+  EXPECT_EQ(s_log, Names());
+  running.error = Error{"fake", 1, "The desktop is away"};
+  expectNobody(9);
+  setLogSink(nullptr);
+}
+
+// A display of its own with a window manager.
+class Desktop {
+ public:
+  explicit Desktop(TempHome& home) : m_home(home) { start(); }
+  ~Desktop() {
+    xcb_disconnect(m_x);
+    // Let it take its files away.
+    kill(server->pid(), SIGTERM);
+    eventually([this] { return !fs::exists("/tmp/.X" + display.substr(1) + "-lock"); });
+  }
+  Desktop(const Desktop&) = delete;
+  Desktop& operator=(const Desktop&) = delete;
+
+  // Starts a server, the first time on a display that is free, and a window manager.
+  void start() {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    ASSERT_NE(fcntl(ends[1], F_SETFD, 0), -1);
+    // Dies with the test, whatever that dies of.
+    Names command = {"setpriv", "--pdeathsig", "KILL",       "Xvfb",      "-displayfd", std::to_string(ends[1]),
+                     "-screen", "0",           "640x400x24", "-nolisten", "tcp"};
+    if (!display.empty()) command.push_back(display);
+    server = std::make_unique<Child>(command);
+    close(ends[1]);
+    std::string number;
+    for (char c = 0; read(ends[0], &c, 1) == 1 && c != '\n';) number += c;
+    close(ends[0]);
+    ASSERT_NE(number, "") << "the server runs";
+    display = ":" + number;
+    m_home.set("DISPLAY", display.c_str());
+    if (m_x) xcb_disconnect(m_x);
+    m_x = xcb_connect(nullptr, nullptr);
+    manager = std::make_unique<Child>(Names{"openbox", "--sm-disable"});
+    EXPECT_TRUE(eventually([&] { return !windows("_NET_SUPPORTING_WM_CHECK").empty(); })) << "the window manager runs";
+  }
+
+  // Windows of a process, shown and managed.
+  std::unique_ptr<Child> show(const std::string& title, int count, const Names& more) {
+    const std::size_t before = stacking().size();
+    Names command = {BIN + "/window_child", title, std::to_string(count)};
+    command.insert(command.end(), more.begin(), more.end());
+    auto child = std::make_unique<Child>(command);
+    EXPECT_TRUE(eventually([&] { return stacking().size() == before + static_cast<std::size_t>(count); })) << title;
+    return child;
+  }
+
+  // The titles of the windows, from the lowest to the highest.
+  Names stacking() {
+    Names titles;
+    for (const xcb_window_t window : windows("_NET_CLIENT_LIST_STACKING")) titles.push_back(title(window));
+    return titles;
+  }
+
+  std::string active() {
+    const auto windows = this->windows("_NET_ACTIVE_WINDOW");
+    return windows.empty() ? "" : title(windows.front());
+  }
+
+  // Puts words into a property of the root window.
+  void set(const char* name, xcb_atom_t type, std::uint8_t format, const std::vector<std::uint32_t>& words) {
+    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, root(), atom(name), type, format,
+                        static_cast<std::uint32_t>(words.size() * 32 / format), words.data());
+    sync();
+  }
+
+  std::vector<xcb_window_t> windows(const char* property) {
+    const auto bytes = get(root(), atom(property));
+    std::vector<xcb_window_t> windows(bytes.size() / sizeof(xcb_window_t));
+    std::copy_n(bytes.data(), windows.size() * sizeof(xcb_window_t), reinterpret_cast<char*>(windows.data()));
+    return windows;
+  }
+
+  std::string display;
+  std::unique_ptr<Child> server;
+  std::unique_ptr<Child> manager;
+
+ private:
+  xcb_window_t root() { return xcb_setup_roots_iterator(xcb_get_setup(m_x)).data->root; }
+
+  void sync() { std::free(xcb_get_input_focus_reply(m_x, xcb_get_input_focus(m_x), nullptr)); }
+
+  xcb_atom_t atom(std::string_view name) {
+    auto* reply = xcb_intern_atom_reply(
+        m_x, xcb_intern_atom(m_x, 0, static_cast<std::uint16_t>(name.size()), name.data()), nullptr);
+    const xcb_atom_t result = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+    std::free(reply);
+    return result;
+  }
+
+  std::string get(xcb_window_t window, xcb_atom_t property) {
+    auto* reply =
+        xcb_get_property_reply(m_x, xcb_get_property(m_x, 0, window, property, XCB_ATOM_ANY, 0, 4096), nullptr);
+    std::string bytes;
+    if (reply)
+      bytes.assign(static_cast<const char*>(xcb_get_property_value(reply)),
+                   static_cast<std::size_t>(xcb_get_property_value_length(reply)));
+    std::free(reply);
+    return bytes;
+  }
+
+  std::string title(xcb_window_t window) { return get(window, XCB_ATOM_WM_NAME); }
+
+  TempHome& m_home;
+  xcb_connection_t* m_x = nullptr;
+};
+
+TEST(PIDTest, ApplicationsWithWindowsComeToTheFrontWhole) {
+  TempHome home;
+  Desktop desktop(home);
+  const auto a = desktop.show("a", 2, {"Alpha"});
+  // Says that it is the other one.
+  const auto b = desktop.show("b", 2, {"Beta", std::to_string(a->pid())});
+  const auto dock = desktop.show("d", 1, {"Dock", "0", "_NET_WM_WINDOW_TYPE_DOCK"});
+  const PID alpha(a->pid()), beta(b->pid());
+  EXPECT_TRUE(alpha.isApplication() && beta.isApplication());
+  EXPECT_FALSE(PID(dock->pid()).isApplication() || PID(getpid()).isApplication());
+  ASSERT_TRUE(eventually([&] { return desktop.active() == "b2"; }));
+  EXPECT_TRUE(beta.isFrontMost());
+  EXPECT_FALSE(alpha.isFrontMost() || PID(dock->pid()).isFrontMost());
+
+  const auto order = [&desktop] {
+    Names titles = desktop.stacking();
+    std::erase(titles, "d1");  // stays above
+    return titles;
+  };
+  ASSERT_EQ(order(), (Names{"a1", "a2", "b1", "b2"}));
+  for (const auto& [pid, other, expected] : {std::tuple(alpha, beta, Names{"b1", "b2", "a1", "a2"}),
+                                             std::tuple(beta, alpha, Names{"a1", "a2", "b1", "b2"})}) {
+    pid.bringToFront();
+    EXPECT_TRUE(eventually([&] { return order() == expected && desktop.active() == expected.back(); }))
+        << testing::PrintToString(order()) << desktop.active();
+    EXPECT_TRUE(pid.isFrontMost());
+    EXPECT_FALSE(other.isFrontMost());
+    PID(dock->pid()).bringToFront();
+    EXPECT_TRUE(pid.isFrontMost());
+  }
+}
+
+TEST(PIDTest, DesktopEntriesAreFoundByTheWindowsClass) {
+  TempHome home;
+  const auto entry = [&home](const std::string& name, const std::string& more) {
+    return home.write(".local/share/applications/" + name + ".desktop",
+                      "[Desktop Entry]\nType=Application\nName=N\n" + more + "\n");
+  };
+  const std::string byClass = entry("org.example.First", "Exec=true\nStartupWMClass=Alpha");
+  entry("alpha", "Exec=true");
+  const std::string byName = entry("beta", "Exec=true");
+  entry("other", "Exec=" + BIN + "/window_child --mode %U");
+  const std::string byExecutable = entry("children", "Exec=\"" + BIN + "/window_child\" %U");
+  entry("hidden", "Exec=true\nHidden=true");
+  Desktop desktop(home);
+  const struct {
+    std::string name;
+    std::string path;
+  } rows[] = {
+      {"Alpha", byClass}, {"Beta", byName}, {"hidden", byExecutable}, {"", byExecutable}, {"../x", byExecutable}};
+  for (const auto& row : rows) {
+    const auto child = desktop.show("w", 1, {row.name});
+    EXPECT_EQ(PID(child->pid()).bundlePath(), row.path) << row.name;
+    const std::size_t before = desktop.stacking().size();
+    kill(child->pid(), SIGKILL);
+    ASSERT_TRUE(eventually([&] { return desktop.stacking().size() == before - 1; }));
+    EXPECT_FALSE(PID(child->pid()).isApplication()) << "not reaped yet";
+  }
+  fs::remove(byExecutable);
+  const auto child = desktop.show("w", 1, {"None"});
+  EXPECT_TRUE(PID(child->pid()).isApplication());
+  EXPECT_EQ(PID(child->pid()).bundlePath(), "");
+
+  // A wrapper stands for itself.
+  home.write("My.app/Contents/Info.plist", "<plist/>");
+  fs::create_directories(home.path() / "My.app/Contents/MacOS");
+  fs::copy(BIN + "/window_child", home.path() / "My.app/Contents/MacOS/My");
+  const Child wrapped({home / "My.app/Contents/MacOS/My", "m", "1", "Alpha"});
+  ASSERT_TRUE(eventually([&] { return desktop.active() == "m1"; }));
+  EXPECT_EQ(PID(wrapped.pid()).bundlePath(), home / "My.app");
+}
+
+TEST(PIDTest, HostilePropertiesAndServers) {
+  TempHome home;
+  Desktop desktop(home);
+  const auto child = desktop.show("a", 1, {"Alpha"});
+  const PID alpha(child->pid());
+  const auto window = desktop.windows("_NET_CLIENT_LIST_STACKING").front();
+  ASSERT_TRUE(eventually([&] { return alpha.isFrontMost(); }));
+
+  desktop.manager.reset();  // so that nobody puts them right
+  const std::vector<std::uint32_t> many(200'000, window);
+  std::vector<std::uint32_t> vanished;
+  for (std::uint32_t i = 0; i < 5000; ++i) vanished.push_back(window + 1000 + i);
+  const struct {
+    xcb_atom_t type;
+    std::uint8_t format;
+    std::vector<std::uint32_t> words;
+    bool application;
+  } rows[] = {
+      {XCB_ATOM_WINDOW, 32, {window}, true},  {XCB_ATOM_CARDINAL, 32, {window}, false},
+      {XCB_ATOM_WINDOW, 8, {window}, false},  {XCB_ATOM_WINDOW, 16, {window}, false},
+      {XCB_ATOM_WINDOW, 32, {}, false},       {XCB_ATOM_WINDOW, 32, {0, 1, 0xFFFFFFFF, 0x1FFFFF}, false},
+      {XCB_ATOM_WINDOW, 32, vanished, false}, {XCB_ATOM_WINDOW, 32, many, true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.type << " " << int{row.format} << " " << row.words.size());
+    for (const char* property : {"_NET_CLIENT_LIST", "_NET_CLIENT_LIST_STACKING", "_NET_ACTIVE_WINDOW"})
+      desktop.set(property, row.type, row.format, row.words);
+    EXPECT_EQ(alpha.isApplication(), row.application);
+    EXPECT_EQ(alpha.isFrontMost(), row.application);
+    alpha.bringToFront();
+    expectNobody(-1);
+    expectNobody(0);
+  }
+
+  // A server that does not answer holds nobody up for long, and only the first who asks.
+  kill(desktop.server->pid(), SIGSTOP);
+  const auto start = steady_clock::now();
+  EXPECT_FALSE(alpha.isApplication());
+  EXPECT_GE(steady_clock::now() - start, std::chrono::milliseconds(4900));
+  for (int i = 0; i < 20; ++i) EXPECT_FALSE(alpha.isFrontMost());
+  EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(12));
+  kill(desktop.server->pid(), SIGCONT);
+  EXPECT_TRUE(eventually([&] { return alpha.isApplication(); }));
+
+  // One that is gone is like none, and the next one is found.
+  for (const char* display : {":nonsense", static_cast<const char*>(nullptr), desktop.display.c_str()}) {
+    home.set("DISPLAY", display);
+    EXPECT_EQ(alpha.isApplication(), display == desktop.display.c_str());
+  }
+  desktop.server.reset();
+  EXPECT_FALSE(alpha.isApplication() || alpha.isFrontMost());
+  alpha.bringToFront();
+  desktop.start();
+  const auto next = desktop.show("b", 1, {"Beta"});
+  EXPECT_TRUE(PID(next->pid()).isApplication());
+}
+
+// Processes that the session has started as applications, seen without a display.
+struct StartedTest : testing::Test {
+  std::string entry(const std::string& name, const std::string& more = {}) const {
+    return home.write(name, "[Desktop Entry]\nType=Application\nName=N\nExec=true\n" + more + "\n");
+  }
+  std::string installed(const std::string& identifier, const std::string& more = {}) const {
+    return entry(".local/share/applications/" + identifier + ".desktop", more);
+  }
+
+  // A process whose environment says that it was started from an entry, and which has a child that inherits that.
+  std::unique_ptr<Child> start(const std::string& file, const std::string& pid = "$$") const {
+    const std::string ready = home / "ready";
+    auto child = std::make_unique<Child>(
+        Names{"/usr/bin/env", "GIO_LAUNCHED_DESKTOP_FILE_PID_=1", "GIO_LAUNCHED_DESKTOP_FILE=" + file, "/bin/sh", "-c",
+              "export GIO_LAUNCHED_DESKTOP_FILE_PID=" + pid + "; exec /bin/sh -c 'sleep 1000 & echo $! >" + ready +
+                  "_; mv " + ready + "_ " + ready + "; wait; exec sleep 1000'"});
+    EXPECT_TRUE(eventually([&] { return fs::exists(ready); }));
+    std::ifstream(ready) >> grandchild;
+    fs::remove(ready);
+    return child;
+  }
+  ~StartedTest() override {
+    if (grandchild > 0) kill(grandchild, SIGKILL);
+  }
+
+  TempHome home;
+  mutable pid_t grandchild = 0;
+};
+
+TEST_F(StartedTest, TheEnvironmentTells) {
+  ASSERT_EQ(mkfifo((home / "pipe.desktop").c_str(), 0600), 0);
+  const struct {
+    std::string file;
+    std::string pid;
+    bool application;
+  } rows[] = {
+      {home / "pipe.desktop", "$$", false},  // first: nothing else would be told while it waits for a writer
+      {installed("org.example.One"), "$$", true},
+      {entry("elsewhere/with blank.desktop"), "$$", true},
+      {installed("org.example.One"), "1", false},
+      {installed("org.example.One"), "", false},
+      {installed("helper", "NoDisplay=true"), "$$", false},
+      {installed("hidden", "Hidden=true"), "$$", false},
+      {entry("no-entry.txt"), "$$", false},
+      {home.write("damaged.desktop", "\xFF[x"), "$$", false},
+      {home / "missing.desktop", "$$", false},
+      {"relative.desktop", "$$", false},
+  };
+  for (const auto& row : rows) {
+    const auto child = start(row.file, row.pid);
+    const PID pid(child->pid());
+    EXPECT_EQ(pid.isApplication(), row.application) << row.file;
+    EXPECT_EQ(pid.bundlePath(), row.application ? row.file : "") << row.file;
+    EXPECT_FALSE(pid.isFrontMost());
+    EXPECT_FALSE(PID(grandchild).isApplication()) << "has it from its parent";
+    kill(grandchild, SIGKILL);
+  }
+}
+
+TEST_F(StartedTest, TheUnitTells) {
+  // Another cgroup file takes the place of the process's own, for this test process alone.
+  if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+    GTEST_SKIP() << "may not make a mount namespace";
+  const std::string file = installed("org.example.My-App");
+  const auto child = start("");
+  const PID leader(child->pid()), member(grandchild);
+  const auto put = [&](pid_t pid, const std::string& text) {
+    const std::string path = "/proc/" + std::to_string(pid) + "/cgroup";
+    EXPECT_EQ(mount(home.write("cgroup" + std::to_string(pid), text).c_str(), path.c_str(), nullptr, MS_BIND, nullptr),
+              0);
+  };
+  const std::string unit = "0::/user.slice/app.slice/app-gnome-org.example.My\\x2dApp-77.scope";
+  EXPECT_FALSE(leader.isApplication());
+  put(child->pid(), unit + "\n");
+  put(grandchild, unit + "/inner\n");
+  EXPECT_TRUE(leader.isApplication());
+  EXPECT_EQ(leader.bundlePath(), file);
+  EXPECT_FALSE(member.isApplication());
+  put(grandchild, "0::/user.slice/app.slice/app-org.example.My\\x2dApp@8.service\n");
+  EXPECT_EQ(member.bundlePath(), file) << "leads a unit of its own";
+  put(grandchild, "0::/user.slice/app.slice/app-org.example.Your\\x2dApp@8.service\n");
+  EXPECT_FALSE(member.isApplication());
+  kill(child->pid(), SIGKILL);
+  EXPECT_TRUE(eventually([&] { return !leader.isApplication(); })) << "a zombie";
+}
+
+TEST_F(StartedTest, AnApplicationOnTheBusIsAskedItself) {
+  PrivateBus bus;
+  const auto connection = *glib::privateBus(G_BUS_TYPE_SESSION);
+  Names calls;
+  const GDBusInterfaceVTable table = {
+      [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* method, GVariant* arguments,
+         GDBusMethodInvocation* invocation, gpointer names) {
+        static_cast<Names*>(names)->push_back(std::string(method) + g_variant_get_type_string(arguments));
+        g_dbus_method_invocation_return_value(invocation, nullptr);
+      },
+      nullptr,
+      nullptr,
+      {}};
+  GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(
+      "<node><interface name='org.freedesktop.Application'><method name='Activate'>"
+      "<arg type='a{sv}' direction='in'/></method></interface></node>",
+      nullptr);
+  g_dbus_connection_register_object(connection.get(), "/org/example/My_App", node->interfaces[0], &table, &calls,
+                                    nullptr, nullptr);
+  s_log.clear();
+  setLogSink(&SINK);
+  const auto ask = [](const PID& pid) {
+    std::atomic<bool> done = false;
+    std::thread asker([&] {
+      pid.bringToFront();
+      done = true;
+    });
+    EXPECT_TRUE(pumpUntil([&] { return done.load(); }));
+    asker.join();
+  };
+  const auto deaf = start(installed("org.example.Deaf"));
+  const PID silent(deaf->pid());
+  kill(grandchild, SIGKILL);
+  const auto child = start(installed("org.example.My-App", "DBusActivatable=true"));
+  ask(PID(child->pid()));
+  ask(silent);
+  ASSERT_EQ(s_log.size(), 2U) << testing::PrintToString(s_log);
+  EXPECT_TRUE(s_log[0].starts_with("PID.bringToFront: org.example.My-App does not come to the front: ")) << s_log[0];
+  EXPECT_EQ(s_log[1], "PID.bringToFront: Process " + std::to_string(deaf->pid()) +
+                          " has no window that can be brought to the front");
+  const glib::Ptr<GVariant> owned(g_dbus_connection_call_sync(
+      connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+      g_variant_new("(su)", "org.example.My-App", 0U), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+  ask(PID(child->pid()));
+  EXPECT_EQ(calls, (Names{"Activate(a{sv})"}));
+  EXPECT_EQ(s_log.size(), 2U);
+  setLogSink(nullptr);
+  g_dbus_node_info_unref(node);
+}
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,138 @@
+#include "corvane/system/ProcessList.h"
+
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include "corvane/platform/fake/FakePlatform.h"
+#include "tests/support/Child.h"
+
+namespace {
+
+using namespace corvane;
+using Ids = std::vector<std::int32_t>;
+
+Ids idsOf(const ProcessList& list) {
+  Ids ids;
+  list.iterate([&](std::int32_t pid) { ids.push_back(pid); });
+  return ids;
+}
+
+TEST(ProcessListTest, ASnapshotStaysUntilTheNextOne) {
+  ProcessList list;
+  const Ids first = idsOf(list);
+  EXPECT_TRUE(std::ranges::is_sorted(first));
+  EXPECT_TRUE(std::ranges::binary_search(first, getpid()));
+  EXPECT_EQ(std::ranges::adjacent_find(first), first.end()) << "an id twice";
+  pid_t later = 0;
+  {
+    const Child child([] {});
+    later = child.pid();
+    EXPECT_FALSE(std::ranges::binary_search(idsOf(list), later));
+    list.update();
+    EXPECT_TRUE(std::ranges::binary_search(idsOf(list), later));
+  }
+  EXPECT_TRUE(std::ranges::binary_search(idsOf(list), later)) << "ended since";
+  list.update();
+  EXPECT_FALSE(std::ranges::binary_search(idsOf(list), later));
+}
+
+TEST(ProcessListTest, WhereProcessesAreTranslated) {
+  FakePlatform fake;
+  auto& table = *fake.processTable;
+  table.translating = true;
+  table.processes[9].info.translated = true;
+  table.processes[3].info.translated = true;
+  table.processes[5] = {};
+  ProcessList list;
+  EXPECT_EQ(ProcessList::architecture(), arch_apple);
+  EXPECT_EQ(idsOf(list), (Ids{3, 5, 9}));
+  EXPECT_EQ(list.translated(), 2);
+  const auto kinds = [&list] {
+    std::vector<std::string> all;
+    for (const std::int32_t pid : {3, 5, 9, 4, -1}) {
+      all.push_back(list.kind(pid));
+      EXPECT_EQ(list.isTranslated(pid), all.back() == "Intel") << pid;
+    }
+    return all;
+  };
+  EXPECT_EQ(kinds(), (std::vector<std::string>{"Intel", "Apple", "Intel", "Apple", "Apple"}));
+
+  table.error = Error{"posix", EMFILE, ""};
+  table.translating = false;
+  EXPECT_EQ(list.translated(), 2) << "not updated yet";
+  list.update();
+  EXPECT_EQ(idsOf(list), Ids());
+  EXPECT_EQ(list.translated(), 0);
+  EXPECT_EQ(kinds(), std::vector<std::string>(5, "Apple")) << "the architecture is found out once";
+}
+
+TEST(ProcessListTest, WhereNoneIsTranslated) {
+  FakePlatform fake;
+  fake.processTable->processes[3].info.translated = true;
+  const ProcessList list;
+  EXPECT_EQ(ProcessList::architecture(), arch_intel);
+  EXPECT_EQ(list.translated(), 0);
+  for (const std::int32_t pid : {3, 4, -1}) EXPECT_EQ(list.kind(pid), "Intel");
+}
+
+TEST(ProcessListTest, WhereTheSystemDoesNotTell) {
+  FakePlatform fake;
+  fake.processTable->translating = failure("posix", EACCES, "");
+  fake.processTable->processes[3].info.translated = true;
+  const ProcessList list;
+  EXPECT_EQ(ProcessList::architecture(), arch_unknown);
+  EXPECT_EQ(list.translated(), 0);
+  EXPECT_EQ(list.kind(3), "");
+  EXPECT_TRUE(list.isTranslated(3));
+}
+
+TEST(ProcessListTest, AWalkHoldsTheLock) {
+  FakePlatform fake;
+  fake.processTable->processes[3] = {};
+  fake.processTable->processes[4] = {};
+  ProcessList list;
+  std::atomic<bool> updated = false;
+  std::thread updater;
+  Ids seen;
+  list.iterate([&](std::int32_t pid) {
+    seen.push_back(pid);
+    EXPECT_EQ(list.kind(pid), "Intel") << "takes no lock";
+    if (updater.joinable()) return;
+    fake.processTable->processes.clear();
+    updater = std::thread([&] {
+      list.update();
+      updated = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(updated);
+  });
+  updater.join();
+  EXPECT_EQ(seen, (Ids{3, 4}));
+  EXPECT_EQ(idsOf(list), Ids());
+}
+
+TEST(ProcessListTest, ThreadsShareAList) {
+  FakePlatform fake;
+  fake.processTable->translating = true;
+  for (pid_t pid = 1; pid <= 50; ++pid) fake.processTable->processes[pid].info.translated = pid % 2 == 0;
+  ProcessList list;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i)
+    threads.emplace_back([&] {
+      for (int n = 0; n < 200; ++n) {
+        list.update();
+        EXPECT_EQ(list.translated(), 25);
+        EXPECT_EQ(idsOf(list).size(), 50U);
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
