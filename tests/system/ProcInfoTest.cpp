@@ -253,6 +253,7 @@ TEST(ProcInfo, OpenFilesAreThoseWithAPath) {
                                                {device.get(), "/dev/zero"}};
   for (const auto& [descriptor, path] : expected) EXPECT_EQ(seen[descriptor], path);
   EXPECT_FALSE(seen.contains(memory.get()) || seen.contains(reader.get()));
+  for (const auto& [descriptor, path] : seen) EXPECT_FALSE(path.ends_with("/fd")) << "the one that looks";
 }
 
 TEST(ProcInfo, KernelThreadsHaveNoProgram) {

@@ -124,6 +124,20 @@ TEST(TaskTest, ChildrenEndInEveryWay) {
   }
 }
 
+TEST(TaskTest, TheExitIsSeenWhileAGrandchildHoldsTheStreams) {
+  Task::Settings settings = shell("exec 3<&0; cat <&3 & exit 3");
+  settings.input = Stream::written();
+  Kept kept(std::move(settings));
+  ASSERT_TRUE(kept.launch());
+  EXPECT_TRUE(eventually([&] { return !kept.task->isRunning(); }));
+  EXPECT_EQ(kept.task->terminationStatus(), 3);
+  EXPECT_FALSE(kept.over);
+  EXPECT_TRUE(kept.task->write("later"));
+  kept.task->closeInput();
+  ASSERT_TRUE(kept.wait());
+  EXPECT_EQ(kept.text, "later");
+}
+
 TEST(TaskTest, WhatCannotBeLaunchedSaysWhy) {
   const TempHome home;
   const std::string big(2 << 20, 'x');
