@@ -15,6 +15,34 @@ FileDescriptor::~FileDescriptor() {
   if (m_fd >= 0) ::close(m_fd);
 }
 
+namespace {
+
+sigset_t sigpipe() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGPIPE);
+  return signals;
+}
+
+}  // namespace
+
+WithoutSigpipe::WithoutSigpipe() {
+  const sigset_t signals = sigpipe();
+  pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+  sigset_t pending;
+  sigpending(&pending);
+  m_pending = sigismember(&pending, SIGPIPE) == 1;
+}
+
+WithoutSigpipe::~WithoutSigpipe() {
+  const int code = errno;
+  const sigset_t signals = sigpipe();
+  const timespec now{};
+  if (!m_pending) uninterrupted([&] { return sigtimedwait(&signals, nullptr, &now); });
+  pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+  errno = code;
+}
+
 tl::unexpected<Error> fileFailure(const std::string& path, int code) {
   return failure("posix", code, path + ": " + std::generic_category().message(code));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <errno.h>
+#include <signal.h>
 
 #include <cstddef>
 #include <string>
@@ -37,6 +38,20 @@ auto uninterrupted(Function function) {
   while (result < 0 && errno == EINTR) result = function();
   return result;
 }
+
+/// Keeps the SIGPIPE that the writes of this thread may raise from the application for the length of a scope. One that
+/// was pending before stays. errno is kept.
+class CORVANE_API WithoutSigpipe {
+ public:
+  WithoutSigpipe();
+  ~WithoutSigpipe();
+  WithoutSigpipe(const WithoutSigpipe&) = delete;
+  WithoutSigpipe& operator=(const WithoutSigpipe&) = delete;
+
+ private:
+  sigset_t m_before;
+  bool m_pending;
+};
 
 /// The failure of a system call on a path: domain "posix", the errno code, and "path: what the system says".
 CORVANE_API tl::unexpected<Error> fileFailure(const std::string& path, int code);

@@ -95,23 +95,10 @@ bool waitForExit(int process, pid_t number, int options, siginfo_t& info, rusage
          }) == 0;
 }
 
-// write(2) to a pipe that does not block. No SIGPIPE reaches this process: the one that a reader's absence raises is
-// for this thread, so it is kept from it and taken away again.
+// write(2) to a pipe that does not block.
 ssize_t writeQuietly(int fd, std::string_view bytes) {
-  sigset_t pipe, before, pending;
-  sigemptyset(&pipe);
-  sigaddset(&pipe, SIGPIPE);
-  pthread_sigmask(SIG_BLOCK, &pipe, &before);
-  sigpending(&pending);
-  const ssize_t written = uninterrupted([&] { return ::write(fd, bytes.data(), bytes.size()); });
-  const int code = errno;
-  if (written < 0 && code == EPIPE && sigismember(&pending, SIGPIPE) == 0) {
-    const timespec now{};
-    uninterrupted([&] { return ::sigtimedwait(&pipe, nullptr, &now); });
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  errno = code;
-  return written;
+  const WithoutSigpipe guard;
+  return uninterrupted([&] { return ::write(fd, bytes.data(), bytes.size()); });
 }
 
 // Waits for room as long as somebody reads.

@@ -2,8 +2,6 @@
 
 #include <errno.h>
 #include <gio/gdesktopappinfo.h>
-#include <signal.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -150,28 +148,6 @@ Result<void> activateOnBus(const fs::path& entry) {
   return {};
 }
 
-// Writing to a server that is gone must not raise a signal, which the application may not expect.
-class WithoutSIGPIPE {
- public:
-  WithoutSIGPIPE() {
-    sigemptyset(&m_pipe);
-    sigaddset(&m_pipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &m_pipe, &m_previous);
-  }
-  ~WithoutSIGPIPE() {
-    constexpr timespec NOW{};
-    while (sigtimedwait(&m_pipe, nullptr, &NOW) > 0) {
-    }
-    pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
-  }
-  WithoutSIGPIPE(const WithoutSIGPIPE&) = delete;
-  WithoutSIGPIPE& operator=(const WithoutSIGPIPE&) = delete;
-
- private:
-  sigset_t m_pipe;
-  sigset_t m_previous;
-};
-
 // What the desktop session knows of processes. One thread at a time; may wait without a limit.
 class Session {
  public:
@@ -289,7 +265,7 @@ class LinuxRunningApplications : public RunningApplications {
       if (now >= end) return promise->set_value(late());
       shared->busySince = now.time_since_epoch();
       {
-        const WithoutSIGPIPE guard;
+        const WithoutSigpipe guard;  // for a server that is gone
         shared->session.use(display);
         promise->set_value(question(shared->session, end));
       }
