@@ -3,13 +3,13 @@
 #include <gio/gio.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cstdlib>
 
 #include "corvane/core/Log.h"
 #include "corvane/core/MasterTimer.h"
 #include "corvane/platform/fake/FakePlatform.h"
 #include "corvane/platform/linux/GLibSupport.h"
+#include "tests/support/Child.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Pump.h"
 #include "tests/support/TempHome.h"
@@ -22,33 +22,12 @@ using Names = std::vector<std::string>;
 Names s_log;
 constexpr LogSink SINK = {[](std::string_view line) { s_log.emplace_back(line); }, [] { return true; }};
 
-// A child process that ends with the scope.
-class Child {
- public:
-  explicit Child(std::vector<const char*> arguments) {
-    arguments.push_back(nullptr);
-    GError* error = nullptr;
-    m_process = g_subprocess_newv(arguments.data(), G_SUBPROCESS_FLAGS_STDOUT_SILENCE, &error);
-    if (!m_process) ADD_FAILURE() << error->message;
-  }
-  ~Child() {
-    g_subprocess_force_exit(m_process);
-    g_subprocess_wait(m_process, nullptr, nullptr);
-    g_object_unref(m_process);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
- private:
-  GSubprocess* m_process;
-};
-
 // A bus with mocked services, seen from outside the library.
 class MockBus {
  public:
   // Starts a mock from one of python3-dbusmock's templates and waits until it answers.
   std::unique_ptr<Child> mock(const char* which, const char* name) {
-    auto child = std::make_unique<Child>(std::vector{"/usr/bin/python3", "-m", "dbusmock", "--template", which});
+    auto child = std::make_unique<Child>(Names{"/usr/bin/python3", "-m", "dbusmock", "--template", which});
     EXPECT_TRUE(pumpUntil([&] {
       const auto reply = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
                               g_variant_new("(s)", name));
@@ -217,7 +196,7 @@ TEST_F(SleepNotifyTest, TheScreenSaverServiceTellsOfTheScreens) {
 TEST_F(SleepNotifyTest, TheXServersScreenSaverTellsOfTheScreens) {
   PrivateBus bus;
   const std::string display = ":" + std::to_string(100 + getpid() % 20'000);
-  const Child server({"Xvfb", display.c_str(), "-screen", "0", "320x200x24", "-nolisten", "tcp"});
+  const Child server({"Xvfb", display, "-screen", "0", "320x200x24", "-nolisten", "tcp"});
   home.set("DISPLAY", display.c_str());
   const auto xset = [](const char* what) {
     return std::system(("xset " + std::string(what) + " >/dev/null 2>&1").c_str()) == 0;

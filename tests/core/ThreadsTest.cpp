@@ -13,7 +13,7 @@
 #include "corvane/core/DispatchQueueSerial.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/PThread.h"
-#include "corvane/core/Timeval.h"
+#include "tests/support/Eventually.h"
 
 namespace corvane {
 namespace {
@@ -24,13 +24,6 @@ int threadCount() {
   while (readdir(folder)) ++count;
   closedir(folder);
   return count;
-}
-
-template <class Condition>
-bool eventually(Condition&& condition) {
-  for (const Timeval begin; begin.elapsed() < 20'000'000; usleep(1000))
-    if (condition()) return true;
-  return false;
 }
 
 TEST(PThread, StartReturnsWhenTheThreadRunsAndPassesTheContext) {

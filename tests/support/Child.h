@@ -8,22 +8,11 @@
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace corvane {
-
-/// Waits for what another process is about to do.
-inline bool eventually(const std::function<bool()>& holds) {
-  for (int i = 0; i < 2000; ++i) {
-    if (holds()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return false;
-}
 
 /// A process that lives until the end of the scope.
 class Child {

@@ -24,6 +24,7 @@
 #include "corvane/platform/fake/FakePlatform.h"
 #include "corvane/platform/linux/GLibSupport.h"
 #include "tests/support/Child.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Pump.h"
 #include "tests/support/TempHome.h"

@@ -25,6 +25,7 @@
 
 #include "corvane/core/Files.h"
 #include "corvane/system/procinfo/proclist.h"
+#include "tests/support/Child.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TempHome.h"
 #include "tests/system/ProcInfoApi.h"
@@ -32,48 +33,6 @@
 namespace {
 
 using namespace corvane;
-
-// A process that lives until the end of the scope.
-class Child {
- public:
-  // A copy of this process that calls `prepare`, tells that it has, and sleeps.
-  explicit Child(const std::function<void()>& prepare) {
-    std::array<int, 2> ready{};
-    if (pipe(ready.data()) != 0) return;
-    m_pid = fork();
-    if (m_pid == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      prepare();
-      if (write(ready[1], "", 1) == 1)
-        for (;;) pause();
-      _exit(1);
-    }
-    close(ready[1]);
-    char byte = 0;
-    EXPECT_EQ(read(ready[0], &byte, 1), 1);
-    close(ready[0]);
-  }
-
-  explicit Child(std::vector<std::string> arguments) {
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments) pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    EXPECT_EQ(posix_spawnp(&m_pid, pointers[0], nullptr, nullptr, pointers.data(), environ), 0) << arguments[0];
-  }
-
-  ~Child() {
-    if (m_pid <= 0) return;
-    kill(m_pid, SIGKILL);
-    waitpid(m_pid, nullptr, 0);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
-  pid_t pid() const { return m_pid; }
-
- private:
-  pid_t m_pid = -1;
-};
 
 std::string nameOf(pid_t pid) {
   std::array<char, 1024> name{};
