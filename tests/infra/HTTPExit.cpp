@@ -1,15 +1,17 @@
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 #include "corvane/infra/HTTP.h"
 
-// Exits while threads make requests to the URLs that are its arguments, each on a new connection.
+// Exits after a number of milliseconds, the first argument, while threads make requests to the URLs that are the
+// others, each on a new connection.
 int main(int count, char** arguments) {
-  for (int i = 1; i < count; ++i)
+  for (int i = 2; i < count; ++i)
     std::thread([url = std::string(arguments[i])] {
       std::int64_t status = 0;
       std::string error;
       for (;;) corvane::posturl(url, {}, {{"Connection", "close"}}, -1, status, error);
     }).detach();
-  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  std::this_thread::sleep_for(std::chrono::milliseconds(std::atoi(arguments[1])));
 }

@@ -2,12 +2,14 @@
 
 #include <curl/curl.h>
 #include <errno.h>
+#include <openssl/crypto.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <strings.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +18,7 @@
 #include <climits>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <unordered_map>
 
 #include "corvane/core/Mutex.h"
@@ -29,9 +32,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr std::chrono::seconds IDLE{5};        // how long thread and connections stay without requests
-constexpr milliseconds TIMEOUT_SLACK{100};     // who waits as long as a request may be silent sees its own limit first
-constexpr std::int64_t EXIT_USEC = 1'000'000;  // how long the end of the process waits for the thread
+constexpr std::chrono::seconds IDLE{5};     // how long thread and connections stay without requests
+constexpr milliseconds TIMEOUT_SLACK{100};  // who waits as long as a request may be silent sees its own limit first
+constexpr time_t EXIT_SECONDS = 1;          // how long the end of the process waits for the thread
 constexpr long MAX_REDIRECTS = 20;
 constexpr std::size_t MAX_HEADER_BYTES = 300 << 10;
 constexpr int MAX_COOKIES = 3000;
@@ -229,13 +232,19 @@ class Session {
     m_alarm->ring();
   }
 
-  // At the end of the process: the libraries below are about to be torn down.
+  // At the end of the process: the libraries below are about to be torn down. Waits for the thread itself and not only
+  // for its work, because these libraries have something to do when a thread ends.
   void end() {
     MutexLock lock(m_mutex);
     m_ending = true;
     if (m_alarm) m_alarm->ring();
-    while (m_multi && !m_mutex.wait(EXIT_USEC)) {
-    }
+    const auto thread = std::exchange(m_thread, std::nullopt);
+    lock.unlock();
+    if (!thread) return;
+    timespec limit{};
+    clock_gettime(CLOCK_REALTIME, &limit);
+    limit.tv_sec += EXIT_SECONDS;
+    pthread_timedjoin_np(*thread, nullptr, &limit);
   }
 
  private:
@@ -248,13 +257,14 @@ class Session {
     }
     m_alarm = std::make_shared<const Alarm>();
     if (!m_alarm->works()) return failure("posix", errno, std::string("No HTTP request: ") + std::strerror(errno));
+    // The thread before has left, and at the most has to end yet.
+    if (m_thread) pthread_join(*std::exchange(m_thread, std::nullopt), nullptr);
     m_multi = m_share ? curl_multi_init() : nullptr;
     if (!m_multi) return failure("curl", CURLE_OUT_OF_MEMORY, curl_easy_strerror(CURLE_OUT_OF_MEMORY));
     sigset_t all;
     sigfillset(&all);
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     // Signals are the application's; the resolver's threads inherit this.
     pthread_attr_setsigmask_np(&attributes, &all);
     const auto enter = [](void* session) -> void* {
@@ -264,7 +274,10 @@ class Session {
     pthread_t thread{};
     const int code = pthread_create(&thread, &attributes, enter, this);
     pthread_attr_destroy(&attributes);
-    if (code == 0) return {};
+    if (code == 0) {
+      m_thread = thread;
+      return {};
+    }
     tearDown();
     return failure("posix", code, std::string("No thread for HTTP requests: ") + std::strerror(code));
   }
@@ -386,7 +399,6 @@ class Session {
     if (!m_started.empty()) return false;
     m_cancelled.clear();
     tearDown();
-    m_mutex.broadcast();
     return true;
   }
 
@@ -400,6 +412,7 @@ class Session {
   Transfers m_cancelled CORVANE_GUARDED_BY(m_mutex);
   CURLM* m_multi CORVANE_GUARDED_BY(m_mutex) = nullptr;
   std::shared_ptr<const Alarm> m_alarm CORVANE_GUARDED_BY(m_mutex);
+  std::optional<pthread_t> m_thread CORVANE_GUARDED_BY(m_mutex);  // the latest, until it has been joined
   bool m_ending CORVANE_GUARDED_BY(m_mutex) = false;
 
   // The thread's own.
@@ -412,6 +425,8 @@ class Session {
 Session& session() {
   static auto& sessions = *new PerProcess<Session>;
   [[maybe_unused]] static const bool initialised = [] {
+    // Else OpenSSL is torn down at the end of the process, also while another thread is still in the next line.
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     curl_global_init(CURL_GLOBAL_ALL);
     // After the libraries below have registered theirs, so that this runs before.
     std::atexit([] { sessions().end(); });
