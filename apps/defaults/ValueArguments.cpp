@@ -4,7 +4,7 @@
 #include <charconv>
 #include <optional>
 
-#include "corvane/infra/PropertyList.h"
+#include "corvane/infra/values/PropertyList.h"
 
 namespace corvane::defaults {
 

@@ -5,7 +5,7 @@
 #include <tl/expected.hpp>
 #include <vector>
 
-#include "corvane/infra/Value.h"
+#include "corvane/infra/values/Value.h"
 
 namespace corvane::defaults {
 

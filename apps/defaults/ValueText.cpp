@@ -10,7 +10,7 @@
 #include <memory>
 #include <string_view>
 
-#include "corvane/infra/Conversions.h"
+#include "corvane/infra/settings/Conversions.h"
 
 namespace corvane::defaults {
 

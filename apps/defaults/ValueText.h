@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "corvane/infra/Value.h"
+#include "corvane/infra/values/Value.h"
 
 namespace corvane::defaults {
 

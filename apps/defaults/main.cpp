@@ -12,8 +12,8 @@
 #include "apps/defaults/ValueText.h"
 #include "corvane/core/Log.h"
 #include "corvane/infra/Bundle.h"
-#include "corvane/infra/PropertyList.h"
-#include "corvane/infra/UserDefaults.h"
+#include "corvane/infra/settings/UserDefaults.h"
+#include "corvane/infra/values/PropertyList.h"
 
 namespace corvane::defaults {
 

@@ -5,17 +5,17 @@
 #include <exception>
 #include <string>
 
-#include "apps/inspector/Command.h"
-#include "apps/inspector/Get.h"
-#include "apps/inspector/Log.h"
-#include "apps/inspector/Login.h"
-#include "apps/inspector/Output.h"
-#include "apps/inspector/Pid.h"
-#include "apps/inspector/Ps.h"
-#include "apps/inspector/RunCommand.h"
-#include "apps/inspector/Tree.h"
-#include "apps/inspector/ViewSettings.h"
-#include "apps/inspector/Watch.h"
+#include "apps/common/Command.h"
+#include "apps/inspector/commands/Get.h"
+#include "apps/inspector/commands/Log.h"
+#include "apps/inspector/commands/Login.h"
+#include "apps/inspector/commands/Pid.h"
+#include "apps/inspector/commands/Ps.h"
+#include "apps/inspector/commands/RunCommand.h"
+#include "apps/inspector/commands/Tree.h"
+#include "apps/inspector/commands/Watch.h"
+#include "apps/inspector/live/ViewSettings.h"
+#include "apps/inspector/text/Output.h"
 #include "corvane/infra/Bundle.h"
 
 namespace corvane::inspector {

@@ -8,7 +8,7 @@
 
 #include "corvane/core/Log.h"
 #include "corvane/core/Mutex.h"
-#include "corvane/infra/PropertyList.h"
+#include "corvane/infra/values/PropertyList.h"
 #include "corvane/platform/Platform.h"
 
 namespace corvane {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "corvane/infra/Image.h"
-#include "corvane/infra/Value.h"
+#include "corvane/infra/values/Value.h"
 #include "corvane/platform/Bundles.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Workspace.h"

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "corvane/infra/Value.h"
+#include "corvane/infra/values/Value.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/HttpSession.h"
 

@@ -10,7 +10,7 @@
 #include "corvane/core/fatal.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/Path.h"
-#include "corvane/infra/PropertyList.h"
+#include "corvane/infra/values/PropertyList.h"
 #include "corvane/platform/Platform.h"
 
 namespace corvane {

@@ -13,7 +13,7 @@
 #include "corvane/core/Log.h"
 #include "corvane/core/fatal.h"
 #include "corvane/infra/Bundle.h"
-#include "corvane/infra/PropertyList.h"
+#include "corvane/infra/values/PropertyList.h"
 #include "corvane/platform/Platform.h"
 
 namespace corvane {

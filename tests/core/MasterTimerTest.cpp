@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "corvane/core/Log.h"
-#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/testing/FakePlatform.h"
 #include "corvane/testing/ManualClock.h"
 #include "tests/support/Pump.h"
 

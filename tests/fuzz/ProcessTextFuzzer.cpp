@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "corvane/platform/linux/ProcessText.h"
+#include "corvane/linux/process/ProcessText.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "corvane/infra/PropertyList.h"
+#include "corvane/infra/values/PropertyList.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 
 #include "corvane/platform/Platform.h"
-#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/testing/FakePlatform.h"
 #include "tests/support/Conditions.h"
 #include "tests/support/InfoPlist.h"
 #include "tests/support/TempHome.h"

@@ -1,4 +1,4 @@
-#include "corvane/infra/DefaultSettings.h"
+#include "corvane/infra/settings/DefaultSettings.h"
 
 #include <gmock/gmock.h>
 

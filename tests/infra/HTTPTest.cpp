@@ -7,7 +7,7 @@
 
 #include <regex>
 
-#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/testing/FakePlatform.h"
 #include "corvane/testing/ManualClock.h"
 #include "tests/support/Conditions.h"
 #include "tests/support/HttpServer.h"

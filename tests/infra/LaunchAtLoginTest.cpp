@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 
 #include "corvane/infra/Path.h"
-#include "corvane/platform/fake/FakePlatform.h"
-#include "corvane/platform/linux/GLibSupport.h"
+#include "corvane/linux/GLibSupport.h"
+#include "corvane/testing/FakePlatform.h"
 #include "tests/support/Conditions.h"
 #include "tests/support/InfoPlist.h"
 #include "tests/support/LogFile.h"

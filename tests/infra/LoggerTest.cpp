@@ -4,7 +4,7 @@
 #include <sys/wait.h>
 
 #include "corvane/core/Log.h"
-#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/testing/FakePlatform.h"
 #include "tests/support/Conditions.h"
 #include "tests/support/InfoPlist.h"
 #include "tests/support/LogFile.h"

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "corvane/infra/Logger.h"
-#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/testing/FakePlatform.h"
 #include "tests/support/Conditions.h"
 #include "tests/support/InfoPlist.h"
 #include "tests/support/LogFile.h"

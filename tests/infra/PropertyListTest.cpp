@@ -1,4 +1,4 @@
-#include "corvane/infra/PropertyList.h"
+#include "corvane/infra/values/PropertyList.h"
 
 #include <gmock/gmock.h>
 #include <plist/plist.h>

@@ -1,4 +1,4 @@
-#include "corvane/infra/UserDefaults.h"
+#include "corvane/infra/settings/UserDefaults.h"
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>
@@ -10,7 +10,7 @@
 #include <random>
 
 #include "corvane/infra/Broadcaster.h"
-#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/testing/FakePlatform.h"
 #include "tests/support/Conditions.h"
 #include "tests/support/InfoPlist.h"
 #include "tests/support/Pump.h"

@@ -9,7 +9,7 @@
 
 #include "corvane/core/Mutex.h"
 #include "corvane/infra/Bundle.h"
-#include "corvane/platform/linux/GLibSupport.h"
+#include "corvane/linux/GLibSupport.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/TempHome.h"
 

@@ -1,12 +1,12 @@
-#include "apps/inspector/Format.h"
+#include "apps/inspector/text/Format.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "apps/inspector/History.h"
-#include "apps/inspector/Report.h"
-#include "apps/inspector/WatchOptions.h"
+#include "apps/inspector/commands/WatchOptions.h"
+#include "apps/inspector/model/History.h"
+#include "apps/inspector/text/Report.h"
 
 namespace corvane::inspector {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "apps/inspector/Frame.h"
+#include "apps/inspector/terminal/Frame.h"
 
 namespace corvane::inspector {
 

@@ -1,4 +1,4 @@
-#include "apps/inspector/LiveView.h"
+#include "apps/inspector/live/LiveView.h"
 
 #include <gtest/gtest.h>
 #include <pty.h>
@@ -9,11 +9,11 @@
 #include <optional>
 #include <regex>
 
-#include "apps/inspector/BroadcasterPage.h"
-#include "apps/inspector/Format.h"
-#include "apps/inspector/HeldStderr.h"
-#include "apps/inspector/MainLoopSource.h"
-#include "apps/inspector/Screen.h"
+#include "apps/inspector/live/BroadcasterPage.h"
+#include "apps/inspector/live/MainLoopSource.h"
+#include "apps/inspector/terminal/HeldStderr.h"
+#include "apps/inspector/terminal/Screen.h"
+#include "apps/inspector/text/Format.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/MasterTimer.h"
 #include "tests/inspector/FrameText.h"

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <string>
 
-#include "apps/inspector/HeaterTrial.h"
-#include "apps/inspector/SvgPlot.h"
+#include "apps/inspector/model/HeaterTrial.h"
+#include "apps/inspector/svg/SvgPlot.h"
 #include "corvane/core/Clock.h"
 
 namespace corvane::inspector {

@@ -1,4 +1,4 @@
-#include "apps/inspector/ProcessPage.h"
+#include "apps/inspector/live/ProcessPage.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <string_view>
 
-#include "apps/inspector/Format.h"
-#include "apps/inspector/ProcessSignal.h"
-#include "apps/inspector/Screen.h"
+#include "apps/inspector/model/ProcessSignal.h"
+#include "apps/inspector/terminal/Screen.h"
+#include "apps/inspector/text/Format.h"
 #include "corvane/core/Text.h"
 #include "corvane/system/Task.h"
 #include "tests/inspector/FrameText.h"

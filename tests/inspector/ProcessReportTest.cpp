@@ -1,12 +1,12 @@
-#include "apps/inspector/ProcessReport.h"
+#include "apps/inspector/text/ProcessReport.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
 
-#include "apps/inspector/Format.h"
-#include "apps/inspector/ProcessTree.h"
-#include "apps/inspector/TextFile.h"
+#include "apps/inspector/model/ProcessTree.h"
+#include "apps/inspector/text/Format.h"
+#include "apps/inspector/text/TextFile.h"
 
 namespace corvane::inspector {
 

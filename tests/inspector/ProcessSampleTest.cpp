@@ -1,9 +1,9 @@
-#include "apps/inspector/ProcessSample.h"
+#include "apps/inspector/model/ProcessSample.h"
 
 #include <gtest/gtest.h>
 
-#include "apps/inspector/ProcessColumn.h"
-#include "corvane/platform/fake/FakePlatform.h"
+#include "apps/inspector/text/ProcessColumn.h"
+#include "corvane/testing/FakePlatform.h"
 
 namespace corvane::inspector {
 

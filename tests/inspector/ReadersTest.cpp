@@ -1,4 +1,4 @@
-#include "apps/inspector/Readers.h"
+#include "apps/inspector/model/Readers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "apps/inspector/TaskTable.h"
+#include "apps/inspector/text/TaskTable.h"
 
 #include <gtest/gtest.h>
 

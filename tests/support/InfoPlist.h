@@ -1,6 +1,6 @@
 #pragma once
 
-#include "corvane/infra/PropertyList.h"
+#include "corvane/infra/values/PropertyList.h"
 
 namespace corvane {
 

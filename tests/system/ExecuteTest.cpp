@@ -14,9 +14,9 @@
 #include <thread>
 
 #include "corvane/infra/Logger.h"
-#include "corvane/infra/PropertyList.h"
-#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/infra/values/PropertyList.h"
 #include "corvane/system/TryCatch.h"
+#include "corvane/testing/FakePlatform.h"
 #include "tests/support/TempHome.h"
 #include "tests/system/Children.h"
 

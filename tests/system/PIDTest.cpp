@@ -21,8 +21,8 @@
 
 #include "corvane/core/Log.h"
 #include "corvane/infra/Bundle.h"
-#include "corvane/platform/fake/FakePlatform.h"
-#include "corvane/platform/linux/GLibSupport.h"
+#include "corvane/linux/GLibSupport.h"
+#include "corvane/testing/FakePlatform.h"
 #include "tests/support/Child.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/PrivateBus.h"

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "corvane/core/Files.h"
-#include "corvane/platform/fake/FakePlatform.h"
-#include "corvane/platform/linux/ProcessText.h"
+#include "corvane/linux/process/ProcessText.h"
 #include "corvane/system/procinfo/procinfo.h"
+#include "corvane/testing/FakePlatform.h"
 
 namespace {
 

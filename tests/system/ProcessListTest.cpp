@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "corvane/platform/fake/FakePlatform.h"
+#include "corvane/testing/FakePlatform.h"
 #include "tests/support/Child.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "corvane/platform/linux/ProcessText.h"
+#include "corvane/linux/process/ProcessText.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,102 @@
+#include "apps/inspector/commands/Log.h"
+
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <ranges>
+#include <string>
+#include <vector>
+
+#include "apps/inspector/commands/OpenLog.h"
+#include "apps/inspector/text/Output.h"
+#include "corvane/infra/Bundle.h"
+#include "corvane/infra/Logger.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+std::string archiveOf(const std::string& path, unsigned number) {
+  return path + "." + std::to_string(number);
+}
+
+int listArchives(const std::string& path) {
+  std::string text = "Archive      Bytes  Last line written\n";
+  for (unsigned number = 0; number <= Logger::MAX_LOGS; ++number) {
+    struct stat status {};
+    if (stat(archiveOf(path, number).c_str(), &status) != 0) continue;
+    tm local{};
+    localtime_r(&status.st_mtime, &local);
+    char line[80];
+    const int length = std::snprintf(line, sizeof line, "%7u %10lld  %04d/%02d/%02d %02d:%02d:%02d\n", number,
+                                     static_cast<long long>(status.st_size), local.tm_year + 1900, local.tm_mon + 1,
+                                     local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+    text.append(line, static_cast<std::size_t>(length));
+  }
+  return statusAfterOutput(writeOut(text));
+}
+
+// The logs that came after the one shown, the newest first: several if the log was rotated more than once meanwhile.
+std::vector<OpenLog> successors(const std::string& path, const std::optional<OpenLog>& shown) {
+  std::vector<OpenLog> logs;
+  if (auto live = OpenLog::open(path)) logs.push_back(std::move(*live));
+  if (!shown) return logs;
+  const std::size_t without = logs.size();
+  for (unsigned number = 0; number <= Logger::MAX_LOGS; ++number) {
+    auto archive = OpenLog::open(archiveOf(path, number));
+    if (!archive) continue;
+    if (archive->isSameAs(*shown)) return logs;
+    // A rotation in this very moment shows a file twice.
+    const auto isArchive = [&](const OpenLog& log) { return log.isSameAs(*archive); };
+    if (std::ranges::none_of(logs, isArchive)) logs.push_back(std::move(*archive));
+  }
+  logs.erase(logs.begin() + static_cast<std::ptrdiff_t>(without), logs.end());  // the one shown was deleted
+  return logs;
+}
+
+// Shows what is written until the output fails or nobody reads it any more.
+int follow(const std::string& path, std::optional<OpenLog> log) {
+  static constexpr int INTERVAL_MSEC = 200;
+  pollfd output = {.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+  for (;;) {
+    const bool replaced = !log || !log->isAt(path);  // asked first: whoever moves a log has written its last line
+    if (const int error = log ? log->show() : 0) return error;
+    if (replaced) {
+      for (OpenLog& next : successors(path, log) | std::views::reverse) {
+        if (const int error = next.show()) return error;
+        log = std::move(next);
+      }
+    }
+    if (poll(&output, 1, INTERVAL_MSEC) > 0) return 0;
+  }
+}
+
+}  // namespace
+
+int showLog(const Arguments& arguments) {
+  const auto options = LogOptions::parse(arguments);
+  if (!options) return failUsage(options.error());
+  const auto own = Bundle::mainBundle()->identifier();
+  if (options->identifier.empty() && !own)
+    return fail("log: this program keeps no log; name another with --identifier");
+  const auto path = Logger::path(options->identifier.empty() ? *own : options->identifier);
+  if (!path) return fail("log: the user's home folder is not known");
+  std::signal(SIGPIPE, SIG_IGN);
+  if (options->listArchives) return listArchives(*path);
+
+  auto log = OpenLog::open(options->archive ? archiveOf(*path, *options->archive) : *path);
+  if (!log && !options->follow) return fail(log.error().description);
+  if (log) {
+    log->skipToTail(options->lines);
+    if (const int error = log->show()) return statusAfterOutput(error);
+  }
+  if (!options->follow) return 0;
+  return statusAfterOutput(follow(*path, log ? std::optional(std::move(*log)) : std::nullopt));
+}
+
+}  // namespace corvane::inspector

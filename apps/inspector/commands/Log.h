@@ -1,0 +1,10 @@
+#pragma once
+
+#include "apps/inspector/commands/LogOptions.h"
+
+namespace corvane::inspector {
+
+/// The command that shows a log.
+int showLog(const Arguments& arguments);
+
+}  // namespace corvane::inspector

@@ -1,0 +1,304 @@
+#include "apps/inspector/live/ProcessPage.h"
+
+#include <signal.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "apps/inspector/live/Hints.h"
+#include "apps/inspector/model/ProcessSignal.h"
+#include "apps/inspector/model/SortedTable.h"
+#include "apps/inspector/terminal/Screen.h"
+#include "apps/inspector/text/Format.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+// What is shown of PROCESS_COLUMNS, in this order, and how.
+struct PageColumn {
+  ProcessColumn column;
+  char key;
+  std::size_t width;
+  std::size_t fromColumns;
+};
+
+constexpr std::array PAGE_COLUMNS = {
+    PageColumn{ProcessColumn::PID, 'i', 7, 12},     PageColumn{ProcessColumn::PARENT, 'a', 9, 61},
+    PageColumn{ProcessColumn::USER, 'u', 10, 47},   PageColumn{ProcessColumn::STATE, 's', 5, 52},
+    PageColumn{ProcessColumn::KIND, 'd', 8, 75},    PageColumn{ProcessColumn::PROCESSOR, 'c', 8, 27},
+    PageColumn{ProcessColumn::MEMORY, 'm', 10, 37}, PageColumn{ProcessColumn::THREADS, 't', 6, 67},
+    PageColumn{ProcessColumn::TIME, 'e', 10, 90},   PageColumn{ProcessColumn::NAME, 'n', 0, 0},
+};
+
+const std::array<SortedColumn, PAGE_COLUMNS.size()>& table() {
+  static const auto TABLE = [] {
+    std::array<SortedColumn, PAGE_COLUMNS.size()> columns{};
+    std::ranges::transform(PAGE_COLUMNS, columns.begin(), [](const PageColumn& column) {
+      const ProcessColumnStyle& style = styleOf(column.column);
+      return SortedColumn{column.key, style.title, style.isNumber, column.width, column.fromColumns};
+    });
+    return columns;
+  }();
+  return TABLE;
+}
+
+struct Signal {
+  Hint hint;
+  int number;
+};
+
+constexpr std::array SIGNALS = {
+    Signal{{"t", "TERM"}, SIGTERM}, Signal{{"i", "INT"}, SIGINT},   Signal{{"h", "HUP"}, SIGHUP},
+    Signal{{"k", "KILL"}, SIGKILL}, Signal{{"s", "STOP"}, SIGSTOP}, Signal{{"c", "CONT"}, SIGCONT},
+    Signal{{"q", "QUIT"}, SIGQUIT}, Signal{{"1", "USR1"}, SIGUSR1}, Signal{{"2", "USR2"}, SIGUSR2},
+};
+
+constexpr std::array KEYS = {Hint{"q", "quit"},   Hint{"h", "help"},          Hint{"p", "back"},
+                             Hint{"/", "filter"}, Hint{"k", "send a signal"}, Hint{"underlined letters", "sort"}};
+
+constexpr char ENDED = 'Z';
+constexpr char STOPPED = 'T';
+
+constexpr std::size_t LONGEST_FILTER = 64;  // bytes
+
+bool areSame(const ProcessRow& a, const ProcessRow& b) {
+  return a.pid == b.pid && a.started == b.started;
+}
+
+bool isPrintable(int pressed) {
+  return pressed >= ' ' && pressed <= 0xff;
+}
+
+}  // namespace
+
+void ProcessPage::take(Result<std::vector<ProcessRow>> rows) {
+  m_failure = rows ? std::string() : rows.error().description;
+  m_rows = rows ? std::move(*rows) : std::vector<ProcessRow>();
+  const auto before = m_selected;
+  arrange();
+  if (!before || !rows || before->state == ENDED) return;
+  const auto isAlive = [&before](const ProcessRow& row) { return areSame(row, *before) && row.state != ENDED; };
+  if (std::ranges::none_of(m_rows, isAlive)) m_message = nameOf(*before) + " has ended.";
+}
+
+void ProcessPage::leave() {
+  m_rows.clear();
+  m_failure.clear();
+  m_selected.reset();
+  arrange();
+  m_place = m_first = 0;
+  m_mode = Mode::BROWSE;
+  m_message.clear();
+}
+
+void ProcessPage::sortBy(ProcessColumn column, bool descending) {
+  m_column = column;
+  m_descending = descending;
+  arrange();
+}
+
+void ProcessPage::arrange() {
+  sortRows(m_rows, m_column, m_descending);
+  m_shown.clear();
+  const ProcessFilter filter(m_filter);
+  for (const ProcessRow& row : m_rows)
+    if (m_filter.empty() || filter.matches(row)) m_shown.push_back(&row);
+  if (!m_selected) return;
+  const auto found =
+      std::ranges::find_if(m_shown, [this](const ProcessRow* row) { return areSame(*row, *m_selected); });
+  if (found == m_shown.end()) {
+    m_selected.reset();
+  } else {
+    m_selected = **found;
+    m_place = found - m_shown.begin();
+  }
+}
+
+bool ProcessPage::press(int pressed) {
+  if (pressed == key::CONTROL_L || pressed == key::CONTROL_Z) return false;
+  m_message.clear();
+  switch (m_mode) {
+    case Mode::BROWSE:
+      return browse(pressed);
+    case Mode::FILTER:
+      typeFilter(pressed);
+      break;
+    case Mode::CHOOSE_SIGNAL:
+      for (std::size_t i = 0; i < SIGNALS.size(); ++i) {
+        if (pressed != SIGNALS[i].hint.key.front()) continue;
+        m_signal = i;
+        m_mode = Mode::CONFIRM;
+      }
+      if (pressed == key::ESCAPE) m_mode = Mode::BROWSE;
+      break;
+    case Mode::CONFIRM:
+      confirm(pressed);
+      break;
+  }
+  return true;
+}
+
+bool ProcessPage::browse(int pressed) {
+  if (moveBy(pressed)) return true;
+  if (pressed == '/') {
+    m_mode = Mode::FILTER;
+    return true;
+  }
+  if (pressed == 'k') {
+    m_target = m_selected;
+    if (m_target)
+      m_mode = Mode::CHOOSE_SIGNAL;
+    else
+      m_message = "Select a process first.";
+    return true;
+  }
+  if (pressed == key::ESCAPE && !m_filter.empty()) {
+    m_filter.clear();
+    arrange();
+    return true;
+  }
+  const auto sorted = std::ranges::find(PAGE_COLUMNS, pressed, &PageColumn::key);
+  if (sorted == PAGE_COLUMNS.end()) return false;
+  const ProcessColumn column = sorted->column;
+  sortBy(column, column == m_column ? !m_descending : styleOf(column).isNumber);
+  return true;
+}
+
+void ProcessPage::typeFilter(int pressed) {
+  if (moveBy(pressed)) return;
+  if (pressed == key::ENTER || pressed == key::ESCAPE) m_mode = Mode::BROWSE;
+  if (pressed == key::ESCAPE) m_filter.clear();
+  if (pressed == key::BACKSPACE) {
+    if (m_filter.empty()) m_mode = Mode::BROWSE;
+    m_filter = clipped(m_filter, std::max<std::size_t>(columnsOf(m_filter), 1) - 1);
+  }
+  if (isPrintable(pressed) && m_filter.size() < LONGEST_FILTER) m_filter += static_cast<char>(pressed);
+  arrange();
+}
+
+void ProcessPage::confirm(int pressed) {
+  if (pressed == 'y' || pressed == 'Y') send();
+  if (pressed == 'y' || pressed == 'Y' || pressed == 'n' || pressed == 'N' || pressed == key::ESCAPE)
+    m_mode = Mode::BROWSE;
+}
+
+void ProcessPage::send() {
+  const std::string name(SIGNALS.at(m_signal).hint.text);
+  const auto sent = sendSignal(m_target->pid, m_target->started, SIGNALS.at(m_signal).number);
+  m_message = (sent ? "Sent SIG" : "Could not send SIG") + name + " to " + nameOf(*m_target);
+  m_message += sent ? "." : ": " + sent.error().description + ".";
+}
+
+bool ProcessPage::moveBy(int pressed) {
+  const auto last = static_cast<std::ptrdiff_t>(m_shown.size()) - 1;
+  // Where nothing is selected the next one down is the one at that place.
+  const std::ptrdiff_t down = m_selected ? 1 : 0;
+  switch (pressed) {
+    case key::UP:
+      select(m_place - 1);
+      return true;
+    case key::DOWN:
+      select(m_place + down);
+      return true;
+    case key::PAGE_UP:
+      select(m_place - m_height);
+      return true;
+    case key::PAGE_DOWN:
+      select(m_place + m_height - 1 + down);
+      return true;
+    case key::HOME:
+      select(0);
+      return true;
+    case key::END:
+      select(last);
+      return true;
+    default:
+      return false;
+  }
+}
+
+void ProcessPage::select(std::ptrdiff_t index) {
+  if (m_shown.empty()) return;
+  m_place = std::clamp<std::ptrdiff_t>(index, 0, static_cast<std::ptrdiff_t>(m_shown.size()) - 1);
+  m_selected = *m_shown[static_cast<std::size_t>(m_place)];
+}
+
+std::string ProcessPage::nameOf(const ProcessRow& row) const {
+  return std::to_string(row.pid) + " " + printable(row.name, m_glyphs);
+}
+
+std::string ProcessPage::title() const {
+  std::string text = "Processes";
+  if (m_rows.empty()) return text;
+  text += ", " + std::to_string(m_shown.size());
+  if (!m_filter.empty())
+    text += " of " + std::to_string(m_rows.size()) + " with \"" + printable(m_filter, m_glyphs) + "\"";
+  return text;
+}
+
+Line ProcessPage::row(const ProcessRow& row, std::size_t columns) const {
+  std::string text = rowText(table(), columns, [&](std::size_t index, std::size_t width) {
+    return clipped(printable(styleOf(PAGE_COLUMNS.at(index).column).cell(row), m_glyphs), width);
+  });
+  if (m_selected && areSame(row, *m_selected)) return {{std::move(text), Style::SELECTED}};
+  const bool waits = row.state == STOPPED || row.state == ENDED;
+  return {{std::move(text), waits ? Style::PAUSED : row.kind == ProcessKind::KERNEL ? Style::DIM : Style::PLAIN}};
+}
+
+std::vector<Line> ProcessPage::footer(bool withHints, std::size_t columns) const {
+  switch (m_mode) {
+    case Mode::BROWSE:
+      if (!m_message.empty()) return {{{m_message, Style::HEADING}}};
+      return withHints ? std::vector<Line>{hintLine(KEYS, columns)} : std::vector<Line>();
+    case Mode::FILTER: {
+      // Its end is seen.
+      const std::string text = printable(m_filter, m_glyphs);
+      std::string_view seen = text;
+      while (columnsOf(seen) + 2 > std::max<std::size_t>(columns, 2)) seen.remove_prefix(clipped(seen, 1).size());
+      return {{{"/", Style::HEADING}, {std::string(seen)}, {" ", Style::SELECTED}}};
+    }
+    case Mode::CHOOSE_SIGNAL: {
+      std::array<Hint, SIGNALS.size() + 1> hints;
+      std::ranges::transform(SIGNALS, hints.begin(), &Signal::hint);
+      hints.back() = {"esc", "none"};
+      return {{{"Which signal to " + nameOf(*m_target) + "?", Style::HEADING}}, hintLine(hints, columns)};
+    }
+    case Mode::CONFIRM: {
+      static constexpr std::string_view END = "? y/n";
+      const std::string question =
+          "Send SIG" + std::string(SIGNALS.at(m_signal).hint.text) + " to " + nameOf(*m_target);
+      return {{{clipped(question, columns - std::min(columns, END.size())), Style::HEADING},
+               {std::string(END), Style::HEADING}}};
+    }
+  }
+  return {};
+}
+
+Frame ProcessPage::compose(std::size_t rows, std::size_t columns) {
+  std::vector<Line> below = footer(rows >= 6, columns);
+  if (below.size() > rows) below.erase(below.begin(), below.end() - static_cast<std::ptrdiff_t>(rows));
+  const std::size_t above = rows >= 8 ? 2 : rows >= 4 ? 1 : 0;
+  const std::size_t height = rows - below.size() - std::min(above, rows - below.size());
+
+  Frame frame;
+  if (above > 1) frame.push_back(titleLine(title(), columns, m_glyphs));
+  if (above > 0) {
+    const auto sorted = std::ranges::find(PAGE_COLUMNS, m_column, &PageColumn::column) - PAGE_COLUMNS.begin();
+    frame.push_back(headingLine(table(), static_cast<std::size_t>(sorted), m_descending, columns, m_glyphs));
+  }
+  if (!m_failure.empty() && height > 0) frame.push_back({{printable(m_failure, m_glyphs)}});
+
+  const auto count = static_cast<std::ptrdiff_t>(m_shown.size());
+  m_height = std::max<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(height), 1);
+  if (m_selected) m_first = std::clamp(m_first, m_place - m_height + 1, m_place);
+  m_first = std::clamp<std::ptrdiff_t>(m_first, 0, std::max<std::ptrdiff_t>(count - m_height, 0));
+  for (std::ptrdiff_t i = m_first; i < std::min(count, m_first + static_cast<std::ptrdiff_t>(height)); ++i)
+    frame.push_back(row(*m_shown[static_cast<std::size_t>(i)], columns));
+  frame.resize(rows - below.size());
+  std::ranges::move(below, std::back_inserter(frame));
+  return frame;
+}
+
+}  // namespace corvane::inspector

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "corvane/infra/values/Value.h"
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// The components of a colour, 0 to 1 each in the sRGB colour space, not multiplied with alpha. Values outside that
+/// range are kept as they are.
+struct RGBA {
+  double red = 0;
+  double green = 0;
+  double blue = 0;
+  double alpha = 1;
+
+  bool operator==(const RGBA&) const = default;
+};
+
+/// A colour that does not know a toolkit: either its components, or the name of a colour that only a theme can turn
+/// into components ("window background"). A plain value; opaque black when new.
+class CORVANE_API Color {
+ public:
+  Color() = default;
+
+  static Color rgba(double red, double green, double blue, double alpha = 1) {
+    return Color(RGBA{red, green, blue, alpha});
+  }
+
+  /// From a dictionary with the reals "red", "green", "blue" and "alpha". None if one is missing or any entry, also one
+  /// more, is not a finite number; integers count as reals, booleans do not.
+  static std::optional<Color> rgba(const Value::Dictionary& dictionary);
+
+  /// A theme's colour. It has no components.
+  static Color named(std::string name) {
+    Color color;
+    color.m_components.reset();
+    color.m_name = std::move(name);
+    return color;
+  }
+
+  /// None for a theme's colour.
+  const std::optional<RGBA>& components() const { return m_components; }
+  /// Empty unless it is a theme's colour.
+  const std::string& name() const { return m_name; }
+
+  /// The dictionary that rgba() reads back as the same colour; none for a colour without components or with ones that
+  /// are not finite.
+  std::optional<Value::Dictionary> rgbaColor() const;
+
+  bool operator==(const Color&) const = default;
+
+ private:
+  explicit Color(const RGBA& components) : m_components(components) {}
+
+  std::optional<RGBA> m_components = RGBA{};
+  std::string m_name;
+};
+
+}  // namespace corvane

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "corvane/infra/values/Value.h"
+#include "corvane/platform/Export.h"
+
+/// How a stored value reads when another kind of value is asked for. Plain functions; any thread.
+///
+/// | stored     | as text           | as integer               | as real            | as boolean       |
+/// |------------|-------------------|--------------------------|--------------------|------------------|
+/// | text       | itself            | its leading integer (1)  | its leading number | see (2)          |
+/// | integer    | "-12"             | itself                   | the nearest        | not 0            |
+/// | real       | "0.1", "1e+21"(3) | truncated, saturated (4) | itself             | not 0            |
+/// | boolean    | "1" or "0"        | 1 or 0                   | 1 or 0             | itself           |
+/// | data       | none              | 0                        | 0                  | false            |
+/// | date       | none              | 0                        | 0                  | false            |
+/// | array      | none              | 0                        | 0                  | false            |
+/// | dictionary | none              | 0                        | 0                  | false            |
+///
+/// (1) White space in front and a sign are allowed, what follows the number does not count: " -12.9 mm" is -12 as
+///     integer and -12.9 as real, "1e3" is 1 and 1000, "0x10" is 0 and 0. A text without a number in front, also "inf",
+///     is 0. What is too large saturates: at the ends of 64 bits, and at ±infinity. The decimal sign is '.' everywhere.
+/// (2) White space in front, one sign and zeros are passed over; then 1 to 9, 'Y', 'y', 'T' and 't' mean true, anything
+///     else false: "YES", "true", "1", "007" are true, "no", "0", "on", "" are false.
+/// (3) The shortest text that reads back as the same number: "2" for 2.0, "inf", "-inf", "nan".
+/// (4) Towards zero; a real that is not a number is 0.
+///
+/// Data, dates, arrays and dictionaries are never made from other kinds: asked for, they are there or not. An array of
+/// texts is an array that holds nothing else.
+namespace corvane {
+
+CORVANE_API std::optional<std::string> stringFrom(const Value& value);
+CORVANE_API std::int64_t integerFrom(const Value& value);
+CORVANE_API double realFrom(const Value& value);
+CORVANE_API bool boolFrom(const Value& value);
+CORVANE_API std::optional<std::vector<std::string>> stringArrayFrom(const Value& value);
+
+}  // namespace corvane

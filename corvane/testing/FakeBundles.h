@@ -1,0 +1,21 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "corvane/platform/Bundles.h"
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// Bundles that a test describes.
+class CORVANE_API FakeBundles : public Bundles {
+ public:
+  BundleFiles main;                           ///< what mainBundle() gives
+  std::map<std::string, BundleFiles> byPath;  ///< what bundleAt() finds
+
+  BundleFiles mainBundle() override { return main; }
+  Result<BundleFiles> bundleAt(const std::string& path) override;
+};
+
+}  // namespace corvane

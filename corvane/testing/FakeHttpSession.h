@@ -1,0 +1,39 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "corvane/core/Mutex.h"
+#include "corvane/platform/Export.h"
+#include "corvane/platform/HttpSession.h"
+#include "corvane/platform/SerialQueues.h"
+
+namespace corvane {
+
+/// A network that a test describes, and that remembers what it was asked. Answers come on a thread of the session.
+class CORVANE_API FakeHttpSession : public HttpSession {
+ public:
+  std::map<std::string, HttpReply> replies;  ///< URL → answer; any other URL fails
+  std::set<std::string> silent;              ///< URLs that get no answer until their request is cancelled
+
+  FakeHttpSession();
+  Result<std::shared_ptr<HttpTask>> start(HttpRequest request, Completion completion) override;
+
+  std::vector<HttpRequest> requests() const;   ///< that were started, in order
+  std::vector<std::string> cancelled() const;  ///< the URLs of those that were cancelled, in order
+
+ private:
+  class Task;
+  struct State {
+    Mutex mutex;
+    std::vector<HttpRequest> requests CORVANE_GUARDED_BY(mutex);
+    std::vector<std::string> cancelled CORVANE_GUARDED_BY(mutex);
+    std::unique_ptr<SerialQueue> queue;
+  };
+  const std::shared_ptr<State> m_state = std::make_shared<State>();
+};
+
+}  // namespace corvane

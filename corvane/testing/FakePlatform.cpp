@@ -1,0 +1,35 @@
+#include "corvane/testing/FakePlatform.h"
+
+#include <utility>
+
+namespace corvane {
+
+FakePlatform::FakePlatform(std::string home)
+    : power(std::make_shared<FakePowerEvents>()),
+      folders(std::make_shared<FakeFolders>(std::move(home))),
+      bundles(std::make_shared<FakeBundles>()),
+      workspace(std::make_shared<FakeWorkspace>()),
+      defaultsStore(std::make_shared<FakeDefaultsStore>()),
+      fontBook(std::make_shared<FakeFontBook>()),
+      loginItems(std::make_shared<FakeLoginItems>()),
+      http(std::make_shared<FakeHttpSession>()),
+      processTable(std::make_shared<FakeProcessTable>()),
+      translocation(std::make_shared<FakeTranslocation>()),
+      runningApplications(std::make_shared<FakeRunningApplications>()),
+      m_scope(m_platform) {
+  m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
+  m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
+  m_platform.powerEvents.set(power);
+  m_platform.folders.set(folders);
+  m_platform.bundles.set(bundles);
+  m_platform.workspace.set(workspace);
+  m_platform.defaultsStore.set(defaultsStore);
+  m_platform.fontBook.set(fontBook);
+  m_platform.loginItems.set(loginItems);
+  m_platform.httpSession.set(http);
+  m_platform.processTable.set(processTable);
+  m_platform.translocation.set(translocation);
+  m_platform.runningApplications.set(runningApplications);
+}
+
+}  // namespace corvane

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Platform.h"
+#include "corvane/testing/FakeBundles.h"
+#include "corvane/testing/FakeDefaultsStore.h"
+#include "corvane/testing/FakeFolders.h"
+#include "corvane/testing/FakeFontBook.h"
+#include "corvane/testing/FakeHttpSession.h"
+#include "corvane/testing/FakeLoginItems.h"
+#include "corvane/testing/FakePowerEvents.h"
+#include "corvane/testing/FakeProcessTable.h"
+#include "corvane/testing/FakeRunningApplications.h"
+#include "corvane/testing/FakeTranslocation.h"
+#include "corvane/testing/FakeWorkspace.h"
+
+namespace corvane {
+
+/// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
+/// the library's threads use them. Change the fakes before the code under test uses them.
+///
+///     corvane::FakePlatform fake("/tmp/home");
+///     fake.power->emit(corvane::WILL_SLEEP);
+class CORVANE_API FakePlatform {
+ public:
+  /// `home` is the root of the fake folders.
+  explicit FakePlatform(std::string home = {});
+
+  const std::shared_ptr<FakePowerEvents> power;
+  const std::shared_ptr<FakeFolders> folders;
+  const std::shared_ptr<FakeBundles> bundles;
+  const std::shared_ptr<FakeWorkspace> workspace;
+  const std::shared_ptr<FakeDefaultsStore> defaultsStore;
+  const std::shared_ptr<FakeFontBook> fontBook;
+  const std::shared_ptr<FakeLoginItems> loginItems;
+  const std::shared_ptr<FakeHttpSession> http;
+  const std::shared_ptr<FakeProcessTable> processTable;
+  const std::shared_ptr<FakeTranslocation> translocation;
+  const std::shared_ptr<FakeRunningApplications> runningApplications;
+
+ private:
+  Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards
+  Platform m_platform;
+  ScopedPlatform m_scope;
+};
+
+}  // namespace corvane

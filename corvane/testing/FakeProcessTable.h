@@ -1,0 +1,53 @@
+#pragma once
+
+#include <errno.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/ProcessTable.h"
+
+namespace corvane {
+
+/// Processes that a test describes.
+class CORVANE_API FakeProcessTable : public ProcessTable {
+ public:
+  struct Process {
+    ProcessInfo info;  ///< its pid is the one that it is stored under
+    std::optional<ProcessDetails> details;
+    std::optional<DiskBytes> diskBytes;
+    std::optional<std::string> path;
+    std::vector<MemoryRegion> regions;  ///< ascending
+    std::map<int, std::string> files;   ///< by descriptor
+  };
+  std::map<pid_t, Process> processes;  ///< by id
+  int lacking = EACCES;                ///< what a process lacks fails with this code: EACCES, or ESRCH as if it ended
+  std::optional<Error> error;          ///< if set, every call fails with it
+  Result<bool> translating = false;    ///< what translates() answers
+  std::size_t estimated = 0;           ///< what estimate() answers
+  std::int64_t boot = 0;               ///< what bootTime() answers
+
+  std::size_t estimate() override { return estimated; }
+  Result<std::size_t> pids(std::span<pid_t> into) override;
+  Result<void> each(const std::function<void(const ProcessInfo&)>& visit) override;
+  Result<ProcessInfo> process(pid_t pid) override;
+  Result<ProcessDetails> details(pid_t pid) override;
+  Result<DiskBytes> diskBytes(pid_t pid) override;
+  Result<std::string> path(pid_t pid) override;
+  Result<MemoryRegion> region(pid_t pid, std::uint64_t address) override;
+  Result<std::size_t> descriptors(pid_t pid) override;
+  Result<void> openFiles(pid_t pid, const std::function<void(int, const char*)>& visit) override;
+  Result<bool> translates() override { return translating; }
+  std::int64_t bootTime() override { return boot; }
+
+ private:
+  Result<const Process*> find(pid_t pid) const;
+};
+
+}  // namespace corvane

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Workspace.h"
+
+namespace corvane {
+
+/// A desktop that a test describes, and that remembers what it was asked to do.
+class CORVANE_API FakeWorkspace : public Workspace {
+ public:
+  std::map<std::string, std::string> icons;         ///< path of a file → path of its picture
+  std::map<std::string, std::string> applications;  ///< identifier → path
+  std::optional<Error> error;                       ///< if set, every call fails with it
+  std::vector<std::string> calls;                   ///< "launch a.b.App", "open /path", "reveal /path" in order
+
+  Result<std::string> iconFile(const std::string& path, int size) override;
+  Result<std::string> applicationPath(const std::string& identifier) override;
+  Result<void> launch(const std::string& identifier, LaunchOptions options) override;
+  Result<void> open(const std::string& pathOrURL) override;
+  Result<void> reveal(const std::string& path) override;
+
+ private:
+  Result<void> note(std::string call);
+};
+
+}  // namespace corvane
