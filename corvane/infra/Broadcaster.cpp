@@ -31,14 +31,32 @@ struct Tally {
 };
 
 struct ListenerEntry {
-  explicit ListenerEntry(std::shared_ptr<Listener> subscriber) : listener(std::move(subscriber)) {}
+  ListenerEntry(std::shared_ptr<Listener> subscriber, const std::type_info& typeInfo)
+      : listener(std::move(subscriber)), type(typeInfo) {}
 
   const std::shared_ptr<Listener> listener;
+  const std::type_info& type;
   Tally sync;   // written with the registry's lock held
   Tally async;  // written on its queue
 };
 
 using Entries = std::vector<std::shared_ptr<ListenerEntry>>;
+
+// Calls a function until it is ended.
+class FunctionListener : public Listener {
+ public:
+  using Function = std::function<void(std::string_view, const std::any&)>;
+  explicit FunctionListener(Function function) : m_function(std::move(function)) {}
+
+  void onBroadcast(const std::string& key, const std::any& object) override {
+    if (!m_ended) m_function(key, object);
+  }
+  void end() { m_ended = true; }
+
+ private:
+  const Function m_function;
+  std::atomic<bool> m_ended = false;
+};
 
 // This thread is in a synchronous broadcast and holds the registry's lock.
 thread_local constinit bool t_delivering = false;
@@ -71,9 +89,8 @@ class Broadcaster {
     return broadcaster;
   }
 
-  void add(const std::string& key, std::shared_ptr<Listener> listener) {
-    if (!listener) fatal("AddListener: there is no listener");
-    auto entry = std::make_shared<ListenerEntry>(std::move(listener));
+  void add(const std::string& key, std::shared_ptr<Listener> listener, const std::type_info& type) {
+    auto entry = std::make_shared<ListenerEntry>(std::move(listener), type);
     refuseReentry("AddListener");
     MutexLock lock(m_mutex);
     m_listeners[key].push_back(std::move(entry));
@@ -105,8 +122,9 @@ class Broadcaster {
       return;
     }
     Entries entries = found->second;
-    lock.unlock();                                               // copying the value is the caller's code
-    m_queue.async([entries = std::move(entries), key, object] {  //
+    lock.unlock();  // copying the value is the caller's code
+    // Members that are not const, so that the value is copied here and moved from then on.
+    m_queue.async([entries = std::move(entries), key = key, object = object] {
       deliver(entries, &ListenerEntry::async, key, object);
     });
   }
@@ -121,9 +139,8 @@ class Broadcaster {
     MutexLock lock(m_mutex);
     for (const auto& [key, entries] : m_listeners)
       for (const auto& entry : entries) {
-        const Listener& listener = *entry->listener;
         rows.push_back({{key, {}, entry->sync.count + entry->async.count, entry->sync.elapsed + entry->async.elapsed},
-                        &typeid(listener)});
+                        &entry->type});
       }
     lock.unlock();
     std::ranges::stable_sort(rows, {}, [](const Row& row) -> const std::string& { return row.figures.key; });
@@ -149,7 +166,9 @@ class Broadcaster {
 }  // namespace
 
 void AddListener(const std::string& key, std::shared_ptr<Listener> listener) {
-  Broadcaster::shared().add(key, std::move(listener));
+  if (!listener) fatal("AddListener: there is no listener");
+  const Listener& object = *listener;
+  Broadcaster::shared().add(key, std::move(listener), typeid(object));
 }
 
 void AddListeners(const std::vector<std::string>& keys, const std::shared_ptr<Listener>& listener) {
@@ -162,6 +181,18 @@ void RemoveListener(const std::string& key, const std::shared_ptr<Listener>& lis
 
 void RemoveListeners(const std::vector<std::string>& keys, const std::shared_ptr<Listener>& listener) {
   for (const std::string& key : keys) RemoveListener(key, listener);
+}
+
+Subscription Listen(std::string_view key, std::function<void(std::string_view, const std::any&)> function) {
+  if (!function) fatal("Listen: the function is empty");
+  const std::type_info& type = function.target_type();
+  const auto listener = std::make_shared<FunctionListener>(std::move(function));
+  std::string name(key);
+  Broadcaster::shared().add(name, listener, type);
+  return Subscription([name = std::move(name), listener] {
+    listener->end();
+    RemoveListener(name, listener);
+  });
 }
 
 void Broadcast(const std::string& key, const std::any& object, bool async) {

@@ -1,11 +1,15 @@
 #pragma once
 
 #include <any>
+#include <concepts>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "corvane/infra/Subscription.h"
 #include "corvane/platform/Export.h"
 
 namespace corvane {
@@ -24,7 +28,14 @@ class CORVANE_API Listener {
 };
 
 /// Process-wide publish and subscribe by key: whoever listens to a key gets what anyone broadcasts under it, in the
-/// order of registration.
+/// order of registration. A function listens as long as its handle lives:
+///
+///     const auto handle = corvane::Listen("level", [](std::string_view, const std::any& object) {
+///       if (const auto* level = std::any_cast<double>(&object)) show(*level);
+///     });
+///     corvane::Broadcast("level", 0.5);                 // shown when this returns
+///
+/// An object listens until it is removed:
 ///
 ///     class Meter : public corvane::Listener {
 ///       void onBroadcast(const std::string&, const std::any& object) override {
@@ -33,8 +44,7 @@ class CORVANE_API Listener {
 ///     };
 ///     const auto meter = std::make_shared<Meter>();
 ///     corvane::AddListener("level", meter);
-///     corvane::Broadcast("level", 0.5);                 // meter has shown it when this returns
-///     corvane::Broadcast("level", 0.5, true);           // it will, on the broadcaster's queue
+///     corvane::Broadcast("level", 0.5, true);           // shown later, on the broadcaster's queue
 ///     corvane::RemoveListener("level", meter);
 ///
 /// Every function: any thread.
@@ -63,16 +73,27 @@ CORVANE_API void RemoveListener(const std::string& key, const std::shared_ptr<Li
 /// RemoveListener() for each key, in order.
 CORVANE_API void RemoveListeners(const std::vector<std::string>& keys, const std::shared_ptr<Listener>& listener);
 
+/// Registers a function for a key, behind the listeners that are there, for as long as the handle lives. Once the
+/// handle has gone, no call of the function begins, not even for a queued broadcast; a call that is in progress on the
+/// queue may still be finishing. Dropping the handle counts as RemoveListener(): fatal inside a synchronous delivery.
+/// Fatal: an empty function.
+[[nodiscard]] CORVANE_API Subscription
+Listen(std::string_view key, std::function<void(std::string_view key, const std::any& object)> function);
+
 /// Calls every listener of the key, in the order of registration; returns at once if there is none. Synchronously, on
 /// this thread, they have all been called when it returns. Asynchronously they are called later, with a copy of
 /// `object`, on one queue for all keys and one after the other: a slow listener delays all others. Asynchronous
 /// broadcasts of a thread are delivered in the order in which it made them.
 CORVANE_API void Broadcast(const std::string& key, const std::any& object = {}, bool async = false);
 
+/// A lone true or false would be the value, though it reads like the mode: say Broadcast(key, {}, true) or
+/// Broadcast(key, true, false).
+void Broadcast(const std::string& key, std::same_as<bool> auto) = delete;
+
 /// What the broadcaster knows of one registration.
 struct broadcaster_stats {
   std::string key;
-  std::string listener;      ///< the listener's class, as the compiler names it: "app::Meter"
+  std::string listener;      ///< the class of the listener or function, as the compiler names it: "app::Meter"
   std::int64_t count = 0;    ///< deliveries made
   std::int64_t elapsed = 0;  ///< time spent in them, in microseconds, each cut to whole ones
 };
