@@ -18,7 +18,7 @@ void corvaneAsync(benchmark::State& state) {
 void corvaneDqueue(benchmark::State& state) {
   corvane::DispatchQueueSerial queue("bench", corvane::QoS::DEFAULT);
   corvane::SerialQueue& dqueue = queue.dqueue();
-  bench::throughput(state, [&](bench::Countdown& countdown) { dqueue.async([&countdown] { countdown.run(); }); });
+  bench::throughput(state, [&](bench::Countdown& countdown) { (void)dqueue.async([&countdown] { countdown.run(); }); });
 }
 
 void corvaneSync(benchmark::State& state) {

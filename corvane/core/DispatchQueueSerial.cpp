@@ -1,5 +1,8 @@
 #include "corvane/core/DispatchQueueSerial.h"
 
+#include <time.h>
+
+#include "corvane/core/Log.h"
 #include "corvane/core/fatal.h"
 #include "corvane/platform/Platform.h"
 
@@ -18,9 +21,25 @@ SerialQueue& DispatchQueueSerial::dqueue() {
   return *m_dispatch;
 }
 
-void DispatchQueueSerial::async(std::function<void()> work) {
-  MutexLock lock(m_mutex);
-  dqueue().async(std::move(work));
+bool DispatchQueueSerial::async(std::function<void()> work) {
+  {
+    MutexLock lock(m_mutex);
+    if (dqueue().async(std::move(work))) return true;
+  }
+  logRefusal();
+  return false;
+}
+
+void DispatchQueueSerial::insist(std::function<void()> work) {
+  if (dqueue().async(std::move(work))) return;
+  logRefusal();
+  constexpr timespec PAUSE{0, 10'000'000};
+  do nanosleep(&PAUSE, nullptr);
+  while (!dqueue().async(std::move(work)));
+}
+
+void DispatchQueueSerial::logRefusal() const {
+  logNotice("The system refuses a thread for the queue " + m_label);
 }
 
 }  // namespace corvane

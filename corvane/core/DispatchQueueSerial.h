@@ -31,17 +31,22 @@ class CORVANE_API DispatchQueueSerial {
   /// The platform's queue underneath: submitting there takes no lock of this object. Fatal if there is none.
   SerialQueue& dqueue();
 
-  /// Runs `work` on the queue and returns when it has run.
+  /// Runs `work` on the queue and returns when it has run. As long as the system refuses a thread for it, this waits
+  /// and tries again, after one line in the log.
   template <class Work>
   void sync(Work&& work) {
     MutexLock lock(m_mutex);
-    submitAndWait([this](std::function<void()> item) { dqueue().async(std::move(item)); }, work);
+    submitAndWait([this](std::function<void()> item) { insist(std::move(item)); }, work);
   }
 
-  /// Queues `work` and returns.
-  void async(std::function<void()> work);
+  /// Queues `work` and returns. False, after one line in the log, if the queue has no thread and the system refuses
+  /// another one: then `work` never runs.
+  bool async(std::function<void()> work);
 
  private:
+  void insist(std::function<void()> work);
+  void logRefusal() const;
+
   std::unique_ptr<SerialQueue> m_dispatch;
   std::string m_label;
   Mutex m_mutex;

@@ -20,8 +20,11 @@ class SerialQueue {
  public:
   virtual ~SerialQueue() = default;
 
-  /// Queues work. Any thread. Work must not throw: an exception that leaves it ends the process.
-  virtual void async(std::function<void()> work) = 0;
+  /// Queues work. False if the queue has no thread and the system refuses another one: then `work` stays untouched and
+  /// does not run. Any thread. Work must not throw: an exception that leaves it ends the process.
+  ///
+  /// A caller that must not begin something without a thread for the rest queues the rest first, and lets it wait.
+  [[nodiscard]] virtual bool async(std::function<void()>&& work) = 0;
 };
 
 /// Makes serial queues. A queue without work owns no thread; one whose work blocks keeps no other from running.

@@ -131,10 +131,11 @@ std::shared_ptr<Task> Execute::async(const std::string& path, const Arguments& a
                     .terminationHandler = [output, completion = std::move(completion)](Task& self) {
                       if (completion) completion(decoded(self.executable(), std::move(*output)));
                     }});
-  platform().serialQueues().make("org.corvane.execute", qos)->async([task] {
+  const bool queued = platform().serialQueues().make("org.corvane.execute", qos)->async([task] {
     if (const auto result = task->run(); !result)
       logNotice("Execute.async exception: " + task->executable() + ": " + result.error().description);
   });
+  if (!queued) logNotice("Execute.async exception: " + path + ": the system refuses a thread");
   return task;
 }
 

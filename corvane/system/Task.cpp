@@ -183,8 +183,9 @@ class Task::Input : public std::enable_shared_from_this<Input> {
     m_pending.append(bytes);
     if (std::exchange(m_draining, true)) return true;
     if (!m_queue) m_queue = platform().serialQueues().make("org.corvane.task.input", QoS::DEFAULT);
-    m_queue->async([self = shared_from_this()] { self->drain(); });
-    return true;
+    if (m_queue->async([self = shared_from_this()] { self->drain(); })) return true;
+    m_draining = false;
+    return fail();
   }
 
   void drain() {
@@ -234,7 +235,8 @@ Task::~Task() = default;
 Result<void> Task::launch() {
   auto run = begin();
   if (!run) return tl::unexpected(run.error());
-  m_queue->async([self = shared_from_this(), run = std::move(*run)] { self->follow(*run); });
+  if (!m_queue->async([self = shared_from_this(), run = std::move(*run)] { self->follow(*run); }))
+    fatal("Task: the system refuses a thread to follow a child");
   return {};
 }
 

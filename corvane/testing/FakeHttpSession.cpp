@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "corvane/platform/Platform.h"
-
 namespace corvane {
 
 class FakeHttpSession::Task : public HttpTask {
@@ -15,7 +13,7 @@ class FakeHttpSession::Task : public HttpTask {
     MutexLock lock(m_state->mutex);
     m_state->cancelled.push_back(m_url);
     if (!m_silent) return;
-    m_state->queue->async(
+    m_state->queue.async(
         [completion = std::exchange(m_silent, nullptr)] { completion(failure("fake", 1, "cancelled")); });
   }
 
@@ -25,10 +23,6 @@ class FakeHttpSession::Task : public HttpTask {
   Completion m_silent;  // of a request that has no answer
 };
 
-FakeHttpSession::FakeHttpSession() {
-  m_state->queue = platform().serialQueues().make("fake.http", QoS::DEFAULT);
-}
-
 Result<std::shared_ptr<HttpTask>> FakeHttpSession::start(HttpRequest request, Completion completion) {
   MutexLock lock(m_state->mutex);
   m_state->requests.push_back(request);
@@ -36,7 +30,7 @@ Result<std::shared_ptr<HttpTask>> FakeHttpSession::start(HttpRequest request, Co
   const auto found = replies.find(request.url);
   auto reply =
       found == replies.end() ? failure("fake", 1, "Nothing for " + request.url) : Result<HttpReply>(found->second);
-  m_state->queue->async([completion = std::move(completion), reply = std::move(reply)] { completion(reply); });
+  m_state->queue.async([completion = std::move(completion), reply = std::move(reply)] { completion(reply); });
   return std::make_shared<Task>(m_state, request.url, nullptr);
 }
 

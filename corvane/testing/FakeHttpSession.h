@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "corvane/core/DispatchQueueSerial.h"
 #include "corvane/core/Mutex.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/HttpSession.h"
-#include "corvane/platform/SerialQueues.h"
 
 namespace corvane {
 
@@ -19,7 +19,6 @@ class CORVANE_API FakeHttpSession : public HttpSession {
   std::map<std::string, HttpReply> replies;  ///< URL → answer; any other URL fails
   std::set<std::string> silent;              ///< URLs that get no answer until their request is cancelled
 
-  FakeHttpSession();
   Result<std::shared_ptr<HttpTask>> start(HttpRequest request, Completion completion) override;
 
   std::vector<HttpRequest> requests() const;   ///< that were started, in order
@@ -31,7 +30,7 @@ class CORVANE_API FakeHttpSession : public HttpSession {
     Mutex mutex;
     std::vector<HttpRequest> requests CORVANE_GUARDED_BY(mutex);
     std::vector<std::string> cancelled CORVANE_GUARDED_BY(mutex);
-    std::unique_ptr<SerialQueue> queue;
+    DispatchQueueSerial queue{"fake.http", QoS::DEFAULT};
   };
   const std::shared_ptr<State> m_state = std::make_shared<State>();
 };

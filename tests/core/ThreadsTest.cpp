@@ -149,6 +149,30 @@ TEST(SerialQueue, QueuedWorkOutlivesTheQueueAndItsCapturesDieAfterIt) {
   ended.wait();
 }
 
+void setStackSize(std::size_t bytes) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, bytes);
+  pthread_setattr_default_np(&attributes);
+}
+
+TEST(SerialQueue, ARefusedThreadIsReportedOrWaitedFor) {
+  DispatchQueueSerial queue("refused", QoS::DEFAULT);
+  std::latch refused(1);
+  std::thread relief([&] {
+    refused.wait();
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    setStackSize(1 << 20);
+  });
+  int ran = 0;
+  setStackSize(std::size_t{1} << 47);  // more than there are addresses
+  EXPECT_FALSE(queue.async([&] { ran += 10; }));
+  refused.count_down();
+  queue.sync([&] { ++ran; });
+  EXPECT_EQ(ran, 1);
+  relief.join();
+}
+
 TEST(MainQueue, WorkPostedFromThreadsRunsThereInOrder) {
   ASSERT_TRUE(IsMainQueue()) << "the first thread, while nobody runs the loop";
   std::string order;

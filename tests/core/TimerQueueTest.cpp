@@ -139,7 +139,10 @@ TEST_F(TimerQueueTest, StopWaitsForTheActionInProgress) {
 struct HeldQueues : SerialQueues {
   struct Queue : SerialQueue {
     explicit Queue(std::vector<std::function<void()>>& held) : m_held(held) {}
-    void async(std::function<void()> work) override { m_held.push_back(std::move(work)); }
+    bool async(std::function<void()>&& work) override {
+      m_held.push_back(std::move(work));
+      return true;
+    }
     std::vector<std::function<void()>>& m_held;
   };
   std::unique_ptr<SerialQueue> make(std::string, QoS) override { return std::make_unique<Queue>(held); }

@@ -259,18 +259,20 @@ class LinuxRunningApplications : public RunningApplications {
     const char* const display = std::getenv("DISPLAY");
     auto promise = std::make_shared<std::promise<Result<T>>>();
     auto answer = promise->get_future();
-    m_queue->async([shared = m_shared, display = std::string(display ? display : ""), end = start + LIMIT,
-                    promise = std::move(promise), question = std::move(question), late] {
-      const auto now = steady_clock::now();
-      if (now >= end) return promise->set_value(late());
-      shared->busySince = now.time_since_epoch();
-      {
-        const WithoutSigpipe guard;  // for a server that is gone
-        shared->session.use(display);
-        promise->set_value(question(shared->session, end));
-      }
-      shared->busySince = NOT_BUSY;
-    });
+    const bool asked =
+        m_queue->async([shared = m_shared, display = std::string(display ? display : ""), end = start + LIMIT,
+                        promise = std::move(promise), question = std::move(question), late] {
+          const auto now = steady_clock::now();
+          if (now >= end) return promise->set_value(late());
+          shared->busySince = now.time_since_epoch();
+          {
+            const WithoutSigpipe guard;  // for a server that is gone
+            shared->session.use(display);
+            promise->set_value(question(shared->session, end));
+          }
+          shared->busySince = NOT_BUSY;
+        });
+    if (!asked) return failure("applications", EAGAIN, "The system refuses a thread to ask the desktop");
     if (answer.wait_until(start + LIMIT) != std::future_status::ready) return late();
     return answer.get();
   }

@@ -7,12 +7,12 @@
 
 #include <algorithm>
 #include <array>
-#include <deque>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "corvane/core/Mutex.h"
+#include "corvane/core/Thread.h"
 #include "corvane/core/fatal.h"
 
 namespace corvane {
@@ -58,63 +58,43 @@ void drain(Queue& queue) {
   }
 }
 
+// A thread that runs one queue after the other. Here it waits for the next one.
+struct Worker {
+  Mutex mutex;
+  QueuePtr queue CORVANE_GUARDED_BY(mutex);
+
+  void hand(QueuePtr next) {
+    MutexLock lock(mutex);
+    queue = std::move(next);
+    mutex.broadcast();
+  }
+};
+
 // Threads of one niceness, shared by all queues of that urgency. There are as many as queues with work at the same
 // time, so a queue whose work blocks keeps no other from running.
 class Pool {
  public:
   explicit Pool(int niceness) : m_niceness(niceness) {}
 
-  // Finds a worker for a queue that has become active: the one that went idle last, else a new one.
-  void activate(QueuePtr queue) {
+  // A worker that waits to be handed a queue: the one that went idle last, else a new one; null if the system refuses.
+  Worker* claim() {
     MutexLock lock(m_mutex);
     if (!m_idle.empty()) {
-      Idle& idle = *m_idle.back();
+      Worker* const worker = m_idle.back();
       m_idle.pop_back();
-      lock.unlock();
-      MutexLock idleLock(idle.mutex);
-      idle.queue = std::move(queue);
-      idle.mutex.broadcast();
-      return;
+      return worker;
     }
-    auto start = std::make_unique<Start>(*this, queue);
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    pthread_t thread{};
-    if (pthread_create(&thread, &attributes, enter, start.get()) == 0) {
-      start.release();
-      ++m_threads;
-    } else if (m_threads > 0) {
-      m_ready.push_back(std::move(queue));  // for a worker that becomes free
-    } else {
-      fatal("DispatchQueueSerial: the system refuses to create a thread");
-    }
-    pthread_attr_destroy(&attributes);
+    lock.unlock();
+    auto worker = std::make_unique<Worker>();
+    return startDetached([this, made = worker.get()] { serve(std::unique_ptr<Worker>(made)); }) ? worker.release()
+                                                                                                : nullptr;
   }
 
  private:
-  struct Start {
-    Pool& pool;
-    QueuePtr queue;
-  };
-
-  // Where a worker waits for its next queue.
-  struct Idle {
-    Mutex mutex;
-    QueuePtr queue CORVANE_GUARDED_BY(mutex);
-  };
-
-  static void* enter(void* argument) {
-    const std::unique_ptr<Start> start(static_cast<Start*>(argument));
-    start->pool.serve(std::move(start->queue));
-    return nullptr;
-  }
-
-  void serve(QueuePtr queue) {
+  void serve(std::unique_ptr<Worker> worker) {
     if (m_niceness != 0) setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), m_niceness);
-    Idle idle;
     std::string name;
-    for (; queue; queue = next(idle)) {
+    for (QueuePtr queue = await(*worker, COND_WAIT_FOREVER); queue; queue = next(*worker)) {
       if (name != queue->name) {
         name = queue->name;
         pthread_setname_np(pthread_self(), name.c_str());
@@ -124,36 +104,29 @@ class Pool {
   }
 
   // The next queue for a worker that is free; null if none came for a while and the worker ends.
-  QueuePtr next(Idle& idle) {
+  QueuePtr next(Worker& worker) {
     {
       MutexLock lock(m_mutex);
-      if (!m_ready.empty()) {
-        QueuePtr queue = std::move(m_ready.front());
-        m_ready.pop_front();
-        return queue;
-      }
-      m_idle.push_back(&idle);
+      m_idle.push_back(&worker);
     }
-    std::int64_t limit = IDLE_USEC;
-    for (;;) {
-      MutexLock idleLock(idle.mutex);
-      if (idle.queue) return std::exchange(idle.queue, nullptr);
-      if (!idle.mutex.wait(limit) || idle.queue) continue;
-      idleLock.unlock();
+    if (QueuePtr queue = await(worker, IDLE_USEC)) return queue;
+    {
       MutexLock lock(m_mutex);
-      if (std::erase(m_idle, &idle) > 0) {
-        --m_threads;
-        return nullptr;
-      }
-      limit = COND_WAIT_FOREVER;  // taken from the list meanwhile: the queue is on its way
+      if (std::erase(m_idle, &worker) > 0) return nullptr;
     }
+    return await(worker, COND_WAIT_FOREVER);  // claimed meanwhile: the queue is on its way
+  }
+
+  // The queue that the worker is handed; null if the time is over before.
+  static QueuePtr await(Worker& worker, std::int64_t usec) {
+    MutexLock lock(worker.mutex);
+    for (bool late = false; !worker.queue && !late;) late = worker.mutex.wait(usec);
+    return std::exchange(worker.queue, nullptr);
   }
 
   const int m_niceness;
   Mutex m_mutex;
-  std::vector<Idle*> m_idle CORVANE_GUARDED_BY(m_mutex);
-  std::deque<QueuePtr> m_ready CORVANE_GUARDED_BY(m_mutex);  // active queues for which there was no thread
-  std::size_t m_threads CORVANE_GUARDED_BY(m_mutex) = 0;
+  std::vector<Worker*> m_idle CORVANE_GUARDED_BY(m_mutex);
 };
 
 // Never destroyed: workers may run while the process exits.
@@ -166,13 +139,19 @@ class PooledQueue : public SerialQueue {
  public:
   PooledQueue(std::string_view label, QoS qos) : m_queue(std::make_shared<Queue>(label)), m_pool(poolFor(qos)) {}
 
-  void async(Work work) override {
-    {
-      MutexLock lock(m_queue->mutex);
-      m_queue->work.push_back(std::move(work));
-      if (std::exchange(m_queue->active, true)) return;
+  bool async(Work&& work) override {
+    MutexLock lock(m_queue->mutex);
+    Worker* worker = nullptr;
+    if (!m_queue->active) {
+      // With the lock held: what others queue meanwhile is to share the worker or the refusal.
+      worker = m_pool.claim();
+      if (!worker) return false;
+      m_queue->active = true;
     }
-    m_pool.activate(m_queue);
+    m_queue->work.push_back(std::move(work));
+    lock.unlock();
+    if (worker) worker->hand(m_queue);
+    return true;
   }
 
  private:

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <functional>
+#include <optional>
+
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// Starts a detached thread that runs `body`, which must not throw; the one place where the library makes such threads.
+/// std::nullopt if the system refuses another thread: then `body` has been dropped without a run. Any thread.
+CORVANE_API std::optional<pthread_t> startDetached(std::function<void()> body);
+
+}  // namespace corvane
