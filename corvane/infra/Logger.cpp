@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
@@ -61,36 +62,48 @@ class Logger::File {
  public:
   static std::unique_ptr<File> open(const std::string& path) {
     // Not blocking: should a pipe stand in the log's place, nobody waits for its reader.
-    const int descriptor = ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
-    return descriptor < 0 ? nullptr : std::unique_ptr<File>(new File(descriptor));
+    FileDescriptor descriptor(uninterrupted(
+        [&path] { return ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666); }));
+    return descriptor.get() < 0 ? nullptr : std::unique_ptr<File>(new File(std::move(descriptor)));
   }
-
-  ~File() { ::close(m_descriptor); }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
 
   // False if there was no room for it.
   bool append(std::string_view line) {
-    ssize_t written = 0;
-    do written = write(m_descriptor, line.data(), line.size());
-    while (written < 0 && errno == EINTR);
+    const ssize_t written = uninterrupted([&] { return write(m_descriptor.get(), line.data(), line.size()); });
     if (written == static_cast<ssize_t>(line.size())) return true;
     if (written <= 0) return false;
     // The disk filled in the middle of the line. Take the piece away again, unless somebody has written behind it.
-    const off_t end = lseek(m_descriptor, 0, SEEK_CUR);
+    const off_t end = lseek(m_descriptor.get(), 0, SEEK_CUR);
     if (end >= written && end == size()) [[maybe_unused]]
-      const int code = ftruncate(m_descriptor, end - written);
+      const int code = ftruncate(m_descriptor.get(), end - written);
     return false;
   }
 
   // By seeking, not by fstat: a look at a file's times makes the next write to it several times slower on Linux.
-  std::int64_t size() const { return lseek(m_descriptor, 0, SEEK_END); }
+  std::int64_t size() const { return lseek(m_descriptor.get(), 0, SEEK_END); }
 
-  void sync() { fsync(m_descriptor); }
+  // Keeps other processes from rotating the file until it is closed; false if one of them is at it. A file system
+  // without locks must not let the log grow for ever.
+  bool claim() {
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    return fcntl(m_descriptor.get(), F_SETLK, &whole) == 0 || (errno != EAGAIN && errno != EACCES);
+  }
+
+  // Whether a path leads to this file, as that of the log does until some process has rotated it.
+  bool isAt(const std::string& path) const {
+    struct stat own {};
+    struct stat named {};
+    return fstat(m_descriptor.get(), &own) == 0 && stat(path.c_str(), &named) == 0 && own.st_dev == named.st_dev &&
+           own.st_ino == named.st_ino;
+  }
+
+  void sync() { fsync(m_descriptor.get()); }
 
  private:
-  explicit File(int descriptor) : m_descriptor(descriptor) {}
-  const int m_descriptor;
+  explicit File(FileDescriptor descriptor) : m_descriptor(std::move(descriptor)) {}
+  const FileDescriptor m_descriptor;
 };
 
 std::shared_ptr<Logger> Logger::instance() {
@@ -174,13 +187,21 @@ void Logger::openLog() {
 }
 
 void Logger::rotate() {
+  if (!m_file->claim()) return;  // the next line looks again
   const auto log = path();
-  if (!log) return;
-  const auto archive = [&log](std::int64_t number) { return *log + "." + std::to_string(number); };
-  unlink(archive(MAX_LOGS).c_str());
-  for (std::int64_t number = MAX_LOGS; number > 0; --number)
-    ::rename(archive(number - 1).c_str(), archive(number).c_str());
-  ::rename(log->c_str(), archive(0).c_str());
+  if (log && !m_file->isAt(*log)) {
+    m_file = File::open(*log);
+    return;
+  }
+  if (log) {
+    const auto archive = [&log](std::int64_t number) { return *log + "." + std::to_string(number); };
+    unlink(archive(MAX_LOGS).c_str());
+    for (std::int64_t number = MAX_LOGS; number > 0; --number)
+      ::rename(archive(number - 1).c_str(), archive(number).c_str());
+    ::rename(log->c_str(), archive(0).c_str());
+    systemLog("The log is full, has become " + archive(0) + " and ends here until the next start");
+  }
+  m_file.reset();
 }
 
 void Logger::writeLine(std::string_view message) {
@@ -193,9 +214,7 @@ void Logger::writeLine(std::string_view message) {
   line.append(Timeval().timestamp()).append(1, ' ').append(std::to_string(getpid())).append(1, ' ');
   line.append(m_identifier).append(1, ' ').append(message).append(1, '\n');
   if (m_file->append(line)) ++m_lines;
-  if (m_file->size() <= MAX_LOG_SIZE) return;
-  m_file.reset();
-  rotate();
+  if (m_file->size() > MAX_LOG_SIZE) rotate();
 }
 
 }  // namespace corvane

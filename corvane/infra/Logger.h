@@ -51,9 +51,10 @@ class CORVANE_API Logger {
   /// Writes one line; white space and line breaks around the message are dropped, and an empty message is not written.
   /// Line breaks inside stay. Fatal if the main bundle has no identifier.
   ///
-  /// The line that makes the file larger than MAX_LOG_SIZE is the last one: the file then becomes the archive
-  /// NAME.log.0, older archives move up by one to at most NAME.log.10, and the process writes no more until it is
-  /// started again.
+  /// The line that makes the file larger than MAX_LOG_SIZE is the last one of this process: the file then becomes the
+  /// archive NAME.log.0, older archives move up by one to at most NAME.log.10, the end is reported on standard error,
+  /// and the process writes no more until it is started again. Other processes that have the file open notice with
+  /// their next line, which is the last one in the archive, and go on in a new file.
   void log(std::string_view message);
 
   /// Writes "Logging ends for: " and the bundle's name, syncs and closes the file; again does nothing. Later lines are
@@ -66,11 +67,11 @@ class CORVANE_API Logger {
   /// Shows the log folder in the file browser, likewise.
   static void showInFinder();
 
-  /// Path of the log file, whether or not it could be opened; none if there is no folder for it.
+  /// Path of the log file, whether or not it could be opened; std::nullopt if there is no folder for it.
   std::optional<std::string> path() const;
 
   /// Path of the log file of the application with an identifier, whether or not it has one; nothing is created. Its
-  /// archives bear the same name with a dot and their number behind it. None if there is no folder for it.
+  /// archives bear the same name with a dot and their number behind it. std::nullopt if there is no folder for it.
   static std::optional<std::string> path(const std::string& identifier);
 
   /// Lines that this object has written, the first and the last one included; those that were dropped are not.

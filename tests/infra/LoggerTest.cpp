@@ -65,7 +65,10 @@ TEST_F(LoggerTest, TheLineThatPassesTheLimitIsTheLast) {
   const auto columns = fs::file_size(live) - begin - 1;
   log.log(std::string(100'000 - fs::file_size(live) - columns, 'y'));
   EXPECT_EQ(fs::file_size(live), 100'000U) << "exactly the limit is not above it";
-  for (const char* message : {"last", "dropped"}) log.log(message);
+  EXPECT_THAT(standardErrorOf([&] {
+                for (const char* message : {"last", "dropped"}) log.log(message);
+              }),
+              EndsWith(": The log is full, has become " + archive(0) + " and ends here until the next start\n"));
   log.close();
   EXPECT_EQ(loggedMessages(archive(0)).back(), "> last");
   for (int number = 1; number <= 10; ++number) EXPECT_EQ(contentOf(archive(number)), std::to_string(number - 1));
@@ -92,21 +95,29 @@ TEST_F(LoggerTest, ManyThreadsAndARotationCutNoLine) {
   EXPECT_EQ(fs::file_size(live + ".0") / 100, 1000U);
 }
 
-TEST_F(LoggerTest, TwoProcessesMixNoLines) {
-  const auto writeMany = [](const std::string& who) {
-    Logger log;
-    for (int i = 0; i < 300; ++i) log.log(who + std::string(80, '.') + who);
+TEST_F(LoggerTest, ProcessesMixNoLinesAndEachRotatesOneFile) {
+  constexpr int PROCESSES = 4;
+  Logger log;
+  const auto writeMuch = [] {
+    Logger own;
+    const std::string who = std::to_string(getpid());
+    for (int i = 0; i < 1000 * (PROCESSES + 1); ++i) own.log(who + std::string(80, '.') + who);
+    _exit(0);
   };
-  const pid_t child = fork();
-  writeMany(child == 0 ? "child" : "parent");
-  if (child == 0) _exit(0);
-  ASSERT_EQ(waitpid(child, nullptr, 0), child);
-  std::map<std::string, int> counts;
-  for (const std::string& message : loggedMessages(live)) ++counts[message];
-  const std::string dots(80, '.');
-  EXPECT_EQ(counts, (std::map<std::string, int>{{"> Logging begins for: The App", 2},
-                                                {"> child" + dots + "child", 300},
-                                                {"> parent" + dots + "parent", 300}}));
+  std::vector<pid_t> children(PROCESSES);
+  for (pid_t& child : children)
+    if ((child = fork()) == 0) writeMuch();
+  for (const pid_t child : children) ASSERT_EQ(waitpid(child, nullptr, 0), child);
+  for (const char* message : {"too late", "in time"}) log.log(message);
+  EXPECT_THAT(namesIn(folder), ElementsAre("App.log", "App.log.0", "App.log.1", "App.log.2", "App.log.3"));
+  EXPECT_THAT(loggedMessages(live), ElementsAre("> in time"));
+  EXPECT_EQ(loggedMessages(live + ".3").back(), "> too late") << "the file that was open when it was written";
+  for (int number = 0; number < PROCESSES; ++number) {
+    const std::string archive = live + "." + std::to_string(number);
+    EXPECT_GT(fs::file_size(archive), 100'000U);
+    EXPECT_THAT(loggedMessages(archive),
+                Each(AnyOf(MatchesRegex("> ([0-9]+)\\.{80}[0-9]+"), "> Logging begins for: The App", "> too late")));
+  }
 }
 
 TEST_F(LoggerTest, AFullDiskDropsWholeLinesAndLaterOnesAreWritten) {
@@ -150,12 +161,11 @@ TEST_F(LoggerTest, AFolderOrFileThatCannotBeHadDropsLinesQuietly) {
   EXPECT_THAT(complaint(), HasSubstr("findLogPath: There are no folders"));
 }
 
-TEST_F(LoggerTest, AFolderDeletedMeanwhileIsNoMatter) {
+TEST_F(LoggerTest, AFolderDeletedMeanwhileIsMadeAgain) {
   Logger log;
   fs::remove_all(folder);
-  for (int i = 0; i < 200; ++i) log.log(std::string(1'000, 'x'));
-  log.close();
-  EXPECT_THAT(namesIn(folder), IsEmpty()) << "a rotation looks for the folder again, and finds nothing to move";
+  for (int i = 0; i < 150; ++i) log.log(std::string(1'000, 'x'));
+  EXPECT_THAT(namesIn(folder), ElementsAre("App.log"));
 }
 
 TEST_F(LoggerTest, ThePlatformOpensAndRevealsTheLog) {
