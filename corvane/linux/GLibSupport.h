@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "corvane/linux/Deadline.h"
 #include "corvane/platform/Result.h"
 
 /// Owning pointers and small helpers over GLib, for the Linux backend only.
@@ -16,7 +17,11 @@ struct Release {
   void operator()(GVariant* variant) const { g_variant_unref(variant); }
   void operator()(GMainContext* context) const { g_main_context_unref(context); }
   void operator()(GSource* source) const { g_source_unref(source); }
+  void operator()(GKeyFile* file) const { g_key_file_unref(file); }
+  void operator()(GSettingsSchema* schema) const { g_settings_schema_unref(schema); }
+  void operator()(GError* error) const { g_error_free(error); }
   void operator()(gchar* text) const { g_free(text); }
+  void operator()(gchar** texts) const { g_strfreev(texts); }
   template <class Object>
   void operator()(Object* object) const {
     g_object_unref(object);
@@ -26,27 +31,25 @@ struct Release {
 template <class T>
 using Ptr = std::unique_ptr<T, Release>;
 
-/// Turns a GError into an Error with a text in front, and frees it.
+/// Turns a GError into an Error with a text in front, and frees it. The domain of an error that a peer on a bus
+/// answered with is its D-Bus name, "org.freedesktop.DBus.Error.ServiceUnknown". See timedOut() for a limit that was
+/// exceeded.
 inline tl::unexpected<Error> takeError(GError* error, const std::string& prefix = {}) {
   if (!error) return failure("gio", 0, prefix + "unknown error");
-  if (g_dbus_error_is_remote_error(error)) g_dbus_error_strip_remote_error(error);
-  auto result = failure(g_quark_to_string(error->domain), error->code, prefix + error->message);
-  g_error_free(error);
-  return result;
+  const Ptr<GError> owner(error);
+  if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT)) return timedOut(prefix);
+  if (!g_dbus_error_is_remote_error(error))
+    return failure(g_quark_to_string(error->domain), error->code, prefix + error->message);
+  const Ptr<gchar> name(g_dbus_error_get_remote_error(error));
+  g_dbus_error_strip_remote_error(error);
+  return failure(name.get(), 0, prefix + error->message);
 }
 
-/// A connection of the caller's own to a bus, found as the environment says now; its end does not end the process.
-inline Result<Ptr<GDBusConnection>> privateBus(GBusType type) {
-  GError* error = nullptr;
-  const Ptr<gchar> address(g_dbus_address_get_for_bus_sync(type, nullptr, &error));
-  if (!address) return takeError(error, "No bus: ");
-  Ptr<GDBusConnection> connection(g_dbus_connection_new_for_address_sync(
-      address.get(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, nullptr, &error));
-  if (!connection) return takeError(error, type == G_BUS_TYPE_SYSTEM ? "No system bus: " : "No session bus: ");
-  return connection;
+/// A file of groups of keys, as desktop entries and icon themes are; null if it cannot be read.
+inline Ptr<GKeyFile> readKeyFile(const std::string& path, GKeyFileFlags flags = G_KEY_FILE_NONE) {
+  Ptr<GKeyFile> file(g_key_file_new());
+  if (!g_key_file_load_from_file(file.get(), path.c_str(), flags, nullptr)) return nullptr;
+  return file;
 }
 
 /// Attaches a source that calls `work` (once for an idle source) to a context. `work` is destroyed with the source.
@@ -79,5 +82,51 @@ inline void invoke(GMainContext* context, std::function<void()> work) {
 inline Ptr<GSource> timeout(GMainContext* context, guint msec, std::function<void()> work) {
   return attach(context, g_timeout_source_new(msec), std::move(work));
 }
+
+/// Makes asynchronous GIO calls, one after the other, and waits for each; when the deadline is over they are cancelled.
+/// They run on a context of their own, so that no main loop is needed, and none runs meanwhile.
+class Waiter {
+ public:
+  explicit Waiter(const Deadline& deadline) : m_context(g_main_context_new()), m_cancellable(g_cancellable_new()) {
+    g_main_context_push_thread_default(m_context.get());
+    m_limit = timeout(m_context.get(), static_cast<guint>(deadline.msec()),
+                      [this] { g_cancellable_cancel(m_cancellable.get()); });
+  }
+
+  ~Waiter() {
+    g_source_destroy(m_limit.get());
+    while (g_main_context_iteration(m_context.get(), FALSE)) {
+    }
+    g_main_context_pop_thread_default(m_context.get());
+  }
+
+  Waiter(const Waiter&) = delete;
+  Waiter& operator=(const Waiter&) = delete;
+
+  /// Calls `start(cancellable, callback, userData)` and waits for the callback.
+  template <class Start>
+  GAsyncResult* operator()(Start&& start) {
+    m_result.reset();
+    const GAsyncReadyCallback done = [](GObject*, GAsyncResult* result, gpointer self) {
+      static_cast<Waiter*>(self)->m_result.reset(G_ASYNC_RESULT(g_object_ref(result)));
+    };
+    start(m_cancellable.get(), done, this);
+    while (!m_result) g_main_context_iteration(m_context.get(), TRUE);
+    return m_result.get();
+  }
+
+  /// The Error of a failed call; frees the GError.
+  tl::unexpected<Error> failed(GError* error, const std::string& prefix) const {
+    if (!g_cancellable_is_cancelled(m_cancellable.get())) return takeError(error, prefix);
+    g_clear_error(&error);
+    return timedOut(prefix);
+  }
+
+ private:
+  const Ptr<GMainContext> m_context;
+  const Ptr<GCancellable> m_cancellable;
+  Ptr<GSource> m_limit;
+  Ptr<GAsyncResult> m_result;
+};
 
 }  // namespace corvane::glib

@@ -16,6 +16,7 @@ class Folders {
   virtual Result<std::string> home() = 0;                ///< the home folder
   virtual Result<std::string> library() = 0;             ///< $HOME/Library: logs and launch agents
   virtual Result<std::string> caches() = 0;              ///< files that may be deleted at any time
+  virtual Result<std::string> configuration() = 0;       ///< settings of the desktop and its applications
   virtual Result<std::string> applicationSupport() = 0;  ///< applications' own data
 };
 

@@ -16,6 +16,9 @@ Result<std::string> FakeFolders::library() {
 Result<std::string> FakeFolders::caches() {
   return below("/.cache");
 }
+Result<std::string> FakeFolders::configuration() {
+  return below("/.config");
+}
 Result<std::string> FakeFolders::applicationSupport() {
   return below("/.local/share");
 }

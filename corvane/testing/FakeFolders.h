@@ -14,6 +14,7 @@ class CORVANE_API FakeFolders : public Folders {
   Result<std::string> home() override;
   Result<std::string> library() override;
   Result<std::string> caches() override;
+  Result<std::string> configuration() override;
   Result<std::string> applicationSupport() override;
 
  private:

@@ -7,7 +7,7 @@
 
 #include "corvane/core/Log.h"
 #include "corvane/core/MasterTimer.h"
-#include "corvane/linux/GLibSupport.h"
+#include "corvane/linux/bus/Bus.h"
 #include "corvane/testing/FakePlatform.h"
 #include "tests/support/Child.h"
 #include "tests/support/PrivateBus.h"
@@ -61,12 +61,13 @@ class MockBus {
  private:
   glib::Ptr<GVariant> call(const char* name, const char* path, const char* interface, const char* method,
                            GVariant* arguments) {
-    return glib::Ptr<GVariant>(g_dbus_connection_call_sync(m_connection.get(), name, path, interface, method, arguments,
-                                                           nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr));
+    return glib::Ptr<GVariant>(g_dbus_connection_call_sync(m_connection->connection(), name, path, interface, method,
+                                                           arguments, nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
+                                                           nullptr));
   }
 
   PrivateBus m_bus;
-  glib::Ptr<GDBusConnection> m_connection = *glib::privateBus(G_BUS_TYPE_SESSION);
+  const std::unique_ptr<Bus> m_connection = Bus::connect(G_BUS_TYPE_SESSION, Deadline()).value();
 };
 
 struct SleepNotifyTest : testing::Test {
@@ -174,7 +175,7 @@ TEST_F(SleepNotifyTest, TheScreenSaverServiceTellsOfTheScreens) {
   const auto saver = bus.mock("gnome_screensaver", "org.gnome.ScreenSaver");
   SleepNotify notify(listener);
   ASSERT_TRUE(pumpUntil([&] { return !s_log.empty(); })) << "there is no login manager here";
-  EXPECT_TRUE(s_log[0].starts_with("SleepNotify: The login manager does not tell of sleep: ")) << s_log[0];
+  EXPECT_TRUE(s_log[0].starts_with("SleepNotify: The login manager does not report sleep: ")) << s_log[0];
   const auto emit = [&](bool active) {
     bus.emitBoolean("org.gnome.ScreenSaver", "/org/gnome/ScreenSaver", "org.gnome.ScreenSaver", "ActiveChanged",
                     active);
@@ -219,7 +220,7 @@ TEST_F(SleepNotifyTest, AMachineWithoutServicesGetsOneLineForEach) {
   SleepNotify notify(listener);
   ASSERT_TRUE(pumpUntil([&] { return s_log.size() == 2; }));
   EXPECT_TRUE(s_log[0].starts_with("SleepNotify: No system bus: ")) << s_log[0];
-  EXPECT_EQ(s_log[1], "SleepNotify: No service tells when the screens sleep");
+  EXPECT_EQ(s_log[1], "SleepNotify: No service reports when the screens sleep");
   pump();
   EXPECT_EQ(s_log.size(), 2U);
 }

@@ -1,32 +1,40 @@
 #include "corvane/platform/PowerEvents.h"
 
-#include <gio/gio.h>
-#include <gio/gunixfdlist.h>
 #include <glib-unix.h>
-#include <unistd.h>
+#include <pthread.h>
 
+#include <cstdlib>
 #include <map>
-#include <optional>
 #include <utility>
 
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/Mutex.h"
 #include "corvane/core/PThread.h"
 #include "corvane/linux/GLibSupport.h"
+#include "corvane/linux/bus/Bus.h"
 #include "corvane/linux/x11/ScreenSaverX11.h"
 
 namespace corvane {
 
 namespace {
 
-constexpr int CALL_LIMIT_MSEC = 5000;
-
 // The login manager waits 5 s for delay locks unless configured otherwise; handlers that take longer are not waited
 // for, so that its own limit never has to end the wait.
 constexpr guint HANDLER_LIMIT_MSEC = 4500;
 
+constexpr const char* LOGIN = "org.freedesktop.login1";
+constexpr const char* LOGIN_MANAGER = "org.freedesktop.login1.Manager";
+constexpr const char* MUTTER = "org.gnome.Mutter.DisplayConfig";
+constexpr const char* PROPERTIES = "org.freedesktop.DBus.Properties";
+
 using Listeners = std::function<void(std::string_view name)>;
 using Unavailable = std::function<void(const Error&)>;
+
+bool boolean(GVariant* arguments) {
+  gboolean value = FALSE;
+  g_variant_get(arguments, "(b)", &value);
+  return value != FALSE;
+}
 
 // Watches the login manager and the screens from a thread of its own with its own context, so that a slow bus never
 // holds up the main loop. Lives as long as somebody listens.
@@ -55,13 +63,10 @@ class Watch : public std::enable_shared_from_this<Watch> {
     if (!m_ended) watchScreens();
     while (!m_ended) g_main_context_iteration(m_context.get(), TRUE);
     release();
-    m_screens.reset();
     if (m_screenSource) g_source_destroy(m_screenSource.get());
-    for (auto& [connection, subscription] : m_subscriptions)
-      g_dbus_connection_signal_unsubscribe(connection.get(), subscription);
-    m_subscriptions.clear();
-    for (auto* connection : {&m_system, &m_session})
-      if (*connection) g_dbus_connection_close_sync(connection->get(), nullptr, nullptr);
+    m_screens.reset();
+    m_system.reset();
+    m_session.reset();
     while (g_main_context_iteration(m_context.get(), FALSE)) {
     }
     g_main_context_pop_thread_default(m_context.get());
@@ -85,38 +90,36 @@ class Watch : public std::enable_shared_from_this<Watch> {
   // --- The system's sleep, from logind.
 
   void watchLogin() {
-    auto bus = glib::privateBus(G_BUS_TYPE_SYSTEM);
+    const Deadline deadline;
+    auto bus = Bus::connect(G_BUS_TYPE_SYSTEM, deadline);
     if (!bus) return report(bus.error());
     m_system = std::move(*bus);
-    subscribe(m_system, "org.freedesktop.login1", "org.freedesktop.login1.Manager", "PrepareForSleep",
-              [this](GVariant* parameters) {
-                if (const auto asleep = onlyBoolean(parameters)) prepareForSleep(*asleep);
-              });
-    if (const auto held = inhibit(); !held) report(held.error());
+    m_system->subscribe({LOGIN, LOGIN_MANAGER, "PrepareForSleep", "(b)"},
+                        [this](GVariant* arguments) { prepareForSleep(boolean(arguments)); });
+    // The end of a sleep that a login manager has announced is nobody else's to announce.
+    m_system->watchName(LOGIN, [this](const std::string& owner) {
+      if (owner.empty()) prepareForSleep(false);
+    });
+    inhibit(deadline);
   }
 
   // Takes the delay lock: while it is held, logind waits for us between its signal and the sleep.
-  Result<void> inhibit() {
-    GError* error = nullptr;
-    GUnixFDList* descriptors = nullptr;
-    const glib::Ptr<GVariant> reply(g_dbus_connection_call_with_unix_fd_list_sync(
-        m_system.get(), "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
-        "Inhibit",
-        g_variant_new("(ssss)", "sleep", g_get_prgname() ? g_get_prgname() : "corvane", "Stops periodic tasks",
-                      "delay"),
-        G_VARIANT_TYPE("(h)"), G_DBUS_CALL_FLAGS_NONE, CALL_LIMIT_MSEC, nullptr, &descriptors, nullptr, &error));
-    if (!reply) return glib::takeError(error, "The login manager does not tell of sleep: ");
+  void inhibit(const Deadline& deadline) {
+    const auto reply = m_system->call({LOGIN, "/org/freedesktop/login1", LOGIN_MANAGER, "Inhibit", "(h)",
+                                       G_DBUS_CALL_FLAGS_NONE, "The login manager does not report sleep: "},
+                                      g_variant_new("(ssss)", "sleep", g_get_prgname() ? g_get_prgname() : "corvane",
+                                                    "Stops periodic tasks", "delay"),
+                                      deadline);
+    if (!reply) return report(reply.error());
     gint32 handle = -1;
-    g_variant_get(reply.get(), "(h)", &handle);
-    const glib::Ptr<GUnixFDList> list(descriptors);
-    m_lock = g_unix_fd_list_get(list.get(), handle, nullptr);
-    return {};
+    g_variant_get(reply->values.get(), "(h)", &handle);
+    m_lock = reply->descriptor(handle);
   }
 
   void release() {
     if (m_limit) g_source_destroy(m_limit.get());
     m_limit.reset();
-    if (m_lock >= 0) close(std::exchange(m_lock, -1));
+    m_lock = FileDescriptor();
   }
 
   void prepareForSleep(bool asleep) {
@@ -131,20 +134,21 @@ class Watch : public std::enable_shared_from_this<Watch> {
     ++m_sleeps;  // a handler that is still at it must not release the lock for the next sleep
     release();
     emit(DID_WAKE);
-    if (const auto held = inhibit(); !held) report(held.error());
+    inhibit(Deadline());
   }
 
-  // --- The screens, from the first source that answers.
+  // --- The screens, from the first source that answers. Asking must not start a service.
 
   void watchScreens() {
-    if (auto bus = glib::privateBus(G_BUS_TYPE_SESSION)) {
+    if (auto bus = Bus::connect(G_BUS_TYPE_SESSION, Deadline())) {
       m_session = std::move(*bus);
-      if (watchMutter()) return;
-      for (const char* name : {"org.gnome.ScreenSaver", "org.freedesktop.ScreenSaver"})
-        if (watchScreenSaver(name)) return;
+      if (watchMutter() || watchScreenSaver("org.gnome.ScreenSaver", "/org/gnome/ScreenSaver") ||
+          watchScreenSaver("org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver"))
+        return;
     }
-    m_screens = ScreenSaverX11::open();
-    if (!m_screens) return report({"screens", 0, "No service tells when the screens sleep"});
+    const char* const display = std::getenv("DISPLAY");
+    m_screens = ScreenSaverX11::open(display ? display : "");
+    if (!m_screens) return report({"screens", 0, "No service reports when the screens sleep"});
     m_screenSource.reset(g_unix_fd_source_new(m_screens->descriptor(), G_IO_IN));
     const GUnixFDSourceFunc readable = [](gint, GIOCondition, gpointer self) -> gboolean {
       auto& watch = *static_cast<Watch*>(self);
@@ -157,25 +161,30 @@ class Watch : public std::enable_shared_from_this<Watch> {
   }
 
   bool watchMutter() {
-    const auto mode =
-        call("org.gnome.Mutter.DisplayConfig", "/org/gnome/Mutter/DisplayConfig", "org.freedesktop.DBus.Properties",
-             "Get", g_variant_new("(ss)", "org.gnome.Mutter.DisplayConfig", "PowerSaveMode"));
-    if (!mode) return false;
-    subscribe(m_session, "org.gnome.Mutter.DisplayConfig", "org.freedesktop.DBus.Properties", "PropertiesChanged",
-              [this](GVariant* parameters) {
-                if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sa{sv}as)"))) return;
-                const glib::Ptr<GVariant> changed(g_variant_get_child_value(parameters, 1));
-                gint32 now = 0;
-                if (g_variant_lookup(changed.get(), "PowerSaveMode", "i", &now)) screens(now > 0);
-              });
+    if (!answers({MUTTER, "/org/gnome/Mutter/DisplayConfig", PROPERTIES, "Get", "(v)"},
+                 g_variant_new("(ss)", MUTTER, "PowerSaveMode")))
+      return false;
+    m_session->subscribe({MUTTER, PROPERTIES, "PropertiesChanged", "(sa{sv}as)", MUTTER}, [this](GVariant* arguments) {
+      const glib::Ptr<GVariant> changed(g_variant_get_child_value(arguments, 1));
+      gint32 mode = 0;
+      if (g_variant_lookup(changed.get(), "PowerSaveMode", "i", &mode)) screens(mode > 0);
+    });
     return true;
   }
 
-  bool watchScreenSaver(const char* name) {
-    const std::string path = std::string("/") + (name[4] == 'g' ? "org/gnome" : "org/freedesktop") + "/ScreenSaver";
-    if (!call(name, path.c_str(), name, "GetActive", nullptr)) return false;
-    subscribe(m_session, name, name, "ActiveChanged", [this](GVariant* parameters) {
-      if (const auto active = onlyBoolean(parameters)) screens(*active);
+  bool watchScreenSaver(const std::string& name, const std::string& path) {
+    if (!answers({name, path, name, "GetActive", "(b)"}, nullptr)) return false;
+    m_session->subscribe({name, name, "ActiveChanged", "(b)"},
+                         [this](GVariant* arguments) { screens(boolean(arguments)); });
+    return true;
+  }
+
+  // Whether a service is there that knows of the screens. If it ends, they count as awake.
+  bool answers(BusMethod question, GVariant* arguments) {
+    question.flags = G_DBUS_CALL_FLAGS_NO_AUTO_START;
+    if (!m_session->call(question, arguments, Deadline())) return false;
+    m_session->watchName(question.service, [this](const std::string& owner) {
+      if (owner.empty()) screens(false);
     });
     return true;
   }
@@ -184,44 +193,13 @@ class Watch : public std::enable_shared_from_this<Watch> {
     if (std::exchange(m_screensAsleep, asleep) != asleep) emit(asleep ? SCREENS_DID_SLEEP : SCREENS_DID_WAKE);
   }
 
-  // --- Bus calls. Asking must not start a service.
-
-  glib::Ptr<GVariant> call(const char* name, const char* path, const char* interface, const char* method,
-                           GVariant* in) {
-    return glib::Ptr<GVariant>(g_dbus_connection_call_sync(m_session.get(), name, path, interface, method, in, nullptr,
-                                                           G_DBUS_CALL_FLAGS_NO_AUTO_START, CALL_LIMIT_MSEC, nullptr,
-                                                           nullptr));
-  }
-
-  // Signals are anybody's to send, in any shape.
-  static std::optional<bool> onlyBoolean(GVariant* parameters) {
-    if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(b)"))) return std::nullopt;
-    gboolean value = FALSE;
-    g_variant_get(parameters, "(b)", &value);
-    return value != FALSE;
-  }
-
-  void subscribe(const glib::Ptr<GDBusConnection>& connection, const char* sender, const char* interface,
-                 const char* signal, std::function<void(GVariant*)> handler) {
-    using Handler = std::function<void(GVariant*)>;
-    const GDBusSignalCallback received = [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
-                                            GVariant* parameters,
-                                            gpointer handle) { (*static_cast<Handler*>(handle))(parameters); };
-    const guint subscription = g_dbus_connection_signal_subscribe(
-        connection.get(), sender, interface, signal, nullptr, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, received,
-        new Handler(std::move(handler)), [](gpointer handle) { delete static_cast<Handler*>(handle); });
-    m_subscriptions.emplace_back(glib::Ptr<GDBusConnection>(G_DBUS_CONNECTION(g_object_ref(connection.get()))),
-                                 subscription);
-  }
-
   const Listeners m_listeners;
   const Unavailable m_unavailable;
   const glib::Ptr<GMainContext> m_context;
   bool m_ended = false;
-  glib::Ptr<GDBusConnection> m_system;
-  glib::Ptr<GDBusConnection> m_session;
-  std::vector<std::pair<glib::Ptr<GDBusConnection>, guint>> m_subscriptions;
-  int m_lock = -1;  // the delay lock's descriptor
+  std::unique_ptr<Bus> m_system;
+  std::unique_ptr<Bus> m_session;
+  FileDescriptor m_lock;  // the delay lock
   glib::Ptr<GSource> m_limit;
   std::uint64_t m_sleeps = 0;
   bool m_asleep = false;

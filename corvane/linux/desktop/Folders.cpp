@@ -34,6 +34,7 @@ class LinuxFolders : public Folders {
 
   Result<std::string> library() override { return below("Library"); }
   Result<std::string> caches() override { return standard("XDG_CACHE_HOME", ".cache"); }
+  Result<std::string> configuration() override { return standard("XDG_CONFIG_HOME", ".config"); }
   Result<std::string> applicationSupport() override { return standard("XDG_DATA_HOME", ".local/share"); }
 
  private:

@@ -8,22 +8,13 @@
 #include <filesystem>
 
 #include "corvane/linux/GLibSupport.h"
+#include "corvane/platform/Platform.h"
 
 namespace corvane {
 
 namespace {
 
-struct FreeKeyFile {
-  void operator()(GKeyFile* file) const { g_key_file_unref(file); }
-};
-using KeyFile = std::unique_ptr<GKeyFile, FreeKeyFile>;
-
-KeyFile readKeyFile(const std::string& path) {
-  KeyFile file(g_key_file_new());
-  g_key_file_set_list_separator(file.get(), ',');
-  if (!g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_NONE, nullptr)) return nullptr;
-  return file;
-}
+using KeyFile = glib::Ptr<GKeyFile>;
 
 std::string text(const KeyFile& file, const std::string& group, const char* key) {
   const glib::Ptr<gchar> value(g_key_file_get_string(file.get(), group.c_str(), key, nullptr));
@@ -32,10 +23,10 @@ std::string text(const KeyFile& file, const std::string& group, const char* key)
 
 std::vector<std::string> list(const KeyFile& file, const char* key) {
   std::vector<std::string> items;
-  gchar** found = g_key_file_get_string_list(file.get(), "Icon Theme", key, nullptr, nullptr);
-  for (gchar** item = found; item && *item; ++item)
+  g_key_file_set_list_separator(file.get(), ',');
+  const glib::Ptr<gchar*> found(g_key_file_get_string_list(file.get(), "Icon Theme", key, nullptr, nullptr));
+  for (gchar** item = found.get(); item && *item; ++item)
     if (*g_strstrip(*item)) items.emplace_back(*item);
-  g_strfreev(found);
   return items;
 }
 
@@ -50,10 +41,9 @@ int number(const KeyFile& file, const std::string& group, const char* key, int f
 
 // GNOME's setting: what the user chose, or the default that the desktop came with.
 std::string gnomeTheme(bool chosen) {
-  const auto unref = [](GSettingsSchema* schema) { g_settings_schema_unref(schema); };
   GSettingsSchemaSource* source = g_settings_schema_source_get_default();
-  const std::unique_ptr<GSettingsSchema, decltype(unref)> schema(
-      source ? g_settings_schema_source_lookup(source, "org.gnome.desktop.interface", TRUE) : nullptr, unref);
+  const glib::Ptr<GSettingsSchema> schema(
+      source ? g_settings_schema_source_lookup(source, "org.gnome.desktop.interface", TRUE) : nullptr);
   if (!schema || !g_settings_schema_has_key(schema.get(), "icon-theme")) return {};
   const glib::Ptr<GSettings> settings(g_settings_new_full(schema.get(), nullptr, nullptr));
   const glib::Ptr<GVariant> value(chosen ? g_settings_get_user_value(settings.get(), "icon-theme")
@@ -62,11 +52,18 @@ std::string gnomeTheme(bool chosen) {
                                                                            : "";
 }
 
+// The user's folder and those of the system. A relative path counts as not there.
+std::vector<std::string> foldersOf(const Result<std::string>& users, const gchar* const* systems) {
+  std::vector<std::string> folders;
+  if (users) folders.push_back(*users);
+  for (; *systems; ++systems)
+    if (**systems == '/') folders.emplace_back(*systems);
+  return folders;
+}
+
 std::string kdeTheme() {
-  std::vector<std::string> folders = {g_get_user_config_dir()};
-  for (const gchar* const* folder = g_get_system_config_dirs(); *folder; ++folder) folders.emplace_back(*folder);
-  for (const std::string& folder : folders) {
-    const KeyFile file = readKeyFile(folder + "/kdeglobals");
+  for (const std::string& folder : foldersOf(platform().folders().configuration(), g_get_system_config_dirs())) {
+    const KeyFile file = glib::readKeyFile(folder + "/kdeglobals");
     if (std::string theme = file ? text(file, "Icons", "Theme") : ""; !theme.empty()) return theme;
   }
   return {};
@@ -88,10 +85,11 @@ bool isFileName(const std::string& name) {
 
 }  // namespace
 
-IconTheme::IconTheme()
-    : m_bases{std::string(g_get_home_dir()) + "/.icons", std::string(g_get_user_data_dir()) + "/icons"} {
-  for (const gchar* const* folder = g_get_system_data_dirs(); *folder; ++folder)
-    m_bases.push_back(std::string(*folder) + "/icons");
+IconTheme::IconTheme() {
+  Folders& users = platform().folders();
+  if (const auto home = users.home()) m_bases.push_back(*home + "/.icons");
+  for (const std::string& folder : foldersOf(users.applicationSupport(), g_get_system_data_dirs()))
+    m_bases.push_back(folder + "/icons");
 
   std::string name = gnomeTheme(true);
   if (name.empty()) name = kdeTheme();
@@ -107,7 +105,7 @@ void IconTheme::load(const std::string& name) {
   m_names.push_back(name);
   KeyFile index;
   for (const std::string& base : m_bases)
-    if (!index) index = readKeyFile(base + "/" + name + "/index.theme");
+    if (!index) index = glib::readKeyFile(base + "/" + name + "/index.theme");
   if (!index) return;
 
   Theme& theme = m_themes.emplace_back();

@@ -9,6 +9,7 @@
 
 #include "corvane/core/Files.h"
 #include "corvane/linux/GLibSupport.h"
+#include "corvane/platform/Platform.h"
 
 namespace corvane {
 
@@ -25,13 +26,9 @@ constexpr std::string_view TAKEN_OVER[] = {
     G_KEY_FILE_DESKTOP_KEY_TERMINAL, "StartupWMClass",
 };
 
-struct FreeKeyFile {
-  void operator()(GKeyFile* file) const { g_key_file_unref(file); }
-};
-using KeyFile = std::unique_ptr<GKeyFile, FreeKeyFile>;
-
-std::string pathOf(const std::string& label) {
-  return std::string(g_get_user_config_dir()) + "/autostart/" + label + ".desktop";
+Result<std::string> pathOf(const std::string& label) {
+  return platform().folders().configuration().map(
+      [&label](const std::string& folder) { return folder + "/autostart/" + label + ".desktop"; });
 }
 
 // An argument of a command, by the rules for the key Exec; the key file adds the escapes that every text in it has.
@@ -62,30 +59,28 @@ void describe(GKeyFile* entry, const LoginItem& item) {
 bool takeOver(GKeyFile* entry, const std::string& identifier) {
   const glib::Ptr<GDesktopAppInfo> installed(g_desktop_app_info_new((identifier + ".desktop").c_str()));
   if (!installed || !g_app_info_get_commandline(G_APP_INFO(installed.get()))) return false;
-  const KeyFile file(g_key_file_new());
-  if (!g_key_file_load_from_file(file.get(), g_desktop_app_info_get_filename(installed.get()),
-                                 G_KEY_FILE_KEEP_TRANSLATIONS, nullptr))
-    return false;
-  gchar** keys = g_key_file_get_keys(file.get(), GROUP, nullptr, nullptr);
-  for (gchar** key = keys; key && *key; ++key) {
+  const auto file = glib::readKeyFile(g_desktop_app_info_get_filename(installed.get()), G_KEY_FILE_KEEP_TRANSLATIONS);
+  if (!file) return false;
+  const glib::Ptr<gchar*> keys(g_key_file_get_keys(file.get(), GROUP, nullptr, nullptr));
+  for (gchar** key = keys.get(); key && *key; ++key) {
     const std::string_view name = std::string_view(*key).substr(0, std::string_view(*key).find('['));
     if (std::ranges::find(TAKEN_OVER, name) == std::end(TAKEN_OVER)) continue;
     const glib::Ptr<gchar> value(g_key_file_get_value(file.get(), GROUP, *key, nullptr));
     if (value) g_key_file_set_value(entry, GROUP, *key, value.get());
   }
-  g_strfreev(keys);
   return true;
 }
 
 class LinuxLoginItems : public LoginItems {
  public:
   Result<void> add(const LoginItem& item) override {
-    const std::string path = pathOf(item.label);
-    const KeyFile entry(g_key_file_new());
+    const auto path = pathOf(item.label);
+    if (!path) return tl::unexpected(path.error());
+    const glib::Ptr<GKeyFile> entry(g_key_file_new());
     g_key_file_set_string(entry.get(), GROUP, G_KEY_FILE_DESKTOP_KEY_TYPE, G_KEY_FILE_DESKTOP_TYPE_APPLICATION);
     if (!takeOver(entry.get(), item.identifier)) {
       if (item.executable.empty() || !g_utf8_validate(item.executable.c_str(), -1, nullptr))
-        return failure("loginitems", 0, path + ": the path of the executable is not known or not UTF-8");
+        return failure("loginitems", 0, *path + ": the path of the executable is not known or not UTF-8");
       describe(entry.get(), item);
     }
     // Sessions differ in what switches an entry on and off.
@@ -93,15 +88,16 @@ class LinuxLoginItems : public LoginItems {
     g_key_file_set_boolean(entry.get(), GROUP, "X-GNOME-Autostart-enabled", TRUE);
     gsize length = 0;
     const glib::Ptr<gchar> text(g_key_file_to_data(entry.get(), &length, nullptr));
-    return makeFolders(path.substr(0, path.rfind('/'))).and_then([&](const std::string&) {
-      return replaceFile(path, {text.get(), length});
+    return makeFolders(path->substr(0, path->rfind('/'))).and_then([&](const std::string&) {
+      return replaceFile(*path, {text.get(), length});
     });
   }
 
   Result<void> remove(const std::string& label) override {
-    const std::string path = pathOf(label);
-    if (::unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR) return {};
-    return fileFailure(path, errno);
+    const auto path = pathOf(label);
+    if (!path) return tl::unexpected(path.error());
+    if (::unlink(path->c_str()) == 0 || errno == ENOENT || errno == ENOTDIR) return {};
+    return fileFailure(*path, errno);
   }
 };
 

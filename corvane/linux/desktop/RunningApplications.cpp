@@ -6,8 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -18,21 +16,19 @@
 #include <vector>
 
 #include "corvane/core/Files.h"
+#include "corvane/core/Mutex.h"
 #include "corvane/linux/GLibSupport.h"
+#include "corvane/linux/bus/Bus.h"
 #include "corvane/linux/process/ProcessText.h"
 #include "corvane/linux/x11/WindowsX11.h"
-#include "corvane/platform/Bundles.h"
-#include "corvane/platform/ProcessTable.h"
-#include "corvane/platform/SerialQueues.h"
+#include "corvane/platform/Platform.h"
 
 namespace corvane {
 
 namespace {
 
 namespace fs = std::filesystem;
-using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds LIMIT(5000);
 constexpr std::size_t MAX_TEXT_BYTES = 4U << 20;  // of a file in /proc that a process has a say in
 
 using Entry = glib::Ptr<GDesktopAppInfo>;
@@ -115,8 +111,7 @@ Entry entryOfExecutable(const fs::path& executable) {
     const char* const command = g_app_info_get_commandline(G_APP_INFO(entry));
     gchar** words = nullptr;
     if (!command || !g_shell_parse_argv(command, nullptr, &words, nullptr)) return false;
-    const auto close = [](gchar** list) { g_strfreev(list); };
-    const std::unique_ptr<gchar*, decltype(close)> owner(words, close);
+    const glib::Ptr<gchar*> owner(words);
     for (gchar** word = words + 1; *word; ++word)
       if (**word != '%') return false;
     const glib::Ptr<gchar> program(g_find_program_in_path(words[0]));
@@ -130,22 +125,24 @@ bool isForMenus(const Entry& entry) {
 }
 
 // Asks an application on the session bus to come to the front, without starting it.
-Result<void> activateOnBus(const fs::path& entry) {
+Result<void> activateOnBus(const fs::path& entry, const Deadline& deadline) {
   const std::string name = entry.stem();
   std::string path = "/" + name;
   std::ranges::replace(path, '.', '/');
   std::ranges::replace(path, '-', '_');
   if (!g_dbus_is_name(name.c_str()) || !g_variant_is_object_path(path.c_str()))
     return failure("applications", 0, entry.string() + " is not named as an application on the bus is");
-  const auto bus = glib::privateBus(G_BUS_TYPE_SESSION);
-  if (!bus) return tl::unexpected(bus.error());
-  GError* error = nullptr;
-  const glib::Ptr<GVariant> answer(
-      g_dbus_connection_call_sync(bus->get(), name.c_str(), path.c_str(), "org.freedesktop.Application", "Activate",
-                                  g_variant_new("(a{sv})", nullptr), nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
-                                  static_cast<int>(LIMIT.count()), nullptr, &error));
-  if (!answer) return glib::takeError(error, name + " does not come to the front: ");
-  return {};
+  const BusMethod activate = {.service = name,
+                              .object = path,
+                              .interface = "org.freedesktop.Application",
+                              .name = "Activate",
+                              .flags = G_DBUS_CALL_FLAGS_NO_AUTO_START,
+                              .trouble = name + " does not come to the front: "};
+  return Bus::connect(G_BUS_TYPE_SESSION, deadline)
+      .and_then([&](const std::unique_ptr<Bus>& bus) {
+        return bus->call(activate, g_variant_new("(a{sv})", nullptr), deadline);
+      })
+      .map([](const BusReply&) {});
 }
 
 // What the desktop session knows of processes. One thread at a time; may wait without a limit.
@@ -162,9 +159,9 @@ class Session {
 
   Result<std::string> path(pid_t pid) {
     auto application = find(pid);
-    if (!application) return none(pid, "is no application");
-    const fs::path executable = m_processes->path(pid).value_or("");
-    if (const auto bundle = m_bundles->bundleAt(executable);
+    if (!application) return none(pid, "is not an application");
+    const fs::path executable = platform().processTable().path(pid).value_or("");
+    if (const auto bundle = platform().bundles().bundleAt(executable);
         bundle && executable.parent_path() == fs::path(bundle->path) / "Contents/MacOS")
       return bundle->path;
     Entry entry = std::move(application->entry);
@@ -175,11 +172,11 @@ class Session {
     return std::string(g_desktop_app_info_get_filename(entry.get()));
   }
 
-  Result<void> activate(pid_t pid, steady_clock::time_point end) {
+  Result<void> activate(pid_t pid, const Deadline& deadline) {
     const auto application = find(pid, true);
-    if (!application) return none(pid, "is no application");
+    if (!application) return none(pid, "is not an application");
     // Who asked waits no more, and something else has come to the front meanwhile.
-    if (steady_clock::now() >= end) return none(pid, "was not found in time");
+    if (deadline.isOver()) return none(pid, "was not found in time");
     if (!application->windows.empty()) {
       m_windows->activate(application->windows);
       if (m_windows->isConnected()) return {};
@@ -187,7 +184,7 @@ class Session {
     }
     if (!g_desktop_app_info_get_boolean(application->entry.get(), "DBusActivatable"))
       return none(pid, "has no window that can be brought to the front");
-    return activateOnBus(g_desktop_app_info_get_filename(application->entry.get()));
+    return activateOnBus(g_desktop_app_info_get_filename(application->entry.get()), deadline);
   }
 
   bool isActive(pid_t pid) {
@@ -204,7 +201,7 @@ class Session {
   };
 
   std::optional<Application> find(pid_t pid, bool withWindows = false) {
-    const auto process = m_processes->process(pid);
+    const auto process = platform().processTable().process(pid);
     if (!process || process->state == ProcessState::ZOMBIE) return std::nullopt;
     Application application;
     const std::string unit = unitOf(pid);
@@ -220,8 +217,6 @@ class Session {
     return m_windows && pid > 0 ? m_windows->of(pid) : std::vector<WindowsX11::Window>();
   }
 
-  const std::shared_ptr<ProcessTable> m_processes = makeService<ProcessTable>();
-  const std::shared_ptr<Bundles> m_bundles = makeService<Bundles>();
   std::unique_ptr<WindowsX11> m_windows;
 };
 
@@ -236,7 +231,7 @@ class LinuxRunningApplications : public RunningApplications {
     return ask<std::string>([pid](Session& session, auto) { return session.path(pid); });
   }
   Result<void> activate(pid_t pid) override {
-    return ask<void>([pid](Session& session, auto end) { return session.activate(pid, end); });
+    return ask<void>([pid](Session& session, const Deadline& deadline) { return session.activate(pid, deadline); });
   }
   Result<bool> isActive(pid_t pid) override {
     return ask<bool>([pid](Session& session, auto) { return session.isActive(pid); });
@@ -244,41 +239,50 @@ class LinuxRunningApplications : public RunningApplications {
 
  private:
   struct Shared {
-    Session session;                                          // of the queue
-    std::atomic<steady_clock::duration> busySince{NOT_BUSY};  // what is asked now began then
+    Session session;  // of the queue
+    Mutex mutex;
+    bool isBusy CORVANE_GUARDED_BY(mutex) = false;  // something is being asked now
+    bool isLate CORVANE_GUARDED_BY(mutex) = false;  // and who asked has given up
   };
-  static constexpr steady_clock::duration NOT_BUSY = steady_clock::duration::max();
 
   template <class T>
-  Result<T> ask(std::function<Result<T>(Session&, steady_clock::time_point end)> question) {
-    const auto start = steady_clock::now();
+  Result<T> ask(std::function<Result<T>(Session&, const Deadline&)> question) {
+    const Deadline deadline;
     const auto late = [] { return failure("applications", ETIMEDOUT, "The desktop does not answer within 5 s"); };
     // Behind a question that has no answer yet others need not wait.
-    if (const auto since = m_shared->busySince.load(); since != NOT_BUSY && start.time_since_epoch() - since > LIMIT)
-      return late();
+    if (MutexLock lock(m_shared->mutex); m_shared->isLate) return late();
     const char* const display = std::getenv("DISPLAY");
     auto promise = std::make_shared<std::promise<Result<T>>>();
     auto answer = promise->get_future();
-    const bool asked =
-        m_queue->async([shared = m_shared, display = std::string(display ? display : ""), end = start + LIMIT,
-                        promise = std::move(promise), question = std::move(question), late] {
-          const auto now = steady_clock::now();
-          if (now >= end) return promise->set_value(late());
-          shared->busySince = now.time_since_epoch();
-          {
-            const WithoutSigpipe guard;  // for a server that is gone
-            shared->session.use(display);
-            promise->set_value(question(shared->session, end));
-          }
-          shared->busySince = NOT_BUSY;
-        });
+    const bool asked = m_queue->async([shared = m_shared, display = std::string(display ? display : ""), deadline,
+                                       promise = std::move(promise), question = std::move(question), late] {
+      if (deadline.isOver()) return promise->set_value(late());
+      begin(*shared);
+      const WithoutSigpipe guard;  // for a server that is gone
+      shared->session.use(display);
+      auto result = question(shared->session, deadline);
+      end(*shared);
+      promise->set_value(std::move(result));
+    });
     if (!asked) return failure("applications", EAGAIN, "The system refuses a thread to ask the desktop");
-    if (answer.wait_until(start + LIMIT) != std::future_status::ready) return late();
-    return answer.get();
+    if (answer.wait_until(deadline.end()) == std::future_status::ready) return answer.get();
+    MutexLock lock(m_shared->mutex);
+    m_shared->isLate = m_shared->isBusy;
+    return late();
+  }
+
+  static void begin(Shared& shared) {
+    MutexLock lock(shared.mutex);
+    shared.isBusy = true;
+  }
+
+  static void end(Shared& shared) {
+    MutexLock lock(shared.mutex);
+    shared.isBusy = shared.isLate = false;
   }
 
   const std::shared_ptr<Shared> m_shared = std::make_shared<Shared>();
-  const std::unique_ptr<SerialQueue> m_queue = makeService<SerialQueues>()->make("applications", QoS::USER_INITIATED);
+  const std::unique_ptr<SerialQueue> m_queue = platform().serialQueues().make("applications", QoS::USER_INITIATED);
 };
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "corvane/platform/Workspace.h"
 
 #include <gio/gdesktopappinfo.h>
-#include <gio/gio.h>
 
 #include <chrono>
 #include <filesystem>
@@ -11,6 +10,7 @@
 
 #include "corvane/core/Mutex.h"
 #include "corvane/linux/GLibSupport.h"
+#include "corvane/linux/bus/Bus.h"
 #include "corvane/linux/desktop/IconTheme.h"
 
 namespace corvane {
@@ -18,55 +18,6 @@ namespace corvane {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr int LIMIT_MSEC = 5000;
-
-// Makes asynchronous GIO calls, one after the other, and waits for each: all of them together for at most the limit,
-// then they are cancelled. They run on a context of their own, so that no main loop is needed, and none runs meanwhile.
-class Waiter {
- public:
-  Waiter() : m_context(g_main_context_new()), m_cancellable(g_cancellable_new()) {
-    g_main_context_push_thread_default(m_context.get());
-    m_limit = glib::timeout(m_context.get(), LIMIT_MSEC, [this] { g_cancellable_cancel(m_cancellable.get()); });
-  }
-
-  ~Waiter() {
-    g_source_destroy(m_limit.get());
-    while (g_main_context_iteration(m_context.get(), FALSE)) {
-    }
-    g_main_context_pop_thread_default(m_context.get());
-  }
-
-  Waiter(const Waiter&) = delete;
-  Waiter& operator=(const Waiter&) = delete;
-
-  // Calls `start(cancellable, callback, userData)` and waits for the callback.
-  template <class Start>
-  GAsyncResult* operator()(Start&& start) {
-    m_result.reset();
-    const GAsyncReadyCallback done = [](GObject*, GAsyncResult* result, gpointer self) {
-      static_cast<Waiter*>(self)->m_result.reset(G_ASYNC_RESULT(g_object_ref(result)));
-    };
-    start(m_cancellable.get(), done, this);
-    while (!m_result) g_main_context_iteration(m_context.get(), TRUE);
-    return m_result.get();
-  }
-
-  bool isOver() const { return g_cancellable_is_cancelled(m_cancellable.get()); }
-
-  // The Error of a failed call.
-  tl::unexpected<Error> failed(GError* error, const std::string& prefix) const {
-    if (!isOver()) return glib::takeError(error, prefix);
-    g_clear_error(&error);
-    return failure("workspace", 0, prefix + "no answer within 5 s");
-  }
-
- private:
-  const glib::Ptr<GMainContext> m_context;
-  const glib::Ptr<GCancellable> m_cancellable;
-  glib::Ptr<GSource> m_limit;
-  glib::Ptr<GAsyncResult> m_result;
-};
 
 // Local files without the desktop's virtual file systems, which would ask other processes.
 glib::Ptr<GFile> localFile(const std::string& path) {
@@ -88,7 +39,7 @@ std::string uriOf(const std::string& path) {
   return uri.get();
 }
 
-Result<void> openURI(Waiter& wait, const std::string& uri) {
+Result<void> openURI(glib::Waiter& wait, const std::string& uri) {
   GAsyncResult* result = wait([&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer data) {
     g_app_info_launch_default_for_uri_async(uri.c_str(), nullptr, cancellable, done, data);
   });
@@ -150,7 +101,7 @@ class LinuxWorkspace : public Workspace {
       for (const char* variable : {"DESKTOP_STARTUP_ID", "XDG_ACTIVATION_TOKEN"})
         g_app_launch_context_unsetenv(context.get(), variable);
     GAppInfo* application = G_APP_INFO(found->get());
-    Waiter wait;
+    glib::Waiter wait{Deadline()};
     // The synchronous call reports success for applications on the bus whatever becomes of them.
     GAsyncResult* result = wait([&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer data) {
       g_app_info_launch_uris_async(application, nullptr, context.get(), cancellable, done, data);
@@ -162,7 +113,7 @@ class LinuxWorkspace : public Workspace {
 
   Result<void> open(const std::string& pathOrURL) override {
     const glib::Ptr<gchar> scheme(g_uri_parse_scheme(pathOrURL.c_str()));
-    Waiter wait;
+    glib::Waiter wait{Deadline()};
     if (scheme) return openURI(wait, pathOrURL);
     return existing(pathOrURL).and_then([&](const std::string& path) { return openURI(wait, uriOf(path)); });
   }
@@ -170,9 +121,10 @@ class LinuxWorkspace : public Workspace {
   Result<void> reveal(const std::string& path) override {
     const auto file = existing(path);
     if (!file) return tl::unexpected<Error>(file.error());
-    Waiter wait;
-    const auto shown = showItem(wait, uriOf(*file));
-    if (shown || wait.isOver()) return shown;
+    const Deadline deadline;
+    const auto shown = showItem(uriOf(*file), deadline);
+    if (shown || deadline.isOver()) return shown;
+    glib::Waiter wait(deadline);
     return openURI(wait, uriOf(fs::path(*file).parent_path()));
   }
 
@@ -192,9 +144,8 @@ class LinuxWorkspace : public Workspace {
   static std::string iconOfEntry(const std::string& path) {
     std::error_code ignored;
     if (!fs::is_regular_file(path, ignored)) return {};
-    const auto unref = [](GKeyFile* file) { g_key_file_unref(file); };
-    const std::unique_ptr<GKeyFile, decltype(unref)> file(g_key_file_new(), unref);
-    g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_NONE, nullptr);
+    const auto file = glib::readKeyFile(path);
+    if (!file) return {};
     const glib::Ptr<gchar> icon(g_key_file_get_locale_string(file.get(), G_KEY_FILE_DESKTOP_GROUP,
                                                              G_KEY_FILE_DESKTOP_KEY_ICON, nullptr, nullptr));
     return icon ? icon.get() : "";
@@ -210,29 +161,20 @@ class LinuxWorkspace : public Workspace {
     return found;
   }
 
-  static Result<void> showItem(Waiter& wait, const std::string& uri) {
-    const std::string prefix = "The file browser does not show " + uri + ": ";
-    GError* error = nullptr;
-    const glib::Ptr<gchar> address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, &error));
-    if (!address) return wait.failed(error, prefix);
-    GAsyncResult* result = wait([&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer data) {
-      g_dbus_connection_new_for_address(
-          address.get(),
-          static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                            G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-          nullptr, cancellable, done, data);
-    });
-    const glib::Ptr<GDBusConnection> bus(g_dbus_connection_new_for_address_finish(result, &error));
-    if (!bus) return wait.failed(error, prefix);
+  static Result<void> showItem(const std::string& uri, const Deadline& deadline) {
+    const std::string trouble = "The file browser does not show " + uri + ": ";
+    const auto bus = Bus::connect(G_BUS_TYPE_SESSION, deadline);
+    if (!bus) return failure(bus.error().domain, bus.error().code, trouble + bus.error().description);
     const char* const uris[] = {uri.c_str(), nullptr};
-    result = wait([&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer data) {
-      g_dbus_connection_call(bus.get(), "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1",
-                             "org.freedesktop.FileManager1", "ShowItems", g_variant_new("(^ass)", uris, ""), nullptr,
-                             G_DBUS_CALL_FLAGS_NONE, -1, cancellable, done, data);
-    });
-    const glib::Ptr<GVariant> answer(g_dbus_connection_call_finish(bus.get(), result, &error));
-    if (!answer) return wait.failed(error, prefix);
-    return {};
+    constexpr const char* FILE_MANAGER = "org.freedesktop.FileManager1";
+    return (*bus)
+        ->call({.service = FILE_MANAGER,
+                .object = "/org/freedesktop/FileManager1",
+                .interface = FILE_MANAGER,
+                .name = "ShowItems",
+                .trouble = trouble},
+               g_variant_new("(^ass)", uris, ""), deadline)
+        .map([](const BusReply&) {});
   }
 
   Mutex m_mutex;

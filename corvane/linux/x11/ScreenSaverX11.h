@@ -1,16 +1,20 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace corvane {
 
-/// Tells when the X server's screen saver (which DPMS drives too) switches the screens off and on. Not thread-safe:
+class X11Connection;
+
+/// Reports when the X server's screen saver (which DPMS drives too) switches the screens off and on. Not thread-safe:
 /// made, used and destroyed on one thread.
 class ScreenSaverX11 {
  public:
-  /// Connects to the display of the environment; null if there is none or it has no screen saver.
-  static std::unique_ptr<ScreenSaverX11> open();
+  /// Connects to a display; null if there is none or it has no screen saver.
+  static std::unique_ptr<ScreenSaverX11> open(const std::string& display);
 
   ~ScreenSaverX11();
 
@@ -21,9 +25,10 @@ class ScreenSaverX11 {
   bool dispatch(const std::function<void(bool asleep)>& changed);
 
  private:
-  struct State;
-  explicit ScreenSaverX11(std::unique_ptr<State> state);
-  std::unique_ptr<State> m_state;
+  ScreenSaverX11(std::unique_ptr<X11Connection> x, std::uint8_t firstEvent);
+
+  const std::unique_ptr<X11Connection> m_x;
+  const std::uint8_t m_firstEvent;
 };
 
 }  // namespace corvane

@@ -2,15 +2,14 @@
 
 #include <unistd.h>
 #include <xcb/res.h>
-#include <xcb/xcb.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <map>
 #include <string_view>
-#include <type_traits>
 #include <utility>
+
+#include "corvane/linux/x11/X11Connection.h"
 
 namespace corvane {
 
@@ -25,7 +24,8 @@ constexpr std::array<std::string_view, NAMES> TEXTS = {"_NET_CLIENT_LIST_STACKIN
                                                        "_NET_WM_WINDOW_TYPE",       "_NET_WM_WINDOW_TYPE_DESKTOP",
                                                        "_NET_WM_WINDOW_TYPE_DOCK"};
 
-// A property that is no list of T counts as empty; the server gives no value that has another type than was asked for.
+// A property that is not a list of T counts as empty; the server gives no value that has another type than was asked
+// for.
 template <class T>
 std::vector<T> valuesOf(const xcb_get_property_reply_t* reply) {
   if (!reply || reply->format != 8 * sizeof(T)) return {};
@@ -39,39 +39,23 @@ std::string hostName() {
   return name.data();
 }
 
-struct Free {
-  void operator()(void* memory) const { std::free(memory); }
-};
-
 }  // namespace
 
 struct WindowsX11::State {
   std::string display;
-  xcb_connection_t* connection = nullptr;
-  Window root = 0;
+  std::unique_ptr<X11Connection> x;
   std::uint32_t clientMask = 0;  // of an id: the client that made the window
   bool knowsProcesses = false;
   std::array<xcb_atom_t, NAMES> atoms{};
 
-  ~State() { xcb_disconnect(connection); }
-
-  // The answer to a request; null if it is an error, which is read with it.
-  template <class Read, class Cookie>
-  auto answer(Read read, Cookie cookie) {
-    xcb_generic_error_t* error = nullptr;
-    auto* const reply = read(connection, cookie, &error);
-    std::free(error);
-    return std::unique_ptr<std::remove_pointer_t<decltype(reply)>, Free>(reply);
-  }
-
   auto ask(Window window, xcb_atom_t property, xcb_atom_t type, std::uint32_t words) {
-    return xcb_get_property(connection, 0, window, property, type, 0, words);
+    return xcb_get_property(x->get(), 0, window, property, type, 0, words);
   }
 
-  auto property(xcb_get_property_cookie_t cookie) { return answer(xcb_get_property_reply, cookie); }
+  auto property(xcb_get_property_cookie_t cookie) { return x->answer(xcb_get_property_reply, cookie); }
 
   std::vector<Window> windows(Name list) {
-    return valuesOf<Window>(property(ask(root, atoms[list], XCB_ATOM_WINDOW, MAX_WINDOWS)).get());
+    return valuesOf<Window>(property(ask(x->root(), atoms[list], XCB_ATOM_WINDOW, MAX_WINDOWS)).get());
   }
 
   // The processes of the server's clients.
@@ -79,7 +63,7 @@ struct WindowsX11::State {
     std::map<std::uint32_t, pid_t> processes;
     if (!knowsProcesses) return processes;
     constexpr xcb_res_client_id_spec_t ALL = {0, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    const auto reply = answer(xcb_res_query_client_ids_reply, xcb_res_query_client_ids(connection, 1, &ALL));
+    const auto reply = x->answer(xcb_res_query_client_ids_reply, xcb_res_query_client_ids(x->get(), 1, &ALL));
     if (!reply) return processes;
     for (auto id = xcb_res_query_client_ids_ids_iterator(reply.get()); id.rem > 0; xcb_res_client_id_value_next(&id)) {
       if (xcb_res_client_id_value_value_length(id.data) != 1) continue;
@@ -88,43 +72,32 @@ struct WindowsX11::State {
     }
     return processes;
   }
-
-  // What was sent without being asked for.
-  void drop() {
-    while (const std::unique_ptr<xcb_generic_event_t, Free> event{xcb_poll_for_event(connection)}) {
-    }
-  }
 };
 
 std::unique_ptr<WindowsX11> WindowsX11::open(const std::string& display) {
-  if (display.empty()) return nullptr;
+  auto x = X11Connection::open(display);
+  if (!x) return nullptr;
+  xcb_connection_t* const connection = x->get();
   auto state = std::make_unique<State>();
-  int number = 0;
   state->display = display;
-  state->connection = xcb_connect(display.c_str(), &number);
-  xcb_connection_t* const connection = state->connection;
-  if (xcb_connection_has_error(connection)) return nullptr;
-  const xcb_setup_t* const setup = xcb_get_setup(connection);
-  auto screen = xcb_setup_roots_iterator(setup);
-  for (; number > 0 && screen.rem > 1; --number) xcb_screen_next(&screen);
-  state->root = screen.data->root;
-  state->clientMask = ~setup->resource_id_mask;
+  state->clientMask = ~xcb_get_setup(connection)->resource_id_mask;
 
   std::array<xcb_intern_atom_cookie_t, NAMES> atoms;
   std::ranges::transform(TEXTS, atoms.begin(), [&](std::string_view text) {
     return xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(text.size()), text.data());
   });
   std::ranges::transform(atoms, state->atoms.begin(), [&](xcb_intern_atom_cookie_t cookie) {
-    const auto reply = state->answer(xcb_intern_atom_reply, cookie);
+    const auto reply = x->answer(xcb_intern_atom_reply, cookie);
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
   });
   const auto* const extension = xcb_get_extension_data(connection, &xcb_res_id);
   if (extension && extension->present) {
-    const auto version = state->answer(xcb_res_query_version_reply, xcb_res_query_version(connection, 1, 2));
+    const auto version = x->answer(xcb_res_query_version_reply, xcb_res_query_version(connection, 1, 2));
     state->knowsProcesses = version && std::pair(version->server_major, version->server_minor) >=
                                            std::pair<std::uint16_t, std::uint16_t>(1, 2);
   }
-  if (xcb_connection_has_error(connection)) return nullptr;
+  if (!x->isConnected()) return nullptr;
+  state->x = std::move(x);
   return std::unique_ptr<WindowsX11>(new WindowsX11(std::move(state)));
 }
 
@@ -137,12 +110,14 @@ const std::string& WindowsX11::display() const {
 }
 
 bool WindowsX11::isConnected() {
-  m_state->drop();
-  return xcb_connection_has_error(m_state->connection) == 0;
+  while (m_state->x->event()) {
+    // Nothing of what is sent without being asked for counts.
+  }
+  return m_state->x->isConnected();
 }
 
 std::vector<WindowsX11::Window> WindowsX11::of(pid_t pid) {
-  State& x = *m_state;
+  State& state = *m_state;
   struct Candidate {
     Window window;
     xcb_get_property_cookie_t type;
@@ -151,30 +126,30 @@ std::vector<WindowsX11::Window> WindowsX11::of(pid_t pid) {
     xcb_get_property_cookie_t machine;
   };
   std::vector<Candidate> candidates;
-  std::vector<Window> listed = x.windows(CLIENT_LIST_STACKING);
-  if (listed.empty()) listed = x.windows(CLIENT_LIST);
-  const auto processes = x.processes();
+  std::vector<Window> listed = state.windows(CLIENT_LIST_STACKING);
+  if (listed.empty()) listed = state.windows(CLIENT_LIST);
+  const auto processes = state.processes();
   for (const Window window : listed) {
-    const auto owner = processes.find(window & x.clientMask);
+    const auto owner = processes.find(window & state.clientMask);
     if (owner != processes.end() && owner->second != pid) continue;
     Candidate candidate{
-        window, x.ask(window, x.atoms[WINDOW_TYPE], XCB_ATOM_ATOM, 16), owner == processes.end(), {}, {}};
+        window, state.ask(window, state.atoms[WINDOW_TYPE], XCB_ATOM_ATOM, 16), owner == processes.end(), {}, {}};
     if (candidate.claims) {
-      candidate.pid = x.ask(window, x.atoms[WM_PID], XCB_ATOM_CARDINAL, 1);
-      candidate.machine = x.ask(window, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING, MAX_TEXT_BYTES / 4);
+      candidate.pid = state.ask(window, state.atoms[WM_PID], XCB_ATOM_CARDINAL, 1);
+      candidate.machine = state.ask(window, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING, MAX_TEXT_BYTES / 4);
     }
     candidates.push_back(candidate);
   }
 
   std::vector<Window> windows;
   for (const Candidate& candidate : candidates) {
-    const auto type = x.property(candidate.type);
+    const auto type = state.property(candidate.type);
     bool fits = type != nullptr;  // else the window is gone
     for (const xcb_atom_t kind : valuesOf<xcb_atom_t>(type.get()))
-      fits = fits && kind != x.atoms[DESKTOP] && kind != x.atoms[DOCK];
+      fits = fits && kind != state.atoms[DESKTOP] && kind != state.atoms[DOCK];
     if (candidate.claims) {
-      const auto pids = valuesOf<std::uint32_t>(x.property(candidate.pid).get());
-      const auto machine = valuesOf<char>(x.property(candidate.machine).get());
+      const auto pids = valuesOf<std::uint32_t>(state.property(candidate.pid).get());
+      const auto machine = valuesOf<char>(state.property(candidate.machine).get());
       fits = fits && pids == std::vector{static_cast<std::uint32_t>(pid)} &&
              std::string_view(machine.data(), machine.size()) == hostName();
     }
@@ -190,25 +165,26 @@ WindowsX11::Window WindowsX11::active() {
 
 void WindowsX11::activate(const std::vector<Window>& windows) {
   constexpr std::uint32_t FROM_PAGER = 2;  // which acts for the user
-  State& x = *m_state;
+  State& state = *m_state;
   for (const Window window : windows) {
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = window;
-    message.type = x.atoms[ACTIVE_WINDOW];
+    message.type = state.atoms[ACTIVE_WINDOW];
     message.data.data32[0] = FROM_PAGER;
     message.data.data32[1] = XCB_CURRENT_TIME;
-    xcb_send_event(x.connection, 0, x.root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+    xcb_send_event(state.x->get(), 0, state.x->root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                    reinterpret_cast<const char*>(&message));
   }
   // Any question shows that the server has got them.
-  x.answer(xcb_get_input_focus_reply, xcb_get_input_focus(x.connection));
+  state.x->answer(xcb_get_input_focus_reply, xcb_get_input_focus(state.x->get()));
 }
 
 std::vector<std::string> WindowsX11::classOf(Window window) {
-  State& x = *m_state;
-  const auto reply = x.property(x.ask(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, MAX_TEXT_BYTES / 4));
+  State& state = *m_state;
+  const auto reply = state.property(state.ask(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, MAX_TEXT_BYTES / 4));
   const auto bytes = valuesOf<char>(reply.get());
   std::vector<std::string> names;
   for (auto begin = bytes.begin(); begin != bytes.end() && names.size() < 2;) {
