@@ -1,18 +1,34 @@
 #pragma once
 
+#include <span>
 #include <string_view>
 #include <vector>
 
-namespace corvane::inspector {
+namespace corvane {
 
 using Arguments = std::vector<std::string_view>;
 
-/// A subcommand of the program.
+/// A subcommand of a program.
 struct Command {
   std::string_view name;
-  std::string_view summary;
-  std::string_view options;  ///< help for its options, one line each
+  std::string_view usage;    ///< what follows the name on the command line: "DOMAIN [KEY]"
+  std::string_view summary;  ///< what it does, in one line: "show a log"
+  std::string_view details;  ///< the help for its arguments and options, in lines; may be empty
   int (*run)(const Arguments& arguments);
+  bool takesAnyText = false;  ///< only its first argument is looked at for --help, because others may be any text
 };
 
-}  // namespace corvane::inspector
+/// A program of several commands.
+struct Program {
+  std::string_view name;
+  std::span<const Command> commands;
+  std::string_view notes = {};  ///< stands below the list of commands, in lines
+  bool hasDefault = false;      ///< the first command runs where the command line names none
+};
+
+/// Runs the command that the command line names, with the arguments behind its name, and gives back what main()
+/// returns. "--help" and "-h" show the list of commands or, behind a command's name and before any "--", the help for
+/// that command alone. An exception that leaves a command is reported.
+int runProgram(const Program& program, int argc, char** argv);
+
+}  // namespace corvane

@@ -1,10 +1,14 @@
 #include "apps/common/OptionReader.h"
 
-#include "apps/inspector/text/TextFile.h"
+#include "apps/common/Text.h"
 
-namespace corvane::inspector {
+namespace corvane {
 
 bool OptionReader::next() {
+  if (!m_onlyOperands && m_next < m_arguments.size() && m_arguments[m_next] == "--") {
+    m_onlyOperands = true;
+    ++m_next;
+  }
   if (m_next == m_arguments.size()) return false;
   const std::string_view argument = m_arguments[m_next++];
   m_name = argument.substr(0, argument.find('='));
@@ -13,7 +17,8 @@ bool OptionReader::next() {
 
 std::optional<std::string_view> OptionReader::operand() const {
   const std::string_view argument = m_arguments[m_next - 1];
-  return argument.starts_with("-") ? std::nullopt : std::optional(argument);
+  const bool isOption = !m_onlyOperands && argument.size() > 1 && argument.starts_with("-");
+  return isOption ? std::nullopt : std::optional(argument);
 }
 
 tl::expected<std::string_view, std::string> OptionReader::text() {
@@ -50,4 +55,4 @@ tl::unexpected<std::string> OptionReader::unknown() const {
   return tl::unexpected(std::string(m_arguments[m_next - 1]).append(": unknown option"));
 }
 
-}  // namespace corvane::inspector
+}  // namespace corvane

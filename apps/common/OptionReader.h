@@ -8,10 +8,10 @@
 #include "apps/common/Command.h"
 #include "corvane/platform/Result.h"
 
-namespace corvane::inspector {
+namespace corvane {
 
-/// Goes through the options of a command line, which are "--name", "--name value" or "--name=value". Errors are one
-/// line for the user.
+/// Goes through the options and operands of a command line. Options are "--name", "--name value" or "--name=value";
+/// what stands behind "--" is operands only. Errors are one line for the user.
 ///
 ///     for (OptionReader option(arguments); option.next();)
 ///       if (option.name() == "--lines") lines = option.value();
@@ -25,7 +25,7 @@ class OptionReader {
   /// Its name, with the dashes.
   std::string_view name() const { return m_name; }
 
-  /// The whole argument if it is no option; none if it is one.
+  /// The whole argument if it is not an option (as "-" alone is not); std::nullopt if it is one.
   std::optional<std::string_view> operand() const;
 
   /// Its value, which may be empty; an error if that is missing.
@@ -50,6 +50,7 @@ class OptionReader {
   const Arguments& m_arguments;
   std::size_t m_next = 0;
   std::string_view m_name;
+  bool m_onlyOperands = false;
 };
 
-}  // namespace corvane::inspector
+}  // namespace corvane

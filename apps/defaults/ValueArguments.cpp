@@ -4,6 +4,7 @@
 #include <charconv>
 #include <optional>
 
+#include "apps/common/Text.h"
 #include "corvane/infra/values/PropertyList.h"
 
 namespace corvane::defaults {
@@ -16,14 +17,11 @@ tl::unexpected<std::string> wrong(std::string_view text, std::string_view why) {
   return tl::unexpected(std::string(text).append(": ").append(why));
 }
 
-// The whole of a text as a number.
+// The number that makes up the whole of a text, perhaps with a sign.
 template <class Number>
-std::optional<Number> numberIn(std::string_view text) {
-  if (text.starts_with('+')) text.remove_prefix(1);
-  Number number{};
-  const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  return result.ec == std::errc() && result.ptr == end ? std::optional(number) : std::nullopt;
+std::optional<Number> signedNumberIn(std::string_view text) {
+  const bool hasPlus = text.starts_with('+') && !text.starts_with("+-");
+  return numberIn<Number>(text.substr(hasPlus ? 1 : 0));
 }
 
 Parsed textValue(std::string_view text) {
@@ -31,24 +29,27 @@ Parsed textValue(std::string_view text) {
 }
 
 Parsed integerValue(std::string_view text) {
-  const auto number = numberIn<std::int64_t>(text);
+  const auto number = signedNumberIn<std::int64_t>(text);
   return number ? Parsed(*number) : wrong(text, "not an integer of 64 bits");
 }
 
 Parsed realValue(std::string_view text) {
-  const auto number = numberIn<double>(text);
+  const auto number = signedNumberIn<double>(text);
   return number ? Parsed(*number) : wrong(text, "not a number");
 }
 
 Parsed boolValue(std::string_view text) {
-  std::string lower(text);
-  std::ranges::transform(lower, lower.begin(),
-                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  for (const char* word : {"true", "yes", "1"})
-    if (lower == word) return Value(true);
-  for (const char* word : {"false", "no", "0"})
-    if (lower == word) return Value(false);
+  const std::string word = caseFolded(text);
+  for (const char* yes : {"true", "yes", "1"})
+    if (word == yes) return Value(true);
+  for (const char* no : {"false", "no", "0"})
+    if (word == no) return Value(false);
   return wrong(text, "not a boolean (true, yes, 1, false, no or 0)");
+}
+
+Parsed dateValue(std::string_view text) {
+  const auto date = readPropertyList("<plist><date>" + std::string(text) + "</date></plist>");
+  return date ? Parsed(*date) : wrong(text, "not a time in UTC such as 2026-03-07T09:05:01Z");
 }
 
 Parsed dataValue(std::string_view text) {
@@ -72,11 +73,11 @@ Parsed listValue(std::string_view text) {
 constexpr struct {
   std::string_view option;
   Parsed (*parse)(std::string_view text);
-} PLAIN[] = {{"-string", textValue}, {"-int", integerValue}, {"-float", realValue},
-             {"-bool", boolValue},   {"-data", dataValue},   {"-plist", listValue}};
+} PLAIN[] = {{"-string", textValue}, {"-int", integerValue}, {"-float", realValue}, {"-bool", boolValue},
+             {"-date", dateValue},   {"-data", dataValue},   {"-plist", listValue}, {"--", textValue}};
 
 bool looksLikeOption(std::string_view text) {
-  return text.size() > 1 && text[0] == '-' && text[1] >= 'a' && text[1] <= 'z';
+  return text == "--" || (text.size() > 1 && text[0] == '-' && text[1] >= 'a' && text[1] <= 'z');
 }
 
 // Takes one plain value, with its option if it has one, off the front.

@@ -1,13 +1,11 @@
 #include "apps/defaults/ValueText.h"
 
-#include <glib.h>
-
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
-#include <memory>
 #include <string_view>
 
 #include "corvane/infra/settings/Conversions.h"
@@ -85,14 +83,6 @@ std::string nestedText(const Value& value, const std::string& indent) {
 
 std::string textOf(const Value& value) {
   return value.isArray() || value.isDictionary() ? nestedText(value, "") : plainText(value);
-}
-
-bool contains(std::string_view text, std::string_view part) {
-  const auto folded = [](std::string_view view) {
-    return std::unique_ptr<gchar, decltype(&g_free)>(g_utf8_casefold(view.data(), static_cast<gssize>(view.size())),
-                                                     &g_free);
-  };
-  return std::string_view(folded(text).get()).find(folded(part).get()) != std::string_view::npos;
 }
 
 std::string entryText(const std::string& key, const Value& value) {

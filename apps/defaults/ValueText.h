@@ -14,7 +14,4 @@ std::string textOf(const Value& value);
 /// "key = value" with the value as it stands within a dictionary.
 std::string entryText(const std::string& key, const Value& value);
 
-/// True if `part` occurs in `text`, whatever the letter case.
-bool contains(std::string_view text, std::string_view part);
-
 }  // namespace corvane::defaults

@@ -10,7 +10,7 @@ _corvane_defaults_offer() {  # reads candidates, one a line, and offers those th
 
 _corvane_defaults() {
   local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]:-} program=${COMP_WORDS[0]}
-  local commands='read write delete rename domains keys find export import --help --version'
+  local commands='read write delete rename domains keys find export import -h --help --version'
   word=${word//\\/}
   if ((COMP_CWORD == 1)); then
     _corvane_defaults_offer "$word" < <(printf '%s\n' $commands)
@@ -29,7 +29,7 @@ _corvane_defaults() {
   elif ((COMP_CWORD == 3)) && [[ $command != keys ]]; then
     _corvane_defaults_offer "$word" < <("$program" keys "${COMP_WORDS[2]//\\/}" 2>/dev/null)
   elif [[ $command == write && $word == -* ]]; then
-    _corvane_defaults_offer "$word" < <(printf '%s\n' -string -int -float -bool -data -array -dict -plist)
+    _corvane_defaults_offer "$word" < <(printf '%s\n' -string -int -float -bool -date -data -array -dict -plist)
   fi
 }
 

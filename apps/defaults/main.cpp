@@ -1,45 +1,23 @@
 #include <algorithm>
 #include <cerrno>
-#include <clocale>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
 
+#include "apps/common/Command.h"
+#include "apps/common/Output.h"
+#include "apps/common/Text.h"
 #include "apps/defaults/ValueArguments.h"
 #include "apps/defaults/ValueText.h"
 #include "corvane/core/Log.h"
-#include "corvane/infra/Bundle.h"
 #include "corvane/infra/settings/UserDefaults.h"
 #include "corvane/infra/values/PropertyList.h"
 
 namespace corvane::defaults {
 
 namespace {
-
-constexpr char HELP[] =
-    "Usage: corvane-defaults COMMAND [ARGUMENT]...\n"
-    "\n"
-    "Reads and changes the stored settings of programs.\n"
-    "\n"
-    "  read [DOMAIN [KEY]]              show all domains, one, or one value\n"
-    "  write DOMAIN KEY [TYPE] VALUE... store a value; TYPE is -string (the default), -int, -float,\n"
-    "                                   -bool, -data (hexadecimal), -array, -dict or -plist\n"
-    "  delete DOMAIN [KEY]              remove a key, or all keys\n"
-    "  rename DOMAIN OLD NEW            give a key another name\n"
-    "  domains                          list the domains that have settings\n"
-    "  keys DOMAIN                      list the keys of a domain\n"
-    "  find TEXT                        show the settings whose key or value contains a text\n"
-    "  export [--binary] DOMAIN [FILE]  write a domain as a property list (XML)\n"
-    "  import DOMAIN [FILE]             store all keys of a property list; other keys stay\n"
-    "\n"
-    "DOMAIN is a program's identifier; -g stands for the domain that all programs share.\n"
-    "Without FILE, or with -, standard output and input are used.\n"
-    "\n"
-    "  --help         show this help\n"
-    "  --version      show the program's version\n";
 
 // How a command ended: status 2 for a wrong use, 1 for a failure.
 struct Failure {
@@ -49,7 +27,7 @@ struct Failure {
 using Outcome = tl::expected<void, Failure>;
 
 tl::unexpected<Failure> wrongUse(std::string text) {
-  return tl::unexpected(Failure{2, std::move(text) + " (see --help)"});
+  return tl::unexpected(Failure{2, std::move(text)});
 }
 tl::unexpected<Failure> failed(std::string text) {
   return tl::unexpected(Failure{1, std::move(text)});
@@ -176,7 +154,7 @@ Outcome find(const Arguments& arguments) {
   bool found = false;
   const auto outcome = forEachDomain([&](const std::string& name, const Value::Dictionary& content) {
     for (const auto& [key, value] : content) {
-      if (!contains(key, text) && !contains(textOf(value), text)) continue;
+      if (!containsIgnoringCase(key, text) && !containsIgnoringCase(textOf(value), text)) continue;
       print(name + ": " + entryText(key, value) + '\n');
       found = true;
     }
@@ -227,64 +205,58 @@ Outcome importDomain(const Arguments& arguments) {
   return stored(UserDefaults(domainName(arguments[0])).apply(changes));
 }
 
-constexpr struct {
-  std::string_view name;
-  std::size_t least;
-  std::size_t most;
-  const char* expects;
-  Outcome (*run)(const Arguments& arguments);
-} COMMANDS[] = {
-    {"read", 0, 2, "at most a domain and a key", read},
-    {"write", 3, SIZE_MAX, "a domain, a key and a value", write},
-    {"delete", 1, 2, "a domain and perhaps a key", remove},
-    {"rename", 3, 3, "a domain and two keys", rename},
-    {"domains", 0, 0, "nothing more", domains},
-    {"keys", 1, 1, "a domain", keys},
-    {"find", 1, 1, "one text", find},
-    {"export", 1, 3, "a domain and perhaps a file", exportDomain},
-    {"import", 1, 2, "a domain and perhaps a file", importDomain},
-};
-
-Outcome run(Arguments arguments) {
-  if (arguments.empty()) return wrongUse("a command is missing");
-  const std::string name(arguments.front());
-  if (name == "--help") return print(HELP), Outcome();
-  if (name == "--version")
-    return print(Bundle::mainBundle()->appVersionName().value_or("corvane-defaults, no bundle") + '\n'), Outcome();
-  arguments.erase(arguments.begin());
-  for (const auto& command : COMMANDS) {
-    if (command.name != name) continue;
-    if (arguments.size() == 1 && arguments[0] == "--help") return print(HELP), Outcome();
-    if (arguments.size() < command.least || arguments.size() > command.most)
-      return wrongUse(name + ": expects " + command.expects);
-    return command.run(arguments);
-  }
-  return wrongUse(name + ": unknown command");
-}
-
 int finish(Outcome outcome) {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
     outcome = failed(std::string("cannot write the output: ") + std::strerror(errno));
   for (const std::string& line : notices())
-    if (outcome || line.find(outcome.error().text) == std::string::npos)
-      std::fprintf(stderr, "corvane-defaults: %s\n", line.c_str());
+    if (outcome || line.find(outcome.error().text) == std::string::npos) report(line);
   if (outcome) return 0;
-  std::fprintf(stderr, "corvane-defaults: %s\n", outcome.error().text.c_str());
-  return outcome.error().status;
+  return outcome.error().status == 2 ? failUsage(outcome.error().text) : fail(outcome.error().text);
 }
+
+// Runs a command that takes from LEAST to MOST operands. "--" in front of them says that the first one is not an
+// option.
+template <Outcome (*COMMAND)(const Arguments& arguments), std::size_t LEAST, std::size_t MOST>
+int run(const Arguments& arguments) {
+  Arguments operands = arguments;
+  if (!operands.empty() && operands.front() == "--") operands.erase(operands.begin());
+  if (operands.size() < LEAST || operands.size() > MOST) return failUsage("too few or too many arguments");
+  return finish(COMMAND(operands));
+}
+
+constexpr Command COMMANDS[] = {
+    {"read", "[DOMAIN [KEY]]", "show all domains, one, or one value", "", run<read, 0, 2>},
+    {"write", "DOMAIN KEY [TYPE] VALUE...", "store a value in place of any that is there",
+     "  -string TEXT       text; so is a value without a type\n"
+     "  -int NUMBER        an integer of 64 bits\n"
+     "  -float NUMBER      a number\n"
+     "  -bool WORD         true, yes, 1, false, no or 0\n"
+     "  -date TIME         a time in UTC, as 2026-03-07T09:05:01Z\n"
+     "  -data DIGITS       bytes, two hexadecimal digits each\n"
+     "  -array VALUE...    any number of values, each with one of the types above or as text\n"
+     "  -dict KEY VALUE... any number of keys, each followed by such a value\n"
+     "  -plist XML         a property list, for everything else\n"
+     "  -- TEXT            a text that may look like one of these\n",
+     run<write, 3, SIZE_MAX>, true},
+    {"delete", "DOMAIN [KEY]", "remove a key, or all keys", "", run<remove, 1, 2>},
+    {"rename", "DOMAIN OLD NEW", "give a key another name, which must not be in use", "", run<rename, 3, 3>},
+    {"domains", "", "list the domains that have settings", "", run<domains, 0, 0>},
+    {"keys", "DOMAIN", "list the keys of a domain", "", run<keys, 1, 1>},
+    {"find", "TEXT", "show the settings whose key or value contains a text, in any letter case", "", run<find, 1, 1>},
+    {"export", "[--binary] DOMAIN [FILE]", "write a domain as a property list",
+     "  --binary  in the binary form; otherwise as XML\n", run<exportDomain, 1, 3>},
+    {"import", "DOMAIN [FILE]", "store all keys of a property list; other keys stay", "", run<importDomain, 1, 2>},
+};
+
+constexpr std::string_view NOTES =
+    "DOMAIN is a program's identifier; -g or --global stands for the domain that all programs share.\n"
+    "Without FILE, or with -, standard output and input are used.\n";
 
 }  // namespace
 
 }  // namespace corvane::defaults
 
 int main(int argc, char** argv) {
-  // Only the encoding of text: numbers keep their point.
-  std::setlocale(LC_CTYPE, "");
   corvane::setLogSink(&corvane::defaults::SINK);
-  try {
-    return corvane::defaults::finish(corvane::defaults::run({argv + 1, argv + argc}));
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "corvane-defaults: %s\n", error.what());
-    return 1;
-  }
+  return corvane::runProgram({"corvane-defaults", corvane::defaults::COMMANDS, corvane::defaults::NOTES}, argc, argv);
 }

@@ -49,6 +49,7 @@ class Values(Case):
             (["-float", "2"], "2", 2.0), (["-float", "1e-3"], "0.001", 0.001), (["-bool", "Yes"], "true", True),
             (["-bool", "0"], "false", False), (["-data", "00fF"], "<00ff>", b"\0\xff"), (["-data", ""], "<>", b""),
             (["-array"], "()", []), (["-array", "a", "-int", "1"], '(\n    "a"\n    1\n)', ["a", 1]),
+            (["-date", "2026-03-07T09:05:01Z"], "2026-03-07T09:05:01Z", None), (["--", "-int"], "-int", "-int"),
             (["-dict", "a b", "\"q\\\n", "c", "-bool", "no"], '{\n    "a b" = "\\"q\\\\\\n"\n    c = false\n}',
              {"a b": '"q\\\n', "c": False}),
             (["-plist", "<plist><array><array/><date>2026-03-07T09:05:01Z</date></array></plist>"],
@@ -64,8 +65,8 @@ class Values(Case):
     def test_wrong_use_stores_nothing_and_ends_with_2(self):
         for arguments in ([], ["nothing"], ["read", "a", "b", "c"], ["write", "a", "k"], ["rename", "a", "b"], ["find"],
                           ["domains", "x"], ["export"], ["export", "--binary"], ["delete"], ["import"], ["keys"],
-                          ["write", "a", "k", "-int"], ["write", "a", "k", "-int", "1x"],
-                          ["write", "a", "k", "-int", "9223372036854775808"], ["write", "a", "k", "-float", ""],
+                          ["write", "a", "k", "-int"], ["write", "a", "k", "-int", "+-5"],
+                          ["write", "a", "k", "-int", "9223372036854775808"], ["write", "a", "k", "-date", "2026-02-30T00:00:00Z"],
                           ["write", "a", "k", "-bool", "maybe"], ["write", "a", "k", "-data", "0"],
                           ["write", "a", "k", "-data", "0g"], ["write", "a", "k", "-what", "1"],
                           ["write", "a", "k", "1", "2"], ["write", "a", "k", "-dict", "x"],
@@ -84,6 +85,7 @@ class Values(Case):
         self.expect("rename", "a.b", "k", "new")
         self.expect("read", "a.b", output='l = "2"\nnew = "1"\n')
         self.expect_error(1, "no setting contains zzz", "find", "zzz")
+        self.expect_error(1, "no setting contains -h", "find", "--", "-h")
         self.expect("find", "NEW", output='a.b: new = "1"\n')
         self.expect("delete", "a.b")
         self.expect("domains")
@@ -136,7 +138,7 @@ class Files(Case):
         self.expect("write", "a.c", "two", "1")
         script = ROOT / "apps/defaults/corvane-defaults.bash"
         rows = [(["re"], ["read", "rename"]), (["read", "a."], ["a.b", "a.c"]), (["read", "a.b", ""], ["one\\ key"]),
-                (["write", "a.b", "k", "-d"], ["-data", "-dict"]), (["export", "--"], ["--binary"]),
+                (["write", "a.b", "k", "-d"], ["-date", "-data", "-dict"]), (["export", "--"], ["--binary"]),
                 (["find", ""], []), (["keys", "a.b", ""], [])]
         for words, offered in rows:
             quoted = " ".join(f"'{word}'" for word in ["corvane-defaults", *words])

@@ -10,8 +10,8 @@
 #include <optional>
 
 #include "apps/common/OptionReader.h"
+#include "apps/common/Output.h"
 #include "apps/inspector/text/Format.h"
-#include "apps/inspector/text/Output.h"
 #include "apps/inspector/text/TextFile.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/HTTP.h"

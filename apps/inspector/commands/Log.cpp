@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/common/Output.h"
 #include "apps/inspector/commands/OpenLog.h"
-#include "apps/inspector/text/Output.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/Logger.h"
 

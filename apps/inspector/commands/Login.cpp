@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-#include "apps/inspector/text/Output.h"
+#include "apps/common/Output.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/LaunchAtLogin.h"
 

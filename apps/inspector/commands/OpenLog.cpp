@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <array>
 
-#include "apps/inspector/text/Output.h"
+#include "apps/common/Output.h"
 
 namespace corvane::inspector {
 

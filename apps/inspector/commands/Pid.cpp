@@ -5,10 +5,10 @@
 #include <utility>
 
 #include "apps/common/OptionReader.h"
+#include "apps/common/Output.h"
 #include "apps/inspector/model/HeaterTrial.h"
 #include "apps/inspector/svg/SvgPlot.h"
 #include "apps/inspector/text/Format.h"
-#include "apps/inspector/text/Output.h"
 #include "apps/inspector/text/TextFile.h"
 
 namespace corvane::inspector {

@@ -15,9 +15,9 @@
 #include <thread>
 
 #include "apps/common/OptionReader.h"
+#include "apps/common/Output.h"
 #include "apps/inspector/model/Order.h"
 #include "apps/inspector/model/ProcessTree.h"
-#include "apps/inspector/text/Output.h"
 #include "apps/inspector/text/ProcessColumn.h"
 #include "apps/inspector/text/ProcessReport.h"
 #include "apps/inspector/text/TextFile.h"

@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "apps/common/OptionReader.h"
+#include "apps/common/Output.h"
 #include "apps/inspector/text/Format.h"
-#include "apps/inspector/text/Output.h"
 #include "apps/inspector/text/TextFile.h"
 #include "corvane/system/Task.h"
 

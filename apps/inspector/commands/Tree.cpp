@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "apps/common/OptionReader.h"
+#include "apps/common/Output.h"
 #include "apps/inspector/svg/SvgTree.h"
-#include "apps/inspector/text/Output.h"
 #include "apps/inspector/text/TextFile.h"
 #include "corvane/core/Files.h"
 

@@ -8,11 +8,11 @@
 #include <memory>
 #include <utility>
 
+#include "apps/common/Output.h"
 #include "apps/inspector/live/LiveView.h"
 #include "apps/inspector/live/MainLoopSource.h"
 #include "apps/inspector/live/ViewSettings.h"
 #include "apps/inspector/terminal/Screen.h"
-#include "apps/inspector/text/Output.h"
 #include "apps/inspector/text/Report.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/MasterTimer.h"

@@ -5,7 +5,7 @@
 #include <csignal>
 #include <optional>
 
-#include "apps/inspector/text/Output.h"
+#include "apps/common/Output.h"
 #include "apps/inspector/text/TextFile.h"
 #include "corvane/infra/settings/DefaultSettings.h"
 

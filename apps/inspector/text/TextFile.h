@@ -1,12 +1,12 @@
 #pragma once
 
-#include <charconv>
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "apps/common/Text.h"
 #include "corvane/platform/Result.h"
 
 namespace corvane::inspector {
@@ -25,14 +25,5 @@ std::vector<std::string_view> linesOf(std::string_view text);
 
 /// The pieces of a line between blanks.
 std::vector<std::string_view> fieldsOf(std::string_view line);
-
-/// The number that makes up the whole of `text`; none if it is anything else or too large.
-template <class Number>
-std::optional<Number> numberIn(std::string_view text) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
-}
 
 }  // namespace corvane::inspector
