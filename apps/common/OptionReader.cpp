@@ -1,6 +1,6 @@
 #include "apps/common/OptionReader.h"
 
-#include "apps/common/Text.h"
+#include "corvane/core/Text.h"
 
 namespace corvane {
 

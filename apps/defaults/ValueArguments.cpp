@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <optional>
 
-#include "apps/common/Text.h"
+#include "corvane/core/Text.h"
 #include "corvane/infra/values/PropertyList.h"
 
 namespace corvane::defaults {
@@ -17,24 +16,17 @@ tl::unexpected<std::string> wrong(std::string_view text, std::string_view why) {
   return tl::unexpected(std::string(text).append(": ").append(why));
 }
 
-// The number that makes up the whole of a text, perhaps with a sign.
-template <class Number>
-std::optional<Number> signedNumberIn(std::string_view text) {
-  const bool hasPlus = text.starts_with('+') && !text.starts_with("+-");
-  return numberIn<Number>(text.substr(hasPlus ? 1 : 0));
-}
-
 Parsed textValue(std::string_view text) {
   return Value(text);
 }
 
 Parsed integerValue(std::string_view text) {
-  const auto number = signedNumberIn<std::int64_t>(text);
+  const auto number = numberIn<std::int64_t>(text);
   return number ? Parsed(*number) : wrong(text, "not an integer of 64 bits");
 }
 
 Parsed realValue(std::string_view text) {
-  const auto number = signedNumberIn<double>(text);
+  const auto number = numberIn<double>(text);
   return number ? Parsed(*number) : wrong(text, "not a number");
 }
 

@@ -8,10 +8,10 @@
 
 #include "apps/common/Command.h"
 #include "apps/common/Output.h"
-#include "apps/common/Text.h"
 #include "apps/defaults/ValueArguments.h"
 #include "apps/defaults/ValueText.h"
 #include "corvane/core/Log.h"
+#include "corvane/core/Text.h"
 #include "corvane/infra/settings/UserDefaults.h"
 #include "corvane/infra/values/PropertyList.h"
 

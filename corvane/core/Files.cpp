@@ -47,11 +47,26 @@ tl::unexpected<Error> fileFailure(const std::string& path, int code) {
   return failure("posix", code, path + ": " + std::generic_category().message(code));
 }
 
-Result<FileDescriptor> openForReading(const std::string& path) {
+Result<FileDescriptor> openFile(const std::string& path, int flags, mode_t mode) {
   FileDescriptor file(
-      uninterrupted([&path] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+      uninterrupted([&] { return ::open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode); }));
   if (file.get() < 0) return fileFailure(path, errno);
   return file;
+}
+
+Result<FileDescriptor> openForReading(const std::string& path) {
+  return openFile(path, O_RDONLY);
+}
+
+bool readAllAt(int fd, void* bytes, std::size_t size, off_t offset) {
+  for (auto* to = static_cast<char*>(bytes); size > 0;) {
+    const ssize_t got = uninterrupted([&] { return ::pread(fd, to, size, offset); });
+    if (got <= 0) return false;
+    to += got;
+    offset += got;
+    size -= static_cast<std::size_t>(got);
+  }
+  return true;
 }
 
 bool writeAll(int fd, std::string_view bytes) {
@@ -75,16 +90,15 @@ Result<PendingFile> PendingFile::create(std::string path) {
   // Another process may have died and left a file of the same name, for process numbers come back.
   constexpr int ATTEMPTS = 100;
   std::string name;
-  FileDescriptor file;
-  for (int i = 0; i < ATTEMPTS && file.get() < 0; ++i) {
+  Result<FileDescriptor> file;
+  for (int i = 0; i < ATTEMPTS; ++i) {
     name = path.substr(0, path.rfind('/') + 1) + ".corvane-" + std::to_string(::getpid()) + "-" +
            std::to_string(counter++) + ".tmp";
-    file = FileDescriptor(
-        uninterrupted([&name] { return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644); }));
-    if (file.get() < 0 && errno != EEXIST) break;
+    file = openFile(name, O_WRONLY | O_CREAT | O_EXCL, 0644);
+    if (file || file.error().code != EEXIST) break;
   }
-  if (file.get() < 0) return fileFailure(path, errno);
-  return PendingFile(std::move(path), std::move(name), std::move(file));
+  if (!file) return fileFailure(path, file.error().code);
+  return PendingFile(std::move(path), std::move(name), std::move(*file));
 }
 
 PendingFile::PendingFile(std::string path, std::string temporary, FileDescriptor file)
@@ -112,12 +126,20 @@ Result<void> PendingFile::replace() {
 
 Result<void> PendingFile::claim() {
   return finish([](const char* from, const char* to) {
-    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
-    if (errno != EINVAL && errno != ENOSYS) return -1;
-    // A file system without that call; those have hard links.
-    if (::link(from, to) < 0) return -1;
-    ::unlink(from);
-    return 0;
+    if (::link(from, to) == 0) {
+      ::unlink(from);
+      return 0;
+    }
+    if (errno == EEXIST) return -1;
+    // A file system without hard links: an empty file takes the name first.
+    const FileDescriptor taken(
+        uninterrupted([to] { return ::open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644); }));
+    if (taken.get() < 0) return -1;
+    if (::rename(from, to) == 0) return 0;
+    const int code = errno;
+    ::unlink(to);
+    errno = code;
+    return -1;
   });
 }
 

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <signal.h>
+#include <sys/types.h>
 
 #include <cstddef>
 #include <string>
@@ -56,8 +57,15 @@ class CORVANE_API WithoutSigpipe {
 /// The failure of a system call on a path: domain "posix", the errno code, and "path: what the system says".
 CORVANE_API tl::unexpected<Error> fileFailure(const std::string& path, int code);
 
+/// Opens a file as open(2) does with these flags, close-on-exec and non-blocking: a pipe makes nobody wait, a terminal
+/// does not become the process's own.
+CORVANE_API Result<FileDescriptor> openFile(const std::string& path, int flags, mode_t mode = 0);
+
 /// Opens for reading what stands at a path. Anything may stand there: a pipe without a writer makes nobody wait.
 CORVANE_API Result<FileDescriptor> openForReading(const std::string& path);
+
+/// Reads exactly `size` bytes that begin at an offset; false if the file ends before or cannot be read.
+CORVANE_API bool readAllAt(int fd, void* bytes, std::size_t size, off_t offset);
 
 /// Writes all of the bytes; false, with errno, if the system refuses.
 CORVANE_API bool writeAll(int fd, std::string_view bytes);

@@ -1,11 +1,12 @@
 #include "corvane/core/Log.h"
 
-#include <errno.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
 #include <string>
+
+#include "corvane/platform/ProgramName.h"
 
 namespace corvane {
 
@@ -30,7 +31,8 @@ void logNotice(std::string_view message) {
 }
 
 void systemLog(std::string_view message) noexcept {
-  std::fprintf(stderr, "%s[%d]: %.*s\n", program_invocation_short_name, static_cast<int>(getpid()),
+  const std::string_view name = programName();
+  std::fprintf(stderr, "%.*s[%d]: %.*s\n", static_cast<int>(name.size()), name.data(), static_cast<int>(getpid()),
                static_cast<int>(message.size()), message.data());
 }
 

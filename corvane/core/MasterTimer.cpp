@@ -6,6 +6,7 @@
 
 #include "corvane/core/Log.h"
 #include "corvane/core/MainQueue.h"
+#include "corvane/core/SharedInstance.h"
 #include "corvane/platform/PreciseTimers.h"
 
 namespace corvane {
@@ -19,23 +20,14 @@ constexpr std::int64_t TOLERANCE_NSEC = 999;
 // many times what a short task does, and going there for all would keep other work out for too long.
 constexpr std::int64_t SLICE_NSEC = 1'000'000;
 
-std::shared_ptr<MasterTimer>& shared() {
-  static auto& timer = *new std::shared_ptr<MasterTimer>(std::make_shared<MasterTimer>());
-  return timer;
-}
-
 }  // namespace
 
 std::shared_ptr<MasterTimer> MasterTimer::instance() {
-  MutexLock lock(Repeater::s_mutex);
-  return shared();
+  return SharedInstance<MasterTimer>::get();
 }
 
 void MasterTimer::setInstance(std::shared_ptr<MasterTimer> timer) {
-  MutexLock lock(Repeater::s_mutex);
-  shared().swap(timer);
-  lock.unlock();
-  timer.reset();
+  SharedInstance<MasterTimer>::set(std::move(timer));
 }
 
 MasterTimer::~MasterTimer() {

@@ -55,6 +55,10 @@ bool isUtf8Block(std::string_view text) {
   return status == U_BUFFER_OVERFLOW_ERROR || U_SUCCESS(status);
 }
 
+icu::UnicodeString unicode(std::string_view text) {
+  return icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())});
+}
+
 }  // namespace
 
 bool isUtf8(std::string_view text) {
@@ -72,8 +76,18 @@ bool isUtf8(std::string_view text) {
 std::string repaired(std::string text) {
   if (isUtf8(text)) return text;
   std::string result;
-  icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())}).toUTF8String(result);
+  unicode(text).toUTF8String(result);
   return result;
+}
+
+std::string caseFolded(std::string_view text) {
+  std::string result;
+  unicode(text).foldCase().toUTF8String(result);
+  return result;
+}
+
+bool containsIgnoringCase(std::string_view text, std::string_view part) {
+  return caseFolded(text).find(caseFolded(part)) != std::string::npos;
 }
 
 std::string_view trimmed(std::string_view text) {

@@ -10,6 +10,7 @@
 
 #include "corvane/core/Files.h"
 #include "corvane/core/Log.h"
+#include "corvane/core/SharedInstance.h"
 #include "corvane/core/Text.h"
 #include "corvane/core/Timeval.h"
 #include "corvane/core/fatal.h"
@@ -31,16 +32,6 @@ std::string fileNameOf(const std::string& identifier) {
 Result<std::string> folderOf(const std::string& identifier) {
   return platform().folders().library().map(
       [&identifier](const std::string& library) { return library + "/Logs/" + identifier; });
-}
-
-struct Shared {
-  Mutex mutex;
-  std::shared_ptr<Logger> logger CORVANE_GUARDED_BY(mutex);
-};
-
-Shared& shared() {
-  static auto& shared = *new Shared;
-  return shared;
 }
 
 constexpr LogSink SINK = {
@@ -107,14 +98,11 @@ class Logger::File {
 };
 
 std::shared_ptr<Logger> Logger::instance() {
-  MutexLock lock(shared().mutex);
-  if (!shared().logger) shared().logger = std::make_shared<Logger>();
-  return shared().logger;
+  return SharedInstance<Logger>::get();
 }
 
 void Logger::setInstance(std::shared_ptr<Logger> logger) {
-  MutexLock lock(shared().mutex);
-  shared().logger.swap(logger);
+  SharedInstance<Logger>::set(std::move(logger));
 }
 
 Logger::Logger() : m_fname(TMP_LOG) {

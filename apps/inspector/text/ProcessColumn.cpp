@@ -1,10 +1,7 @@
 #include "apps/inspector/text/ProcessColumn.h"
 
-#include <glib.h>
-
 #include <algorithm>
 #include <compare>
-#include <memory>
 
 #include "apps/inspector/text/Format.h"
 #include "corvane/core/Text.h"
@@ -43,12 +40,6 @@ std::partial_ordering compare(const ProcessRow& a, const ProcessRow& b, ProcessC
       return a.path <=> b.path;
   }
   return std::partial_ordering::equivalent;
-}
-
-std::string folded(std::string_view text) {
-  const std::unique_ptr<char, void (*)(gpointer)> result(g_utf8_casefold(repaired(std::string(text)).c_str(), -1),
-                                                         g_free);
-  return result.get();
 }
 
 }  // namespace
@@ -94,10 +85,10 @@ void sortRows(std::vector<ProcessRow>& rows, ProcessColumn column, bool descendi
   });
 }
 
-ProcessFilter::ProcessFilter(std::string_view text) : m_text(folded(text)) {}
+ProcessFilter::ProcessFilter(std::string_view text) : m_text(caseFolded(text)) {}
 
 bool ProcessFilter::matches(const ProcessRow& row) const {
-  const auto has = [this](std::string_view text) { return folded(text).find(m_text) != std::string::npos; };
+  const auto has = [this](std::string_view text) { return caseFolded(text).find(m_text) != std::string::npos; };
   return has(row.name) || has(row.path) || has(row.user) || std::to_string(row.pid) == m_text;
 }
 

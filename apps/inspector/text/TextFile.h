@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/common/Text.h"
+#include "corvane/core/Text.h"
 #include "corvane/platform/Result.h"
 
 namespace corvane::inspector {

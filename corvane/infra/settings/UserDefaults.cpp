@@ -14,6 +14,7 @@
 #include "corvane/core/Log.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/Mutex.h"
+#include "corvane/core/SharedInstance.h"
 #include "corvane/infra/Broadcaster.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/values/PropertyList.h"
@@ -186,16 +187,6 @@ std::string programDomain() {
   return std::filesystem::path(bundle->executablePath()).filename();
 }
 
-struct Shared {
-  Mutex mutex;
-  std::shared_ptr<UserDefaults> defaults CORVANE_GUARDED_BY(mutex);
-};
-
-Shared& sharedSlot() {
-  static auto& shared = *new Shared;
-  return shared;
-}
-
 }  // namespace
 
 struct UserDefaults::State {
@@ -277,14 +268,11 @@ struct UserDefaults::State {
 };
 
 std::shared_ptr<UserDefaults> UserDefaults::shared() {
-  MutexLock lock(sharedSlot().mutex);
-  if (!sharedSlot().defaults) sharedSlot().defaults = std::make_shared<UserDefaults>();
-  return sharedSlot().defaults;
+  return SharedInstance<UserDefaults>::get();
 }
 
 void UserDefaults::setShared(std::shared_ptr<UserDefaults> defaults) {
-  MutexLock lock(sharedSlot().mutex);
-  sharedSlot().defaults.swap(defaults);
+  SharedInstance<UserDefaults>::set(std::move(defaults));
 }
 
 Result<std::vector<std::string>> UserDefaults::domains() {

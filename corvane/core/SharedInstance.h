@@ -1,0 +1,48 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <memory>
+#include <utility>
+
+#include "corvane/core/Mutex.h"
+
+namespace corvane {
+
+/// The object of a class that a process shares and a test may replace: made on first use, never destroyed, so that code
+/// which runs while the process exits still finds it. A forked child finds what its parent had. Any thread.
+///
+/// Objects are made with the lock held: their constructors must not ask for the shared object.
+template <class T>
+class SharedInstance {
+ public:
+  static std::shared_ptr<T> get() {
+    SharedInstance& slot = SharedInstance::slot();
+    MutexLock lock(slot.m_mutex);
+    if (!slot.m_object) slot.m_object = std::make_shared<T>();
+    return slot.m_object;
+  }
+
+  /// Puts another object in place; with null the next get() makes a new one.
+  static void set(std::shared_ptr<T> object) {
+    SharedInstance& slot = SharedInstance::slot();
+    MutexLock lock(slot.m_mutex);
+    slot.m_object.swap(object);  // what was there goes without the lock
+  }
+
+ private:
+  SharedInstance() { pthread_atfork(acquire, release, release); }
+
+  static SharedInstance& slot() {
+    static auto& slot = *new SharedInstance;
+    return slot;
+  }
+  // A child must not inherit the lock from a thread that it does not have.
+  static void acquire() CORVANE_NO_THREAD_SAFETY_ANALYSIS { slot().m_mutex.acquire(); }
+  static void release() CORVANE_NO_THREAD_SAFETY_ANALYSIS { slot().m_mutex.release(); }
+
+  Mutex m_mutex;
+  std::shared_ptr<T> m_object CORVANE_GUARDED_BY(m_mutex);
+};
+
+}  // namespace corvane
