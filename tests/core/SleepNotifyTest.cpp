@@ -1,15 +1,14 @@
 #include "corvane/core/SleepNotify.h"
 
-#include <gio/gio.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 
 #include "corvane/core/Log.h"
-#include "corvane/core/MasterTimer.h"
 #include "corvane/linux/bus/Bus.h"
 #include "corvane/testing/FakePlatform.h"
 #include "tests/support/Child.h"
+#include "tests/support/Conditions.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Pump.h"
 #include "tests/support/TempHome.h"
@@ -29,41 +28,34 @@ class MockBus {
   std::unique_ptr<Child> mock(const char* which, const char* name) {
     auto child = std::make_unique<Child>(Names{"/usr/bin/python3", "-m", "dbusmock", "--template", which});
     EXPECT_TRUE(pumpUntil([&] {
-      const auto reply = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
-                              g_variant_new("(s)", name));
-      gboolean up = FALSE;
-      if (reply) g_variant_get(reply.get(), "(b)", &up);
-      return up;
+      return call({"org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetNameOwner", "(s)"},
+                  g_variant_new("(s)", name))
+          .has_value();
     }));
     return child;
   }
 
-  void emitBoolean(const char* name, const char* path, const char* interface, const char* signal, bool value) {
-    GVariantBuilder arguments;
-    g_variant_builder_init(&arguments, G_VARIANT_TYPE("av"));
-    g_variant_builder_add(&arguments, "v", g_variant_new_boolean(value));
-    EXPECT_TRUE(call(name, path, "org.freedesktop.DBus.Mock", "EmitSignal",
-                     g_variant_new("(sssav)", interface, signal, "b", &arguments)));
+  void emit(const std::string& name, const std::string& object, const char* interface, const char* signal, bool value) {
+    const glib::Ptr<GVariant> arguments(g_variant_ref_sink(g_variant_new_parsed("[<%b>]", value)));
+    EXPECT_TRUE(call({name, object, "org.freedesktop.DBus.Mock", "EmitSignal"},
+                     g_variant_new("(sss@av)", interface, signal, "b", arguments.get())));
   }
 
-  void prepareForSleep(bool asleep) {
-    emitBoolean("org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
-                "PrepareForSleep", asleep);
-  }
+  void prepareForSleep(bool asleep) { emit(LOGIN, LOGIN_OBJECT, LOGIN_MANAGER, "PrepareForSleep", asleep); }
 
   std::size_t inhibitors() {
-    const auto reply = call("org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
-                            "ListInhibitors", nullptr);
+    const auto reply = call({LOGIN, LOGIN_OBJECT, LOGIN_MANAGER, "ListInhibitors", "(a(ssssuu))"}, nullptr);
     if (!reply) return 99;
-    return g_variant_n_children(glib::Ptr<GVariant>(g_variant_get_child_value(reply.get(), 0)).get());
+    return g_variant_n_children(glib::Ptr<GVariant>(g_variant_get_child_value(reply->values.get(), 0)).get());
   }
 
  private:
-  glib::Ptr<GVariant> call(const char* name, const char* path, const char* interface, const char* method,
-                           GVariant* arguments) {
-    return glib::Ptr<GVariant>(g_dbus_connection_call_sync(m_connection->connection(), name, path, interface, method,
-                                                           arguments, nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
-                                                           nullptr));
+  static constexpr const char* LOGIN = "org.freedesktop.login1";
+  static constexpr const char* LOGIN_OBJECT = "/org/freedesktop/login1";
+  static constexpr const char* LOGIN_MANAGER = "org.freedesktop.login1.Manager";
+
+  Result<BusReply> call(const BusMethod& method, GVariant* arguments) {
+    return m_connection->call(method, arguments, Deadline());
   }
 
   PrivateBus m_bus;
@@ -137,48 +129,26 @@ TEST_F(SleepNotifyTest, TheLoginManagersSleepIsDelayedUntilTheHandlersAreDone) {
 
 TEST_F(SleepNotifyTest, AMainLoopThatHangsDoesNotHoldTheSleepForLong) {
   MockBus bus;
-  const auto logind = bus.mock("logind", "org.freedesktop.login1");
+  auto logind = bus.mock("logind", "org.freedesktop.login1");
   SleepNotify notify(listener);
   ASSERT_TRUE(pumpUntil([&] { return bus.inhibitors() == 1; }));
   bus.prepareForSleep(true);
   // The main queue is not served here; the login manager's own limit is 5 s.
-  const Timeval begin;
-  while (bus.inhibitors() != 0 && begin.elapsed() < 30'000'000) g_usleep(50'000);
-  EXPECT_EQ(bus.inhibitors(), 0U);
+  EXPECT_TRUE(waitUntil([&] { return bus.inhibitors() == 0; }));
   EXPECT_TRUE(names.empty());
-}
-
-TEST_F(SleepNotifyTest, TheMasterTimerPausesWithTheRealBackend) {
-  MockBus bus;
-  const auto logind = bus.mock("logind", "org.freedesktop.login1");
-  const auto timer = MasterTimer::instance();
-  timer->start();
-  int runs = 0;
-  const auto tick = std::make_shared<Repeater>("tick");
-  tick->start(0.005, [&] { ++runs; });
-  ASSERT_TRUE(pumpUntil([&] { return runs > 2 && bus.inhibitors() == 1; }));
-  bus.prepareForSleep(true);
-  ASSERT_TRUE(pumpUntil([&] { return bus.inhibitors() == 0; }));
-  const int before = runs;
-  pump();
-  EXPECT_EQ(runs, before);
-  bus.prepareForSleep(false);
-  ASSERT_TRUE(pumpUntil([&] { return runs > before && s_log.size() >= 4; }));
-  EXPECT_EQ(Names(s_log.end() - 3, s_log.end()),
-            (Names{"MasterTimer: Going to sleep", "MasterTimer: Woke up - restart repeaters",
-                   "MasterTimer: Woke up - reset stats"}));
-  timer->stop();
+  // Who announced the sleep is gone, and nobody will announce its end.
+  logind.reset();
+  EXPECT_TRUE(pumpUntil([&] { return names == Names{std::string(WILL_SLEEP), std::string(DID_WAKE)}; }));
 }
 
 TEST_F(SleepNotifyTest, TheScreenSaverServiceTellsOfTheScreens) {
   MockBus bus;
-  const auto saver = bus.mock("gnome_screensaver", "org.gnome.ScreenSaver");
+  auto saver = bus.mock("gnome_screensaver", "org.gnome.ScreenSaver");
   SleepNotify notify(listener);
   ASSERT_TRUE(pumpUntil([&] { return !s_log.empty(); })) << "there is no login manager here";
   EXPECT_TRUE(s_log[0].starts_with("SleepNotify: The login manager does not report sleep: ")) << s_log[0];
   const auto emit = [&](bool active) {
-    bus.emitBoolean("org.gnome.ScreenSaver", "/org/gnome/ScreenSaver", "org.gnome.ScreenSaver", "ActiveChanged",
-                    active);
+    bus.emit("org.gnome.ScreenSaver", "/org/gnome/ScreenSaver", "org.gnome.ScreenSaver", "ActiveChanged", active);
   };
   // The subscription is made in the background.
   ASSERT_TRUE(pumpUntil([&] {
@@ -191,6 +161,10 @@ TEST_F(SleepNotifyTest, TheScreenSaverServiceTellsOfTheScreens) {
   ASSERT_TRUE(pumpUntil([&] { return names.size() == 2; }));
   pump();
   EXPECT_EQ(names, (Names{std::string(SCREENS_DID_SLEEP), std::string(SCREENS_DID_WAKE)}));
+  emit(true);
+  saver.reset();
+  ASSERT_TRUE(pumpUntil([&] { return names.size() == 4; })) << "the end of the service wakes the screens";
+  EXPECT_EQ(names.back(), SCREENS_DID_WAKE);
   EXPECT_EQ(s_log.size(), 1U);
 }
 

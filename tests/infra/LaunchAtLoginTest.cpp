@@ -185,6 +185,9 @@ TEST_F(LoginEntryTest, TheUsersSwitchHoldsUntilTheApplicationAsksAgain) {
     EXPECT_EQ(contentOf(m_entry), before);
   }
   for (int i = 0; i < 2; ++i) EXPECT_TRUE(m_items->remove(m_label));
+  m_home.set("XDG_CONFIG_HOME", "relative");
+  EXPECT_EQ(failureOf("/bin/true"), "");
+  EXPECT_TRUE(fs::exists(m_entry)) << "in ~/.config";
 }
 
 TEST_F(LoginEntryTest, WhatCannotBeWrittenIsAnErrorAndLeavesNothing) {

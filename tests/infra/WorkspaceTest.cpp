@@ -1,15 +1,13 @@
 #include "corvane/platform/Workspace.h"
 
-#include <gio/gio.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <thread>
 
-#include "corvane/core/Mutex.h"
 #include "corvane/infra/Bundle.h"
-#include "corvane/linux/bus/Bus.h"
+#include "tests/support/BusService.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/TempHome.h"
 
@@ -17,51 +15,6 @@ namespace corvane {
 namespace {
 
 using namespace testing;
-
-// Owns a name on the bus; notes every call of its own methods and answers with nothing, or not at all. Calls come in on
-// the connection's own thread.
-class BusService {
- public:
-  enum class Manner { ANSWERS, IS_SILENT };
-
-  BusService(const std::string& name, Manner manner)
-      : m_manner(manner), m_bus(Bus::connect(G_BUS_TYPE_SESSION, Deadline()).value()) {
-    const GDBusMessageFilterFunction received = [](auto* bus, auto* message, gboolean incoming, gpointer self) {
-      return incoming ? static_cast<BusService*>(self)->take(bus, message) : message;
-    };
-    g_dbus_connection_add_filter(m_bus->connection(), received, this, nullptr);
-    const glib::Ptr<GVariant> owned(g_dbus_connection_call_sync(
-        m_bus->connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-        g_variant_new("(su)", name.c_str(), 0U), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
-  }
-
-  ~BusService() { g_dbus_connection_close_sync(m_bus->connection(), nullptr, nullptr); }
-
-  std::vector<std::string> calls() {
-    MutexLock lock(m_mutex);
-    return m_calls;
-  }
-
- private:
-  GDBusMessage* take(GDBusConnection* bus, GDBusMessage* message) {
-    if (g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_METHOD_CALL) return message;
-    const glib::Ptr<gchar> arguments(g_variant_print(g_dbus_message_get_body(message), FALSE));
-    MutexLock lock(m_mutex);
-    m_calls.push_back(std::string(g_dbus_message_get_path(message)) + " " + g_dbus_message_get_interface(message) +
-                      "." + g_dbus_message_get_member(message) + arguments.get());
-    if (m_manner == Manner::ANSWERS) {
-      const glib::Ptr<GDBusMessage> reply(g_dbus_message_new_method_reply(message));
-      g_dbus_connection_send_message(bus, reply.get(), G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, nullptr);
-    }
-    g_object_unref(message);
-    return nullptr;
-  }
-
-  const Manner m_manner;
-  const std::unique_ptr<Bus> m_bus;
-  Mutex m_mutex;
-  std::vector<std::string> m_calls CORVANE_GUARDED_BY(m_mutex);
-};
 
 class WorkspaceTest : public Test {
  protected:
@@ -257,7 +210,7 @@ TEST_F(WorkspaceTest, ApplicationsOnTheBusAreLaunchedOnlyIfTheyAnswer) {
   const PrivateBus bus;
   entry("a.b.OnBus", "DBusActivatable=true\nExec=/bin/true");
   EXPECT_FALSE(Bundle::launch("a.b.OnBus")) << "nothing on the bus has the name";
-  BusService service("a.b.OnBus", BusService::Manner::ANSWERS);
+  BusService service("a.b.OnBus");
   EXPECT_TRUE(Bundle::launch("a.b.OnBus"));
   EXPECT_THAT(service.calls(), ElementsAre(StartsWith("/a/b/OnBus org.freedesktop.Application.Activate(")));
 }
@@ -286,7 +239,7 @@ constexpr const char* FILE_MANAGER = "org.freedesktop.FileManager1";
 TEST_F(WorkspaceTest, RevealAsksTheFileBrowserToShowTheFile) {
   const PrivateBus bus;
   EXPECT_FALSE(m_workspace->reveal(m_home.path())) << "nothing shows folders";
-  BusService browser(FILE_MANAGER, BusService::Manner::ANSWERS);
+  BusService browser(FILE_MANAGER);
   EXPECT_TRUE(m_workspace->reveal(m_home.write("a file", "")));
   EXPECT_TRUE(m_workspace->reveal(m_home / "run/"));
   EXPECT_FALSE(m_workspace->reveal(m_home / "missing"));

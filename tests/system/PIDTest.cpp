@@ -1,42 +1,28 @@
 #include "corvane/system/PID.h"
 
 #include <fcntl.h>
-#include <gio/gio.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <xcb/xcb.h>
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <thread>
 #include <tuple>
 
 #include "corvane/core/Log.h"
 #include "corvane/infra/Bundle.h"
-#include "corvane/linux/bus/Bus.h"
+#include "corvane/linux/x11/X11Connection.h"
 #include "corvane/testing/FakePlatform.h"
+#include "tests/support/BusService.h"
 #include "tests/support/Child.h"
-#include "tests/support/Eventually.h"
+#include "tests/support/Conditions.h"
 #include "tests/support/PrivateBus.h"
-#include "tests/support/Pump.h"
 #include "tests/support/TempHome.h"
 
 namespace corvane {
 namespace {
 
-namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 using Names = std::vector<std::string>;
-
-const std::string BIN = CORVANE_TEST_BIN;
 
 Names s_log;
 constexpr LogSink SINK = {[](std::string_view line) { s_log.emplace_back(line); }, [] { return true; }};
@@ -58,26 +44,14 @@ TEST(PIDTest, TellsOfProcesses) {
   EXPECT_FALSE(self.isApplication() || self.isFrontMost());
   EXPECT_EQ(self.bundlePath(), "");
 
-  const Child nice([] { setpriority(PRIO_PROCESS, 0, 7); });
-  EXPECT_EQ(PID(nice.pid()).priority(), 7);
-  const Child nameless([] { prctl(PR_SET_NAME, ""); });
-  EXPECT_EQ(PID(nameless.pid()).name(), fs::path(self.path()).filename());
+  const Child other([] {
+    setpriority(PRIO_PROCESS, 0, 7);
+    prctl(PR_SET_NAME, "");
+  });
+  EXPECT_EQ(PID(other.pid()).priority(), 7);
+  EXPECT_EQ(PID(other.pid()).name(), self.name());
   const Child strange([] { prctl(PR_SET_NAME, "a\xFF/b c"); });
   EXPECT_EQ(PID(strange.pid()).name(), "a\xEF\xBF\xBD/b c");
-
-  // A path that does not fit.
-  fs::path deep = home.path();
-  while (deep.native().size() < 1100) deep /= std::string(200, 'd');
-  fs::create_directories(deep);
-  fs::copy("/bin/sleep", deep / "snooze");
-  const Child far({deep / "snooze", "1000"});
-  ASSERT_TRUE(eventually([&] { return PID(far.pid()).name() == "snooze"; }));
-  EXPECT_EQ(PID(far.pid()).path(), "");
-
-  if (PID(2).name() == "kthreadd") {  // not in a namespace of its own
-    EXPECT_EQ(PID(2).path() + PID(2).bundlePath(), "");
-    EXPECT_FALSE(PID(2).isApplication());
-  }
   EXPECT_EXIT(PID(-1).priority(), testing::KilledBySignal(SIGABRT), "fatal: PID.priority");
 }
 
@@ -124,12 +98,14 @@ TEST(PIDTest, AsksThePlatform) {
 // A display of its own with a window manager.
 class Desktop {
  public:
+  using Window = xcb_window_t;
+
   explicit Desktop(TempHome& home) : m_home(home) { start(); }
   ~Desktop() {
-    xcb_disconnect(m_x);
+    x.reset();
     // Let it take its files away.
     kill(server->pid(), SIGTERM);
-    eventually([this] { return !fs::exists("/tmp/.X" + display.substr(1) + "-lock"); });
+    waitUntil([this] { return !fs::exists("/tmp/.X" + display.substr(1) + "-lock"); });
   }
   Desktop(const Desktop&) = delete;
   Desktop& operator=(const Desktop&) = delete;
@@ -151,26 +127,24 @@ class Desktop {
     ASSERT_NE(number, "") << "the server runs";
     display = ":" + number;
     m_home.set("DISPLAY", display.c_str());
-    if (m_x) xcb_disconnect(m_x);
-    m_x = xcb_connect(nullptr, nullptr);
+    x = X11Connection::open(display);
     manager = std::make_unique<Child>(Names{"openbox", "--sm-disable"});
-    EXPECT_TRUE(eventually([&] { return !windows("_NET_SUPPORTING_WM_CHECK").empty(); })) << "the window manager runs";
+    EXPECT_TRUE(waitUntil([&] { return !windows("_NET_SUPPORTING_WM_CHECK").empty(); })) << "the window manager runs";
   }
 
-  // Windows of a process, shown and managed.
-  std::unique_ptr<Child> show(const std::string& title, int count, const Names& more) {
+  // A process with windows of a class, "TITLE1" and so on, one above the other, shown and managed.
+  std::unique_ptr<Child> show(const std::string& title, int count, const std::string& name,
+                              const std::string& type = "normal", const std::string& program = "wish") {
     const std::size_t before = stacking().size();
-    Names command = {BIN + "/window_child", title, std::to_string(count)};
-    command.insert(command.end(), more.begin(), more.end());
-    auto child = std::make_unique<Child>(command);
-    EXPECT_TRUE(eventually([&] { return stacking().size() == before + static_cast<std::size_t>(count); })) << title;
+    auto child = std::make_unique<Child>(Names{program, m_script, title, std::to_string(count), name, type});
+    EXPECT_TRUE(waitUntil([&] { return stacking().size() == before + static_cast<std::size_t>(count); })) << title;
     return child;
   }
 
   // The titles of the windows, from the lowest to the highest.
   Names stacking() {
     Names titles;
-    for (const xcb_window_t window : windows("_NET_CLIENT_LIST_STACKING")) titles.push_back(title(window));
+    for (const Window window : windows("_NET_CLIENT_LIST_STACKING")) titles.push_back(title(window));
     return titles;
   }
 
@@ -179,65 +153,67 @@ class Desktop {
     return windows.empty() ? "" : title(windows.front());
   }
 
-  // Puts words into a property of the root window.
-  void set(const char* name, xcb_atom_t type, std::uint8_t format, const std::vector<std::uint32_t>& words) {
-    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, root(), atom(name), type, format,
+  // Puts words into a property of a window.
+  void set(Window window, const char* name, xcb_atom_t type, std::uint8_t format,
+           const std::vector<std::uint32_t>& words) {
+    xcb_change_property(x->get(), XCB_PROP_MODE_REPLACE, window, atom(name), type, format,
                         static_cast<std::uint32_t>(words.size() * 32 / format), words.data());
-    sync();
+    x->answer(xcb_get_input_focus_reply, xcb_get_input_focus(x->get()));
   }
 
-  std::vector<xcb_window_t> windows(const char* property) {
-    const auto bytes = get(root(), atom(property));
-    std::vector<xcb_window_t> windows(bytes.size() / sizeof(xcb_window_t));
-    std::copy_n(bytes.data(), windows.size() * sizeof(xcb_window_t), reinterpret_cast<char*>(windows.data()));
-    return windows;
-  }
+  std::vector<Window> windows(const char* property) { return get<Window>(x->root(), atom(property)); }
 
   std::string display;
   std::unique_ptr<Child> server;
   std::unique_ptr<Child> manager;
+  std::unique_ptr<X11Connection> x;
 
  private:
-  xcb_window_t root() { return xcb_setup_roots_iterator(xcb_get_setup(m_x)).data->root; }
-
-  void sync() { std::free(xcb_get_input_focus_reply(m_x, xcb_get_input_focus(m_x), nullptr)); }
-
   xcb_atom_t atom(std::string_view name) {
-    auto* reply = xcb_intern_atom_reply(
-        m_x, xcb_intern_atom(m_x, 0, static_cast<std::uint16_t>(name.size()), name.data()), nullptr);
-    const xcb_atom_t result = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-    std::free(reply);
-    return result;
+    const auto length = static_cast<std::uint16_t>(name.size());
+    return x->answer(xcb_intern_atom_reply, xcb_intern_atom(x->get(), 0, length, name.data()))->atom;
   }
 
-  std::string get(xcb_window_t window, xcb_atom_t property) {
-    auto* reply =
-        xcb_get_property_reply(m_x, xcb_get_property(m_x, 0, window, property, XCB_ATOM_ANY, 0, 4096), nullptr);
-    std::string bytes;
-    if (reply)
-      bytes.assign(static_cast<const char*>(xcb_get_property_value(reply)),
-                   static_cast<std::size_t>(xcb_get_property_value_length(reply)));
-    std::free(reply);
-    return bytes;
+  template <class T>
+  std::vector<T> get(Window window, xcb_atom_t property) {
+    const auto question = xcb_get_property(x->get(), 0, window, property, XCB_ATOM_ANY, 0, 4096);
+    const auto reply = x->answer(xcb_get_property_reply, question);
+    if (!reply) return {};
+    const auto* const first = static_cast<const T*>(xcb_get_property_value(reply.get()));
+    return {first, first + reply->value_len};
   }
 
-  std::string title(xcb_window_t window) { return get(window, XCB_ATOM_WM_NAME); }
+  std::string title(Window window) {
+    const auto text = get<char>(window, XCB_ATOM_WM_NAME);
+    return {text.begin(), text.end()};
+  }
 
   TempHome& m_home;
-  xcb_connection_t* m_x = nullptr;
+  const std::string m_script = m_home.write("windows.tcl", R"(wm withdraw .
+lassign $argv title count class type
+for {set i 1} {$i <= $count} {incr i} {
+  toplevel .w$i -class $class
+  wm title .w$i $title$i
+  wm geometry .w$i 60x40+[expr {20 * $i}]+20
+  wm attributes .w$i -type $type
+  tkwait visibility .w$i
+}
+)");
 };
 
 TEST(PIDTest, ApplicationsWithWindowsComeToTheFrontWhole) {
   TempHome home;
   Desktop desktop(home);
-  const auto a = desktop.show("a", 2, {"Alpha"});
-  // Says that it is the other one.
-  const auto b = desktop.show("b", 2, {"Beta", std::to_string(a->pid())});
-  const auto dock = desktop.show("d", 1, {"Dock", "0", "_NET_WM_WINDOW_TYPE_DOCK"});
+  const auto a = desktop.show("a", 2, "Alpha");
+  const auto b = desktop.show("b", 2, "Beta");
+  // Its windows say that they are the other one's.
+  for (const auto window : desktop.windows("_NET_CLIENT_LIST"))
+    desktop.set(window, "_NET_WM_PID", XCB_ATOM_CARDINAL, 32, {static_cast<std::uint32_t>(a->pid())});
+  const auto dock = desktop.show("d", 1, "Dock", "dock");
   const PID alpha(a->pid()), beta(b->pid());
   EXPECT_TRUE(alpha.isApplication() && beta.isApplication());
   EXPECT_FALSE(PID(dock->pid()).isApplication() || PID(getpid()).isApplication());
-  ASSERT_TRUE(eventually([&] { return desktop.active() == "b2"; }));
+  ASSERT_TRUE(waitUntil([&] { return desktop.active() == "b2"; }));
   EXPECT_TRUE(beta.isFrontMost());
   EXPECT_FALSE(alpha.isFrontMost() || PID(dock->pid()).isFrontMost());
 
@@ -250,7 +226,7 @@ TEST(PIDTest, ApplicationsWithWindowsComeToTheFrontWhole) {
   for (const auto& [pid, other, expected] : {std::tuple(alpha, beta, Names{"b1", "b2", "a1", "a2"}),
                                              std::tuple(beta, alpha, Names{"a1", "a2", "b1", "b2"})}) {
     pid.bringToFront();
-    EXPECT_TRUE(eventually([&] { return order() == expected && desktop.active() == expected.back(); }))
+    EXPECT_TRUE(waitUntil([&] { return order() == expected && desktop.active() == expected.back(); }))
         << testing::PrintToString(order()) << desktop.active();
     EXPECT_TRUE(pid.isFrontMost());
     EXPECT_FALSE(other.isFrontMost());
@@ -268,44 +244,43 @@ TEST(PIDTest, DesktopEntriesAreFoundByTheWindowsClass) {
   const std::string byClass = entry("org.example.First", "Exec=true\nStartupWMClass=Alpha");
   entry("alpha", "Exec=true");
   const std::string byName = entry("beta", "Exec=true");
-  entry("other", "Exec=" + BIN + "/window_child --mode %U");
-  const std::string byExecutable = entry("children", "Exec=\"" + BIN + "/window_child\" %U");
+  entry("other", "Exec=wish --mode %U");
+  const std::string byExecutable = entry("children", "Exec=\"wish\" %U");
   entry("hidden", "Exec=true\nHidden=true");
   Desktop desktop(home);
   const struct {
     std::string name;
     std::string path;
-  } rows[] = {
-      {"Alpha", byClass}, {"Beta", byName}, {"hidden", byExecutable}, {"", byExecutable}, {"../x", byExecutable}};
+  } rows[] = {{"Alpha", byClass}, {"Beta", byName}, {"hidden", byExecutable}, {"../x", byExecutable}};
   for (const auto& row : rows) {
-    const auto child = desktop.show("w", 1, {row.name});
+    const auto child = desktop.show("w", 1, row.name);
     EXPECT_EQ(PID(child->pid()).bundlePath(), row.path) << row.name;
     const std::size_t before = desktop.stacking().size();
     kill(child->pid(), SIGKILL);
-    ASSERT_TRUE(eventually([&] { return desktop.stacking().size() == before - 1; }));
+    ASSERT_TRUE(waitUntil([&] { return desktop.stacking().size() == before - 1; }));
     EXPECT_FALSE(PID(child->pid()).isApplication()) << "not reaped yet";
   }
   fs::remove(byExecutable);
-  const auto child = desktop.show("w", 1, {"None"});
+  const auto child = desktop.show("w", 1, "None");
   EXPECT_TRUE(PID(child->pid()).isApplication());
   EXPECT_EQ(PID(child->pid()).bundlePath(), "");
 
   // A wrapper stands for itself.
   home.write("My.app/Contents/Info.plist", "<plist/>");
   fs::create_directories(home.path() / "My.app/Contents/MacOS");
-  fs::copy(BIN + "/window_child", home.path() / "My.app/Contents/MacOS/My");
-  const Child wrapped({home / "My.app/Contents/MacOS/My", "m", "1", "Alpha"});
-  ASSERT_TRUE(eventually([&] { return desktop.active() == "m1"; }));
-  EXPECT_EQ(PID(wrapped.pid()).bundlePath(), home / "My.app");
+  const std::string program = home / "My.app/Contents/MacOS/My";
+  fs::copy("/usr/bin/wish", program);
+  const auto wrapped = desktop.show("m", 1, "Alpha", "normal", program);
+  EXPECT_EQ(PID(wrapped->pid()).bundlePath(), home / "My.app");
 }
 
 TEST(PIDTest, HostilePropertiesAndServers) {
   TempHome home;
   Desktop desktop(home);
-  const auto child = desktop.show("a", 1, {"Alpha"});
+  const auto child = desktop.show("a", 1, "Alpha");
   const PID alpha(child->pid());
   const auto window = desktop.windows("_NET_CLIENT_LIST_STACKING").front();
-  ASSERT_TRUE(eventually([&] { return alpha.isFrontMost(); }));
+  ASSERT_TRUE(waitUntil([&] { return alpha.isFrontMost(); }));
 
   desktop.manager.reset();  // so that nobody puts them right
   const std::vector<std::uint32_t> many(200'000, window);
@@ -325,7 +300,7 @@ TEST(PIDTest, HostilePropertiesAndServers) {
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.type << " " << int{row.format} << " " << row.words.size());
     for (const char* property : {"_NET_CLIENT_LIST", "_NET_CLIENT_LIST_STACKING", "_NET_ACTIVE_WINDOW"})
-      desktop.set(property, row.type, row.format, row.words);
+      desktop.set(desktop.x->root(), property, row.type, row.format, row.words);
     EXPECT_EQ(alpha.isApplication(), row.application);
     EXPECT_EQ(alpha.isFrontMost(), row.application);
     alpha.bringToFront();
@@ -341,7 +316,7 @@ TEST(PIDTest, HostilePropertiesAndServers) {
   for (int i = 0; i < 20; ++i) EXPECT_FALSE(alpha.isFrontMost());
   EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(9)) << "less than a second limit";
   kill(desktop.server->pid(), SIGCONT);
-  EXPECT_TRUE(eventually([&] { return alpha.isApplication(); }));
+  EXPECT_TRUE(waitUntil([&] { return alpha.isApplication(); }));
 
   // One that is gone is like none, and the next one is found.
   for (const char* display : {":nonsense", static_cast<const char*>(nullptr), desktop.display.c_str()}) {
@@ -352,7 +327,7 @@ TEST(PIDTest, HostilePropertiesAndServers) {
   EXPECT_FALSE(alpha.isApplication() || alpha.isFrontMost());
   alpha.bringToFront();
   desktop.start();
-  const auto next = desktop.show("b", 1, {"Beta"});
+  const auto next = desktop.show("b", 1, "Beta");
   EXPECT_TRUE(PID(next->pid()).isApplication());
 }
 
@@ -372,7 +347,7 @@ struct StartedTest : testing::Test {
         Names{"/usr/bin/env", "GIO_LAUNCHED_DESKTOP_FILE_PID_=1", "GIO_LAUNCHED_DESKTOP_FILE=" + file, "/bin/sh", "-c",
               "export GIO_LAUNCHED_DESKTOP_FILE_PID=" + pid + "; exec /bin/sh -c 'sleep 1000 & echo $! >" + ready +
                   "_; mv " + ready + "_ " + ready + "; wait; exec sleep 1000'"});
-    EXPECT_TRUE(eventually([&] { return fs::exists(ready); }));
+    EXPECT_TRUE(waitUntil([&] { return fs::exists(ready); }));
     std::ifstream(ready) >> grandchild;
     fs::remove(ready);
     return child;
@@ -439,57 +414,27 @@ TEST_F(StartedTest, TheUnitTells) {
   put(grandchild, "0::/user.slice/app.slice/app-org.example.Your\\x2dApp@8.service\n");
   EXPECT_FALSE(member.isApplication());
   kill(child->pid(), SIGKILL);
-  EXPECT_TRUE(eventually([&] { return !leader.isApplication(); })) << "a zombie";
+  EXPECT_TRUE(waitUntil([&] { return !leader.isApplication(); })) << "a zombie";
 }
 
 TEST_F(StartedTest, AnApplicationOnTheBusIsAskedItself) {
-  PrivateBus bus;
-  const auto connection = Bus::connect(G_BUS_TYPE_SESSION, Deadline()).value();
-  Names calls;
-  const GDBusInterfaceVTable table = {
-      [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* method, GVariant* arguments,
-         GDBusMethodInvocation* invocation, gpointer names) {
-        static_cast<Names*>(names)->push_back(std::string(method) + g_variant_get_type_string(arguments));
-        g_dbus_method_invocation_return_value(invocation, nullptr);
-      },
-      nullptr,
-      nullptr,
-      {}};
-  GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(
-      "<node><interface name='org.freedesktop.Application'><method name='Activate'>"
-      "<arg type='a{sv}' direction='in'/></method></interface></node>",
-      nullptr);
-  g_dbus_connection_register_object(connection->connection(), "/org/example/My_App", node->interfaces[0], &table,
-                                    &calls, nullptr, nullptr);
+  const PrivateBus bus;
   s_log.clear();
   setLogSink(&SINK);
-  const auto ask = [](const PID& pid) {
-    std::atomic<bool> done = false;
-    std::thread asker([&] {
-      pid.bringToFront();
-      done = true;
-    });
-    EXPECT_TRUE(pumpUntil([&] { return done.load(); }));
-    asker.join();
-  };
   const auto deaf = start(installed("org.example.Deaf"));
-  const PID silent(deaf->pid());
   kill(grandchild, SIGKILL);
   const auto child = start(installed("org.example.My-App", "DBusActivatable=true"));
-  ask(PID(child->pid()));
-  ask(silent);
+  PID(child->pid()).bringToFront();
+  PID(deaf->pid()).bringToFront();
   ASSERT_EQ(s_log.size(), 2U) << testing::PrintToString(s_log);
   EXPECT_TRUE(s_log[0].starts_with("PID.bringToFront: org.example.My-App does not come to the front: ")) << s_log[0];
   EXPECT_EQ(s_log[1], "PID.bringToFront: Process " + std::to_string(deaf->pid()) +
                           " has no window that can be brought to the front");
-  const glib::Ptr<GVariant> owned(g_dbus_connection_call_sync(
-      connection->connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-      g_variant_new("(su)", "org.example.My-App", 0U), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
-  ask(PID(child->pid()));
-  EXPECT_EQ(calls, (Names{"Activate(a{sv})"}));
+  BusService application("org.example.My-App");
+  PID(child->pid()).bringToFront();
+  EXPECT_EQ(application.calls(), Names{"/org/example/My_App org.freedesktop.Application.Activate(@a{sv} {},)"});
   EXPECT_EQ(s_log.size(), 2U);
   setLogSink(nullptr);
-  g_dbus_node_info_unref(node);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "corvane/platform/PowerEvents.h"
 
+#include <errno.h>
 #include <glib-unix.h>
 #include <pthread.h>
 
@@ -9,7 +10,7 @@
 
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/Mutex.h"
-#include "corvane/core/PThread.h"
+#include "corvane/core/Thread.h"
 #include "corvane/linux/GLibSupport.h"
 #include "corvane/linux/bus/Bus.h"
 #include "corvane/linux/x11/ScreenSaverX11.h"
@@ -45,8 +46,8 @@ class Watch : public std::enable_shared_from_this<Watch> {
       : m_listeners(std::move(listeners)), m_unavailable(std::move(unavailable)), m_context(g_main_context_new()) {}
 
   void start() {
-    PThread().start(shared_from_this(),
-                    [](const std::any& self) { std::any_cast<std::shared_ptr<Watch>>(self)->run(); });
+    if (!startDetached([self = shared_from_this()] { self->run(); }))
+      report({"posix", EAGAIN, "The system refuses a thread to watch for sleep"});
   }
 
   // Any thread; does not wait.
