@@ -43,6 +43,10 @@ WithoutSigpipe::~WithoutSigpipe() {
   errno = code;
 }
 
+tl::unexpected<Error> systemFailure(int code) {
+  return failure("posix", code, std::generic_category().message(code));
+}
+
 tl::unexpected<Error> fileFailure(const std::string& path, int code) {
   return failure("posix", code, path + ": " + std::generic_category().message(code));
 }

@@ -54,6 +54,9 @@ class CORVANE_API WithoutSigpipe {
   bool m_pending;
 };
 
+/// The failure of a system call: domain "posix", the errno code, and what the system says of it.
+CORVANE_API tl::unexpected<Error> systemFailure(int code);
+
 /// The failure of a system call on a path: domain "posix", the errno code, and "path: what the system says".
 CORVANE_API tl::unexpected<Error> fileFailure(const std::string& path, int code);
 

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "corvane/platform/Bundles.h"
+#include "corvane/platform/ChildProcesses.h"
 #include "corvane/platform/DefaultsStore.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
@@ -71,6 +72,7 @@ struct Platform {
   ServiceSlot<LoginItems> loginItems;
   ServiceSlot<HttpSession> httpSession;
   ServiceSlot<ProcessTable> processTable;
+  ServiceSlot<ChildProcesses> childProcesses;
   ServiceSlot<Translocation> translocation;
   ServiceSlot<RunningApplications> runningApplications;
 

@@ -131,11 +131,12 @@ std::shared_ptr<Task> Execute::async(const std::string& path, const Arguments& a
                     .terminationHandler = [output, completion = std::move(completion)](Task& self) {
                       if (completion) completion(decoded(self.executable(), std::move(*output)));
                     }});
-  const bool queued = platform().serialQueues().make("org.corvane.execute", qos)->async([task] {
-    if (const auto result = task->run(); !result)
-      logNotice("Execute.async exception: " + task->executable() + ": " + result.error().description);
-  });
-  if (!queued) logNotice("Execute.async exception: " + path + ": the system refuses a thread");
+  const auto start = [task](Result<void> (Task::*how)()) {
+    if (const auto started = (*task.*how)(); !started)
+      logNotice("Execute.async exception: " + task->executable() + ": " + started.error().description);
+  };
+  const bool queued = platform().serialQueues().make("org.corvane.execute", qos)->async([start] { start(&Task::run); });
+  if (!queued) start(&Task::launch);  // which says what is missing, if it still is
   return task;
 }
 

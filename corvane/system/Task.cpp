@@ -4,15 +4,15 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <filesystem>
+#include <latch>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "corvane/core/fatal.h"
@@ -22,77 +22,54 @@ namespace corvane {
 
 namespace {
 
-tl::unexpected<Error> systemFailure(int code) {
-  return failure("posix", code, std::generic_category().message(code));
+// Of a descriptor, away from the standard ones; a program that is started does not inherit it.
+Result<FileDescriptor> duplicate(int fd) {
+  FileDescriptor copy(::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  if (copy.get() < 0) return systemFailure(errno);
+  return copy;
 }
 
-// Away from 0, 1 and 2, which a process may have closed: there the child's streams would get into each other's way, and
-// what the process prints into the child.
-Result<FileDescriptor> aboveStandard(int fd) {
-  FileDescriptor owned(fd);
-  if (fd < 0) return systemFailure(errno);
-  if (fd > STDERR_FILENO) return owned;
-  FileDescriptor moved(::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-  if (moved.get() < 0) return systemFailure(errno);
-  return moved;
-}
-
-// A pipe: its reading and its writing end.
-Result<std::array<FileDescriptor, 2>> makePipe() {
-  std::array<int, 2> ends{};
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0) return systemFailure(errno);
-  auto first = aboveStandard(ends[0]);
-  auto second = aboveStandard(ends[1]);
-  if (!first) return tl::unexpected(first.error());
-  if (!second) return tl::unexpected(second.error());
-  return std::array<FileDescriptor, 2>{std::move(*first), std::move(*second)};
-}
-
-struct SpawnOptions {
-  SpawnOptions() {
-    posix_spawn_file_actions_init(&actions);
-    posix_spawnattr_init(&attributes);
-  }
-  ~SpawnOptions() {
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-  }
-  SpawnOptions(const SpawnOptions&) = delete;
-  SpawnOptions& operator=(const SpawnOptions&) = delete;
-
-  posix_spawn_file_actions_t actions{};
-  posix_spawnattr_t attributes{};
+struct Pipe {
+  FileDescriptor read;
+  FileDescriptor write;
 };
+
+Result<Pipe> makePipe() {
+  return platform().childProcesses().pipe().map([](const std::array<int, 2>& ends) {
+    return Pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+  });
+}
 
 bool hasZero(const std::string& text) {
   return text.find('\0') != std::string::npos;
 }
 
-// The list of texts that exec takes.
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-  std::vector<char*> result;
-  for (std::string& text : texts) result.push_back(text.data());
-  result.push_back(nullptr);
-  return result;
+// What the child runs, without its streams.
+Result<ChildSettings> programOf(Task::Settings& settings) {
+  ChildSettings child;
+  child.executable = settings.executable;
+  child.arguments = std::move(settings.arguments);
+  child.arguments.insert(child.arguments.begin(), settings.executable);
+  child.folder = settings.folder;
+  child.sharesGroup = settings.sharesGroup;
+  bool valid = !hasZero(child.folder) && std::ranges::none_of(child.arguments, hasZero);
+  if (!child.folder.empty()) {
+    std::error_code ignored;
+    child.executable = std::filesystem::absolute(child.executable, ignored);  // the caller's relative paths stay
+  }
+  if (settings.environment) child.environment.emplace();
+  for (const auto& [name, value] : settings.environment.value_or(std::map<std::string, std::string>())) {
+    const std::string& variable = child.environment->emplace_back(name + "=" + value);
+    valid = valid && !name.empty() && name.find('=') == std::string::npos && !hasZero(variable);
+  }
+  if (!valid) return systemFailure(EINVAL);
+  return child;
 }
 
 void lowerPriority(pid_t process, QoS qos) {
   const int niceness = qos == QoS::BACKGROUND ? 10 : qos == QoS::UTILITY ? 5 : 0;
   const auto id = static_cast<id_t>(process);
   if (niceness > 0 && ::getpriority(PRIO_PROCESS, id) < niceness) ::setpriority(PRIO_PROCESS, id, niceness);
-}
-
-// The C library's header for these two is not for C++.
-int pidfdOpen(pid_t process) {
-  return static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
-}
-
-// waitid(2) on the descriptor of a child, or on its number where there was none left for it, with what it used.
-bool waitForExit(int process, pid_t number, int options, siginfo_t& info, rusage* usage) {
-  return uninterrupted([&] {
-           return ::syscall(SYS_waitid, process < 0 ? P_PID : P_PIDFD, process < 0 ? number : process, &info,
-                            WEXITED | options, usage);
-         }) == 0;
 }
 
 // write(2) to a pipe that does not block.
@@ -213,12 +190,14 @@ class Task::Input : public std::enable_shared_from_this<Input> {
 // What the task's thread takes care of.
 struct Task::Run {
   struct Output {
-    FileDescriptor end;  // of the pipe, for reading
+    FileDescriptor end{};  // of the pipe, for reading
     Reader reader;
   };
   std::array<Output, 2> outputs;
-  std::shared_ptr<const FileDescriptor> process;
+  std::shared_ptr<Input> input;
+  std::shared_ptr<ChildProcess> process;
   TerminationHandler terminationHandler;
+  std::latch begun{1};  // opened when launch() has started the child, or failed to
 };
 
 std::shared_ptr<Task> Task::create(Settings settings) {
@@ -233,128 +212,100 @@ Task::Task(Settings settings)
 Task::~Task() = default;
 
 Result<void> Task::launch() {
-  auto run = begin();
-  if (!run) return tl::unexpected(run.error());
-  if (!m_queue->async([self = shared_from_this(), run = std::move(*run)] { self->follow(*run); }))
-    fatal("Task: the system refuses a thread to follow a child");
-  return {};
+  const auto run = std::make_shared<Run>();
+  // First the thread: no child without one that reads what it says.
+  const bool queued = m_queue->async([self = shared_from_this(), run] {
+    run->begun.wait();
+    if (run->process) self->follow(*run);
+  });
+  auto begun = begin(*run, queued);
+  run->begun.count_down();
+  return begun;
 }
 
 Result<void> Task::run() {
-  const auto run = begin();
-  if (!run) return tl::unexpected(run.error());
-  follow(**run);
-  return {};
+  Run run;
+  return begin(run, true).map([&] { follow(run); });
 }
 
-// Starts the child and lets waitUntilExit() know.
-Result<std::shared_ptr<Task::Run>> Task::begin() {
+// Starts the child, if there is a thread to follow it, and lets waitUntilExit() know.
+Result<void> Task::begin(Run& run, bool hasThread) {
   MutexLock lock(m_mutex);
   if (m_state != State::NEW) return failure("task", EALREADY, "The task has been launched before");
-  auto run = start();
+  const auto started = hasThread ? start(run) : systemFailure(EAGAIN);
   // Not the task's any more: the handlers may hold it, and what they hold is to live no longer than they are needed.
   Settings settings = std::exchange(m_settings, {});
-  m_state = run ? State::RUNNING : State::FAILED;
-  if (run) (*run)->process = m_process;
+  m_state = started ? State::RUNNING : State::FAILED;
   m_mutex.broadcast();
   lock.unlock();
-  if (run) (*run)->terminationHandler = std::move(settings.terminationHandler);
-  return run;
+  if (started) {
+    run.terminationHandler = std::move(settings.terminationHandler);
+  } else {  // at once, not when the thread lets go of it
+    run.outputs = {};
+    run.input.reset();
+  }
+  return started;
 }
 
-Result<std::shared_ptr<Task::Run>> Task::start() {
-  auto run = std::make_shared<Run>();
-  std::shared_ptr<Input> input;
+Result<void> Task::start(Run& run) {
+  auto child = programOf(m_settings);
+  if (!child) return tl::unexpected(child.error());
   std::array<FileDescriptor, 3> ends;  // the child's; none where it inherits
   std::array<Stream*, 3> streams = {&m_settings.input, &m_settings.output, &m_settings.error};
   for (std::size_t i = 0; i < streams.size(); ++i) {
-    Stream& stream = *streams[i];
-    Result<FileDescriptor> end;
-    switch (stream.m_kind) {
-      case Stream::Kind::INHERITED:
-        break;
-      case Stream::Kind::NOTHING:
-        end = aboveStandard(uninterrupted([] { return ::open("/dev/null", O_RDWR | O_CLOEXEC); }));
-        break;
-      case Stream::Kind::FILE:
-        end = aboveStandard(::fcntl(stream.m_descriptor, F_DUPFD_CLOEXEC, 0));
-        break;
-      case Stream::Kind::WRITTEN: {
-        if (i != STDIN_FILENO) return failure("task", EINVAL, "Only standard input can be written to");
-        auto pipe = makePipe();
-        if (!pipe) return tl::unexpected(pipe.error());
-        ::fcntl((*pipe)[1].get(), F_SETFL, O_NONBLOCK);
-        input = std::make_shared<Input>(std::move((*pipe)[1]));
-        end = std::move((*pipe)[0]);
-        break;
-      }
-      case Stream::Kind::READ: {
-        if (i == STDIN_FILENO) return failure("task", EINVAL, "Standard input cannot be read from");
-        auto pipe = makePipe();
-        if (!pipe) return tl::unexpected(pipe.error());
-        run->outputs[i - 1] = {std::move((*pipe)[0]), std::move(stream.m_reader)};
-        end = std::move((*pipe)[1]);
-        break;
-      }
-      case Stream::Kind::OUTPUT:
-        if (i != STDERR_FILENO) return failure("task", EINVAL, "Only standard error can go where the output goes");
-        break;
-    }
+    auto end = open(i, *streams[i], run);
     if (!end) return tl::unexpected(end.error());
     ends[i] = std::move(*end);
+    child->streams[i] = ends[i].get();
   }
+  if (m_settings.error.m_kind == Stream::Kind::OUTPUT) child->streams[STDERR_FILENO] = STDOUT_FILENO;
 
-  SpawnOptions options;
-  int code = 0;
-  const auto step = [&code](int result) { code = code != 0 ? code : result; };
-  for (int i = 0; i < 3; ++i)
-    if (const int end = ends[static_cast<std::size_t>(i)].get(); end >= 0)
-      step(posix_spawn_file_actions_adddup2(&options.actions, end, i));
-  if (m_settings.error.m_kind == Stream::Kind::OUTPUT)
-    step(posix_spawn_file_actions_adddup2(&options.actions, STDOUT_FILENO, STDERR_FILENO));
-  step(posix_spawn_file_actions_addclosefrom_np(&options.actions, STDERR_FILENO + 1));
-  std::string executable = m_executable;
-  if (const std::string& folder = m_settings.folder; !folder.empty()) {
-    std::error_code ignored;
-    executable = std::filesystem::absolute(executable, ignored);  // the caller's relative paths stay what they are
-    step(posix_spawn_file_actions_addchdir_np(&options.actions, folder.c_str()));
-  }
-  sigset_t signals;
-  sigemptyset(&signals);
-  step(posix_spawnattr_setsigmask(&options.attributes, &signals));
-  sigfillset(&signals);
-  step(posix_spawnattr_setsigdefault(&options.attributes, &signals));
-  step(posix_spawnattr_setpgroup(&options.attributes, 0));
-  const int group = m_settings.sharesGroup ? 0 : POSIX_SPAWN_SETPGROUP;
-  step(posix_spawnattr_setflags(&options.attributes,
-                                static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group)));
-
-  std::vector<std::string> arguments = std::move(m_settings.arguments);
-  arguments.insert(arguments.begin(), m_executable);
-  std::vector<std::string> variables;
-  for (const auto& [name, value] : m_settings.environment.value_or(std::map<std::string, std::string>())) {
-    if (name.empty() || name.find('=') != std::string::npos) step(EINVAL);
-    variables.push_back(name + "=" + value);
-  }
-  if (std::ranges::any_of(arguments, hasZero) || std::ranges::any_of(variables, hasZero) || hasZero(m_settings.folder))
-    step(EINVAL);
-  if (code != 0) return systemFailure(code);
-
-  pid_t process = 0;
-  code = ::posix_spawn(&process, executable.c_str(), &options.actions, &options.attributes, pointers(arguments).data(),
-                       m_settings.environment ? pointers(variables).data() : environ);
-  if (code != 0) {
+  auto spawned = platform().childProcesses().spawn(*child);
+  if (!spawned) {
     // The same code may come from the folder.
-    if (const std::string& folder = m_settings.folder;
+    if (const std::string& folder = child->folder;
         !folder.empty() && ::faccessat(AT_FDCWD, (folder + "/.").c_str(), X_OK, AT_EACCESS) != 0)
       return fileFailure(folder, errno);
-    return systemFailure(code);
+    return tl::unexpected(spawned.error());
   }
-  lowerPriority(process, m_settings.qos);
-  m_pid = process;
-  m_process = std::make_shared<const FileDescriptor>(aboveStandard(pidfdOpen(process)).value_or(FileDescriptor()));
-  m_input = std::move(input);
-  return run;
+  run.process = std::move(*spawned);
+  m_process = run.process;
+  m_pid = m_process->number();
+  m_input = std::move(run.input);
+  lowerPriority(m_pid, m_settings.qos);
+  return {};
+}
+
+// The child's end of a standard stream; none where it inherits.
+Result<FileDescriptor> Task::open(std::size_t number, Stream& stream, Run& run) {
+  switch (stream.m_kind) {
+    case Stream::Kind::INHERITED:
+      break;
+    case Stream::Kind::NOTHING: {
+      const FileDescriptor nothing(uninterrupted([] { return ::open("/dev/null", O_RDWR | O_CLOEXEC); }));
+      if (nothing.get() < 0) return systemFailure(errno);
+      return duplicate(nothing.get());
+    }
+    case Stream::Kind::FILE:
+      return duplicate(stream.m_descriptor);
+    case Stream::Kind::WRITTEN:
+      if (number != STDIN_FILENO) return failure("task", EINVAL, "Only standard input can be written to");
+      return makePipe().map([&](Pipe pipe) {
+        ::fcntl(pipe.write.get(), F_SETFL, O_NONBLOCK);
+        run.input = std::make_shared<Input>(std::move(pipe.write));
+        return std::move(pipe.read);
+      });
+    case Stream::Kind::READ:
+      if (number == STDIN_FILENO) return failure("task", EINVAL, "Standard input cannot be read from");
+      return makePipe().map([&](Pipe pipe) {
+        run.outputs[number - 1] = {std::move(pipe.read), std::move(stream.m_reader)};
+        return std::move(pipe.write);
+      });
+    case Stream::Kind::OUTPUT:
+      if (number != STDERR_FILENO) return failure("task", EINVAL, "Only standard error can go where the output goes");
+      break;
+  }
+  return FileDescriptor();
 }
 
 // Until the child has exited and nobody writes its outputs any more.
@@ -362,19 +313,15 @@ void Task::follow(Run& run) {
   std::array<char, 65536> buffer;
   for (;;) {
     std::array<pollfd, 3> waits{};
-    waits[2] = {isRunning() ? run.process->get() : -1, POLLIN, 0};
+    waits[2] = {isRunning() ? run.process->descriptor() : -1, POLLIN, 0};
     for (std::size_t i = 0; i < run.outputs.size(); ++i) waits[i] = {run.outputs[i].end.get(), POLLIN, 0};
     if (std::ranges::all_of(waits, [](const pollfd& wait) { return wait.fd < 0; })) break;
-    if (::poll(waits.data(), waits.size(), -1) < 0) continue;
-    for (std::size_t i = 0; i < run.outputs.size(); ++i) {
-      if (waits[i].revents == 0) continue;
-      auto& [end, reader] = run.outputs[i];
-      const ssize_t count = uninterrupted([&] { return ::read(waits[i].fd, buffer.data(), buffer.size()); });
-      if (count <= 0) end = FileDescriptor();
-      const std::string_view bytes(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-      if (reader && !m_dropsOutput) callOrFatal([&] { reader(*this, bytes); }, "a reader of a Task");
-      if (count <= 0) reader = nullptr;
+    if (::poll(waits.data(), waits.size(), -1) < 0) {
+      if (errno != EINTR) std::this_thread::sleep_for(std::chrono::milliseconds(10));  // no memory: it may come back
+      continue;
     }
+    for (std::size_t i = 0; i < run.outputs.size(); ++i)
+      if (waits[i].revents != 0) read(run, i, buffer);
     if (waits[2].revents != 0) reap();
   }
   waitUntilExit();  // for a child without a descriptor
@@ -382,14 +329,24 @@ void Task::follow(Run& run) {
   if (run.terminationHandler) callOrFatal([&] { run.terminationHandler(*this); }, "the termination handler of a Task");
 }
 
+// Hands on what is there of an output, or its end.
+void Task::read(Run& run, std::size_t output, std::span<char> buffer) {
+  auto& [end, reader] = run.outputs[output];
+  const ssize_t count = uninterrupted([&] { return ::read(end.get(), buffer.data(), buffer.size()); });
+  if (count <= 0) end = FileDescriptor();
+  const std::string_view bytes(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  if (reader && !m_dropsOutput) callOrFatal([&] { reader(*this, bytes); }, "a reader of a Task");
+  if (count <= 0) reader = nullptr;
+}
+
 // Takes the status of the child, which has exited.
 void Task::reap() {
   MutexLock lock(m_mutex);
   if (m_state != State::RUNNING) return;
-  siginfo_t info{};
-  if (waitForExit(m_process->get(), m_pid, 0, info, &m_usage)) {
-    m_status = info.si_status;
-    if (info.si_code != CLD_EXITED) m_reason = TerminationReason::UNCAUGHT_SIGNAL;
+  if (const auto exit = m_process->take()) {
+    m_status = exit->status;
+    m_reason = exit->killed ? TerminationReason::UNCAUGHT_SIGNAL : TerminationReason::EXIT;
+    m_usage = exit->usage;
   }
   m_state = State::EXITED;
   m_process.reset();
@@ -410,12 +367,9 @@ void Task::waitUntilExit() {
   MutexLock lock(m_mutex);
   while (m_state == State::NEW) m_mutex.wait();
   if (m_state != State::RUNNING) return;
-  const std::shared_ptr<const FileDescriptor> process = m_process;
-  const pid_t number = m_pid;
+  const std::shared_ptr<ChildProcess> process = m_process;
   lock.unlock();
-  // Here and not on the task's thread, so that its readers can wait too.
-  siginfo_t info{};
-  waitForExit(process->get(), number, WNOWAIT, info, nullptr);
+  process->wait();  // here and not on the task's thread, so that its readers can wait too
   reap();
 }
 
@@ -436,10 +390,8 @@ rusage Task::resourceUsage() const {
 
 void Task::signal(int number) {
   MutexLock lock(m_mutex);
-  if (m_state != State::RUNNING) return;
   // The number is the child's as long as the child is not reaped; the application may have done that by mistake.
-  siginfo_t info{};
-  if (!waitForExit(m_process->get(), m_pid, WNOHANG | WNOWAIT, info, nullptr)) return;
+  if (m_state != State::RUNNING || !m_process->exists()) return;
   ::kill(-m_pid, number);
   if (::getpgid(m_pid) != m_pid) ::kill(m_pid, number);  // it has gone to another group, or shares ours
 }

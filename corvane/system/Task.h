@@ -9,12 +9,14 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "corvane/core/Files.h"
 #include "corvane/core/Mutex.h"
+#include "corvane/platform/ChildProcesses.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Result.h"
 #include "corvane/platform/SerialQueues.h"
@@ -150,9 +152,11 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
   enum class State : std::uint8_t { NEW, RUNNING, EXITED, FAILED };
 
   explicit Task(Settings settings);
-  Result<std::shared_ptr<Run>> begin();
-  Result<std::shared_ptr<Run>> start() CORVANE_REQUIRES(m_mutex);
+  Result<void> begin(Run& run, bool hasThread);
+  Result<void> start(Run& run) CORVANE_REQUIRES(m_mutex);
+  static Result<FileDescriptor> open(std::size_t number, Stream& stream, Run& run);
   void follow(Run& run);
+  void read(Run& run, std::size_t output, std::span<char> buffer);
   void reap();
 
   const std::string m_executable;
@@ -162,7 +166,7 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
   Settings m_settings CORVANE_GUARDED_BY(m_mutex);  // until launch()
   State m_state CORVANE_GUARDED_BY(m_mutex) = State::NEW;
   pid_t m_pid CORVANE_GUARDED_BY(m_mutex) = 0;
-  std::shared_ptr<const FileDescriptor> m_process CORVANE_GUARDED_BY(m_mutex);  // its pidfd, while it runs
+  std::shared_ptr<ChildProcess> m_process CORVANE_GUARDED_BY(m_mutex);  // while it runs
   std::int32_t m_status CORVANE_GUARDED_BY(m_mutex) = -1;
   TerminationReason m_reason CORVANE_GUARDED_BY(m_mutex) = TerminationReason::EXIT;
   rusage m_usage CORVANE_GUARDED_BY(m_mutex) = {};

@@ -32,4 +32,9 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.runningApplications.set(runningApplications);
 }
 
+FakeChildProcesses& FakePlatform::fakeChildProcesses() {
+  if (!m_childProcesses) m_platform.childProcesses.set(m_childProcesses = std::make_shared<FakeChildProcesses>());
+  return *m_childProcesses;
+}
+
 }  // namespace corvane

@@ -6,6 +6,7 @@
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Platform.h"
 #include "corvane/testing/FakeBundles.h"
+#include "corvane/testing/FakeChildProcesses.h"
 #include "corvane/testing/FakeDefaultsStore.h"
 #include "corvane/testing/FakeFolders.h"
 #include "corvane/testing/FakeFontBook.h"
@@ -20,7 +21,8 @@
 namespace corvane {
 
 /// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
-/// the library's threads use them. Change the fakes before the code under test uses them.
+/// the library's threads use them, and programs really run unless fakeChildProcesses() is called. Change the fakes
+/// before the code under test uses them.
 ///
 ///     corvane::FakePlatform fake("/tmp/home");
 ///     fake.power->emit(corvane::WILL_SLEEP);
@@ -41,9 +43,13 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeTranslocation> translocation;
   const std::shared_ptr<FakeRunningApplications> runningApplications;
 
+  /// From now on there are no programs but those that the test describes here. Call it before the first one is started.
+  FakeChildProcesses& fakeChildProcesses();
+
  private:
   Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards
   Platform m_platform;
+  std::shared_ptr<FakeChildProcesses> m_childProcesses;
   ScopedPlatform m_scope;
 };
 

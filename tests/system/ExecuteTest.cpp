@@ -1,10 +1,8 @@
 #include "corvane/system/Execute.h"
 
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/resource.h>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,27 +17,6 @@
 #include "corvane/testing/FakePlatform.h"
 #include "tests/support/TempHome.h"
 #include "tests/system/Children.h"
-
-namespace {
-
-// Whether children are only noted down, a line each, and where.
-bool s_recording = false;
-std::string s_record;
-
-}  // namespace
-
-extern "C" __attribute__((visibility("default"))) int posix_spawn(pid_t* process, const char* path,
-                                                                  const posix_spawn_file_actions_t* actions,
-                                                                  const posix_spawnattr_t* attributes,
-                                                                  char* const arguments[], char* const environment[]) {
-  static const auto real = reinterpret_cast<decltype(&posix_spawn)>(dlsym(RTLD_NEXT, "posix_spawn"));
-  if (!s_recording) return real(process, path, actions, attributes, arguments, environment);
-  std::ofstream file(s_record, std::ios::app);
-  for (char* const* argument = arguments; *argument; ++argument)
-    file << (argument == arguments ? "" : " ") << *argument;
-  file << "\n";
-  return real(process, "/bin/true", actions, attributes, arguments, environment);
-}
 
 namespace corvane {
 namespace {
@@ -161,6 +138,24 @@ TEST_F(ExecuteTest, WhatCannotStartIsLogged) {
   EXPECT_THAT(logged(), ElementsAre("Execute.sync exception: " + reason, "Execute.sync exception: " + reason,
                                     "Exception caught running " + reason, "Exception caught running " + reason,
                                     "Execute.async exception: " + reason));
+}
+
+TEST_F(ExecuteTest, WithoutAThreadForItNothingIsStarted) {
+  const auto setStackSize = [](std::size_t bytes) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, bytes);
+    pthread_setattr_default_np(&attributes);
+  };
+  setStackSize(std::size_t{1} << 47);  // more than there are addresses
+  Stream stream;
+  EXPECT_EQ(Execute::readPipe(CHILD, QoS::DEFAULT, {}, {}, stream.reader()), nullptr);
+  Execute::async(CHILD, {}, QoS::DEFAULT, [](const std::string&) { ADD_FAILURE(); })->waitUntilExit();
+  EXPECT_EQ(Execute::sync("/bin/echo", {"hello"}), "hello\n") << "needs none";
+  setStackSize(1 << 20);
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
+  const std::string reason = CHILD + ": " + std::generic_category().message(EAGAIN);
+  EXPECT_THAT(logged(), ElementsAre("Exception caught running " + reason, "Execute.async exception: " + reason));
 }
 
 TEST_F(ExecuteTest, ExeccmdPrintsTheOutputAndALineEnd) {
@@ -317,37 +312,26 @@ TEST(TryCatchTest, TheFinalStepRunsLastWhateverHappened) {
   TryCatch::tryRun(throws, {}, {});
 }
 
-// Ends the process in each case, so it runs in a child.
-int relaunch(ExecuteTest& test, const std::string& original, bool valid) {
-  const pid_t process = fork();
-  if (process == 0) {
-    test.fake.translocation->originals["/moved/The App"] = original;
-    if (!valid) test.fake.translocation->invalid = Error{"fake", 1, "broken seal"};
-    s_recording = true;
-    Execute::relaunchTranslocated();
-    _exit(77);
-  }
-  int status = -1;
-  waitpid(process, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+FakeChildProcesses* s_programs = nullptr;
 
 TEST_F(ExecuteTest, ARelocatedApplicationIsStartedFromItsOwnPlace) {
-  s_record = home / "record";
-  ASSERT_EQ(relaunch(*this, "/Applications/The \"$App`", true), 0);
-  EXPECT_THAT(logged(), ElementsAre("reopen: /moved/The App as /Applications/The \"$App`"));
-  std::ifstream file(s_record);
-  Texts lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  EXPECT_THAT(lines, ElementsAre("/bin/sh -c /usr/bin/xattr -cr \"/Applications/The \\\"\\$App\\`\"",
-                                 "/bin/sh -c /usr/bin/open -n -a \"/Applications/The \\\"\\$App\\`\""));
-}
-
-TEST_F(ExecuteTest, AnApplicationWithABrokenSignatureEnds) {
-  s_record = home / "record";
-  EXPECT_EQ(relaunch(*this, "/Applications/The App", false), 1);
-  EXPECT_THAT(logged(), ElementsAre("The code signature is not valid: broken seal"));
-  EXPECT_FALSE(std::filesystem::exists(s_record)) << "nothing was run";
+  s_programs = &fake.fakeChildProcesses();
+  s_programs->programs["/bin/sh"] = {};
+  fake.translocation->originals["/moved/The App"] = "/Applications/The \"$App`";
+  const auto relaunch = [] {
+    std::atexit([] {
+      for (const Texts& arguments : s_programs->started())
+        std::cerr << arguments.at(1) << " " << arguments.at(2) << "\n";
+    });
+    Execute::relaunchTranslocated();
+  };
+  EXPECT_EXIT(relaunch(), testing::ExitedWithCode(0),
+              HasSubstr("-c /usr/bin/xattr -cr \"/Applications/The \\\"\\$App\\`\"\n"
+                        "-c /usr/bin/open -n -a \"/Applications/The \\\"\\$App\\`\"\n"));
+  fake.translocation->invalid = Error{"fake", 1, "broken seal"};
+  EXPECT_EXIT(relaunch(), testing::ExitedWithCode(1), testing::Not(HasSubstr("-c")));
+  EXPECT_THAT(logged(), ElementsAre("reopen: /moved/The App as /Applications/The \"$App`",
+                                    "The code signature is not valid: broken seal"));
 }
 
 TEST(TranslocationTest, TheOriginalIsTheCallersTextAndLinuxHasNone) {

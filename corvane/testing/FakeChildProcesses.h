@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "corvane/core/Mutex.h"
+#include "corvane/platform/ChildProcesses.h"
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// Programs that a test describes; there are no others, and nothing is really started.
+class CORVANE_API FakeChildProcesses : public ChildProcesses {
+ public:
+  /// What a program does: it writes to its standard output and exits.
+  struct Program {
+    std::int32_t status = 0;
+    std::string output = {};          ///< at most 64 KiB, which a pipe takes
+    std::optional<Error> error = {};  ///< if set, it cannot be started
+  };
+
+  std::map<std::string, Program> programs;  ///< by path; complete before the code under test starts one
+
+  /// The arguments of each program that was started, its own name first, in the order of their starts.
+  std::vector<std::vector<std::string>> started() const;
+
+  Result<std::array<int, 2>> pipe() override;
+  Result<std::unique_ptr<ChildProcess>> spawn(const ChildSettings& settings) override;
+
+ private:
+  mutable Mutex m_mutex;
+  std::vector<std::vector<std::string>> m_started CORVANE_GUARDED_BY(m_mutex);
+};
+
+}  // namespace corvane
