@@ -1,6 +1,5 @@
 #include "corvane/core/Timeval.h"
 
-#include <unicode/ucal.h>
 #include <unicode/udat.h>
 #include <unicode/uloc.h>
 #include <unicode/ustring.h>
@@ -106,14 +105,15 @@ std::string Timeval::date() const {
   }
   if (locale.empty() || locale == "C" || locale.starts_with("C.") || locale == "POSIX") locale = "en_US";
   std::array<char, ULOC_FULLNAME_CAPACITY> canonical{};
-  std::array<UChar, 128> zone{};
   UErrorCode status = U_ZERO_ERROR;
   uloc_canonicalize(locale.c_str(), canonical.data(), static_cast<int>(canonical.size()) - 1, &status);
-  ucal_getHostTimeZone(zone.data(), static_cast<int>(zone.size()) - 1, &status);
-  UDateFormat* format = udat_open(UDAT_MEDIUM, UDAT_MEDIUM, canonical.data(), zone.data(), -1, nullptr, 0, &status);
+  // The C library knows the zone; ICU's zone data and reading of TZ are its own. It formats local time as if it were
+  // UTC.
+  tm parts = localTime(sec());
+  const auto local = static_cast<UDate>(timegm(&parts)) * 1000;
+  UDateFormat* format = udat_open(UDAT_MEDIUM, UDAT_MEDIUM, canonical.data(), u"UTC", -1, nullptr, 0, &status);
   std::array<UChar, 256> wide{};
-  const int length = udat_format(format, static_cast<UDate>(sec()) * 1000, wide.data(), static_cast<int>(wide.size()),
-                                 nullptr, &status);
+  const int length = udat_format(format, local, wide.data(), static_cast<int>(wide.size()), nullptr, &status);
   udat_close(format);
   std::array<char, 3 * 256> text{};
   int bytes = 0;

