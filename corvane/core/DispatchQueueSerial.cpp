@@ -42,4 +42,10 @@ void DispatchQueueSerial::logRefusal() const {
   logNotice("The system refuses a thread for the queue " + m_label);
 }
 
+Delayed DispatchQueueSerial::after(double seconds, std::function<void()> work) {
+  return {seconds, std::move(work), [weak = std::weak_ptr(m_dispatch)](std::function<void()> due) {
+            if (const auto queue = weak.lock()) queue->async(std::move(due));
+          }};
+}
+
 }  // namespace corvane

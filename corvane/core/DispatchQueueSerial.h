@@ -5,6 +5,7 @@
 #include <string>
 
 #include "corvane/core/Completion.h"
+#include "corvane/core/Delayed.h"
 #include "corvane/core/Mutex.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/SerialQueues.h"
@@ -43,11 +44,15 @@ class CORVANE_API DispatchQueueSerial {
   /// another one: then `work` never runs.
   bool async(std::function<void()> work);
 
+  /// Runs `work` once on the queue, `seconds` from now, unless the handle cancels it. Work whose queue is gone by then
+  /// is dropped.
+  Delayed after(double seconds, std::function<void()> work);
+
  private:
   void insist(std::function<void()> work);
   void logRefusal() const;
 
-  std::unique_ptr<SerialQueue> m_dispatch;
+  std::shared_ptr<SerialQueue> m_dispatch;
   std::string m_label;
   Mutex m_mutex;
 };

@@ -20,6 +20,10 @@ void main_async(std::function<void()> work) {
     main_post(std::move(work));
 }
 
+Delayed main_after(double seconds, std::function<void()> work) {
+  return {seconds, std::move(work), main_post};
+}
+
 void MainLoop::run() {
   if (!IsMainQueue()) fatal("MainLoop::run: not on the main queue");
   platform().mainQueue().run();
@@ -27,6 +31,10 @@ void MainLoop::run() {
 
 void MainLoop::quit() {
   platform().mainQueue().quit();
+}
+
+void MainLoop::quitOnSignals() {
+  platform().mainQueue().quitOnSignals();
 }
 
 }  // namespace corvane

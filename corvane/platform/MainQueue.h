@@ -26,6 +26,10 @@ class MainQueue {
 
   /// Makes the innermost run() return after the items posted before; if none runs, the next run() returns so.
   virtual void quit() = 0;
+
+  /// Makes the first SIGTERM and the first SIGINT call quit(), unless the signal is ignored; the second ones get the
+  /// default action again.
+  virtual void quitOnSignals() = 0;
 };
 
 template <>

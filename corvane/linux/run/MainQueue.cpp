@@ -1,6 +1,8 @@
 #include "corvane/platform/MainQueue.h"
 
 #include <gio/gio.h>
+#include <glib-unix.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -64,6 +66,18 @@ class GlibMainQueue : public MainQueue {
     post([this] {
       if (!m_loops.empty()) g_main_loop_quit(m_loops.back());
     });
+  }
+
+  void quitOnSignals() override {
+    for (const int signal : {SIGTERM, SIGINT}) {
+      struct sigaction action {};
+      if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) continue;
+      const auto quitOnce = [](gpointer queue) -> gboolean {
+        static_cast<GlibMainQueue*>(queue)->quit();
+        return G_SOURCE_REMOVE;  // GLib puts the default action back
+      };
+      g_unix_signal_add(signal, quitOnce, this);
+    }
   }
 
  private:

@@ -1,0 +1,93 @@
+#include "corvane/core/Delayed.h"
+
+#include <cstdint>
+#include <map>
+#include <utility>
+
+#include "corvane/core/DispatchQueueSerial.h"
+#include "corvane/core/PerProcess.h"
+#include "corvane/core/Timeval.h"
+#include "corvane/core/fatal.h"
+#include "corvane/platform/PreciseTimers.h"
+
+namespace corvane {
+
+// Guarded by the mutex of Waiting; `run` is empty once it was taken.
+struct Delayed::Work {
+  std::function<void()> run;
+  Submit submit;
+  std::pair<Timeval, std::uint64_t> place{Timeval::nsec(0), 0};
+};
+
+// What waits, in the order of due times, equal ones in the order in which they came.
+class Delayed::Waiting {
+ public:
+  void add(const std::shared_ptr<Work>& work, Timeval due) {
+    MutexLock lock(m_mutex);
+    work->place = {due, ++m_last};
+    m_works.emplace(work->place, work);
+    m_mutex.broadcast();
+    if (std::exchange(m_served, true)) return;
+    lock.unlock();
+    if (DispatchQueueSerial("corvane.delayed", QoS::USER_INTERACTIVE).async([this] { serve(); })) return;
+    lock.lock();
+    m_served = false;
+  }
+
+  // What a work is to run, for the one that asks first.
+  std::function<void()> take(Work& work) {
+    MutexLock lock(m_mutex);
+    m_works.erase(work.place);
+    return std::exchange(work.run, nullptr);
+  }
+
+  bool isPending(const Work& work) const {
+    MutexLock lock(m_mutex);
+    return static_cast<bool>(work.run);
+  }
+
+ private:
+  void serve() {
+    const PreciseTimers precise;
+    MutexLock lock(m_mutex);
+    while (!m_works.empty()) {
+      const Timeval due = m_works.begin()->first.first;
+      if (due > Timeval()) {
+        m_mutex.waituntil((due + 1).tv());  // not a fraction of a microsecond before its time
+        continue;
+      }
+      const auto work = m_works.extract(m_works.begin()).mapped();
+      lock.unlock();
+      work->submit([this, work] {
+        if (const auto run = take(*work)) run();
+      });
+      lock.lock();
+    }
+    m_served = false;
+  }
+
+  mutable Mutex m_mutex;
+  std::map<std::pair<Timeval, std::uint64_t>, std::shared_ptr<Work>> m_works CORVANE_GUARDED_BY(m_mutex);
+  std::uint64_t m_last CORVANE_GUARDED_BY(m_mutex) = 0;
+  bool m_served CORVANE_GUARDED_BY(m_mutex) = false;
+};
+
+Delayed::Waiting& Delayed::waiting() {
+  static auto& works = *new PerProcess<Waiting>;
+  return works();
+}
+
+Delayed::Delayed(double seconds, std::function<void()> work, Submit submit)
+    : m_work(std::make_shared<Work>(Work{.run = std::move(work), .submit = std::move(submit)})) {
+  waiting().add(m_work, Timeval() + seconds);
+}
+
+void Delayed::cancel() {
+  if (m_work) waiting().take(*m_work);
+}
+
+bool Delayed::pending() const {
+  return m_work && waiting().isPending(*m_work);
+}
+
+}  // namespace corvane
