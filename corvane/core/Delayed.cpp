@@ -53,7 +53,7 @@ class Delayed::Waiting {
     while (!m_works.empty()) {
       const Timeval due = m_works.begin()->first.first;
       if (due > Timeval()) {
-        m_mutex.waituntil((due + 1).tv());  // not a fraction of a microsecond before its time
+        m_mutex.waituntil((due + Timeval::nsec(999)).tv());  // rounded up: not before its time
         continue;
       }
       const auto work = m_works.extract(m_works.begin()).mapped();

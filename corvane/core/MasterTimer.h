@@ -1,10 +1,9 @@
 #pragma once
 
-#include <cstdint>
-#include <map>
 #include <memory>
 #include <vector>
 
+#include "corvane/core/Mutex.h"
 #include "corvane/core/PThread.h"
 #include "corvane/core/Repeater.h"
 #include "corvane/core/SleepNotify.h"
@@ -12,12 +11,15 @@
 
 namespace corvane {
 
+class Schedule;
+
 /// The one scheduler behind every Repeater: a thread that waits until the earliest is due and then has the due ones run
 /// on the main queue, one at a time, in the order of their due times; equal ones in the order in which they were added.
 ///
 /// The application starts the shared timer once, normally at launch, and runs a main loop; repeaters added before wait.
 /// While the machine sleeps nothing runs; on wake every repeater runs at once with fresh statistics, and each step is
-/// logged. Waiting takes no processor time. Due times lie on the real-time clock: setting the system's time moves them.
+/// logged (on standard error if the application keeps no log). Waiting takes no processor time. Due times lie on the
+/// real-time clock: setting the system's time moves them.
 ///
 /// Every member: any thread, also from inside a task. Hold it by std::shared_ptr.
 class CORVANE_API MasterTimer : public std::enable_shared_from_this<MasterTimer> {
@@ -29,7 +31,7 @@ class CORVANE_API MasterTimer : public std::enable_shared_from_this<MasterTimer>
   /// timer stays there until it is stopped or started again.
   static void setInstance(std::shared_ptr<MasterTimer> timer);
 
-  MasterTimer() = default;
+  MasterTimer();
   ~MasterTimer();
   MasterTimer(const MasterTimer&) = delete;
   MasterTimer& operator=(const MasterTimer&) = delete;
@@ -56,47 +58,16 @@ class CORVANE_API MasterTimer : public std::enable_shared_from_this<MasterTimer>
   /// Resets the statistics of every registered repeater, as a wake does.
   void resetStats();
 
+  /// For Repeater: the order of the repeaters.
+  Schedule& schedule() { return *m_schedule; }
+
  private:
-  friend class Repeater;
-  using Slot = Repeater::Slot;
-  using Order = std::map<Slot, std::shared_ptr<Repeater>>;
-
-  /// References to drop once the lock is given up: a task's captured objects may call back when they are destroyed.
-  struct Dropped {
-    Order repeaters;
-    std::vector<Order::node_type> ran;
-    std::vector<std::shared_ptr<Repeater>> added;
-  };
-
-  void addLocked(std::shared_ptr<Repeater> repeater) CORVANE_REQUIRES(Repeater::s_mutex);
-  Dropped removeLocked(Repeater& repeater) CORVANE_REQUIRES(Repeater::s_mutex);
-  Dropped clear() CORVANE_REQUIRES(Repeater::s_mutex);
-
-  void loop(std::uint64_t generation) CORVANE_EXCLUDES(Repeater::s_mutex);
-  bool mayRun(std::uint64_t generation) const CORVANE_REQUIRES(Repeater::s_mutex);
-  bool runSlice(std::uint64_t generation) CORVANE_EXCLUDES(Repeater::s_mutex);
-  void sort() CORVANE_REQUIRES(Repeater::s_mutex);
   void sleepListener(const Notification& notification);
-  void restart();
 
-  template <class Visit>
-  void forEach(Visit&& visit) const CORVANE_REQUIRES(Repeater::s_mutex);
-
-  // The list of repeaters, in three pieces: the entries in order of due time; those that ran in the current walk, which
-  // stood in front of them; and those added since the last sort, which stand behind. The list is sorted when the second
-  // and third are empty.
-  Order m_repeaters CORVANE_GUARDED_BY(Repeater::s_mutex);
-  std::vector<Order::node_type> m_ran CORVANE_GUARDED_BY(Repeater::s_mutex);
-  std::vector<std::shared_ptr<Repeater>> m_added CORVANE_GUARDED_BY(Repeater::s_mutex);
-  std::vector<std::shared_ptr<Repeater>> m_released CORVANE_GUARDED_BY(Repeater::s_mutex);
-  std::int64_t m_first_rank CORVANE_GUARDED_BY(Repeater::s_mutex) = 0;  // the lowest rank given out
-  std::int64_t m_last_rank CORVANE_GUARDED_BY(Repeater::s_mutex) = 0;   // the highest
-
-  PThread m_thread CORVANE_GUARDED_BY(Repeater::s_mutex);
-  bool m_running CORVANE_GUARDED_BY(Repeater::s_mutex) = false;
-  bool m_sleeping CORVANE_GUARDED_BY(Repeater::s_mutex) = false;
-  std::uint64_t m_generation CORVANE_GUARDED_BY(Repeater::s_mutex) = 0;  // of the thread that may run repeaters
-  std::unique_ptr<SleepNotify> m_sleepnotify CORVANE_GUARDED_BY(Repeater::s_mutex);
+  const std::shared_ptr<Schedule> m_schedule;
+  Mutex m_mutex;
+  PThread m_thread CORVANE_GUARDED_BY(m_mutex);
+  std::unique_ptr<SleepNotify> m_sleepnotify CORVANE_GUARDED_BY(m_mutex);
 };
 
 }  // namespace corvane

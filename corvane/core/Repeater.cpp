@@ -1,104 +1,85 @@
 #include "corvane/core/Repeater.h"
 
+#include <atomic>
+#include <utility>
+
+#include "corvane/core/Log.h"
+#include "corvane/core/MainQueue.h"
 #include "corvane/core/MasterTimer.h"
+#include "corvane/core/Schedule.h"
+#include "corvane/core/fatal.h"
 
 namespace corvane {
 
-Mutex& Repeater::s_mutex = *new Mutex;
+namespace {
+
+void checkInterval(const std::string& ident, double interval) {
+  if (interval <= 0) logNotice("Repeater " + ident + ": the interval is not positive; it runs every millisecond");
+}
+
+// Reports, once, a main loop that runs while repeaters wait for a timer that nobody started.
+void checkTimer(const std::shared_ptr<MasterTimer>& timer) {
+  static std::atomic<bool> checked = false;
+  if (!timer->schedule().isForgotten() || checked.exchange(true)) return;
+  main_post([weak = std::weak_ptr(timer)] {
+    const auto waiting = weak.lock();
+    if (waiting && waiting->schedule().isForgotten())
+      logNotice("MasterTimer: repeaters are waiting, but start() was not called");
+  });
+}
+
+}  // namespace
 
 Repeater::Repeater() {
   fatal("Use of unimplemented initializer 'init()' for class 'Corvane.Repeater'");
 }
 
-Repeater::Repeater(std::string ident) : m_ident(std::move(ident)) {}
+Repeater::Repeater(std::string ident) : m_entry(std::make_unique<ScheduleEntry>(std::move(ident))) {}
+
+Repeater::~Repeater() = default;
 
 void Repeater::start(double interval, std::function<void()> closure_funct) {
-  auto self = weak_from_this().lock();
-  if (!self) fatal("Repeater::start: the repeater is not held by a std::shared_ptr");
+  auto self = entry();
+  checkInterval(ident(), interval);
   const auto timer = MasterTimer::instance();
-  std::shared_ptr<const std::function<void()>> func;
-  if (closure_funct) func = std::make_shared<const std::function<void()>>(std::move(closure_funct));
-  MasterTimer::Dropped dropped;
-  MutexLock lock(s_mutex);
-  if (m_timer && m_timer != timer.get()) dropped = m_timer->removeLocked(*this);
-  m_interval = interval;
-  m_func.swap(func);
-  const Timeval now;
-  m_next_run = now;
-  resetStats(now);
-  m_running = true;
-  timer->addLocked(std::move(self));
+  timer->schedule().start(std::move(self), interval, std::move(closure_funct));
+  checkTimer(timer);
 }
 
 void Repeater::stop() {
-  MasterTimer::Dropped dropped;
-  MutexLock lock(s_mutex);
-  if (m_timer) dropped = m_timer->removeLocked(*this);
-  m_running = false;
+  Schedule::stop(*m_entry);
 }
 
 double Repeater::interval() const {
-  MutexLock lock(s_mutex);
-  return m_interval;
+  MutexLock lock(Schedule::s_mutex);
+  return m_entry->interval;
 }
 
 void Repeater::setInterval(double interval) {
-  MutexLock lock(s_mutex);
-  m_interval = interval;
+  checkInterval(ident(), interval);
+  MutexLock lock(Schedule::s_mutex);
+  m_entry->interval = interval;
 }
 
 bool Repeater::running() const {
-  MutexLock lock(s_mutex);
-  return m_running;
+  MutexLock lock(Schedule::s_mutex);
+  return m_entry->running;
 }
 
 double Repeater::timeConstant() const {
-  MutexLock lock(s_mutex);
-  return m_time_constant;
+  MutexLock lock(Schedule::s_mutex);
+  return m_entry->time_constant;
 }
 
-void Repeater::resetStats(Timeval now) {
-  m_last_run = now;
-  m_stats = {};
-  m_stats.name = m_ident;
+const std::string& Repeater::ident() const {
+  return m_entry->name;
 }
 
-Timeval Repeater::nextRun() const {
-  if (!m_next_run) fatal("Repeater: a registered repeater has no due time");
-  return *m_next_run;
-}
-
-// The clock is read once before the task, by the caller, and once after it: more readings would only add their own
-// cost.
-Timeval Repeater::run(MutexLock& lock, Timeval start) CORVANE_NO_THREAD_SAFETY_ANALYSIS {
-  Timeval end = start;
-  if (m_func) {
-    if (m_stats.count == 0)
-      m_stats.interval_stats = WeightedStats::seeded(m_interval * 1e6);
-    else
-      m_stats.interval_stats.update(static_cast<double>((start - *m_last_run).usec()), m_time_constant, m_interval);
-    m_last_run = start;
-    {
-      // The task may restart or stop the repeater: the callable lives until it returns, and dies without the lock.
-      auto func = m_func;
-      lock.unlock();
-      (*func)();
-      func.reset();
-      lock.lock();
-    }
-    end = Timeval();
-    const auto duration = static_cast<double>((end - start).usec());
-    m_stats.total_elapsed += duration;
-    if (m_stats.count == 0)
-      m_stats.elapsed_stats = WeightedStats::seeded(duration);
-    else
-      m_stats.elapsed_stats.update(duration, m_time_constant, m_interval);
-    m_stats.count += 1;
-  }
-  const Timeval step = Timeval::nsec(Timeval::toInt64(m_interval * 1e9));
-  m_next_run = nextRun() + step;
-  if (*m_next_run < start) m_next_run = start + step;
-  return end;
+// The entry is a part of the repeater, so a reference to it keeps the repeater.
+std::shared_ptr<ScheduleEntry> Repeater::entry() {
+  auto self = weak_from_this().lock();
+  if (!self) fatal("Repeater::start: the repeater is not held by a std::shared_ptr");
+  return {std::move(self), m_entry.get()};
 }
 
 }  // namespace corvane

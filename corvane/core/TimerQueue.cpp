@@ -4,6 +4,7 @@
 
 #include "corvane/core/DispatchQueueSerial.h"
 #include "corvane/core/Timeval.h"
+#include "corvane/core/fatal.h"
 #include "corvane/platform/PreciseTimers.h"
 
 namespace corvane {
@@ -36,6 +37,7 @@ bool TimerQueue::isStopped() const {
 }
 
 void TimerQueue::start(QoS qos) {
+  if (weak_from_this().expired()) fatal("TimerQueue::start: the timer is not held by a std::shared_ptr");
   DispatchQueueSerial queue(m_label, qos);
   queue.async([weak = weak_from_this()] {
     const auto timer = weak.lock();
@@ -53,11 +55,11 @@ void TimerQueue::stop() {
 }
 
 void TimerQueue::loop() {
+  Timeval base;
   const PreciseTimers precise;
   MutexLock lock(m_mutex);
   m_running = true;
   m_stopped = false;
-  Timeval base;
   while (m_running) {
     const bool timedOut = m_mutex.waituntil((base + std::clamp<std::int64_t>(m_usecs, 0, LONGEST_USEC)).tv());
     if (!m_running || !timedOut) continue;

@@ -13,9 +13,14 @@ namespace corvane {
 
 /// Calls an action at a fixed cadence on a serial queue of its own, off the main queue.
 ///
+/// **Which one to choose.** A TimerQueue where the cadence matters or the work would hold up the main queue; each uses
+/// a thread while it runs. A Repeater for periodic work of the application on the main queue. main_after() and
+/// DispatchQueueSerial::after() for what happens once, later. A DispatchQueueSerial for work that is to be done now. A
+/// PThread for a loop of your own that blocks.
+///
 /// The cadence does not drift: every period starts where the one before ended, and an action that overruns is followed
-/// at once by as many further runs as were missed. (A Repeater skips them instead, and runs on the main queue.) The
-/// period can be changed at any time. Hold it by std::shared_ptr; while it runs it keeps itself alive, until stop().
+/// at once by as many further runs as were missed. (A Repeater skips them.) The period can be changed at any time. Hold
+/// it by std::shared_ptr; while it runs it keeps itself alive, until stop().
 ///
 /// Start and stop it from one controlling thread, and stop only a timer that runs: stop() before the loop has begun
 /// returns at once, and the loop then begins all the same. The action may read and set usecs and read isStopped, but
@@ -40,7 +45,7 @@ class CORVANE_API TimerQueue : public std::enable_shared_from_this<TimerQueue> {
   bool isStopped() const;
 
   /// Starts the loop on a new queue: the first action comes one period later. If the last reference is dropped before
-  /// the queue gets to it, nothing runs.
+  /// the queue gets to it, nothing runs. Fatal if no shared_ptr holds the timer.
   void start(QoS qos = QoS::UNSPECIFIED);
 
   /// Ends the loop and returns when it has ended, and an action in progress with it.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 
 namespace corvane {
@@ -15,18 +14,26 @@ struct WeightedStats {
   /// Statistics that have seen one sample.
   static WeightedStats seeded(double sample) { return {sample, sample, sample * sample, 0}; }
 
-  /// Folds in a sample that stands for `dt` seconds, under the time constant `tc` (seconds): its weight is
-  /// 1 − e^(−dt/tc), so that what is older than tc keeps 1/e of the weight; 1 if tc is not positive. A mean that is not
-  /// finite, because a sample was not, gives way to the next sample.
-  void update(double value, double tc, double dt) {
-    const double weight = tc > 0 ? -std::expm1(-dt / tc) : 1;
-    const auto fold = [weight](double& mean, double sample) {
-      mean = std::isfinite(mean) ? mean + weight * (sample - mean) : sample;
-    };
+  /// The weight of a sample that stands for `dt` seconds under the time constant `tc` (seconds): 1 − e^(−dt/tc), so
+  /// that what is older than tc keeps 1/e of the weight; 1 if tc is not positive.
+  static double weight(double tc, double dt) { return tc > 0 ? -std::expm1(-dt / tc) : 1; }
+
+  /// Folds in a sample with its weight.
+  void update(double value, double tc, double dt) { fold(value, weight(tc, dt)); }
+
+  /// update() for a caller that keeps the weight. A mean that is not finite, because a sample was not, gives way to the
+  /// next sample.
+  void fold(double value, double weight) {
+    const double delta = value - smoothed;
     last = value;
-    fold(smoothed, value);
-    fold(smoothedSquare, value * value);
-    deviation = std::sqrt(std::max(0.0, smoothedSquare - smoothed * smoothed));
+    if (!std::isfinite(delta) || !std::isfinite(deviation)) {
+      *this = seeded(value);
+      return;
+    }
+    smoothed += weight * delta;
+    smoothedSquare += weight * (value * value - smoothedSquare);
+    // Not from the difference of the two means, which cancels where the spread is small beside the mean.
+    deviation = std::sqrt((1 - weight) * (deviation * deviation + weight * delta * delta));
   }
 };
 

@@ -16,8 +16,8 @@ extern "C" {
 CORVANE_API int64_t elapsed_usec(struct timeval t);
 
 /** a + b. The microseconds of the result are 0 … 999,999 if those of the inputs are within one second. They are added
- *  in 32 bits: a sum beyond ±2,147,483,647 µs wraps, also where tv_usec has 64 bits. An overflow of the seconds ends the
- *  process. */
+ *  in 32 bits: a sum beyond ±2,147,483,647 µs wraps, also where tv_usec has 64 bits. An overflow of the seconds ends
+ * the process. */
 CORVANE_API struct timeval time_add(struct timeval a, struct timeval b);
 
 /** a + u microseconds, with the limits and the normalisation of time_add. */

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
+#include <map>
 #include <random>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "corvane/core/Log.h"
 #include "corvane/testing/FakePlatform.h"
@@ -51,22 +54,14 @@ struct MasterTimerTest : testing::Test {
   std::shared_ptr<MasterTimer> timer = std::make_shared<MasterTimer>();
 };
 
-TEST(WeightedStats, AveragesExponentially) {
-  WeightedStats stats;
-  EXPECT_EQ(stats.last + stats.smoothed + stats.smoothedSquare + stats.deviation, 0);
-  stats = WeightedStats::seeded(10);
-  EXPECT_EQ(stats.smoothedSquare, 100);
-  stats.update(20, 10, 1);
-  const double weight = 1 - std::exp(-0.1);
-  EXPECT_DOUBLE_EQ(stats.last, 20);
-  EXPECT_DOUBLE_EQ(stats.smoothed, 10 + weight * 10);
-  EXPECT_DOUBLE_EQ(stats.smoothedSquare, 100 + weight * 300);
-  EXPECT_DOUBLE_EQ(stats.deviation, std::sqrt(100 + weight * 300 - stats.smoothed * stats.smoothed));
-  for (const double constant : {0.0, -1.0}) {
-    stats.update(7, constant, 1);
-    EXPECT_EQ(stats.smoothed, 7);
-    EXPECT_EQ(stats.deviation, 0);
-  }
+TEST(WeightedStats, KeepASmallSpreadBesideALargeMean) {
+  WeightedStats stats = WeightedStats::seeded(86'400e6);
+  for (int i = 0; i < 1000; ++i) stats.update(86'400e6 + (i % 2 ? 10 : -10), 10, 1);
+  EXPECT_NEAR(stats.smoothed, 86'400e6, 1);
+  EXPECT_NEAR(stats.deviation, 10, 0.1);
+  stats.update(7, 0, 1);
+  EXPECT_EQ(stats.smoothed, 7) << "a time constant that is not positive keeps nothing";
+  EXPECT_EQ(stats.deviation, 0);
 }
 
 TEST_F(MasterTimerTest, ARepeaterRunsAtOnceAndThenEveryInterval) {
@@ -201,21 +196,15 @@ TEST_F(MasterTimerTest, AnEntryWithinTheToleranceCountsAsDue) {
 
 TEST_F(MasterTimerTest, TheSameRepeaterAddedTwiceRunsOncePerDueTime) {
   timer->start();
-  int runs = 0, others = 0;
+  int runs = 0;
   const auto tick = repeater("t"), other = repeater("o");
   tick->start(1.0, [&] { ++runs; });
   timer->add(tick);
-  other->start(1.0, [&] { ++others; });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 1 && others == 1; }));
-  for (int i = 2; i < 5; ++i) ASSERT_TRUE(after(1.0, [&] { return runs == i && others == i; })) << runs << others;
+  other->start(1.0, [] {});
+  for (int i = 1; i < 4; ++i) ASSERT_TRUE(after(i == 1 ? 0 : 1, [&] { return runs == i; })) << runs;
   pump();
-  EXPECT_EQ(runs, 4);
-  EXPECT_EQ(timer->repeaterStats().size(), 3U);
-  tick->start(1.0, [&] { ++runs; });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 5; }));
-  pump();
-  EXPECT_EQ(runs, 5);
-  EXPECT_EQ(timer->repeaterStats().size(), 4U);
+  EXPECT_EQ(runs, 3);
+  EXPECT_EQ(names().size(), 3U);
   tick->stop();
   EXPECT_EQ(names(), "o");
 }
@@ -262,7 +251,10 @@ TEST_F(MasterTimerTest, ARepeaterLivesUntilStopThoughItsOwnerDroppedIt) {
   timer->start();
   int runs = 0;
   std::weak_ptr<Repeater> weak;
-  auto held = std::make_shared<int>(1);
+  std::shared_ptr<int> held(new int, [](int* number) {
+    EXPECT_TRUE(IsMainQueue()) << "what a task holds dies where it ran";
+    delete number;
+  });
   const std::weak_ptr<int> capture = held;
   {
     const auto tick = repeater("tick");
@@ -327,6 +319,25 @@ TEST_F(MasterTimerTest, SleepPausesAndWakeRestartsWithFreshStatistics) {
                 "MasterTimer: Screens woke up - restart repeaters", "MasterTimer: Screens woke up - reset stats"}));
 }
 
+TEST_F(MasterTimerTest, AnIntervalThatIsNotPositiveIsReportedAndDoesNotSpin) {
+  timer->start();
+  int runs = 0;
+  const auto tick = repeater("tick");
+  tick->start(0, [&] { ++runs; });
+  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  pump();
+  EXPECT_EQ(runs, 1);
+  EXPECT_TRUE(after(0.001, [&] { return runs == 2; }));
+  EXPECT_EQ(s_log, std::vector<std::string>{"Repeater tick: the interval is not positive; it runs every millisecond"});
+}
+
+TEST_F(MasterTimerTest, AMainLoopWithoutTheTimerIsReportedOnce) {
+  const auto tick = repeater("tick");
+  for (int i = 0; i < 2; ++i) tick->start(1.0, [] {});
+  pump();
+  EXPECT_EQ(s_log, std::vector<std::string>{"MasterTimer: repeaters are waiting, but start() was not called"});
+}
+
 TEST_F(MasterTimerTest, WakeKeepsTheOrderOfTheList) {
   timer->start();
   std::string order;
@@ -362,18 +373,14 @@ TEST_F(MasterTimerTest, StopDropsAllAndStartBeginsAnew) {
     timer->start();
     if (i < 19) timer->stop();
   }
-  tick->start(1.0, [&] { ++runs; });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 2; }));
-  pump();
-  EXPECT_EQ(runs, 2);
   tick->start(1.0, [&] {
     ++runs;
     timer->stop();
   });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 3; })) << "stop from inside a task";
+  ASSERT_TRUE(pumpUntil([&] { return runs == 2; })) << "stop from inside a task";
   clock.advance(Timeval::sec(2));
   pump();
-  EXPECT_EQ(runs, 3);
+  EXPECT_EQ(runs, 2);
 }
 
 TEST_F(MasterTimerTest, AnotherInstanceTakesTheRepeatersStartedFromThenOn) {

@@ -5,12 +5,10 @@
 
 #include <atomic>
 #include <limits>
-#include <mutex>
 #include <thread>
 
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/Timeval.h"
-#include "corvane/platform/Platform.h"
 #include "corvane/testing/ManualClock.h"
 
 namespace corvane {
@@ -135,38 +133,8 @@ TEST_F(TimerQueueTest, StopWaitsForTheActionInProgress) {
   EXPECT_TRUE(finished);
 }
 
-// Queues that keep their work until the test runs it.
-struct HeldQueues : SerialQueues {
-  struct Queue : SerialQueue {
-    explicit Queue(std::vector<std::function<void()>>& held) : m_held(held) {}
-    bool async(std::function<void()>&& work) override {
-      m_held.push_back(std::move(work));
-      return true;
-    }
-    std::vector<std::function<void()>>& m_held;
-  };
-  std::unique_ptr<SerialQueue> make(std::string, QoS) override { return std::make_unique<Queue>(held); }
-  std::vector<std::function<void()>> held;
-};
-
-TEST_F(TimerQueueTest, ATimerDroppedBeforeItsQueueComesToItDoesNotStart) {
-  const auto queues = std::make_shared<HeldQueues>();
-  Platform platform;
-  platform.serialQueues.set(queues);
-  const ScopedPlatform scope(platform);
-  int begun = 0;
-  auto timer = std::make_shared<TimerQueue>(
-      "test.weak", 0.0, [&] { ++begun; }, [&] { ++runs; });
-  const std::weak_ptr<TimerQueue> weak = timer;
-  timer->start();
-  timer.reset();
-  EXPECT_TRUE(weak.expired());
-  ASSERT_EQ(queues->held.size(), 1U);
-  queues->held[0]();
-  EXPECT_EQ(begun + runs, 0);
-}
-
-TEST(TimerQueueDeathTest, AnImpossibleIntervalIsFatal) {
+TEST(TimerQueueDeathTest, BrokenPreconditionsAreFatal) {
+  EXPECT_DEATH(TimerQueue("x", 1, nullptr, [] {}).start(), "fatal: TimerQueue::start: .*shared_ptr");
   for (const double interval :
        {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN(), 1e13})
     EXPECT_DEATH(TimerQueue("x", interval, nullptr, [] {}), "fatal: .*not finite or out of range");

@@ -1,0 +1,355 @@
+#include "corvane/core/Schedule.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "corvane/core/MainQueue.h"
+#include "corvane/core/fatal.h"
+#include "corvane/platform/PreciseTimers.h"
+
+namespace corvane {
+
+namespace {
+
+// An entry due within this time counts as due, so that no wait is shorter than a microsecond.
+constexpr std::int64_t TOLERANCE_NSEC = 999;
+
+// Due repeaters run on the main queue in one go for about this long at a time: going there for each alone would cost
+// many times what a short task does, and going there for all would keep other work out for too long.
+constexpr std::int64_t SLICE_NSEC = 1'000'000;
+
+// Stands in for an interval that is not positive, which would leave the main queue no time for anything else.
+constexpr std::int64_t FLOOR_NSEC = 1'000'000;
+
+// This many void places may stand in the order beside as many again as there are others.
+constexpr std::size_t VOID_PLACES = 64;
+
+}  // namespace
+
+Mutex& Schedule::s_mutex = *new Mutex;
+
+Repeater::repeater_stats ScheduleEntry::stats() const {
+  return {name, count, total_elapsed, elapsed_stats, interval_stats};
+}
+
+void ScheduleEntry::setRate(double seconds, double constant) {
+  interval = seconds;
+  time_constant = constant;
+  weight = WeightedStats::weight(constant, seconds);
+}
+
+void ScheduleEntry::resetStats(Timeval now) {
+  last_run = now;
+  count = 0;
+  total_elapsed = 0;
+  elapsed_stats = interval_stats = {};
+}
+
+void Schedule::start(EntryPtr entry, double interval, std::function<void()> task) {
+  std::shared_ptr<const std::function<void()>> shared;
+  if (task) shared = std::make_shared<const std::function<void()>>(std::move(task));
+  EntryPtr dropped;
+  MutexLock lock(s_mutex);
+  if (entry->schedule != this) dropped = removeLocked(*entry);
+  entry->setRate(interval, entry->time_constant);
+  entry->task.swap(shared);
+  if (entry->inRun > 0) entry->released.push_back(std::move(shared));
+  entry->due = Timeval();
+  entry->resetStats(entry->due);
+  entry->started = entry->running = true;
+  addLocked(std::move(entry));
+}
+
+void Schedule::add(EntryPtr entry) {
+  EntryPtr dropped;
+  MutexLock lock(s_mutex);
+  if (entry->schedule != this) dropped = removeLocked(*entry);
+  addLocked(std::move(entry));
+}
+
+void Schedule::stop(ScheduleEntry& entry) {
+  EntryPtr dropped;
+  MutexLock lock(s_mutex);
+  dropped = removeLocked(entry);
+  entry.running = false;
+}
+
+void Schedule::addLocked(EntryPtr entry) {
+  if (m_free.empty()) {
+    m_free.push_back(static_cast<std::uint32_t>(m_listings.size()));
+    m_listings.emplace_back();
+  }
+  const std::uint32_t index = m_free.back();
+  m_free.pop_back();
+  m_added.push_back(index);
+  entry->schedule = this;
+  entry->listings.push_back(index);
+  m_listings[index] = {.entry = std::move(entry)};
+  s_mutex.broadcast();
+}
+
+Schedule::EntryPtr Schedule::removeLocked(ScheduleEntry& entry) {
+  Schedule* schedule = std::exchange(entry.schedule, nullptr);
+  if (!schedule) return nullptr;
+  EntryPtr released;
+  for (const std::uint32_t index : entry.listings) {
+    Listing listing = std::exchange(schedule->m_listings[index], {});
+    if (listing.waiting) ++schedule->m_void;
+    if (listing.rank == 0) std::erase(schedule->m_added, index);
+    schedule->m_free.push_back(index);
+    released = std::move(listing.entry);
+  }
+  entry.listings.clear();
+  if (entry.inRun > 0) entry.released.push_back(std::exchange(released, nullptr));
+  s_mutex.broadcast();
+  return released;
+}
+
+std::vector<Repeater::repeater_stats> Schedule::stats() {
+  std::vector<Repeater::repeater_stats> stats;
+  MutexLock lock(s_mutex);
+  stats.reserve(m_listings.size());
+  const auto list = [&](const Place& place) CORVANE_REQUIRES(s_mutex) {
+    if (const Listing* listing = at(place)) stats.push_back(listing->entry->stats());
+  };
+  for (const Place& place : m_ran) list(place);
+  m_order.forEach(list);
+  for (const std::uint32_t index : m_added) stats.push_back(m_listings[index].entry->stats());
+  return stats;
+}
+
+void Schedule::resetStats() {
+  MutexLock lock(s_mutex);
+  const Timeval now;
+  for (const Listing& listing : m_listings)
+    if (listing.entry) listing.entry->resetStats(now);
+}
+
+void Schedule::setTimeConstant(double seconds) {
+  MutexLock lock(s_mutex);
+  for (const Listing& listing : m_listings)
+    if (listing.entry) listing.entry->setRate(listing.entry->interval, seconds);
+}
+
+std::uint64_t Schedule::open() {
+  MutexLock lock(s_mutex);
+  return std::exchange(m_open, true) ? 0 : ++m_generation;
+}
+
+bool Schedule::isForgotten() const {
+  MutexLock lock(s_mutex);
+  return !m_open && m_free.size() < m_listings.size();
+}
+
+std::vector<Schedule::EntryPtr> Schedule::close() {
+  std::vector<EntryPtr> dropped;
+  MutexLock lock(s_mutex);
+  for (const Listing& listing : m_listings)
+    if (listing.entry) dropped.push_back(removeLocked(*listing.entry));
+  m_order.takeAll();
+  m_ran.clear();
+  m_void = 0;
+  m_open = m_sleeping = false;
+  s_mutex.broadcast();
+  return dropped;
+}
+
+bool Schedule::mayRun(std::uint64_t generation) const {
+  return m_open && m_generation == generation;
+}
+
+void Schedule::serve(std::uint64_t generation) {
+  const PreciseTimers precise;
+  MutexLock lock(s_mutex);
+  while (mayRun(generation)) {
+    if (!m_walking) sort();
+    m_wait_end.reset();
+    if (const auto due = m_sleeping ? std::nullopt : nextDue()) {
+      if ((*due - Timeval()).nsec() > TOLERANCE_NSEC) {
+        m_wait_end = due;
+        s_mutex.waituntil(due->tv());
+        continue;
+      }
+      if (!m_walking) {
+        m_walking = true;
+        lock.unlock();
+        postSlice(generation);
+        lock.lock();
+        continue;
+      }
+    }
+    s_mutex.wait(COND_WAIT_FOREVER);
+  }
+}
+
+// When the timer thread must look again: during a walk, which takes what is due now, at the first later time.
+std::optional<Timeval> Schedule::nextDue() {
+  if (!m_walking) {
+    const Listing* first = front();
+    return first ? std::optional(first->entry->due) : std::nullopt;
+  }
+  const Place now{Timeval() + Timeval::nsec(TOLERANCE_NSEC), std::numeric_limits<std::int64_t>::max(), 0};
+  const Place* later = m_order.above(now);
+  return later ? std::optional(later->due) : std::nullopt;
+}
+
+void Schedule::postSlice(std::uint64_t generation) {
+  main_post([self = shared_from_this(), generation] { self->runSlice(generation); });
+}
+
+void Schedule::runSlice(std::uint64_t generation) {
+  MutexLock lock(s_mutex);
+  if (walk(lock, generation)) {
+    lock.unlock();
+    postSlice(generation);
+    return;
+  }
+  m_walking = false;
+  if (mayRun(generation)) sort();
+  // The timer thread need not wake to learn that it has to go on waiting.
+  const Listing* first = front();
+  if (!mayRun(generation) || (first && (!m_wait_end || first->entry->due < *m_wait_end))) s_mutex.broadcast();
+}
+
+// Runs due entries from the front; true if time ran out before the end of the walk. Each entry runs once at most in a
+// walk, because it stays out of the order until the next sort.
+bool Schedule::walk(MutexLock& lock, std::uint64_t generation) CORVANE_NO_THREAD_SAFETY_ANALYSIS {
+  const Timeval begin;
+  Timeval now = begin;
+  while (mayRun(generation) && !m_sleeping) {
+    Listing* first = front();
+    if (!first || (first->entry->due - now).nsec() > TOLERANCE_NSEC) return false;
+    if ((now - begin).nsec() > SLICE_NSEC) return true;
+    m_ran.push_back(m_order.front());
+    m_order.pop();
+    first->waiting = false;
+    now = run(lock, *first->entry, now);
+  }
+  return false;
+}
+
+// The clock is read once before the task, by the caller, and once after it: more readings would only add their own
+// cost. The task may restart or stop the repeater: what it gives up meanwhile is kept until it returns, and dies
+// without the lock, because it may call back.
+Timeval Schedule::run(MutexLock& lock, ScheduleEntry& entry, Timeval start) CORVANE_NO_THREAD_SAFETY_ANALYSIS {
+  Timeval end = start;
+  ++entry.inRun;
+  if (entry.task) {
+    if (entry.count == 0)
+      entry.interval_stats = WeightedStats::seeded(entry.interval * 1e6);
+    else
+      entry.interval_stats.fold(static_cast<double>((start - entry.last_run).usec()), entry.weight);
+    entry.last_run = start;
+    lock.unlock();
+    (*entry.task)();
+    lock.lock();
+    end = Timeval();
+    const auto duration = static_cast<double>((end - start).usec());
+    entry.total_elapsed += duration;
+    if (entry.count == 0)
+      entry.elapsed_stats = WeightedStats::seeded(duration);
+    else
+      entry.elapsed_stats.fold(duration, entry.weight);
+    entry.count += 1;
+  }
+  std::int64_t step = Timeval::toInt64(entry.interval * 1e9);
+  if (step <= 0) step = FLOOR_NSEC;
+  entry.due = entry.due + Timeval::nsec(step);
+  if (entry.due < start) entry.due = start + Timeval::nsec(step);
+  if (--entry.inRun == 0 && !entry.released.empty()) {
+    auto released = std::exchange(entry.released, {});
+    lock.unlock();
+    released.clear();
+    lock.lock();
+  }
+  return end;
+}
+
+// The listing of a place; null if it is void.
+Schedule::Listing* Schedule::at(const Place& place) {
+  Listing& listing = m_listings[place.index];
+  return listing.entry && listing.rank == place.rank ? &listing : nullptr;
+}
+
+// The first listing of the order; null if there is none.
+Schedule::Listing* Schedule::front() {
+  for (; !m_order.empty(); m_order.pop(), --m_void)
+    if (Listing* listing = at(m_order.front())) return listing;
+  return nullptr;
+}
+
+void Schedule::insert(std::uint32_t index, std::int64_t rank) {
+  Listing& listing = m_listings[index];
+  listing.due = listing.entry->due;
+  listing.rank = rank;
+  listing.waiting = true;
+  m_order.insert({listing.due, rank, index});
+}
+
+// Brings the order up to date: listings whose entry has another due time than their place says move, new ones are
+// appended. Among entries due at the same time the result is that of a stable sort of the list: one that moved to a
+// later time came from in front of the others, one that moved to an earlier time from behind them.
+void Schedule::sort() {
+  if (m_ran.empty() && m_added.empty()) return;
+  takeMoved();
+  // Backwards, because each takes the place in front of those before it.
+  for (auto place = m_ran.rbegin(); place != m_ran.rend(); ++place)
+    if (Listing* listing = at(*place); listing && listing->entry->due > place->due)
+      place->rank = listing->rank = --m_first_rank;
+  for (const Place& place : m_ran)
+    if (const Listing* listing = at(place))
+      insert(place.index, listing->entry->due < place.due ? ++m_last_rank : place.rank);
+  m_ran.clear();
+  for (const std::uint32_t index : m_added) {
+    if (!m_listings[index].entry->started) fatal("Repeater: a registered repeater has no due time");
+    insert(index, ++m_last_rank);
+  }
+  m_added.clear();
+  if (m_void > m_order.size() / 2 + VOID_PLACES) {
+    for (const Place& place : m_order.takeAll())
+      if (at(place)) m_order.insert(place);
+    m_void = 0;
+  }
+}
+
+// Where an entry ran that is listed more than once, or was started again, its other listings leave the order too. They
+// stood behind those that ran.
+void Schedule::takeMoved() {
+  const std::size_t ran = m_ran.size();
+  const auto take = [this](const ScheduleEntry& entry) CORVANE_REQUIRES(s_mutex) {
+    for (const std::uint32_t index : entry.listings) {
+      Listing& listing = m_listings[index];
+      if (!listing.waiting || listing.due == entry.due) continue;
+      m_ran.push_back({listing.due, listing.rank, index});
+      listing.waiting = false;
+      ++m_void;
+    }
+  };
+  for (std::size_t i = 0; i < ran; ++i)
+    if (const Listing* listing = at(m_ran[i]); listing && listing->entry->listings.size() > 1) take(*listing->entry);
+  for (const std::uint32_t index : m_added) take(*m_listings[index].entry);
+  std::sort(m_ran.begin() + static_cast<std::ptrdiff_t>(ran), m_ran.end());
+}
+
+void Schedule::suspend() {
+  MutexLock lock(s_mutex);
+  m_sleeping = true;
+  s_mutex.broadcast();
+}
+
+// After a sleep everything is due now, in the order of the list.
+void Schedule::resume() {
+  MutexLock lock(s_mutex);
+  if (!m_sleeping) return;
+  m_sleeping = false;
+  const Timeval now;
+  for (const Listing& listing : m_listings)
+    if (listing.entry) listing.entry->due = now;
+  for (const Place& place : m_order.takeAll())
+    if (at(place)) insert(place.index, ++m_last_rank);
+  m_void = 0;
+  s_mutex.broadcast();
+}
+
+}  // namespace corvane
