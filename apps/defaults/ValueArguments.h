@@ -4,7 +4,7 @@
 #include <tl/expected.hpp>
 
 #include "apps/common/Command.h"
-#include "corvane/infra/values/Value.h"
+#include "corvane/platform/Value.h"
 
 namespace corvane::defaults {
 

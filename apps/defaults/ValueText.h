@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "corvane/infra/values/Value.h"
+#include "corvane/platform/Value.h"
 
 namespace corvane::defaults {
 

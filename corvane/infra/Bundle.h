@@ -5,9 +5,9 @@
 #include <string>
 
 #include "corvane/infra/Image.h"
-#include "corvane/infra/values/Value.h"
 #include "corvane/platform/Bundles.h"
 #include "corvane/platform/Export.h"
+#include "corvane/platform/Value.h"
 #include "corvane/platform/Workspace.h"
 
 namespace corvane {

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "corvane/infra/values/Value.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/HttpSession.h"
+#include "corvane/platform/Value.h"
 
 namespace corvane {
 

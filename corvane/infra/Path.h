@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "corvane/infra/values/Value.h"
 #include "corvane/platform/Export.h"
+#include "corvane/platform/Value.h"
 
 namespace corvane {
 

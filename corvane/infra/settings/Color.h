@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "corvane/infra/values/Value.h"
 #include "corvane/platform/Export.h"
+#include "corvane/platform/Value.h"
 
 namespace corvane {
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "corvane/infra/values/Value.h"
 #include "corvane/platform/Export.h"
+#include "corvane/platform/Value.h"
 
 /// How a stored value reads when another kind of value is asked for. Plain functions; any thread.
 ///

@@ -12,8 +12,8 @@
 #include "corvane/infra/settings/Color.h"
 #include "corvane/infra/settings/Font.h"
 #include "corvane/infra/settings/UserDefaults.h"
-#include "corvane/infra/values/Value.h"
 #include "corvane/platform/Export.h"
+#include "corvane/platform/Value.h"
 
 namespace corvane {
 

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "corvane/infra/settings/Conversions.h"
-#include "corvane/infra/values/Value.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Result.h"
+#include "corvane/platform/Value.h"
 
 namespace corvane {
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "corvane/infra/values/Value.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Result.h"
+#include "corvane/platform/Value.h"
 
 /// Property lists: the files that desktop applications keep their descriptions and settings in, as XML or binary.
 ///

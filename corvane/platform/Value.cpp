@@ -1,4 +1,4 @@
-#include "corvane/infra/values/Value.h"
+#include "corvane/platform/Value.h"
 
 #include <cmath>
 
