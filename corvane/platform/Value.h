@@ -46,9 +46,9 @@ struct Date {
 ///
 /// Nothing is converted on the way out: an integer is not a real, nor a string holding digits a number.
 ///
-/// Copying, comparing and destroying a Value use some stack for each level of nesting. Property lists stop at 512
-/// levels (MAX_PROPERTY_LIST_DEPTH), for which any thread's stack is enough; who builds deeper Values must see to the
-/// stack.
+/// Copying, comparing and destroying a Value takes stack for each level of nesting, up to 1 KiB: 512 KiB for the
+/// deepest property list (MAX_PROPERTY_LIST_DEPTH, 512 levels). A thread with a smaller stack must not be given Values
+/// that are nested so deeply: see PropertyListLimits::maxDepth.
 class CORVANE_API Value {
  public:
   using Array = std::vector<Value>;

@@ -344,12 +344,28 @@ class RandomTrees {
   std::mt19937 m_random;
 };
 
+// What the sibling operations say agrees with the lists of children.
+void expectSiblings(Numbers& tree) {
+  tree.traverse([](Numbers& node) {
+    std::shared_ptr<Numbers> before;
+    for (const auto& child : node.children()) {
+      EXPECT_EQ(child->parent().get(), &node);
+      EXPECT_EQ(child->previousSibling(), before);
+      EXPECT_TRUE(!before || before->nextSibling() == child);
+      EXPECT_EQ(child->leftMostSibling(), node.leftMostChild());
+      before = child;
+    }
+    EXPECT_EQ(before, node.rightMostChild());
+  });
+}
+
 TEST(TidyLayout, EveryRandomTreeIsLaidOutAsDefined) {
   RandomTrees trees(20240229);
   std::size_t nodes = 0, different = 0, deepest = 0;
   for (int i = 0; i < 10'000; ++i) {
     const bool halves = i % 4 != 0;
     const auto root = trees.make(i % 20 == 0 ? 600 : i % 5 == 0 ? 120 : 25, halves);
+    if (i % 10 == 0) expectSiblings(*root);
     root->calculateNodePositions();
     const auto expected = TidyReference::locationsOf(*root), actual = locationsIn(*root);
     ASSERT_EQ(actual.size(), expected.size());

@@ -25,7 +25,8 @@ inline constexpr std::size_t MAX_PROPERTY_LIST_DEPTH = 512;
 /// What readPropertyList() puts up with before it fails, so that no list, however hostile, takes much memory or time.
 struct PropertyListLimits {
   std::size_t maxBytes = std::size_t{64} << 20;  ///< size of the list itself, in bytes
-  /// Dictionaries and arrays within each other; more than MAX_PROPERTY_LIST_DEPTH is taken as that.
+  /// Dictionaries and arrays within each other; more than MAX_PROPERTY_LIST_DEPTH is taken as that. Reading a binary
+  /// list and working with a Value take up to 1 KiB of stack for each: lower the limit on threads with small stacks.
   std::size_t maxDepth = MAX_PROPERTY_LIST_DEPTH;
   /// Values in the result, those in dictionaries and arrays and these themselves included. A binary list may refer to
   /// one object many times: each time counts.
@@ -43,9 +44,10 @@ enum class PropertyListFormat { XML, BINARY };
 /// objects that refer to themselves.
 ///
 /// XML has to be in UTF-8, with or without a byte order mark, and may start with white space. Its document type is
-/// passed over and declares nothing: of the named entities only amp, lt, gt, quot and apos are known. Attributes are
-/// passed over. Integers may be hexadecimal with 0x, reals may be "nan", "inf" and "infinity" in any case and with a
-/// sign, dates are "YYYY-MM-DDThh:mm:ssZ" in the years 0000 to 9999; white space around all of these is passed over.
+/// passed over and must not declare anything: of the named entities only amp, lt, gt, quot and apos are known.
+/// Attributes are passed over. Integers may be hexadecimal with 0x, reals may be "nan", "inf" and "infinity" in any
+/// case and with a sign, dates are "YYYY-MM-DDThh:mm:ssZ" in the years 0000 to 9999; white space around all of these is
+/// passed over.
 ///
 /// A binary set is read as an array, and the reference numbers of keyed archives (UID) as the dictionary {"CF$UID":
 /// number} that XML lists use for them. A null object fails.
