@@ -96,4 +96,10 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
+void appendPercentEscape(std::string& text, char byte) {
+  constexpr std::string_view DIGITS = "0123456789ABCDEF";
+  const auto number = static_cast<unsigned char>(byte);
+  text += {'%', DIGITS[number >> 4], DIGITS[number & 15]};
+}
+
 }  // namespace corvane

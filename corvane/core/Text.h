@@ -39,4 +39,7 @@ std::optional<Number> numberIn(std::string_view text) {
 /// byte of an overlong form or of a surrogate.
 CORVANE_API std::string repaired(std::string text);
 
+/// Appends a byte as it is escaped in URLs: "%", two hexadecimal digits.
+CORVANE_API void appendPercentEscape(std::string& text, char byte);
+
 }  // namespace corvane

@@ -8,6 +8,8 @@
 
 #include "corvane/core/Log.h"
 #include "corvane/core/Mutex.h"
+#include "corvane/core/Text.h"
+#include "corvane/core/fatal.h"
 #include "corvane/infra/values/PropertyList.h"
 #include "corvane/platform/Platform.h"
 
@@ -77,7 +79,15 @@ std::optional<std::string> Bundle::string(const std::string& key) const {
 }
 
 std::optional<std::string> Bundle::identifier() const {
-  return string("CFBundleIdentifier");
+  auto identifier = string("CFBundleIdentifier");
+  return identifier && !identifier->empty() ? std::move(identifier) : std::nullopt;
+}
+
+std::string Bundle::requiredIdentifier(const std::string& user) const {
+  if (auto found = identifier()) return *std::move(found);
+  fatal(user +
+        ": the main bundle has no identifier. Give the program one with the CMake functions corvane_application "
+        "or corvane_embed_info_plist, or with an Info.plist beside it (see corvane/platform/Bundles.h)");
 }
 
 std::optional<std::string> Bundle::bundleName() const {
@@ -126,13 +136,10 @@ std::optional<std::string> Bundle::url(const std::string& identifier) {
   if (!file) return std::nullopt;
   std::string url = "file://";
   for (const char c : *file) {
-    if (standsForItself(c)) {
+    if (standsForItself(c))
       url += c;
-    } else {
-      constexpr std::string_view DIGITS = "0123456789ABCDEF";
-      const auto byte = static_cast<unsigned char>(c);
-      url += {'%', DIGITS[byte >> 4], DIGITS[byte & 15]};
-    }
+    else
+      appendPercentEscape(url, c);
   }
   return url;
 }

@@ -16,7 +16,7 @@ namespace corvane {
 ///
 /// The main bundle is that of the running program, found beside or inside its executable (see
 /// corvane/platform/Bundles.h); the CMake functions corvane_application and corvane_embed_info_plist give a program
-/// one. A damaged dictionary counts as none and is reported on standard error. Instances do not change: share them
+/// one. A damaged dictionary counts as missing and is reported on standard error. Instances do not change: share them
 /// between threads freely.
 class CORVANE_API Bundle {
  public:
@@ -36,26 +36,30 @@ class CORVANE_API Bundle {
   /// An entry that is text.
   std::optional<std::string> string(const std::string& key) const;
 
-  /// "CFBundleIdentifier".
+  /// "CFBundleIdentifier"; std::nullopt if it is missing or empty.
   std::optional<std::string> identifier() const;
+  /// The identifier. Without one, fatal in the name of `user`, with a message that says how to give a program one.
+  std::string requiredIdentifier(const std::string& user) const;
   /// "CFBundleName": the display name.
   std::optional<std::string> bundleName() const;
-  /// Name, short version and version, as in "MyApp-2.1(345)"; none if any of the three entries is missing or not text.
+  /// Name, short version and version, as in "MyApp-2.1(345)"; std::nullopt if any of the three entries is missing or
+  /// not text.
   std::optional<std::string> appVersionName() const;
 
   const std::string& path() const;  ///< the wrapper's folder or the desktop entry, else the executable's folder
   const std::string& executablePath() const;  ///< its executable
   const std::string& resourcesPath() const;   ///< its resources folder, whether or not it exists
 
-  /// Path of a file of the resources folder; none if it is not there.
+  /// Path of a file of the resources folder; std::nullopt if it is not there.
   std::optional<std::string> resource(const std::string& name) const;
 
   // Other applications, by identifier, and files. These ask the desktop: they read its files, and only launch() talks
   // to another process, for at most 5 s. Any thread.
 
-  /// The icon of the file at a path; none for an empty path or where the desktop has no picture for it.
+  /// The icon of the file at a path; std::nullopt for an empty path or where the desktop has no picture for it.
   static std::optional<Image> icon(const std::string& path);
-  /// The file that stands for the application with an identifier (on Linux its desktop entry); none if not found.
+  /// The file that stands for the application with an identifier (on Linux its desktop entry); std::nullopt if
+  /// not found.
   static std::optional<std::string> path(const std::string& identifier);
   /// The same as a file: URL.
   static std::optional<std::string> url(const std::string& identifier);

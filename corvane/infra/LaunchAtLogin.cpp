@@ -7,7 +7,6 @@
 #include <string>
 
 #include "corvane/core/Log.h"
-#include "corvane/core/fatal.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/Path.h"
 #include "corvane/infra/values/PropertyList.h"
@@ -26,12 +25,6 @@ std::optional<std::string> agentFile(const std::string& identifier) {
   return folder ? std::optional(*folder + "/" + labelOf(identifier) + ".plist") : std::nullopt;
 }
 
-std::string requiredIdentifier() {
-  auto identifier = Bundle::mainBundle()->identifier();
-  if (!identifier) fatal("LaunchAtLogin: the main bundle has no identifier");
-  return *identifier;
-}
-
 void report(const Result<void>& outcome) {
   if (!outcome) logNotice("LaunchAtLogin: " + outcome.error().description);
 }
@@ -39,7 +32,7 @@ void report(const Result<void>& outcome) {
 }  // namespace
 
 void LaunchAtLogin::writePlist() {
-  const std::string identifier = requiredIdentifier();
+  const std::string identifier = Bundle::mainBundle()->requiredIdentifier("LaunchAtLogin");
   const auto file = agentFile(identifier);
   if (!file) return;
   const Value agent = Value::Dictionary{{"Label", labelOf(identifier)},
@@ -55,7 +48,7 @@ void LaunchAtLogin::writePlist() {
 }
 
 bool LaunchAtLogin::agentIsValid() const {
-  const auto file = agentFile(requiredIdentifier());
+  const auto file = agentFile(Bundle::mainBundle()->requiredIdentifier("LaunchAtLogin"));
   struct stat status {};
   return file && ::stat(file->c_str(), &status) == 0 && status.st_size > 0;
 }

@@ -27,7 +27,7 @@ std::optional<std::string> LineReader::readline() {
     logNotice("Cannot open file: " + m_path);
     return std::nullopt;
   }
-  if (!::fgets_unlocked(m_buf.data(), static_cast<int>(m_buf.size()), m_file.get())) return std::nullopt;
+  if (!std::fgets(m_buf.data(), static_cast<int>(m_buf.size()), m_file.get())) return std::nullopt;
   return repaired(m_buf.data());
 }
 

@@ -13,7 +13,6 @@
 #include "corvane/core/SharedInstance.h"
 #include "corvane/core/Text.h"
 #include "corvane/core/Timeval.h"
-#include "corvane/core/fatal.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/platform/Platform.h"
 
@@ -195,7 +194,7 @@ void Logger::rotate() {
 void Logger::writeLine(std::string_view message) {
   message = trimmed(message);
   if (message.empty()) return;
-  if (m_identifier.empty()) fatal("Logger: the main bundle has no identifier");
+  if (m_identifier.empty()) Bundle::mainBundle()->requiredIdentifier("Logger");
   if (!m_file) return;
   std::string line;
   line.reserve(64 + m_identifier.size() + message.size());

@@ -29,25 +29,13 @@ std::optional<std::string> made(Result<std::string> folder, const char* prefix) 
 
 // Copies bytes from one place to the same place of another file; true, or false with errno. Fewer are no failure.
 bool copyRange(int from, int to, off_t begin, off_t end) {
-  constexpr off_t STEP = off_t{1} << 30;
-  off_t read = begin;
-  off_t written = begin;
-  while (read < end) {
-    const auto length = static_cast<std::size_t>(std::min(end - read, STEP));
-    const ssize_t count = uninterrupted([&] { return ::copy_file_range(from, &read, to, &written, length, 0); });
-    if (count > 0) continue;
-    if (count == 0) return true;
-    // Not between these two file systems, or not on this one.
-    if (errno == EXDEV || errno == EINVAL || errno == EOPNOTSUPP || errno == ENOSYS || errno == EPERM) break;
-    return false;
-  }
-  std::vector<char> buffer(read < end ? 128 << 10 : 0);
-  while (read < end) {
-    const auto length = std::min(static_cast<std::size_t>(end - read), buffer.size());
-    const ssize_t got = uninterrupted([&] { return ::pread(from, buffer.data(), length, read); });
+  std::vector<char> buffer(128 << 10);
+  while (begin < end) {
+    const auto length = std::min(static_cast<std::size_t>(end - begin), buffer.size());
+    const ssize_t got = uninterrupted([&] { return ::pread(from, buffer.data(), length, begin); });
     if (got <= 0) return got == 0;
-    if (::lseek(to, read, SEEK_SET) < 0 || !writeAll(to, {buffer.data(), static_cast<std::size_t>(got)})) return false;
-    read += got;
+    if (::lseek(to, begin, SEEK_SET) < 0 || !writeAll(to, {buffer.data(), static_cast<std::size_t>(got)})) return false;
+    begin += got;
   }
   return true;
 }
@@ -114,9 +102,8 @@ std::optional<std::string> Path::launchAgentPath() {
 }
 
 std::optional<std::string> Path::cachePath() {
-  const auto identifier = Bundle::mainBundle()->identifier();
-  if (!identifier) fatal("Path::cachePath: the main bundle has no identifier");
-  const auto below = [&](const std::string& caches) { return caches + "/" + *identifier; };
+  const std::string identifier = Bundle::mainBundle()->requiredIdentifier("Path::cachePath");
+  const auto below = [&](const std::string& caches) { return caches + "/" + identifier; };
   return made(platform().folders().caches().map(below), "FindCachePath: ");
 }
 

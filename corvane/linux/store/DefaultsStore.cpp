@@ -27,6 +27,7 @@
 
 #include "corvane/core/Files.h"
 #include "corvane/core/Mutex.h"
+#include "corvane/core/Text.h"
 #include "corvane/linux/GLibSupport.h"
 #include "corvane/platform/Platform.h"
 
@@ -89,15 +90,12 @@ bool standsForItself(char c, bool first) {
 }
 
 std::string fileNameOf(const std::string& domain) {
-  constexpr std::string_view DIGITS = "0123456789ABCDEF";
   std::string name;
   for (const char c : domain) {
-    if (standsForItself(c, name.empty())) {
+    if (standsForItself(c, name.empty()))
       name += c;
-    } else {
-      const auto byte = static_cast<unsigned char>(c);
-      name += {'%', DIGITS[byte >> 4], DIGITS[byte & 15]};
-    }
+    else
+      appendPercentEscape(name, c);
   }
   return name;
 }
