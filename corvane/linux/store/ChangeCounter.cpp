@@ -1,0 +1,75 @@
+#include "corvane/linux/store/ChangeCounter.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
+namespace corvane::defaults_files {
+
+using Clock = std::chrono::steady_clock;
+
+Result<std::unique_ptr<ChangeCounter>> ChangeCounter::open(const std::string& path) {
+  FileDescriptor file(
+      uninterrupted([&] { return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600); }));
+  const bool writable = file.get() >= 0;
+  if (!writable && (errno == EACCES || errno == EROFS || errno == EPERM))
+    file = FileDescriptor(uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
+  struct stat status {};
+  if (file.get() < 0 || fstat(file.get(), &status) != 0) return fileFailure(path, errno);
+  if (!S_ISREG(status.st_mode)) return failure("defaults", 0, path + ": not a regular file");
+
+  auto counter = std::unique_ptr<ChangeCounter>(new ChangeCounter(path, std::move(file), writable));
+  if (writable) {
+    keepPrivate(path);
+    // A file begins with the time, so that the numbers of a file that was deleted do not come back.
+    Lock lock(*counter);
+    if (!lock.isHeld()) return failure("defaults", 0, path + ": locked by another process for 5 s");
+    if (fstat(counter->m_file.get(), &status) != 0) return fileFailure(path, errno);
+    if (status.st_size < off_t{sizeof(std::uint64_t)})
+      if (auto begun =
+              counter->set(static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count()));
+          !begun)
+        return passedOn(begun.error());
+  } else if (status.st_size < off_t{sizeof(std::uint64_t)}) {
+    return failure("defaults", 0, path + ": empty");  // mapped, it would stop the process at the first look
+  }
+  void* mapped = mmap(nullptr, sizeof(std::uint64_t), PROT_READ, MAP_SHARED, counter->m_file.get(), 0);
+  if (mapped == MAP_FAILED) return fileFailure(path, errno);
+  counter->m_value = static_cast<const std::uint64_t*>(mapped);
+  return counter;
+}
+
+Result<void> ChangeCounter::set(std::uint64_t number) {
+  const ssize_t written = uninterrupted([&] { return pwrite(m_file.get(), &number, sizeof number, 0); });
+  if (written == ssize_t{sizeof number}) return {};
+  return fileFailure(m_path, written < 0 ? errno : ENOSPC);
+}
+
+void ChangeCounter::retire() {
+  if (m_writable) [[maybe_unused]]
+    const auto ignored = set(next());
+  m_file = FileDescriptor();
+}
+
+ChangeCounter::Lock::Lock(const ChangeCounter& counter) : m_descriptor(counter.m_file.get()) {
+  const auto end = Clock::now() + LIMIT;
+  while (!(m_held = flock(m_descriptor, LOCK_EX | LOCK_NB) == 0) && (errno == EWOULDBLOCK || errno == EINTR) &&
+         Clock::now() < end)
+    std::this_thread::sleep_for(PAUSE);
+}
+
+ChangeCounter::~ChangeCounter() {
+  if (m_value) munmap(const_cast<std::uint64_t*>(m_value), sizeof *m_value);
+}
+
+ChangeCounter::Lock::~Lock() {
+  if (m_held) flock(m_descriptor, LOCK_UN);
+}
+
+}  // namespace corvane::defaults_files

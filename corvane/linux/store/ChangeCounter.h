@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "corvane/core/Files.h"
+#include "corvane/linux/store/DefaultsFiles.h"
+
+namespace corvane::defaults_files {
+
+/// The generation of a domain in its file, and the lock under which databases are opened and set aside.
+class ChangeCounter {
+ public:
+  // Opens or makes the file; only to read where more is not allowed.
+  static Result<std::unique_ptr<ChangeCounter>> open(const std::string& path);
+
+  ~ChangeCounter();
+
+  // The number, for as long as the counter.
+  const std::uint64_t* value() const { return m_value; }
+  std::uint64_t get() const { return __atomic_load_n(m_value, __ATOMIC_ACQUIRE); }
+  std::uint64_t next() const { return get() + 1 == 0 ? 1 : get() + 1; }
+  bool isWritable() const { return m_writable; }
+  bool isAt(const std::string& path) const { return Identity::at(path) == m_identity; }
+
+  // With a write and not through memory: a full disk is an error and no signal, and watchers of the file hear of it.
+  Result<void> set(std::uint64_t number);
+
+  // Tells whoever still looks at the file that it is out of date, and closes it. The number stays where it is.
+  void retire();
+
+  // Keeps other processes that want it waiting.
+  class Lock {
+   public:
+    explicit Lock(const ChangeCounter& counter);
+    ~Lock();
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+    bool isHeld() const { return m_held; }
+
+   private:
+    const int m_descriptor;
+    bool m_held = false;
+  };
+
+ private:
+  ChangeCounter(std::string path, FileDescriptor file, bool writable)
+      : m_path(std::move(path)), m_file(std::move(file)), m_identity(Identity::at(m_path)), m_writable(writable) {}
+
+  const std::string m_path;
+  FileDescriptor m_file;
+  const std::optional<Identity> m_identity;
+  const bool m_writable;
+  const std::uint64_t* m_value = nullptr;
+};
+
+}  // namespace corvane::defaults_files

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "corvane/core/Mutex.h"
+#include "corvane/linux/store/ChangeCounter.h"
+#include "corvane/linux/store/DefaultsDatabase.h"
+#include "corvane/platform/DefaultsStore.h"
+
+namespace corvane::defaults_files {
+
+class StoredDomain;
+
+/// The lock of all domains, and those whose database may be open. Never destroyed.
+struct Storage {
+  Mutex mutex;
+  std::vector<StoredDomain*> domains CORVANE_GUARDED_BY(mutex);
+};
+
+Storage& storage();
+
+/// A domain on disk.
+class StoredDomain : public DefaultsDomain {
+ public:
+  explicit StoredDomain(std::string name);
+  ~StoredDomain() override;
+
+  std::uint64_t generation() const noexcept override {
+    const std::uint64_t* value = m_generation.load(std::memory_order_acquire);
+    if (!value) return 0;
+    const std::uint64_t announced = __atomic_load_n(value, __ATOMIC_ACQUIRE);
+    // Announced by this process, which has not committed it yet.
+    return announced == m_inFlight.load(std::memory_order_acquire) ? announced - 1 : announced;
+  }
+
+  Result<DefaultsContents> read() override;
+  Result<DefaultsWritten> write(const std::vector<DefaultsChange>& changes) override;
+  std::string takeNotice() override;
+
+  void closeForFork() CORVANE_REQUIRES(storage().mutex);
+
+ private:
+  std::string database() const CORVANE_REQUIRES(storage().mutex) { return m_file + std::string(DATABASE); }
+
+  static bool isClosed(int code) { return code == EACCES || code == EPERM || code == EROFS || code == ENOENT; }
+
+  // Finds the files, and the counter that is there now.
+  Result<void> place() CORVANE_REQUIRES(storage().mutex);
+
+  // What is there now, for writing. The usual case takes one look at the disk.
+  Result<DefaultsDatabase*> reach() CORVANE_REQUIRES(storage().mutex);
+
+  // The database that is at the path now, opened and found sound.
+  Result<DefaultsDatabase*> connect(bool create) CORVANE_REQUIRES(storage().mutex);
+
+  // Renames a damaged database; false if another process has done so already.
+  Result<bool> setAside(const Error& reason) CORVANE_REQUIRES(storage().mutex);
+
+  const std::string m_name;
+  std::atomic<const std::uint64_t*> m_generation = nullptr;  // in the counter
+  std::atomic<std::uint64_t> m_inFlight = 0;                 // the number that a write of ours has announced
+  std::string m_file CORVANE_GUARDED_BY(storage().mutex);    // the files' path without what tells them apart
+  std::unique_ptr<ChangeCounter> m_counter CORVANE_GUARDED_BY(storage().mutex);
+  std::vector<std::unique_ptr<ChangeCounter>> m_retired CORVANE_GUARDED_BY(storage().mutex);  // of files that are gone
+  std::unique_ptr<DefaultsDatabase> m_connection CORVANE_GUARDED_BY(storage().mutex);
+  std::string m_notice CORVANE_GUARDED_BY(storage().mutex);
+};
+
+}  // namespace corvane::defaults_files
