@@ -1,7 +1,10 @@
+#include <fcntl.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,6 +13,7 @@
 #include "apps/common/Output.h"
 #include "apps/defaults/ValueArguments.h"
 #include "apps/defaults/ValueText.h"
+#include "corvane/core/Files.h"
 #include "corvane/core/Log.h"
 #include "corvane/core/Text.h"
 #include "corvane/infra/settings/UserDefaults.h"
@@ -164,42 +168,65 @@ Outcome find(const Arguments& arguments) {
   return {};
 }
 
+// Writes to what stands at a path: a new file in place of a file, also behind a link; into anything else.
+Result<void> writeTo(const std::string& path, const Value& list, PropertyListFormat format) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::file_status there = fs::status(path, error);
+  if (!fs::exists(there)) return writePropertyListFile(list, path, format);
+  if (fs::is_regular_file(there)) {
+    const fs::path file = fs::is_symlink(path, error) ? fs::canonical(path, error) : fs::path(path);
+    if (!error) return writePropertyListFile(list, file, format);  // else one that has no name any more
+  }
+  const auto bytes = writePropertyList(list, format);
+  if (!bytes) return tl::unexpected<Error>(bytes.error());
+  const FileDescriptor file(uninterrupted([&path] { return ::open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC); }));
+  if (file.get() < 0 || !writeAll(file.get(), *bytes)) return fileFailure(path, errno);
+  return {};
+}
+
 Outcome exportDomain(const Arguments& arguments) {
   Arguments rest = arguments;
   const auto format = std::erase(rest, "--binary") > 0 ? PropertyListFormat::BINARY : PropertyListFormat::XML;
-  if (rest.empty() || rest.size() > 2) return wrongUse("export: expects a domain and perhaps a file");
+  if (rest.empty() || rest.size() > 2) return wrongUse("too few or too many arguments");
   const auto domain = Existing::open(rest[0]);
   if (!domain) return tl::unexpected(domain.error());
   const Value list((*domain)->content);
-  if (rest.size() == 2 && rest[1] != "-") return stored(writePropertyListFile(list, std::string(rest[1]), format));
+  if (rest.size() == 2 && rest[1] != "-") return stored(writeTo(std::string(rest[1]), list, format));
   const auto bytes = writePropertyList(list, format);
   if (!bytes) return failed(bytes.error().description);
   print(*bytes);
   return {};
 }
 
-Result<Value> readInput() {
+// Reads a property list from whatever stands at a path, or from standard input if the path is "-".
+Result<Value> readFrom(const std::string& path) {
+  const std::string name = path == "-" ? "standard input" : path;
+  const auto named = [&name](Error error) {
+    error.description.insert(0, name + ": ");
+    return error;
+  };
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(path == "-" ? stdin : std::fopen(path.c_str(), "rbe"),
+                                                             std::fclose);
+  if (!file) return fileFailure(name, errno);
   const PropertyListLimits limits;
   std::string bytes;
   char buffer[65536];
   while (bytes.size() <= limits.maxBytes) {
-    const std::size_t size = std::fread(buffer, 1, sizeof buffer, stdin);
+    const std::size_t size = std::fread(buffer, 1, sizeof buffer, file.get());
     if (size == 0) break;
     bytes.append(buffer, size);
   }
-  if (std::ferror(stdin)) return failure("posix", errno, std::string("standard input: ") + std::strerror(errno));
-  return readPropertyList(bytes, limits).map_error([](Error error) {
-    error.description.insert(0, "standard input: ");
-    return error;
-  });
+  if (std::ferror(file.get()) != 0) return fileFailure(name, errno);
+  return readPropertyList(bytes, limits).map_error(named);
 }
 
 Outcome importDomain(const Arguments& arguments) {
-  const bool fromFile = arguments.size() == 2 && arguments[1] != "-";
-  const auto list = fromFile ? readPropertyListFile(std::string(arguments[1])) : readInput();
+  const std::string path(arguments.size() == 2 ? arguments[1] : "-");
+  const auto list = readFrom(path);
   if (!list) return failed(list.error().description);
   const auto* dictionary = list->asDictionary();
-  if (!dictionary) return failed(std::string(fromFile ? arguments[1] : "standard input") + ": not a dictionary");
+  if (!dictionary) return failed((path == "-" ? "standard input" : path) + ": not a dictionary");
   std::vector<UserDefaults::Change> changes;
   for (const auto& [key, value] : *dictionary) changes.push_back({key, value});
   return stored(UserDefaults(domainName(arguments[0])).apply(changes));

@@ -36,20 +36,20 @@ struct DefaultsWritten {
 /// Named values on disk, shared by all processes of the user. Keys are UTF-8, values any bytes. Any thread, and also in
 /// the child after a fork.
 ///
-/// The domain is the truth and keeps no copy in memory. Who keeps one compares its generation before each use.
+/// The domain is authoritative and keeps no copy in memory. Whoever keeps one compares its generation before each use.
 class DefaultsDomain {
  public:
   virtual ~DefaultsDomain() = default;
 
-  /// A number that becomes another with every change, whoever makes it; 0 where changes cannot be seen. No system call,
-  /// no lock. While this process itself writes it stays the one of before.
+  /// A number that becomes another with every change, whoever makes it; 0 where changes cannot be seen. No lock, and no
+  /// system call but one look at the files a second. While this process itself writes it stays the one of before.
   virtual std::uint64_t generation() const noexcept = 0;
 
-  /// Reads all entries; none if the domain was never written. Waits for another process's write, for at most 5 s.
+  /// Reads all entries; none if the domain was never written. Does not wait for a write that another process has begun.
   virtual Result<DefaultsContents> read() = 0;
 
   /// Makes the changes, all or none. On success they outlive the process, however it ends; a loss of power may undo the
-  /// last ones, whole, and damages nothing. Waits as read() does.
+  /// last ones, whole, and damages nothing. Waits for another process's write, for at most 5 s.
   virtual Result<DefaultsWritten> write(const std::vector<DefaultsChange>& changes) = 0;
 
   /// What read() or write() found out of order and has dealt with since the last call, as a sentence for the log; empty
@@ -67,8 +67,12 @@ class DefaultsDomain {
 ///     DOMAIN.changes                            the generation: eight bytes, mapped by every process that reads
 ///     DOMAIN.db.damaged-20260307-090501         a database that could not be read any more (time in UTC), kept aside
 ///
+/// The mode of DOMAIN.changes is 0400, so that a backup that is copied over it replaces it or fails. To cut it off in
+/// place, which only the administrator and chmod can, ends the processes that read. When it is removed or replaced,
+/// every process turns to the new one within a second of reading.
+///
 /// In file names, '/', '%', control characters and a dot at the beginning of DOMAIN stand as %XX. The folder has mode
-/// 0700, files 0600; rights of others are taken away when a file is opened.
+/// 0700, the other files 0600; rights of others are taken away when a file is opened.
 ///
 /// A database that is truncated or garbage is renamed as above, and the next write starts a new one. A file or folder
 /// that permissions close is left alone: what can be read is read, and writing fails. Changes that others make where

@@ -170,7 +170,8 @@ TEST_F(UserDefaultsTest, FilesAreTheUsersAlone) {
   ASSERT_TRUE(defaults->set("a", 1));
   ASSERT_TRUE(UserDefaults("../x/.. %\x01").set("a", 1)) << "any name is a file in the folder";
   for (const std::string& name : namesIn(folder))
-    EXPECT_EQ(fs::status(folder + "/" + name).permissions(), fs::perms(0600)) << name;
+    EXPECT_EQ(fs::status(folder + "/" + name).permissions(), fs::perms(name.ends_with(".changes") ? 0400 : 0600))
+        << name;
   EXPECT_EQ(fs::status(folder).permissions(), fs::perms(0700));
   EXPECT_EQ(*UserDefaults::domains(), (std::vector<std::string>{"../x/.. %\x01", "a.b.App"}));
   for (const std::string& name : {std::string(), std::string(250, 'x')}) EXPECT_FALSE(UserDefaults(name).set("a", 1));
@@ -179,8 +180,12 @@ TEST_F(UserDefaultsTest, FilesAreTheUsersAlone) {
 TEST_F(UserDefaultsTest, WhatCannotBeStoredIsAnErrorAndNotThere) {
   Value deep;
   for (int i = 0; i < 600; ++i) deep = Value::Array{deep};
-  const Value::Dictionary rows = {
-      {"a", "\xff"}, {"b", deep}, {"c", Date{INF}}, {"\xff", 1}, {std::string("d\0d", 3), 1}};
+  const Value::Dictionary rows = {{"a", "\xff"},
+                                  {"b", deep},
+                                  {"c", Date{INF}},
+                                  {"\xff", 1},
+                                  {std::string("d\0d", 3), 1},
+                                  {"e", Value::Array(1'000'000, true)}};
   for (const auto& row : rows) {
     EXPECT_THAT(standardErrorOf([&] { EXPECT_FALSE(defaults->set(row.first, row.second)); }),
                 HasSubstr(" cannot be stored"));
@@ -238,6 +243,7 @@ TEST_F(UserDefaultsTest, SavesGoOnInAProcessThatForksWhileItsThreadsSave) {
     const std::string key = "child " + std::to_string(i);
     inChild([&] {
       alarm(30);  // a lock that nobody will release
+      UserDefaults::shared();
       EXPECT_TRUE(defaults->set(key, i));
       EXPECT_EQ(defaults->integer(key), i);
     });
@@ -246,6 +252,19 @@ TEST_F(UserDefaultsTest, SavesGoOnInAProcessThatForksWhileItsThreadsSave) {
   threads.clear();
   EXPECT_EQ(fresh()->domainDictionary()->size(), 33U);
   expectSoundFile();
+}
+
+TEST_F(UserDefaultsTest, TheFirstSavesOfForkedProcessesExcludeEachOther) {
+  for (int round = 0; round < 10; ++round) {
+    fs::remove_all(folder);
+    EXPECT_EQ(defaults->value("a"), nullptr) << "opens what the children inherit";
+    std::vector<pid_t> children;
+    for (int i = 0; i < 6; ++i)
+      children.push_back(startChild([&] { EXPECT_TRUE(defaults->set(std::to_string(i), i)); }));
+    for (const pid_t child : children) EXPECT_EQ(statusOf(child), 0);
+    EXPECT_EQ(defaults->domainDictionary()->size(), children.size());
+  }
+  EXPECT_THAT(namesIn(folder), Not(Contains(HasSubstr("damaged"))));
 }
 
 TEST_F(UserDefaultsTest, AKillDuringTheFirstSaveLeavesNothingHalfMade) {
@@ -331,17 +350,53 @@ TEST_F(UserDefaultsTest, AValueThatIsDamagedIsReportedAndTheOthersAreThere) {
 }
 
 TEST_F(UserDefaultsTest, DeletedFilesMeanNoSettingsAndSavesGoToNewOnes) {
-  for (const bool withFolder : {true, false}) {
+  const std::function<void()> rows[] = {[&] { fs::remove(database); }, [&] { fs::remove_all(folder); },
+                                        [&] {
+                                          for (const std::string& name : namesIn(folder))
+                                            fs::remove(folder + "/" + name);
+                                        }};
+  for (const auto& remove : rows) {
     ASSERT_TRUE(defaults->set("a", 1));
     const auto other = fresh();
     EXPECT_EQ(other->integer("a"), 1);
-    for (const std::string& name : namesIn(folder)) fs::remove(folder + "/" + name);
-    if (withFolder) fs::remove(folder);
+    remove();
     ASSERT_TRUE(defaults->set("b", 2));
     inChild([] { EXPECT_EQ(*fresh()->domainDictionary(), (Value::Dictionary{{"b", 2}})); });
     EXPECT_EQ(defaults->value("a"), nullptr);
     EXPECT_EQ(other->integer("b"), 2);
   }
+}
+
+TEST_F(UserDefaultsTest, ProcessesFindEachOtherAgainWhenTheCounterIsRemoved) {
+  ASSERT_TRUE(defaults->set("a", 1));
+  fs::remove(folder + "/a.b.App.changes");
+  inChild([] { EXPECT_TRUE(fresh()->set("a", 2)); });
+  EXPECT_TRUE(waitUntil([&] { return defaults->integer("a") == 2; }));
+}
+
+TEST_F(UserDefaultsTest, AReadDoesNotWaitForAWriteAndSeesItsEnd) {
+  ASSERT_TRUE(defaults->set("a", 1));
+  sqlite3* writer = nullptr;
+  ASSERT_EQ(sqlite3_open(database.c_str(), &writer), SQLITE_OK);
+  const auto run = [&](const char* statement) {
+    EXPECT_EQ(sqlite3_exec(writer, statement, nullptr, nullptr, nullptr), SQLITE_OK);
+  };
+  run("BEGIN IMMEDIATE; DELETE FROM entries");
+  const auto reader = fresh();
+  EXPECT_EQ(reader->integer("a"), 1);
+  run("COMMIT");
+  EXPECT_EQ(reader->value("a"), nullptr);
+  sqlite3_close(writer);
+}
+
+TEST_F(UserDefaultsTest, FilesShrinkWhenMuchIsRemoved) {
+  ASSERT_TRUE(defaults->set("a", std::string(8'000'000, 'x')));
+  ASSERT_TRUE(defaults->remove("a"));
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(defaults->set("b", std::string(2'000'000, 'x')));
+  ASSERT_TRUE(defaults->remove("b"));
+  EXPECT_LT(fs::file_size(database + "-wal"), 3'000'000U);
+  defaults.reset();
+  EXPECT_LT(fs::file_size(database), 100'000U);
 }
 
 TEST_F(UserDefaultsTest, WhatPermissionsCloseIsLeftAloneAndReadAsFarAsItGoes) {
@@ -352,11 +407,7 @@ TEST_F(UserDefaultsTest, WhatPermissionsCloseIsLeftAloneAndReadAsFarAsItGoes) {
   const std::string command = "chown -R " + std::to_string(OrdinaryUser::NOBODY) + " " + (home / ".config");
   ASSERT_EQ(isAdministrator ? std::system(command.c_str()) : 0, 0);
   const std::tuple<const char*, unsigned, unsigned, std::optional<std::int64_t>> rows[] = {
-      {"a file to read", 0700, 0400, 1},
-      {"a folder to read", 0500, 0600, 1},
-      {"both to read", 0500, 0400, 1},
-      {"a closed file", 0700, 0000, {}},
-      {"a closed folder", 0000, 0600, {}}};
+      {"a folder to read", 0500, 0600, 1}, {"a closed file", 0700, 0000, {}}, {"a closed folder", 0000, 0600, {}}};
   for (const auto& [what, folderMode, fileMode, readable] : rows) {
     SCOPED_TRACE(what);
     const OrdinaryUser user;
@@ -436,11 +487,15 @@ struct Keys : Listener {
 TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceSomebodyAsks) {
   const auto listener = std::make_shared<Keys>();
   AddListener(std::string(UserDefaults::DID_CHANGE), listener);
+  std::multiset<std::string> heard;
   ASSERT_TRUE(defaults->apply({{"before", 1}, {"same", 1}}));
-  for (int i = 0; i < 2; ++i) defaults->observeChanges();
+  defaults->observeChanges();
+  auto handle = defaults->listen([&](std::string_view key) { heard.emplace(key); });
   std::thread([&] { ASSERT_TRUE(defaults->apply({{"same", 1}, {"own", 1}, {"absent", std::nullopt}})); }).join();
   EXPECT_THAT(listener->keys, IsEmpty());
   EXPECT_TRUE(pumpUntil([&] { return listener->keys.contains("own"); }));
+  EXPECT_THAT(heard, ElementsAre("own"));
+  handle.reset();
   // This process only reads from here on, and does not even do that by itself.
   inChild([] {
     EXPECT_TRUE(fresh()->apply({{"foreign", 1}, {"before", std::nullopt}}));
@@ -449,6 +504,7 @@ TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceSomebodyAsks) {
   });
   EXPECT_TRUE(pumpUntil([&] { return listener->keys.size() >= 4; }));
   EXPECT_THAT(listener->keys, ElementsAre("before", "foreign", "global", "own"));
+  EXPECT_EQ(heard.size(), 1U);
   defaults.reset();
   ASSERT_TRUE(fresh()->set("foreign", 2));
   pump();
@@ -469,6 +525,8 @@ TEST(UserDefaultsFakeTest, AFailedReadKeepsWhatWasKnownAndIsTriedAgain) {
               MatchesRegex(".*Settings of a.b.App: no answer\n.*Settings of .global: no answer\n"));
   fake.defaultsStore->fail(std::nullopt);
   EXPECT_TRUE(waitUntil([&] { return !defaults.value("a"); }));
+  fake.defaultsStore->fail(Error{"fake", 1, "no answer"});
+  EXPECT_EQ(standardErrorOf([&] { EXPECT_FALSE(defaults.set("a", 2)); }), "") << "a read has not ended the failure";
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "corvane/infra/settings/UserDefaults.h"
 
-#include <glib.h>
 #include <pthread.h>
 
 #include <chrono>
@@ -15,6 +14,8 @@
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/Mutex.h"
 #include "corvane/core/SharedInstance.h"
+#include "corvane/core/Text.h"
+#include "corvane/core/fatal.h"
 #include "corvane/infra/Broadcaster.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/values/PropertyList.h"
@@ -96,7 +97,6 @@ class Layer {
       m_retry = Clock::now() + RETRY;
       return tl::unexpected<Error>(contents.error());
     }
-    m_lastFailure.clear();
     Entries entries;
     entries.reserve(contents->entries.size());
     for (auto& [key, bytes] : contents->entries) {
@@ -178,7 +178,7 @@ class Layer {
   bool m_isLoaded CORVANE_GUARDED_BY(memory()) = false;  // at least once
   bool m_mustLoad CORVANE_GUARDED_BY(memory()) = true;
   Clock::time_point m_retry CORVANE_GUARDED_BY(memory());  // not before, because it has just failed
-  std::string m_lastFailure CORVANE_GUARDED_BY(disk());
+  std::string m_lastFailure CORVANE_GUARDED_BY(disk());    // since something was stored
 };
 
 std::string programDomain() {
@@ -255,11 +255,17 @@ struct UserDefaults::State {
       MutexLock lock(memory());
       keys.swap(pendingKeys);
     }
-    for (const std::string& key : keys) Broadcast(std::string(DID_CHANGE), key, false);
+    for (const std::string& key : keys) {
+      Broadcast(std::string(DID_CHANGE), key, false);
+      Broadcast(changeKey(), key, false);
+    }
   }
 
+  // What the listeners to this domain alone listen to.
+  std::string changeKey() const { return std::string(DID_CHANGE).append(".").append(application.name()); }
+
   Layer application;
-  std::optional<Layer> global;  // none if the application's domain is the global one
+  std::optional<Layer> global;  // std::nullopt if the application's domain is the global one
   Entries registered CORVANE_GUARDED_BY(memory());
   bool isObserved CORVANE_GUARDED_BY(memory()) = false;
   std::weak_ptr<UserDefaults> owner CORVANE_GUARDED_BY(memory());  // set when observed
@@ -366,6 +372,19 @@ Result<void> UserDefaults::remove(std::string_view key) {
   return apply({{std::string(key), std::nullopt}});
 }
 
+namespace {
+
+// A value as it is stored, if the next process will be able to read it.
+Result<std::string> storable(const Value& value) {
+  constexpr std::size_t NEVER_TOO_LARGE = 16384;  // bytes, whose values and texts cannot reach the limits on reading
+  auto bytes = writePropertyList(value, PropertyListFormat::BINARY);
+  if (bytes && bytes->size() > NEVER_TOO_LARGE)
+    if (const auto again = readPropertyList(*bytes); !again) return tl::unexpected<Error>(again.error());
+  return bytes;
+}
+
+}  // namespace
+
 Result<void> UserDefaults::apply(const std::vector<Change>& changes) {
   std::vector<DefaultsChange> encoded;
   std::vector<SharedValue> values;
@@ -374,12 +393,12 @@ Result<void> UserDefaults::apply(const std::vector<Change>& changes) {
     return failure("defaults", 0, text);
   };
   for (const Change& change : changes) {
-    if (!g_utf8_validate_len(change.key.data(), change.key.size(), nullptr))
-      return refused("a key that is not a text in UTF-8 cannot be stored");
+    if (!isUtf8(change.key) || change.key.find('\0') != std::string::npos)
+      return refused("a key that is not UTF-8 or holds U+0000 cannot be stored");
     encoded.push_back({change.key, std::nullopt});
     values.push_back(nullptr);
     if (!change.value) continue;
-    auto bytes = writePropertyList(*change.value, PropertyListFormat::BINARY);
+    auto bytes = storable(*change.value);
     if (!bytes) return refused("the value of " + change.key + " cannot be stored: " + bytes.error().description);
     encoded.back().value = std::move(*bytes);
     values.back() = std::make_shared<const Value>(*change.value);
@@ -419,11 +438,19 @@ void UserDefaults::observeChanges() {
   // What changes are compared with.
   m_state->read([] {});
   if (!watch) {
-    logNotice("Settings of " + domain() + ": changes of other programs are not told: " + watch.error().description);
+    logNotice("Settings of " + domain() + ": changes of other programs are not reported: " + watch.error().description);
     return;
   }
   MutexLock lock(memory());
   m_state->watch = std::move(*watch);
+}
+
+Subscription UserDefaults::listen(std::function<void(std::string_view key)> function) {
+  if (!function) fatal("UserDefaults::listen: the function is empty");
+  observeChanges();
+  return Listen(m_state->changeKey(), [function = std::move(function)](std::string_view, const std::any& key) {
+    function(std::any_cast<const std::string&>(key));
+  });
 }
 
 }  // namespace corvane

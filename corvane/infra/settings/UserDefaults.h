@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "corvane/infra/Subscription.h"
 #include "corvane/infra/settings/Conversions.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Result.h"
@@ -28,27 +30,30 @@ namespace corvane {
 ///
 /// **Saving.** A change is on disk when the call returns success: it survives the process, however that ends. A loss of
 /// power may undo the last changes, whole, and damages nothing. A change that could not be stored is an Error, is
-/// logged (the same failure again not until something was stored in between), and is not there to be read: nothing is
+/// logged (the same failure again only after something was stored in between), and is not there to be read: nothing is
 /// ever kept in memory only. A call waits at most 5 s for other processes.
 ///
-/// **Reading** is from memory, takes no system call, and sees every change that any process has finished before, also
-/// those of other programs. Only the first read, and a read after another process has changed something, goes to the
-/// disk. If that fails it is logged and tried again a second later; until then what was known before is read, at the
-/// beginning nothing.
+/// **Reading** is from memory, takes no system call but one look at the files a second, and sees every change that any
+/// process has finished before, including those of other programs. Only the first read, and a read after another
+/// process has changed something, goes to the disk. If that fails it is logged and tried again a second later; until
+/// then what was known before is read, at the beginning nothing.
 ///
-/// Keys are UTF-8, and so is all text in values; other bytes, and values that no property list can hold, are refused.
+/// Keys are UTF-8 without U+0000, and all text in values is UTF-8. Other bytes, values that a property list cannot
+/// hold, and values that are too large to be read back are refused: a value may take 64 MiB as a binary property list,
+/// hold 1,000,000 values, and hold 256 MiB of text and data (PropertyListLimits in
+/// corvane/infra/values/PropertyList.h).
 ///
-/// Every member: any thread, also in the child after a fork, also while the process exits. Nothing is opened before the
-/// first read or write. Held by std::shared_ptr.
+/// Every member: any thread, including in the child after a fork and while the process exits. Nothing is opened before
+/// the first read or write. Held by std::shared_ptr.
 class CORVANE_API UserDefaults : public std::enable_shared_from_this<UserDefaults> {
  public:
   /// The name of the global domain.
   static constexpr std::string_view GLOBAL_DOMAIN = ".global";
 
-  /// The key of the broadcast that tells of changed settings (corvane/infra/Broadcaster.h); see observeChanges().
+  /// The key of the broadcast that reports changed settings (corvane/infra/Broadcaster.h); see observeChanges().
   static constexpr std::string_view DID_CHANGE = "org.corvane.UserDefaults.didChange";
 
-  /// A key's new value; none removes the key.
+  /// A key's new value; std::nullopt removes the key.
   struct Change {
     std::string key;
     std::optional<Value> value;
@@ -108,6 +113,13 @@ class CORVANE_API UserDefaults : public std::enable_shared_from_this<UserDefault
   /// Programs that do not ask have no watch on the files and no work on the main queue. Changes of other processes come
   /// only while the main queue runs; a failure to watch for them is logged, and own changes come all the same.
   void observeChanges();
+
+  /// Calls observeChanges(), and from then on `function` with each key whose value has changed, on the main queue, for
+  /// as long as the handle lives: as if by Listen() (corvane/infra/Broadcaster.h), whose rules hold for the function,
+  /// but for the changes of these settings alone. Fatal: an empty function.
+  ///
+  ///     const auto handle = UserDefaults::shared()->listen([](std::string_view key) { reload(key); });
+  [[nodiscard]] Subscription listen(std::function<void(std::string_view key)> function);
 
  private:
   struct State;

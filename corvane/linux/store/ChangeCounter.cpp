@@ -14,9 +14,33 @@ namespace corvane::defaults_files {
 
 using Clock = std::chrono::steady_clock;
 
+namespace {
+
+constexpr mode_t MODE = 0400;
+
+// Opens the file for writing, with its mode put aside for a moment; negative, with errno, if that is not allowed.
+FileDescriptor openToWrite(const std::string& path) {
+  constexpr int ATTEMPTS = 1000;  // others do the same, and put the mode back
+  for (int attempt = 0;; ++attempt) {
+    FileDescriptor file(
+        uninterrupted([&] { return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, MODE); }));
+    const int code = errno;
+    struct stat status {};
+    const bool isOurs = stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
+    if (file.get() >= 0) {
+      if (isOurs && (status.st_mode & 07777) != MODE) [[maybe_unused]]
+        const int ignored = fchmod(file.get(), MODE);
+      return file;
+    }
+    errno = code;
+    if (code != EACCES || !isOurs || attempt == ATTEMPTS || chmod(path.c_str(), MODE | S_IWUSR) != 0) return file;
+  }
+}
+
+}  // namespace
+
 Result<std::unique_ptr<ChangeCounter>> ChangeCounter::open(const std::string& path) {
-  FileDescriptor file(
-      uninterrupted([&] { return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600); }));
+  FileDescriptor file = openToWrite(path);
   const bool writable = file.get() >= 0;
   if (!writable && (errno == EACCES || errno == EROFS || errno == EPERM))
     file = FileDescriptor(uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
@@ -26,10 +50,9 @@ Result<std::unique_ptr<ChangeCounter>> ChangeCounter::open(const std::string& pa
 
   auto counter = std::unique_ptr<ChangeCounter>(new ChangeCounter(path, std::move(file), writable));
   if (writable) {
-    keepPrivate(path);
     // A file begins with the time, so that the numbers of a file that was deleted do not come back.
-    Lock lock(*counter);
-    if (!lock.isHeld()) return failure("defaults", 0, path + ": locked by another process for 5 s");
+    const auto lock = Lock::take(*counter);
+    if (!lock) return passedOn(lock.error());
     if (fstat(counter->m_file.get(), &status) != 0) return fileFailure(path, errno);
     if (status.st_size < off_t{sizeof(std::uint64_t)})
       if (auto begun =
@@ -57,19 +80,20 @@ void ChangeCounter::retire() {
   m_file = FileDescriptor();
 }
 
-ChangeCounter::Lock::Lock(const ChangeCounter& counter) : m_descriptor(counter.m_file.get()) {
+Result<ChangeCounter::Lock> ChangeCounter::Lock::take(const ChangeCounter& counter) {
+  FileDescriptor file(uninterrupted([&] { return ::open(counter.path().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
+  if (file.get() < 0) return fileFailure(counter.path(), errno);
   const auto end = Clock::now() + LIMIT;
-  while (!(m_held = flock(m_descriptor, LOCK_EX | LOCK_NB) == 0) && (errno == EWOULDBLOCK || errno == EINTR) &&
-         Clock::now() < end)
+  while (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return fileFailure(counter.path(), errno);
+    if (Clock::now() >= end) return failure("defaults", 0, counter.path() + ": locked by another process for 5 s");
     std::this_thread::sleep_for(PAUSE);
+  }
+  return Lock(std::move(file));
 }
 
 ChangeCounter::~ChangeCounter() {
   if (m_value) munmap(const_cast<std::uint64_t*>(m_value), sizeof *m_value);
-}
-
-ChangeCounter::Lock::~Lock() {
-  if (m_held) flock(m_descriptor, LOCK_UN);
 }
 
 }  // namespace corvane::defaults_files

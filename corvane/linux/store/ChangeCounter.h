@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "corvane/core/Files.h"
 #include "corvane/linux/store/DefaultsFiles.h"
@@ -13,7 +14,8 @@ namespace corvane::defaults_files {
 /// The generation of a domain in its file, and the lock under which databases are opened and set aside.
 class ChangeCounter {
  public:
-  // Opens or makes the file; only to read where more is not allowed.
+  // Opens or makes the file; only to read where more is not allowed. The file may not be written by its mode, so that
+  // copying over it replaces it or fails: cut off, it would end every process that has it mapped.
   static Result<std::unique_ptr<ChangeCounter>> open(const std::string& path);
 
   ~ChangeCounter();
@@ -23,7 +25,8 @@ class ChangeCounter {
   std::uint64_t get() const { return __atomic_load_n(m_value, __ATOMIC_ACQUIRE); }
   std::uint64_t next() const { return get() + 1 == 0 ? 1 : get() + 1; }
   bool isWritable() const { return m_writable; }
-  bool isAt(const std::string& path) const { return Identity::at(path) == m_identity; }
+  bool isAtItsPath() const { return Identity::at(m_path) == m_identity; }
+  const std::string& path() const { return m_path; }
 
   // With a write and not through memory: a full disk is an error and no signal, and watchers of the file hear of it.
   Result<void> set(std::uint64_t number);
@@ -31,19 +34,14 @@ class ChangeCounter {
   // Tells whoever still looks at the file that it is out of date, and closes it. The number stays where it is.
   void retire();
 
-  // Keeps other processes that want it waiting.
+  // Keeps other processes that want it waiting, for as long as it lives. Not inherited across a fork.
   class Lock {
    public:
-    explicit Lock(const ChangeCounter& counter);
-    ~Lock();
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-    bool isHeld() const { return m_held; }
+    static Result<Lock> take(const ChangeCounter& counter);
 
    private:
-    const int m_descriptor;
-    bool m_held = false;
+    explicit Lock(FileDescriptor file) : m_file(std::move(file)) {}
+    FileDescriptor m_file;  // opened for this lock alone
   };
 
  private:

@@ -22,6 +22,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int APPLICATION_ID = 0x43525653;  // "CRVS": tells our databases from others
 constexpr int LAYOUT = 1;                   // the layout of the tables that this code knows
+constexpr std::chrono::milliseconds READERS_PATIENCE(2);
 
 }  // namespace
 
@@ -59,10 +60,22 @@ void DefaultsDatabase::closeQuickly() {
 }
 
 Result<DefaultsContents> DefaultsDatabase::read(const ChangeCounter* counter) {
-  Transaction transaction(*this, isReadOnly() ? m_beginRead : m_begin);
-  if (auto begun = transaction.begin(); !begun) return passedOn(begun.error());
+  // Having the writers' lock means that whoever announced a change has committed it, or has died. While a writer takes
+  // its time, what was committed before is read, with a generation that makes the next reader look again.
+  bool isFinal = true;
+  Transaction transaction(*this);
+  if (isReadOnly()) {
+    if (auto begun = transaction.begin(m_beginRead); !begun) return passedOn(begun.error());
+  } else {
+    m_patience = READERS_PATIENCE;
+    auto begun = transaction.begin(m_begin);
+    m_patience = LIMIT;
+    isFinal = begun.has_value();
+    if (!begun && (begun.error().code & 0xff) == SQLITE_BUSY) begun = transaction.begin(m_beginRead);
+    if (!begun) return passedOn(begun.error());
+  }
   DefaultsContents contents;
-  if (counter) contents.generation = counter->get();
+  if (counter) contents.generation = isFinal ? counter->get() : ~counter->get();
   const Cursor cursor(m_select);
   int code = SQLITE_OK;
   while ((code = sqlite3_step(m_select.get())) == SQLITE_ROW)
@@ -75,8 +88,8 @@ Result<DefaultsWritten> DefaultsDatabase::write(const std::vector<DefaultsChange
                                                 std::atomic<std::uint64_t>& inFlight) {
   if (!counter.isWritable() || isReadOnly())
     return failure("defaults", EROFS, m_path + ": the file or its folder may only be read");
-  Transaction transaction(*this, m_begin);
-  if (auto begun = transaction.begin(); !begun) return passedOn(begun.error());
+  Transaction transaction(*this);
+  if (auto begun = transaction.begin(m_begin); !begun) return passedOn(begun.error());
   for (const DefaultsChange& change : changes) {
     const Statement& statement = change.value ? m_upsert : m_remove;
     const Cursor cursor(statement);
@@ -115,6 +128,8 @@ Result<void> DefaultsDatabase::make(const std::string& path) {
     DefaultsDatabase connection(unfinished);
     return connection.attach(unfinished, SQLITE_OPEN_READWRITE).and_then([&] { return connection.fill(); });
   }();
+  // What an earlier database of this name has left belongs to that one.
+  for (const char* suffix : {"-wal", "-shm"}) unlink((path + suffix).c_str());
   if (made && ::rename(unfinished.c_str(), path.c_str()) != 0) made = fileFailure(path, errno);
   if (!made) unlink(unfinished.c_str());
   return made;
@@ -132,7 +147,7 @@ Result<void> DefaultsDatabase::attach(const std::string& name, int flags) {
 
 Result<void> DefaultsDatabase::fill() {
   return execute(
-      "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; BEGIN IMMEDIATE;"
+      "PRAGMA auto_vacuum=FULL; PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; BEGIN IMMEDIATE;"
       "CREATE TABLE entries (key TEXT PRIMARY KEY, value BLOB NOT NULL) WITHOUT ROWID;"
       "PRAGMA application_id=" +
       std::to_string(APPLICATION_ID) + "; PRAGMA user_version=" + std::to_string(LAYOUT) + "; COMMIT");
@@ -152,7 +167,8 @@ Result<void> DefaultsDatabase::check() {
   if (!sound) return passedOn(sound.error());
   std::ranges::replace(*sound, '\n', ' ');
   if (*sound != "ok") return failure("sqlite", SQLITE_CORRUPT, m_path + ": " + *sound);
-  return execute("PRAGMA synchronous=NORMAL");
+  // The log shrinks to that many bytes once it has been written back.
+  return execute("PRAGMA synchronous=NORMAL; PRAGMA journal_size_limit=1048576");
 }
 
 Result<void> DefaultsDatabase::prepareAll() {
@@ -213,7 +229,7 @@ tl::unexpected<Error> DefaultsDatabase::failed(int code) const {
 int DefaultsDatabase::waitForOthers(void* self, int count) {
   auto& connection = *static_cast<DefaultsDatabase*>(self);
   const auto now = Clock::now();
-  if (count == 0) connection.m_waitEnd = now + LIMIT;
+  if (count == 0) connection.m_waitEnd = now + connection.m_patience;
   std::this_thread::sleep_for(PAUSE);
   return now < connection.m_waitEnd ? 1 : 0;
 }

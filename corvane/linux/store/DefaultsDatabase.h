@@ -31,8 +31,7 @@ class DefaultsDatabase {
   // Leaves what has been written in the files for others, rather than tidying up: fast, and nothing else is touched.
   void closeQuickly();
 
-  // All entries, and the generation that goes with them. Taking the lock of writers means that whoever announced a
-  // change has committed it, or has died.
+  // All entries, and the generation that goes with them. Does not wait for a writer that takes its time.
   Result<DefaultsContents> read(const ChangeCounter* counter);
 
   // The number goes up before the commit: a process that is killed in between has announced a change too many, which
@@ -65,7 +64,7 @@ class DefaultsDatabase {
   // Rolled back unless committed.
   class Transaction {
    public:
-    Transaction(DefaultsDatabase& connection, const Statement& begin) : m_connection(connection), m_begin(begin) {}
+    explicit Transaction(DefaultsDatabase& connection) : m_connection(connection) {}
     ~Transaction() {
       if (sqlite3_get_autocommit(m_connection.m_database.get()) == 0) [[maybe_unused]]
         const auto ignored = m_connection.run(m_connection.m_rollback);
@@ -73,12 +72,11 @@ class DefaultsDatabase {
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
 
-    Result<void> begin() { return m_connection.run(m_begin); }
+    Result<void> begin(const Statement& how) { return m_connection.run(how); }
     Result<void> commit() { return m_connection.run(m_connection.m_commit); }
 
    private:
     DefaultsDatabase& m_connection;
-    const Statement& m_begin;
   };
 
   explicit DefaultsDatabase(std::string path) : m_path(std::move(path)), m_identity(Identity::at(m_path)) {}
@@ -105,6 +103,7 @@ class DefaultsDatabase {
 
   const std::string m_path;
   const std::optional<Identity> m_identity;
+  std::chrono::microseconds m_patience = LIMIT;
   std::chrono::steady_clock::time_point m_waitEnd;
   std::unique_ptr<sqlite3, Release> m_database;
   Statement m_begin, m_beginRead, m_commit, m_rollback, m_select, m_upsert, m_remove;  // end before the database

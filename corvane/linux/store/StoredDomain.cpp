@@ -28,6 +28,21 @@ StoredDomain::~StoredDomain() {
   std::erase(storage().domains, this);
 }
 
+std::uint64_t StoredDomain::generation() const noexcept {
+  const ChangeCounter* counter = m_current.load(std::memory_order_acquire);
+  if (!counter) return 0;
+  const std::uint64_t announced = counter->get();
+  // Nobody counts any more in a file that is gone.
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);  // without a system call, and faster than exact clocks
+  if (now.tv_sec != m_looked.load(std::memory_order_relaxed)) {
+    m_looked.store(now.tv_sec, std::memory_order_relaxed);
+    if (!counter->isAtItsPath()) return ~announced;
+  }
+  // Announced by this process, which has not committed it yet.
+  return announced == m_inFlight.load(std::memory_order_acquire) ? announced - 1 : announced;
+}
+
 Result<DefaultsContents> StoredDomain::read() {
   MutexLock lock(storage().mutex);
   // Where no counter may be made, there may be a database all the same.
@@ -84,12 +99,14 @@ Result<void> StoredDomain::place() {
   if (name.empty() || name.size() > 200) return failure("defaults", 0, "No domain can be named \"" + m_name + "\"");
   m_file = *folder + "/" + name;
   const std::string path = m_file + std::string(CHANGES);
-  if (m_counter && m_counter->isAt(path) && (m_counter->isWritable() || eaccess(path.c_str(), W_OK) != 0)) return {};
+  if (m_counter && m_counter->isAtItsPath() && m_counter->path() == path &&
+      (m_counter->isWritable() || eaccess(path.c_str(), W_OK) != 0))
+    return {};
   if (auto made = makeFolder(*folder); !made) return made;
   keepPrivate(*folder);
   auto opened = ChangeCounter::open(path);
   if (!opened) return passedOn(opened.error());
-  m_generation.store((*opened)->value(), std::memory_order_release);
+  m_current.store(opened->get(), std::memory_order_release);
   if (m_counter) {
     // Others may still look at the file that is gone, and so may a thread of ours, now.
     m_counter->retire();
@@ -100,7 +117,7 @@ Result<void> StoredDomain::place() {
 }
 
 Result<DefaultsDatabase*> StoredDomain::reach() {
-  if (m_counter && m_connection && m_connection->isAtItsPath()) return m_connection.get();
+  if (m_counter && m_counter->isAtItsPath() && m_connection && m_connection->isAtItsPath()) return m_connection.get();
   if (auto placed = place(); !placed) return passedOn(placed.error());
   return connect(true);
 }
@@ -109,10 +126,20 @@ Result<DefaultsDatabase*> StoredDomain::connect(bool create) {
   if (m_connection && m_connection->isAtItsPath()) return m_connection.get();
   m_connection.reset();
   std::optional<ChangeCounter::Lock> lock;
-  if (m_counter && m_counter->isWritable() && !lock.emplace(*m_counter).isHeld())
-    return failure("defaults", 0, database() + ": locked by another process for 5 s");
+  const bool isWritable = m_counter && m_counter->isWritable();
+  if (isWritable) {
+    auto taken = ChangeCounter::Lock::take(*m_counter);
+    if (!taken) return passedOn(taken.error());
+    lock.emplace(std::move(*taken));
+  }
+  const bool isNew = create && !Identity::at(database());
   auto opened = DefaultsDatabase::open(database(), create);
   if (!opened) return passedOn(opened.error());
+  // Another one than before: what is known of that holds no longer, here and in other processes.
+  const auto identity = (*opened)->identity();
+  if (isWritable && (isNew || (m_known && m_known != identity)))
+    if (auto announced = m_counter->set(m_counter->next()); !announced) return passedOn(announced.error());
+  m_known = identity;
   m_connection = std::move(*opened);
   return m_connection.get();
 }
@@ -123,8 +150,8 @@ Result<bool> StoredDomain::setAside(const Error& reason) {
     return failure("defaults", 0, reason.description + "; it cannot be set aside: " + why);
   };
   if (!m_counter || !m_counter->isWritable()) return refused("its folder may only be read");
-  const ChangeCounter::Lock lock(*m_counter);
-  if (!lock.isHeld()) return refused("locked by another process for 5 s");
+  const auto lock = ChangeCounter::Lock::take(*m_counter);
+  if (!lock) return refused(lock.error().description);
   if (auto repaired = DefaultsDatabase::open(path, false); repaired || !isDamage(repaired.error())) return false;
 
   std::array<char, 32> time{};

@@ -3,7 +3,9 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,14 +32,7 @@ class StoredDomain : public DefaultsDomain {
   explicit StoredDomain(std::string name);
   ~StoredDomain() override;
 
-  std::uint64_t generation() const noexcept override {
-    const std::uint64_t* value = m_generation.load(std::memory_order_acquire);
-    if (!value) return 0;
-    const std::uint64_t announced = __atomic_load_n(value, __ATOMIC_ACQUIRE);
-    // Announced by this process, which has not committed it yet.
-    return announced == m_inFlight.load(std::memory_order_acquire) ? announced - 1 : announced;
-  }
-
+  std::uint64_t generation() const noexcept override;
   Result<DefaultsContents> read() override;
   Result<DefaultsWritten> write(const std::vector<DefaultsChange>& changes) override;
   std::string takeNotice() override;
@@ -62,12 +57,14 @@ class StoredDomain : public DefaultsDomain {
   Result<bool> setAside(const Error& reason) CORVANE_REQUIRES(storage().mutex);
 
   const std::string m_name;
-  std::atomic<const std::uint64_t*> m_generation = nullptr;  // in the counter
-  std::atomic<std::uint64_t> m_inFlight = 0;                 // the number that a write of ours has announced
-  std::string m_file CORVANE_GUARDED_BY(storage().mutex);    // the files' path without what tells them apart
+  std::atomic<const ChangeCounter*> m_current = nullptr;  // m_counter
+  mutable std::atomic<time_t> m_looked = 0;               // the second of the last look at whether the counter is there
+  std::atomic<std::uint64_t> m_inFlight = 0;              // the number that a write of ours has announced
+  std::string m_file CORVANE_GUARDED_BY(storage().mutex);  // the files' path without what tells them apart
   std::unique_ptr<ChangeCounter> m_counter CORVANE_GUARDED_BY(storage().mutex);
   std::vector<std::unique_ptr<ChangeCounter>> m_retired CORVANE_GUARDED_BY(storage().mutex);  // of files that are gone
   std::unique_ptr<DefaultsDatabase> m_connection CORVANE_GUARDED_BY(storage().mutex);
+  std::optional<Identity> m_known CORVANE_GUARDED_BY(storage().mutex);  // the database that was opened last
   std::string m_notice CORVANE_GUARDED_BY(storage().mutex);
 };
 
