@@ -121,6 +121,10 @@ class ProcessTable {
   /// sockets, pipes and memory. Those that are closed meanwhile are left out. `visit` may open and close files.
   virtual Result<void> openFiles(pid_t pid, const std::function<void(int descriptor, const char* path)>& visit) = 0;
 
+  /// Sends a signal to the process that has this id and was started then (ProcessInfo::started); never to another one
+  /// that has got its id since, which is ESRCH.
+  virtual Result<void> signal(pid_t pid, std::uint64_t started, int number) = 0;
+
   /// Whether the system starts programs of other machines under an emulator. On Linux: whether binfmt_misc has an
   /// interpreter for executables in force.
   virtual Result<bool> translates() = 0;

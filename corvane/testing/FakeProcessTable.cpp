@@ -79,4 +79,11 @@ Result<void> FakeProcessTable::openFiles(pid_t pid, const std::function<void(int
   return {};
 }
 
+Result<void> FakeProcessTable::signal(pid_t pid, std::uint64_t started, int /*number*/) {
+  const auto found = find(pid);
+  if (!found) return tl::unexpected(found.error());
+  if ((*found)->info.started != started) return failure("posix", ESRCH, "No process " + std::to_string(pid));
+  return {};
+}
+
 }  // namespace corvane

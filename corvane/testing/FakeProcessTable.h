@@ -43,6 +43,8 @@ class CORVANE_API FakeProcessTable : public ProcessTable {
   Result<MemoryRegion> region(pid_t pid, std::uint64_t address) override;
   Result<std::size_t> descriptors(pid_t pid) override;
   Result<void> openFiles(pid_t pid, const std::function<void(int, const char*)>& visit) override;
+  /// Succeeds if there is such a process, and does nothing.
+  Result<void> signal(pid_t pid, std::uint64_t started, int number) override;
   Result<bool> translates() override { return translating; }
   std::int64_t bootTime() override { return boot; }
 
