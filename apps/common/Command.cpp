@@ -62,7 +62,8 @@ int runCommand(const Program& program, const Command& command, const Arguments& 
 
 int run(const Program& program, Arguments arguments) {
   const std::string_view first = arguments.empty() ? std::string_view() : arguments.front();
-  if (asksForHelp(first)) return print(helpOf(program));
+  if (first == "help" && arguments.size() == 2) return run(program, {arguments[1], "--help"});
+  if (asksForHelp(first) || first == "help") return print(helpOf(program));
   if (first == "--version")
     return print(Bundle::mainBundle()->appVersionName().value_or(std::string(program.name) + ", no bundle") + '\n');
   if (program.hasDefault && (arguments.empty() || first.starts_with("-")))

@@ -1,28 +1,28 @@
 #include "apps/common/Command.h"
 #include "apps/inspector/commands/Get.h"
+#include "apps/inspector/commands/Heater.h"
 #include "apps/inspector/commands/Log.h"
 #include "apps/inspector/commands/Login.h"
-#include "apps/inspector/commands/Pid.h"
 #include "apps/inspector/commands/Ps.h"
 #include "apps/inspector/commands/RunCommand.h"
+#include "apps/inspector/commands/Settings.h"
 #include "apps/inspector/commands/Tree.h"
-#include "apps/inspector/commands/Watch.h"
-#include "apps/inspector/live/ViewSettings.h"
+#include "apps/inspector/commands/View.h"
 
 namespace corvane::inspector {
 
 namespace {
 
 constexpr Command COMMANDS[] = {
-    {"watch", "[OPTION]...", "show the machine's load and the program's repeaters", WatchOptions::HELP, watch},
+    {"view", "[OPTION]...", "show the machine's load and the program's repeaters", ViewOptions::HELP, view},
     {"log", "[OPTION]...", "show a log", LogOptions::HELP, showLog},
     {"login", "on|off|status", "start the program when the user logs in", LOGIN_HELP, login},
     {"settings", "[--reset] [KEY [VALUE]]", "show or change what the live view remembers", SETTINGS_HELP, settings},
     {"get", "[OPTION]... URL", "make an HTTP request", GET_HELP, get},
-    {"pid", "--svg FILE", "plot a heater under three tunings of a PID controller", PID_HELP, pid},
+    {"heater", "--svg FILE", "plot a heater under three tunings of a PID controller", HEATER_HELP, heater},
     {"tree", "[OPTION]... PATH --svg FILE", "draw a folder as a tree", TREE_HELP, tree},
     {"ps", "[OPTION]...", "list the processes and what they use", PS_HELP, ps},
-    {"run", "[--json] -- COMMAND [ARGUMENT]...", "run a command and report what it took", RUN_HELP, runCommand},
+    {"run", "[--json] [--] COMMAND [ARGUMENT]...", "run a command and report what it took", RUN_HELP, runCommand, true},
 };
 
 }  // namespace

@@ -73,6 +73,13 @@ bool isUtf8(std::string_view text) {
   return isUtf8Block(text);
 }
 
+std::string decimal(double value, int decimals) {
+  std::array<char, 400> buffer{};  // enough for the largest doubles
+  const auto written =
+      std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::fixed, decimals);
+  return {buffer.data(), written.ptr};
+}
+
 std::string repaired(std::string text) {
   if (isUtf8(text)) return text;
   std::string result;

@@ -34,6 +34,9 @@ std::optional<Number> numberIn(std::string_view text) {
   return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
 }
 
+/// A number with so many decimals (at most 60), and a point in front of them whatever the locale.
+CORVANE_API std::string decimal(double value, int decimals);
+
 /// The text as valid UTF-8. Each maximal part of the bytes that is not UTF-8 becomes one U+FFFD (the practice that
 /// Unicode recommends): a byte that starts no character, or the bytes of a character that breaks off too early; each
 /// byte of an overlong form or of a surrogate.

@@ -2,18 +2,20 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 
-#include "apps/inspector/commands/WatchOptions.h"
 #include "apps/inspector/model/History.h"
+#include "apps/inspector/text/Graph.h"
 #include "apps/inspector/text/Report.h"
+#include "apps/inspector/text/Table.h"
+#include "tests/inspector/FrameText.h"
 
 namespace corvane::inspector {
 
 namespace {
 
 TEST(Format, RatesChangeUnitBeforeTheyGrowLong) {
-  EXPECT_EQ(rate(0), "0 B/s");
   EXPECT_EQ(rate(999.4), "999 B/s");
   EXPECT_EQ(rate(999.6), "1.0 kB/s");
   EXPECT_EQ(rate(999'940), "999.9 kB/s");
@@ -22,12 +24,10 @@ TEST(Format, RatesChangeUnitBeforeTheyGrowLong) {
 }
 
 TEST(Format, MemoryAndTimeHaveFittingUnits) {
-  EXPECT_EQ(bytes(0), "0 KiB");
   EXPECT_EQ(bytes(999 * 1024), "999 KiB");
   EXPECT_EQ(bytes(1000 * 1024), "1.0 MiB");
   EXPECT_EQ(bytes(1'572'864), "1.5 MiB");
   EXPECT_EQ(bytes(~0ULL), "16777216.0 TiB");
-  EXPECT_EQ(duration(0), "0:00.00");
   EXPECT_EQ(duration(61'259'999), "1:01.25");
   EXPECT_EQ(duration(3'599'990'000), "59:59.99");
   EXPECT_EQ(duration(3'600'000'000), "1:00:00");
@@ -38,7 +38,7 @@ TEST(Format, PrintableHoldsOneColumnForEachCharacter) {
   EXPECT_EQ(printable("a°é\tb\x1b[31m", Glyphs::UNICODE), "a°é?b?[31m");
   EXPECT_EQ(printable("a°", Glyphs::ASCII), "a?");
   EXPECT_EQ(printable("\xff\xc3", Glyphs::UNICODE), "??");
-  EXPECT_EQ(printable("漢e\u0301", Glyphs::UNICODE), "?e?") << "wide and combining characters";
+  EXPECT_EQ(printable("漢e\u0301\u200b\u00ad", Glyphs::UNICODE), "?e??\u00ad") << "wide, combining, of no width";
 }
 
 TEST(Format, ClipsAndAlignsByCharacter) {
@@ -65,6 +65,23 @@ TEST(Format, JsonIsValidWhateverItHolds) {
   EXPECT_EQ(jsonNumber(-INFINITY, 1), "null");
 }
 
+TEST(Table, NumbersAtItsEndShareWhatIsWide) {
+  static constexpr std::array TABLE = {TableColumn{'n', "Name", false, 0, 0}, TableColumn{'x', "Some us", true, 9, 20},
+                                       TableColumn{'o', "More", true, 8, 20}};
+  const auto heading = [](std::size_t columns) {
+    return textOf({headingLine(TABLE, 1, true, columns, Glyphs::ASCII)});
+  };
+  EXPECT_EQ(heading(19), "Name               \n");
+  EXPECT_EQ(heading(24), "Name   v Some us    More\n");
+  EXPECT_EQ(heading(86), "Name" + std::string(62, ' ') + "v Some us       More\n");
+  // A text at the end takes the rest.
+  const auto row = [](std::size_t columns) {
+    return rowText(std::span(TABLE).first(1), columns,
+                   [](std::size_t, std::size_t width) { return std::to_string(width); });
+  };
+  EXPECT_EQ(row(90), "90" + std::string(88, ' '));
+}
+
 TEST(Report, JsonLineNamesWhatIsMissing) {
   Readings readings;
   readings.memory = Memory{1, 2};
@@ -76,40 +93,16 @@ TEST(Report, JsonLineNamesWhatIsMissing) {
             R"("average_duration_microseconds":2.000}]})");
 }
 
-TEST(History, GraphShowsGapsAndTheLeastActivity) {
+TEST(Graph, ShowsGapsAndTheLeastActivity) {
   History history;
   for (const std::optional<double> value :
        {std::optional(0.0), std::optional(0.01), std::optional<double>(), std::optional(100.0), std::optional(500.0)})
     history.add(value);
-  EXPECT_EQ(history.graph(7, {0, 100}, Glyphs::UNICODE), "  ▁▂ ██");
-  EXPECT_EQ(history.graph(2, {0, 100}, Glyphs::ASCII), "##");
-  EXPECT_EQ(history.graph(3, {7, 7}, Glyphs::ASCII), " __");
+  EXPECT_EQ(graph(history, 7, {0, 100}, Glyphs::UNICODE), "  ▁▂ ██");
+  EXPECT_EQ(graph(history, 2, {0, 100}, Glyphs::ASCII), "##");
+  EXPECT_EQ(graph(history, 3, {7, 7}, Glyphs::ASCII), " __");
   EXPECT_EQ(history.range(2)->low, 100);
   EXPECT_FALSE(History().range(5));
-}
-
-TEST(WatchOptions, TakesBothWaysOfGivingAValue) {
-  const auto options = WatchOptions::parse({"--for", "5", "--root=/x", "--json"});
-  ASSERT_TRUE(options);
-  EXPECT_EQ(options->seconds, 5U);
-  EXPECT_EQ(options->root, "/x");
-  EXPECT_EQ(options->format, WatchOptions::Format::JSON);
-}
-
-TEST(WatchOptions, RefusesTheRest) {
-  for (const Arguments& arguments : std::vector<Arguments>{{"--for"},
-                                                           {"--for", "0"},
-                                                           {"--for=-1"},
-                                                           {"--for=1.5"},
-                                                           {"--for=9999999"},
-                                                           {"--for="},
-                                                           {"--json=1"},
-                                                           {"--json", "--plain"},
-                                                           {"--xyz"},
-                                                           {"extra"},
-                                                           {""},
-                                                           {"--root"}})
-    EXPECT_FALSE(WatchOptions::parse(arguments)) << arguments.front();
 }
 
 }  // namespace

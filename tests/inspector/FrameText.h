@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "apps/inspector/terminal/Frame.h"
+#include "apps/inspector/text/Frame.h"
 
 namespace corvane::inspector {
 

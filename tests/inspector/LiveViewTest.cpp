@@ -1,18 +1,15 @@
 #include "apps/inspector/live/LiveView.h"
 
 #include <gtest/gtest.h>
-#include <pty.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <optional>
 #include <regex>
 
-#include "apps/inspector/live/BroadcasterPage.h"
 #include "apps/inspector/live/MainLoopSource.h"
-#include "apps/inspector/terminal/HeldStderr.h"
-#include "apps/inspector/terminal/Screen.h"
+#include "apps/inspector/live/Scroll.h"
+#include "apps/inspector/model/LocalSource.h"
+#include "apps/inspector/terminal/Keys.h"
 #include "apps/inspector/text/Format.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/MasterTimer.h"
@@ -32,35 +29,32 @@ void runFor(unsigned seconds) {
 TEST(LiveView, FitsEveryScreen) {
   const TempHome home;
   home.write("sys/class/hwmon/hwmon0/temp1_input", "54000\n");
-  Monitor monitor(home.path().string());
+  LocalSource source(home.path().string());
   runFor(1);
-  LiveView view(monitor, Glyphs::UNICODE);
+  LiveView view(source, Glyphs::UNICODE);
   for (const int page : {static_cast<int>('h'), static_cast<int>('l'), static_cast<int>('b'), key::ESCAPE}) {
     view.press(page);
     for (std::size_t rows = 1; rows <= 40; ++rows) {
       for (std::size_t columns = 1; columns <= 130; columns += columns < 90 ? 1 : 13) {
-        const Frame frame = view.compose(rows, columns);
-        ASSERT_FALSE(frame.empty());
-        if (page == key::ESCAPE) {
-          ASSERT_LE(frame.size(), rows) << columns;
-        }
+        const Frame frame = view.draw(rows, columns);
+        ASSERT_EQ(frame.size(), rows) << columns;
       }
     }
   }
-  const std::string text = textOf(view.compose(24, 80));
+  const std::string text = textOf(view.draw(24, 80));
   for (const char* piece : {"Temperature         54.0 °C", "Processor                 -", "processor load ",
                             "temperature ", "Duration µs", "q quit"})
     EXPECT_NE(text.find(piece), text.npos) << piece << "\n" << text;
-  for (const Line& line : view.compose(24, 80)) EXPECT_LE(columnsOf(textOf({line})), 81U) << textOf({line});
+  for (const Line& line : view.draw(24, 80)) EXPECT_LE(columnsOf(textOf({line})), 81U) << textOf({line});
 }
 
 TEST(LiveView, BroadcasterPageShowsWhatWasBroadcast) {
   const TempHome home;
-  std::optional<Monitor> monitor(std::in_place, home.path().string());
-  LiveView view(*monitor, Glyphs::UNICODE);
+  std::optional<LocalSource> source(std::in_place, home.path().string());
+  LiveView view(*source, Glyphs::UNICODE);
   view.press('b');
   const auto count = [&view](const std::string& key) {
-    const std::string text = textOf(view.compose(24, 80));
+    const std::string text = textOf(view.draw(24, 80));
     std::smatch match;
     const std::regex row("\\n" + key + " +(\\S+) +(\\d+) +\\d+ +[\\d.-]+ *\\n");
     return std::regex_search(text, match, row) ? match[1].str() + " " + match[2].str() : text;
@@ -71,10 +65,10 @@ TEST(LiveView, BroadcasterPageShowsWhatWasBroadcast) {
   EXPECT_EQ(count("memory"), "History 2");
   EXPECT_EQ(count("disk read"), "History 0");
   EXPECT_EQ(count("heartbeat"), "HeartbeatLog 0");
-  EXPECT_EQ(monitor->history(Gauge::MEMORY).range(2)->high, 7);
-  EXPECT_EQ(monitor->history(Gauge::MEMORY).latest(), std::nullopt);
-  EXPECT_NE(textOf(view.compose(24, 80)).find("This program keeps no log."), std::string::npos);
-  monitor.reset();
+  EXPECT_EQ(source->history(Gauge::MEMORY).range(2)->high, 7);
+  EXPECT_EQ(source->history(Gauge::MEMORY).latest(), std::nullopt);
+  EXPECT_NE(textOf(view.draw(24, 80)).find("This program keeps no log."), std::string::npos);
+  source.reset();
   EXPECT_TRUE(broadcasterStats().empty());
 }
 
@@ -83,15 +77,15 @@ TEST(BroadcasterPage, FitsNarrowScreensAndShowsTheLogsFigures) {
       {"a key that is rather long", "app::(anonymous namespace)::Meter", 1'000'000, 2'500'000}, {"b\n", "Plain", 0, 0}};
   const LogFigures log{"/home/somebody/Library/Logs/a.b.App/App.log", 1234, 2, 56};
   for (std::size_t columns = 1; columns < 130; ++columns) {
-    const Frame frame = broadcasterPage(listeners, log, columns, Glyphs::ASCII);
-    for (std::size_t i = 1; i < 4; ++i) EXPECT_LE(textOf({frame[i]}).size(), columns + 1);
+    const Frame frame = broadcasterLines(listeners, log, columns, Glyphs::ASCII);
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_LE(textOf({frame[i]}).size(), columns + 1);
     const std::string text = textOf(frame);
     EXPECT_EQ(text.find("1000000") != text.npos, columns >= 30) << text;
     EXPECT_EQ(text.find(" 2500000 ") != text.npos, columns >= 60) << text;
     EXPECT_EQ(text.find(" 2.5\n") != text.npos, columns >= 40) << text;
     EXPECT_EQ(text.find("  Meter ") != text.npos, columns >= 48) << text;
   }
-  const std::string text = textOf(broadcasterPage(listeners, log, 80, Glyphs::ASCII));
+  const std::string text = textOf(broadcasterLines(listeners, log, 80, Glyphs::ASCII));
   for (const char* piece :
        {"\nb?             Plain ", " -\n", "Path      /home/somebody/Library/Logs/a.b.App/App.log\n",
         "Size      1234 bytes; archived above 100000\n", "Archives  2 of 11\n", "Lines     56 by this process\n"})
@@ -103,14 +97,14 @@ TEST(LiveView, LooksAtProcessesOnlyWhileTheyAreShown) {
     const auto stats = MasterTimer::instance()->repeaterStats();
     return std::ranges::any_of(stats, [](const auto& repeater) { return repeater.name == "process page"; });
   };
-  Monitor monitor("");
+  LocalSource source("");
   int changes = 0;
-  LiveView view(monitor, Glyphs::ASCII, [&changes] {
+  LiveView view(source, Glyphs::ASCII, [&changes] {
     ++changes;
     MainLoop::quit();
   });
   const auto showsItself = [&view] {
-    return textOf(view.compose(100'000, 80)).find("  inspector_test") != std::string::npos;
+    return textOf(view.draw(100'000, 80)).find("  inspector_test") != std::string::npos;
   };
   MasterTimer::instance()->start();
   for (const int back : {static_cast<int>('p'), key::ESCAPE, static_cast<int>('b')}) {
@@ -127,85 +121,95 @@ TEST(LiveView, LooksAtProcessesOnlyWhileTheyAreShown) {
   EXPECT_EQ(changes, 3);
 
   const TempHome home;
-  Monitor elsewhere(home.path().string());
+  LocalSource elsewhere(home.path().string());
   LiveView other(elsewhere, Glyphs::ASCII);
   other.press('p');
   EXPECT_FALSE(isLooking());
-  EXPECT_NE(textOf(other.compose(24, 80)).find("Only the machine's own processes"), std::string::npos);
+  EXPECT_NE(textOf(other.draw(24, 80)).find("Only the machine's own processes"), std::string::npos);
 }
 
-TEST(LiveView, SelectedRepeaterIsSeenOnASmallScreen) {
+TEST(LiveView, KeysOfTheOverviewDoWhatTheHelpSays) {
   const TempHome home;
-  Monitor monitor(home.path().string());
-  LiveView view(monitor, Glyphs::ASCII);
-  view.compose(10, 40);
+  LocalSource source(home.path().string());
+  LiveView view(source, Glyphs::ASCII);
+  const auto shows = [&view](std::string_view text) {
+    return textOf(view.draw(30, 80)).find(text) != std::string::npos;
+  };
+  for (const auto& [keys, text] :
+       {std::pair("", "Name ^"), std::pair("n", "Name v"), std::pair("c", "v Count"), std::pair("t", "v Total s"),
+        std::pair("ii", "^ Interval s"), std::pair("d", "v Duration us"), std::pair("", "averaged over 10 s "),
+        std::pair("+", "over 11 s "), std::pair("-[", "over 1 s "), std::pair("]", "over 11 s "),
+        std::pair("]]]]]", "over 60 s "), std::pair("n ", "disk throughput (paused)"),
+        std::pair("h", "average over 1 s more or less"), std::pair("?", "averaged over"),
+        std::pair("l", "This program keeps no log."), std::pair("b", "Listener")}) {
+    for (const char pressed : std::string_view(keys)) EXPECT_EQ(view.press(pressed), LiveView::Request::NONE);
+    EXPECT_TRUE(shows(text)) << keys << "\n" << textOf(view.draw(30, 80));
+  }
+  view.press(key::ESCAPE);
   view.press(key::END);
-  EXPECT_NE(textOf(view.compose(10, 40)).find("processor load"), std::string::npos);
+  EXPECT_TRUE(textOf(view.draw(10, 40)).find("processor load") != std::string::npos) << "the selected one is seen";
   view.press(key::HOME);
-  EXPECT_EQ(textOf(view.compose(10, 40)).find("processor load"), std::string::npos);
+  EXPECT_TRUE(textOf(view.draw(10, 40)).find("processor load") == std::string::npos);
+  EXPECT_EQ(view.press('q'), LiveView::Request::QUIT);
+  EXPECT_EQ(view.press(key::CONTROL_L), LiveView::Request::REDRAW);
+  EXPECT_EQ(view.press(key::CONTROL_Z), LiveView::Request::SUSPEND);
 }
 
-TEST(Tasks, PausedOneKeepsItsStatisticsAndStartsAfresh) {
-  Tasks tasks;
-  tasks.start("fast", 0.01, [] {});
-  tasks.start("other", 0.01, [] {});
+TEST(Scroll, GoesThroughWhatDoesNotFit) {
+  const auto shown = [](Scroll& scroll, int count) {
+    Frame lines;
+    for (int i = 1; i <= count; ++i) lines.push_back({{std::to_string(i)}});
+    const std::string text = textOf(scroll.cut(std::move(lines), 3));
+    return text + scroll.range();
+  };
+  Scroll help(Scroll::Start::BEGINNING);
+  EXPECT_EQ(shown(help, 3), "1\n2\n3\n");
+  for (const auto& [pressed, text] :
+       {std::pair(key::UP, "1\n2\n3\n (1-3 of 8)"), std::pair(key::PAGE_DOWN, "4\n5\n6\n (4-6 of 8)"),
+        std::pair(key::DOWN, "5\n6\n7\n (5-7 of 8)"), std::pair(key::PAGE_DOWN, "6\n7\n8\n (6-8 of 8)"),
+        std::pair(key::PAGE_UP, "3\n4\n5\n (3-5 of 8)"), std::pair(key::END, "6\n7\n8\n (6-8 of 8)")}) {
+    shown(help, 8);
+    EXPECT_TRUE(help.press(pressed));
+    EXPECT_EQ(shown(help, 8), text);
+  }
+  EXPECT_FALSE(help.press('x'));
+  EXPECT_EQ(shown(help, 9), "6\n7\n8\n (6-8 of 9)") << "what is read stays";
+
+  Scroll log(Scroll::Start::END);
+  EXPECT_EQ(shown(log, 5), "3\n4\n5\n (3-5 of 5)");
+  EXPECT_EQ(shown(log, 6), "4\n5\n6\n (4-6 of 6)") << "the end is followed";
+  log.press(key::UP);
+  EXPECT_EQ(shown(log, 7), "3\n4\n5\n (3-5 of 7)");
+  log.press(key::END);
+  EXPECT_EQ(shown(log, 8), "6\n7\n8\n (6-8 of 8)");
+}
+
+TEST(Repeaters, PausedOneKeepsItsStatisticsAndStartsAfresh) {
+  Repeaters repeaters;
+  repeaters.start("fast", 0.01, [] {});
+  repeaters.start("other", 0.01, [] {});
   runFor(1);
-  tasks.togglePause("fast");
-  tasks.togglePause("no such task");
-  const auto find = [&tasks] {
-    for (const TaskRow& row : tasks.rows()) {
+  repeaters.togglePause("fast");
+  repeaters.togglePause("no such task");
+  const auto find = [&repeaters] {
+    for (const RepeaterRow& row : repeaters.rows()) {
       if (row.name == "fast") return row;
     }
-    return TaskRow();
+    return RepeaterRow();
   };
-  const TaskRow paused = find();
+  const RepeaterRow paused = find();
   EXPECT_TRUE(paused.paused);
   EXPECT_GT(paused.count, 1);
   runFor(1);
   EXPECT_EQ(find().count, paused.count);
-  EXPECT_EQ(tasks.rows().size(), 2U);
-  tasks.togglePause("fast");
+  EXPECT_EQ(repeaters.rows().size(), 2U);
+  repeaters.togglePause("fast");
   EXPECT_FALSE(find().paused);
   EXPECT_LT(find().count, paused.count);
-  tasks.togglePause("fast");
-  tasks.resetStats();
+  repeaters.togglePause("fast");
+  repeaters.resetStats();
   EXPECT_EQ(find().count, 0);
   EXPECT_TRUE(find().paused);
-}
-
-TEST(Tasks, TimeConstantStaysInItsLimits) {
-  Tasks tasks;
-  tasks.setTimeConstant(0);
-  EXPECT_EQ(tasks.timeConstant(), 1);
-  tasks.setTimeConstant(61);
-  EXPECT_EQ(tasks.timeConstant(), 60);
-}
-
-TEST(HeldStderr, HoldsBackFromATerminalAndBoundsAFlood) {
-  int terminal = -1;
-  int program = -1;
-  ASSERT_EQ(openpty(&terminal, &program, nullptr, nullptr, nullptr), 0);
-  const int original = dup(STDERR_FILENO);
-  dup2(program, STDERR_FILENO);
-  ssize_t lastWrite = 0;
-  int waiting = -1;
-  {
-    const HeldStderr held;
-    std::fputs("kept line\n", stderr);
-    const std::string much(std::size_t{1} << 19U, '\0');
-    for (int i = 0; i < 4; ++i) lastWrite = write(STDERR_FILENO, much.data(), much.size());
-    EXPECT_EQ(lseek(STDERR_FILENO, 10, SEEK_SET), 10) << "only the line is to be written out";
-    ioctl(terminal, FIONREAD, &waiting);
-  }
-  std::string shown(64, ' ');
-  const ssize_t got = read(terminal, shown.data(), shown.size());
-  dup2(original, STDERR_FILENO);
-  close(original);
-  close(program);
-  close(terminal);
-  EXPECT_EQ(waiting, 0);
-  EXPECT_LT(lastWrite, 0);
-  EXPECT_EQ(shown.substr(0, static_cast<std::size_t>(std::max<ssize_t>(got, 0))), "kept line\r\n");
 }
 
 }  // namespace

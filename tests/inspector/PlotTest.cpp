@@ -4,50 +4,11 @@
 #include <cmath>
 #include <string>
 
-#include "apps/inspector/model/HeaterTrial.h"
 #include "apps/inspector/svg/SvgPlot.h"
-#include "corvane/core/Clock.h"
 
 namespace corvane::inspector {
 
 namespace {
-
-// Largest distance of the temperature from the setpoint between two times.
-double worst(const std::vector<HeaterTrial::Sample>& samples, double from, double to) {
-  double result = 0;
-  for (const auto& sample : samples)
-    if (sample.time >= from && sample.time < to)
-      result = std::max(result, std::abs(sample.temperature - sample.setpoint));
-  return result;
-}
-
-TEST(HeaterTrial, EachTuningBehavesAsItsKindDoes) {
-  const auto tunings = HeaterTrial::tunings();
-  ASSERT_EQ(tunings.size(), 3U);
-  const auto proportional = HeaterTrial::run(tunings[0]);
-  // It rests where room + gain·(r + kp·(r − y)) is y.
-  const auto rest = [&](double room, double r) {
-    const double gain = HeaterTrial::GAIN, kp = tunings[0].kp;
-    return (room + gain * (1 + kp) * r) / (1 + gain * kp);
-  };
-  EXPECT_NEAR(proportional[349].temperature, rest(20, 60), 0.01);
-  EXPECT_NEAR(proportional[699].temperature, rest(20, 50), 0.01);
-  EXPECT_NEAR(proportional.back().temperature, rest(12, 50), 0.01);
-
-  for (const auto& tuning : {tunings[1], tunings[2]}) {
-    const auto samples = HeaterTrial::run(tuning);
-    EXPECT_LT(worst(samples, 300, 350), 0.2) << tuning.name;
-    EXPECT_LT(worst(samples, 600, 700), 0.1) << tuning.name;
-    EXPECT_LT(worst(samples, 700, 1001), 2.5) << tuning.name;
-    EXPECT_LT(worst(samples, 900, 1001), 0.1) << tuning.name;
-    EXPECT_NEAR(samples.back().power, 76, 0.5) << "half a kelvin a percent above 12 °C";
-    for (const auto& sample : samples) ASSERT_TRUE(sample.power >= 0 && sample.power <= 100);
-    // Nothing reaches the heater before its delay is over.
-    EXPECT_EQ(samples[10].temperature, 20);
-    EXPECT_GT(samples[11].temperature, 20);
-  }
-  EXPECT_FALSE(Clock::manual()) << "the clock is the real one again";
-}
 
 std::size_t count(const std::string& text, const std::string& piece) {
   std::size_t result = 0;

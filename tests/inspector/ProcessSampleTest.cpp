@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "apps/inspector/text/ProcessColumn.h"
+#include "apps/inspector/model/ProcessOrder.h"
 #include "corvane/testing/FakePlatform.h"
 
 namespace corvane::inspector {
@@ -12,6 +12,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr ProcessSampler::Clock::time_point BEGIN{};
+constexpr pid_t PID = 1 << 30;  // larger than any that there is
 
 ProcessInfo process(std::string name, std::uint64_t startedUsec, std::uint64_t userMsec, std::uint64_t systemMsec) {
   ProcessInfo info;
@@ -62,14 +63,14 @@ TEST(ProcessSampler, TellsWhatTheTableTells) {
   info.state = ProcessState::RUNNING;
   info.residentBytes = 4096;
   info.threads = 3;
-  fake.processTable->processes[7].info = info;
-  fake.processTable->processes[7].path = "/bin/x y";
+  fake.processTable->processes[PID].info = info;
+  fake.processTable->processes[PID].path = "/bin/x y";
   info.kernel = true;
   info.name = "short";
   info.uid = 0;
-  fake.processTable->processes[8].info = info;
-  fake.processTable->processes[8].path = "none of its own";
-  const ProcessRow expected{7,
+  fake.processTable->processes[PID + 1].info = info;
+  fake.processTable->processes[PID + 1].path = "none of its own";
+  const ProcessRow expected{PID,
                             1,
                             4'000'000'000,
                             "4000000000",
@@ -81,7 +82,8 @@ TEST(ProcessSampler, TellsWhatTheTableTells) {
                             0,
                             4096,
                             3,
-                            5'002'000};
+                            5'002'000,
+                            {}};
   const auto rows = ProcessSampler(BEGIN).sample(BEGIN + milliseconds(100));
   ASSERT_TRUE(rows);
   EXPECT_EQ(rows->at(0), expected);
@@ -90,7 +92,7 @@ TEST(ProcessSampler, TellsWhatTheTableTells) {
   EXPECT_EQ(rows->at(1).path, "");
   for (const auto& [state, letter] : {std::pair(ProcessState::SLEEPING, 'S'), std::pair(ProcessState::STOPPED, 'T'),
                                       std::pair(ProcessState::ZOMBIE, 'Z'), std::pair(ProcessState::UNKNOWN, '?')}) {
-    fake.processTable->processes[7].info.state = state;
+    fake.processTable->processes[PID].info.state = state;
     EXPECT_EQ(ProcessSampler().sample()->front().state, letter);
   }
 }
@@ -125,28 +127,26 @@ TEST(ProcessSampler, NoTableNoShares) {
 }
 
 // Every column puts the three in another order than the ids' or by the ids alone.
-TEST(ProcessColumn, SortsByEachColumnBothWays) {
+TEST(ProcessOrder, SortsByEachColumnBothWays) {
   const std::vector<ProcessRow> rows = {
-      {3, 1, 0, "u", 'R', ProcessKind::NATIVE, "a", "/c", 5, 2, 30, 1, 0},
+      {3, 1, 0, "u", 'R', ProcessKind::NATIVE, "a", "/c", 5, 2, 30, 1, 0, {"x", "b"}},
       {1, 3, 0, "v", 'S', ProcessKind::KERNEL, "b", "", std::nullopt, 3, 0, 1, 0},
-      {2, 2, 0, "u", 'S', ProcessKind::TRANSLATED, "c", "/a", 7.5, 1, 20, 4, 0},
+      {2, 2, 0, "u", 'S', ProcessKind::TRANSLATED, "c", "/a", 7.5, 1, 20, 4, 0, {"x", "a"}},
   };
-  const std::pair<ProcessColumn, std::pair<const char*, const char*>> cases[] = {
-      {ProcessColumn::PID, {"bca", "acb"}},    {ProcessColumn::PARENT, {"acb", "bca"}},
-      {ProcessColumn::USER, {"cab", "bca"}},   {ProcessColumn::STATE, {"abc", "bca"}},
-      {ProcessColumn::KIND, {"bac", "cab"}},   {ProcessColumn::PROCESSOR, {"bac", "cab"}},
-      {ProcessColumn::MEMORY, {"bca", "acb"}}, {ProcessColumn::THREADS, {"bac", "cba"}},
-      {ProcessColumn::TIME, {"cab", "bac"}},   {ProcessColumn::NAME, {"abc", "cba"}},
-      {ProcessColumn::PATH, {"bca", "acb"}},
+  const std::tuple<ProcessColumn, const char*, const char*> cases[] = {
+      {ProcessColumn::PID, "bca", "acb"},     {ProcessColumn::PARENT, "acb", "bca"},
+      {ProcessColumn::USER, "cab", "bca"},    {ProcessColumn::STATE, "abc", "bca"},
+      {ProcessColumn::KIND, "acb", "bca"},    {ProcessColumn::PROCESSOR, "bac", "cab"},
+      {ProcessColumn::MEMORY, "bca", "acb"},  {ProcessColumn::THREADS, "bac", "cba"},
+      {ProcessColumn::TIME, "cab", "bac"},    {ProcessColumn::NAME, "abc", "cba"},
+      {ProcessColumn::COMMAND, "bca", "acb"},
   };
-  EXPECT_EQ(std::size(cases), PROCESS_COLUMNS.size());
-  for (const auto& [column, orders] : cases) {
-    EXPECT_EQ(styleOf(column).column, column);
+  for (const auto& [column, ascending, descending] : cases) {
     std::vector<ProcessRow> sorted = rows;
     sortRows(sorted, column, false);
-    EXPECT_EQ(order(sorted), orders.first) << styleOf(column).word;
+    EXPECT_EQ(order(sorted), ascending) << static_cast<int>(column);
     sortRows(sorted, column, true);
-    EXPECT_EQ(order(sorted), orders.second) << styleOf(column).word;
+    EXPECT_EQ(order(sorted), descending) << static_cast<int>(column);
   }
 }
 
@@ -156,9 +156,10 @@ TEST(ProcessFilter, FindsTextsInAnyCaseAndWholeNumbers) {
   row.user = "root";
   row.name = "KÄFER\xff\n";
   row.path = "/usr/lib/käfer";
+  row.arguments = {"käfer", "--Option"};
   for (const auto& [text, found] :
        {std::pair("", true), std::pair("käF", true), std::pair("USR/LIB", true), std::pair("oot", true),
-        std::pair("123", true), std::pair("12", false), std::pair("käfers", false), std::pair("\xff", true)})
+        std::pair("123", true), std::pair("12", false), std::pair("käfers", false), std::pair("R --o", true)})
     EXPECT_EQ(ProcessFilter(text).matches(row), found) << text;
 }
 

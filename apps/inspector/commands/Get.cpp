@@ -11,8 +11,8 @@
 
 #include "apps/common/OptionReader.h"
 #include "apps/common/Output.h"
+#include "apps/inspector/model/TextFile.h"
 #include "apps/inspector/text/Format.h"
-#include "apps/inspector/text/TextFile.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/HTTP.h"
 

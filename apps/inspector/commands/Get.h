@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "apps/inspector/commands/WatchOptions.h"
+#include "apps/inspector/commands/ViewOptions.h"
 
 namespace corvane::inspector {
 

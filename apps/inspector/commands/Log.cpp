@@ -76,6 +76,25 @@ int follow(const std::string& path, std::optional<OpenLog> log) {
   }
 }
 
+int showArchive(const std::string& path, unsigned lines) {
+  auto archive = OpenLog::open(path);
+  if (!archive) return fail(archive.error().description);
+  archive->skipToTail(lines);
+  return statusAfterOutput(archive->show());
+}
+
+// The archives that hold the last so many lines, the newest first.
+std::vector<OpenLog> newestArchives(const std::string& path, unsigned lines) {
+  std::vector<OpenLog> archives;
+  for (unsigned number = 0; number <= Logger::MAX_LOGS && lines > 0; ++number) {
+    auto archive = OpenLog::open(archiveOf(path, number));
+    if (!archive) continue;
+    lines = archive->skipToTail(lines);
+    archives.push_back(std::move(*archive));
+  }
+  return archives;
+}
+
 }  // namespace
 
 int showLog(const Arguments& arguments) {
@@ -89,12 +108,15 @@ int showLog(const Arguments& arguments) {
   std::signal(SIGPIPE, SIG_IGN);
   if (options->listArchives) return listArchives(*path);
 
-  auto log = OpenLog::open(options->archive ? archiveOf(*path, *options->archive) : *path);
-  if (!log && !options->follow) return fail(log.error().description);
-  if (log) {
-    log->skipToTail(options->lines);
-    if (const int error = log->show()) return statusAfterOutput(error);
-  }
+  if (options->archive) return showArchive(archiveOf(*path, *options->archive), options->lines);
+  auto log = OpenLog::open(*path);
+  std::vector<OpenLog> archives;
+  const unsigned missing = log ? log->skipToTail(options->lines) : options->lines;
+  if (missing > 0) archives = newestArchives(*path, missing);
+  if (!log && archives.empty() && !options->follow) return fail(log.error().description);
+  for (OpenLog& archive : archives | std::views::reverse)
+    if (const int error = archive.show()) return statusAfterOutput(error);
+  if (const int error = log ? log->show() : 0) return statusAfterOutput(error);
   if (!options->follow) return 0;
   return statusAfterOutput(follow(*path, log ? std::optional(std::move(*log)) : std::nullopt));
 }

@@ -1,7 +1,7 @@
 #include "apps/inspector/commands/LogOptions.h"
 
 #include "apps/common/OptionReader.h"
-#include "apps/inspector/text/TextFile.h"
+#include "apps/inspector/model/TextFile.h"
 #include "corvane/infra/Logger.h"
 
 namespace corvane::inspector {

@@ -36,10 +36,10 @@ off_t OpenLog::size() const {
   return lseek(m_file.get(), 0, SEEK_END);
 }
 
-void OpenLog::skipToTail(unsigned lines) {
+unsigned OpenLog::skipToTail(unsigned lines) {
   Block block;
   m_shown = size();
-  if (lines == 0) return;
+  if (lines == 0 || m_shown == 0) return lines;
   // The line feed at the very end begins no line.
   off_t end = m_shown - 1;
   while (end > 0) {
@@ -48,11 +48,12 @@ void OpenLog::skipToTail(unsigned lines) {
     for (std::size_t i = text.size(); i-- > 0;) {
       if (text[i] != '\n' || --lines > 0) continue;
       m_shown = begin + static_cast<off_t>(i) + 1;
-      return;
+      return 0;
     }
     end = begin;
   }
   m_shown = 0;
+  return lines - 1;
 }
 
 int OpenLog::show() {

@@ -13,8 +13,8 @@ class OpenLog {
  public:
   static Result<OpenLog> open(const std::string& path);
 
-  /// Passes over all but the last so many lines.
-  void skipToTail(unsigned lines);
+  /// Passes over all but the last so many lines; how many the file has less.
+  unsigned skipToTail(unsigned lines);
 
   /// Shows what has not been shown; from the beginning if the file has become shorter. The code of the output's
   /// failure.

@@ -16,11 +16,13 @@
 
 #include "apps/common/OptionReader.h"
 #include "apps/common/Output.h"
+#include "apps/inspector/commands/Picture.h"
 #include "apps/inspector/model/Order.h"
-#include "apps/inspector/model/ProcessTree.h"
+#include "apps/inspector/model/ProcessSample.h"
+#include "apps/inspector/svg/ProcessTree.h"
 #include "apps/inspector/text/ProcessColumn.h"
 #include "apps/inspector/text/ProcessReport.h"
-#include "apps/inspector/text/TextFile.h"
+#include "corvane/core/Text.h"
 
 namespace corvane::inspector {
 
@@ -106,9 +108,7 @@ std::optional<std::size_t> terminalWidth() {
 }
 
 int draw(const std::vector<ProcessRow>& rows, const Options& options) {
-  const auto root = processTree(rows, options.hide.value_or(SvgTree::HIDE));
-  const auto written = writeText(options.file, SvgTree::svg(*root, "Processes"));
-  return written ? 0 : fail(written.error().description);
+  return writePicture(options.file, SvgTree::svg(*processTree(rows, options.hide), "Processes"));
 }
 
 }  // namespace

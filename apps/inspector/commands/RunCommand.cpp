@@ -18,8 +18,9 @@
 
 #include "apps/common/OptionReader.h"
 #include "apps/common/Output.h"
+#include "apps/inspector/model/TextFile.h"
 #include "apps/inspector/text/Format.h"
-#include "apps/inspector/text/TextFile.h"
+#include "apps/inspector/text/SignalName.h"
 #include "corvane/system/Task.h"
 
 namespace corvane::inspector {
@@ -53,11 +54,6 @@ std::optional<std::string> pathOf(const std::string& command) {
   return found;
 }
 
-std::string signalName(int number) {
-  const char* const name = sigabbrev_np(number);
-  return name ? std::string("SIG") + name : "signal " + std::to_string(number);
-}
-
 // The most memory that this process has had, in bytes.
 std::uint64_t ownPeak() {
   static constexpr std::string_view KEY = "VmHWM:";
@@ -84,7 +80,7 @@ class Signals {
     while (task.isRunning()) {
       siginfo_t info{};
       const int number = sigwaitinfo(&m_set, &info);
-      if (number > 0 && number != SIGCHLD && info.si_code != SI_KERNEL) task.signal(number);
+      if (number > 0 && number != SIGCHLD && (info.si_code == SI_USER || info.si_code == SI_QUEUE)) task.signal(number);
     }
   }
 
@@ -117,11 +113,10 @@ std::string lineOf(const std::string& command, const Outcome& outcome) {
 }
 
 std::string objectOf(const std::vector<std::string>& command, const Outcome& outcome) {
-  std::string texts;
-  for (const std::string& text : command) texts.append(texts.empty() ? "" : ",").append(jsonString(text));
   const bool known = outcome.peak() > outcome.floor;
-  return R"({"command":[)" + texts + R"(],"status":)" + (outcome.killed ? "null" : std::to_string(outcome.status)) +
-         R"(,"signal":)" + (outcome.killed ? jsonString(signalName(outcome.status)) : "null") + R"(,"wall_seconds":)" +
+  return R"({"command":)" + jsonArray(command, jsonString) + R"(,"status":)" +
+         (outcome.killed ? "null" : std::to_string(outcome.status)) + R"(,"signal":)" +
+         (outcome.killed ? jsonString(signalName(outcome.status)) : "null") + R"(,"wall_seconds":)" +
          jsonNumber(outcome.wall.count(), 6) + R"(,"user_seconds":)" + jsonNumber(seconds(outcome.usage.ru_utime), 6) +
          R"(,"system_seconds":)" + jsonNumber(seconds(outcome.usage.ru_stime), 6) + R"(,"peak_memory_bytes":)" +
          std::to_string(known ? outcome.peak() : outcome.floor) + R"(,"peak_memory_is_bound":)" +
@@ -131,16 +126,18 @@ std::string objectOf(const std::vector<std::string>& command, const Outcome& out
 }  // namespace
 
 int runCommand(const Arguments& arguments) {
-  const auto separator = std::ranges::find(arguments, "--");
-  const Arguments own(arguments.begin(), separator);
+  // The command begins behind "--", or with the first argument that is not an option.
+  auto begin = std::ranges::find_if(arguments, [](std::string_view a) { return !a.starts_with("-") || a == "--"; });
+  const Arguments own(arguments.begin(), begin);
+  if (begin != arguments.end() && *begin == "--") ++begin;
   bool json = false;
   for (OptionReader option(own); option.next();) {
     if (option.name() != "--json") return failUsage(option.unknown().value());
     if (const auto none = option.noValue(); !none) return failUsage(none.error());
     json = true;
   }
-  if (arguments.end() - separator < 2) return failUsage("run: expects -- COMMAND");
-  const std::vector<std::string> command(separator + 1, arguments.end());
+  if (begin == arguments.end()) return failUsage("run: the command is missing");
+  const std::vector<std::string> command(begin, arguments.end());
   const auto failed = [&](const std::string& reason, int status) {
     return fail(printable(command.front() + ": " + reason, Glyphs::ofLocale()), status);
   };
@@ -153,7 +150,7 @@ int runCommand(const Arguments& arguments) {
                     .arguments = {command.begin() + 1, command.end()},
                     .sharesGroup = true,
                     .terminationHandler = [thread = pthread_self()](Task&) { pthread_kill(thread, SIGCHLD); }});
-  const auto begin = std::chrono::steady_clock::now();
+  const auto started = std::chrono::steady_clock::now();
   if (const auto launched = task->launch(); !launched) {
     const Error& error = launched.error();
     if (error.code == ENOENT && isFile(*path)) return failed("its interpreter is missing", NOT_STARTED);
@@ -162,7 +159,7 @@ int runCommand(const Arguments& arguments) {
   // The child is started in this process's memory, and its peak begins with the peak of that.
   const std::uint64_t floor = ownPeak();
   signals.forwardTo(*task);
-  const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - begin;
+  const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - started;
   const bool killed = task->terminationReason() == Task::TerminationReason::UNCAUGHT_SIGNAL;
   const Outcome outcome{task->terminationStatus().value_or(-1), killed, wall, task->resourceUsage(), floor};
   std::fprintf(stderr, "%s\n", (json ? objectOf(command, outcome) : lineOf(command.front(), outcome)).c_str());

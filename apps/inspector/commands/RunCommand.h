@@ -5,13 +5,14 @@
 namespace corvane::inspector {
 
 inline constexpr std::string_view RUN_HELP =
-    "  -- COMMAND...  the command, looked up as the shell does, with its arguments; its streams are the program's "
-    "own.\n"
-    "                 At the end a line on standard error tells its status, times and peak memory; the exit status is\n"
-    "                 the command's, 128 and more for a signal, 127 if it is not found, 126 if it cannot be started\n"
-    "  --json         tell that as a JSON object\n";
+    "  COMMAND  looked up as the shell does; it gets the ARGUMENTs and the program's own streams\n"
+    "  --json   report as a JSON object\n"
+    "\n"
+    "At the end a line on standard error reports the command's status, times and peak memory.\n"
+    "The exit status is the command's, 128 and more for a signal, 127 if it is not found, 126\n"
+    "if it cannot be started.\n";
 
-/// The command that runs another program and tells what that took.
+/// The command that runs another program and reports what that took.
 int runCommand(const Arguments& arguments);
 
 }  // namespace corvane::inspector

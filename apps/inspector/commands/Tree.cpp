@@ -10,9 +10,10 @@
 
 #include "apps/common/OptionReader.h"
 #include "apps/common/Output.h"
+#include "apps/inspector/commands/Picture.h"
 #include "apps/inspector/svg/SvgTree.h"
-#include "apps/inspector/text/TextFile.h"
 #include "corvane/core/Files.h"
+#include "corvane/core/Text.h"
 
 namespace corvane::inspector {
 
@@ -110,8 +111,7 @@ int tree(const Arguments& arguments) {
   root->sortChildNodes(goesBefore);
   SvgTree::hideLarge(*root, options->hide);
   root->calculateNodePositions();
-  const auto written = writeText(options->file, SvgTree::svg(*root, options->path));
-  return written ? 0 : fail(written.error().description);
+  return writePicture(options->file, SvgTree::svg(*root, options->path));
 }
 
 }  // namespace corvane::inspector

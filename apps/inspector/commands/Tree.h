@@ -6,9 +6,9 @@ namespace corvane::inspector {
 
 inline constexpr std::string_view TREE_HELP =
     "  PATH           the folder; symbolic links in it are not followed\n"
-    "  --svg FILE     write the picture to FILE\n"
-    "  --depth N      go down N levels (3 unless told otherwise)\n"
-    "  --hide N       show no entries of folders with more than N shown below them (50 unless told otherwise)\n";
+    "  --svg FILE     write the picture to FILE, - being standard output\n"
+    "  --depth N      go down N levels (3 unless given)\n"
+    "  --hide N       show no entries of folders with more than N shown below them (50 unless given)\n";
 
 /// The command that draws a folder with SvgTree.
 int tree(const Arguments& arguments);

@@ -1,33 +1,27 @@
 #include "apps/inspector/live/BroadcasterPage.h"
 
 #include <algorithm>
-#include <filesystem>
+#include <array>
 #include <utility>
 
-#include "apps/inspector/model/SortedTable.h"
 #include "apps/inspector/text/Format.h"
+#include "apps/inspector/text/Table.h"
 #include "corvane/infra/Logger.h"
 
 namespace corvane::inspector {
 
 namespace {
 
-constexpr std::size_t TABLE_COLUMNS = 80;  // it gets no wider: numbers far from their names are hard to read
-constexpr std::size_t KEY_COLUMNS = 13;
+constexpr std::array TABLE = {
+    TableColumn{0, "Key", false, 13, 0},        TableColumn{0, "Listener", false, 0, 48},
+    TableColumn{0, "Count", true, 8, 30},       TableColumn{0, "Total us", true, 11, 60},
+    TableColumn{0, "Average us", true, 12, 40},
+};
 
-// A row of the table; screens too narrow for all cells go without the less needed ones.
-std::string row(const std::string& key, const std::string& listener, const std::string& count, const std::string& total,
-                const std::string& average, std::size_t columns) {
-  const std::size_t width = std::min(columns, TABLE_COLUMNS);
-  std::string numbers;
-  if (width >= 30) numbers += alignedRight(count, 8);
-  if (width >= 60) numbers += alignedRight(total, 11);
-  if (width >= 40) numbers += alignedRight(average, 12);
-  const std::size_t names = width - std::min(width, numbers.size());
-  std::string text = alignedLeft(clipped(key, std::min(names, KEY_COLUMNS)), std::min(names, KEY_COLUMNS));
-  if (width >= 48) text += "  " + clipped(listener, names - KEY_COLUMNS - 2);
-  return alignedLeft(text, names) + numbers;
-}
+constexpr std::array HINTS = {Hint{"q", "quit"}, Hint{"h", "help"}, Hint{"b", "back"}, Hint{"up down", "scroll"}};
+
+constexpr std::array HELP = {Hint{"b esc", "back to the overview"},
+                             Hint{"up down", "scroll, also by page up and down, home and end"}};
 
 // The class alone: the namespaces are the program's own.
 std::string shortName(const std::string& type) {
@@ -35,49 +29,48 @@ std::string shortName(const std::string& type) {
   return colons == type.npos ? type : type.substr(colons + 2);
 }
 
-}  // namespace
-
-LogFigures LogFigures::of(const std::string& path) {
-  LogFigures figures{path, std::nullopt, 0, 0};
-  if (path.empty()) return figures;
-  std::error_code error;
-  if (const auto size = std::filesystem::file_size(path, error); !error) figures.size = size;
-  for (std::int64_t number = 0; number <= Logger::MAX_LOGS; ++number)
-    if (std::filesystem::exists(path + "." + std::to_string(number), error)) ++figures.archives;
-  figures.lines = Logger::instance()->lines();
-  return figures;
+Line row(const broadcaster_stats& listener, std::size_t columns, const Glyphs& glyphs) {
+  const double average = static_cast<double>(listener.elapsed) / static_cast<double>(listener.count);
+  const std::array<std::string, TABLE.size()> cells = {
+      printable(listener.key, glyphs), printable(shortName(listener.listener), glyphs), std::to_string(listener.count),
+      std::to_string(listener.elapsed), listener.count > 0 ? decimal(average, 1) : "-"};
+  return {{rowText(TABLE, columns,
+                   [&](std::size_t column, std::size_t width) { return clipped(cells.at(column), width); })}};
 }
 
-Frame broadcasterPage(const std::vector<broadcaster_stats>& listeners, const LogFigures& log, std::size_t columns,
-                      const Glyphs& glyphs) {
-  const std::string micro = std::string(glyphs.micro) + "s";
-  Frame frame = {titleLine("Broadcaster", std::min(columns, TABLE_COLUMNS), glyphs),
-                 {{row("Key", "Listener", "Count", "Total " + micro, "Average " + micro, columns), Style::HEADING}}};
-  for (const broadcaster_stats& listener : listeners) {
-    const std::string average =
-        listener.count > 0 ? decimal(static_cast<double>(listener.elapsed) / static_cast<double>(listener.count), 1)
-                           : "-";
-    frame.push_back({{row(printable(listener.key, glyphs), printable(shortName(listener.listener), glyphs),
-                          std::to_string(listener.count), std::to_string(listener.elapsed), average, columns)}});
-  }
+}  // namespace
 
+Frame broadcasterLines(const std::vector<broadcaster_stats>& listeners, const LogFigures& log, std::size_t columns,
+                       const Glyphs& glyphs) {
+  Frame frame = {headingLine(TABLE, TABLE.size(), false, columns, glyphs)};
+  for (const broadcaster_stats& listener : listeners) frame.push_back(row(listener, columns, glyphs));
   frame.emplace_back();
-  frame.push_back(titleLine("Log", std::min(columns, TABLE_COLUMNS), glyphs));
-  const auto entry = [&frame](const std::string& name, const std::string& value) {
-    frame.push_back({{alignedLeft(name, 10), Style::HEADING}, {value}});
-  };
+  frame.push_back(titleLine("Log", columns, glyphs));
   if (log.path.empty()) {
     frame.push_back({{"This program keeps no log."}});
     return frame;
   }
-  std::string name = "Path";
-  for (const std::string& piece : wrapped(printable(log.path, glyphs), std::max<std::size_t>(columns, 20) - 10))
-    entry(std::exchange(name, ""), piece);
+  const auto entry = [&](std::string name, const std::string& value) {
+    for (const std::string& piece : wrapped(value, std::max<std::size_t>(columns, 20) - 10))
+      frame.push_back({{alignedLeft(std::exchange(name, ""), 10), Style::HEADING}, {piece}});
+  };
+  entry("Path", printable(log.path, glyphs));
   entry("Size", log.size ? std::to_string(*log.size) + " bytes; archived above " + std::to_string(Logger::MAX_LOG_SIZE)
                          : "there is no such file now");
   entry("Archives", std::to_string(log.archives) + " of " + std::to_string(Logger::MAX_LOGS + 1));
   entry("Lines", std::to_string(log.lines) + " by this process");
   return frame;
+}
+
+BroadcasterPage::BroadcasterPage(const Source& source, const Glyphs& glyphs)
+    : Page("Broadcaster", HINTS, HELP), m_source(source), m_glyphs(glyphs) {}
+
+Line BroadcasterPage::title(std::size_t columns) const {
+  return titleLine(std::string(name()) + m_scroll.range(), columns, m_glyphs);
+}
+
+Frame BroadcasterPage::draw(std::size_t rows, std::size_t columns) {
+  return m_scroll.cut(broadcasterLines(m_source.listeners(), m_source.log(), columns, m_glyphs), rows);
 }
 
 }  // namespace corvane::inspector

@@ -1,30 +1,30 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
-
-#include "apps/inspector/terminal/Frame.h"
-#include "apps/inspector/terminal/Glyphs.h"
-#include "corvane/infra/Broadcaster.h"
+#include "apps/inspector/live/Page.h"
+#include "apps/inspector/live/Scroll.h"
+#include "apps/inspector/model/Source.h"
+#include "apps/inspector/text/Glyphs.h"
 
 namespace corvane::inspector {
 
-/// What the program's log holds.
-struct LogFigures {
-  std::string path;                   ///< empty if the program keeps no log
-  std::optional<std::uint64_t> size;  ///< bytes; none if there is no such file now
-  std::int64_t archives = 0;
-  std::int64_t lines = 0;  ///< that this process has written
+/// The page about the broadcaster, listener by listener, and what the log holds.
+class BroadcasterPage : public Page {
+ public:
+  BroadcasterPage(const Source& source, const Glyphs& glyphs);
 
-  /// The figures of the shared logger, whose file is at `path`.
-  static LogFigures of(const std::string& path);
+  void open() override { m_scroll.reset(); }
+  bool press(int pressed) override { return m_scroll.press(pressed); }
+  Line title(std::size_t columns) const override;
+  Frame draw(std::size_t rows, std::size_t columns) override;
+
+ private:
+  const Source& m_source;
+  const Glyphs& m_glyphs;
+  Scroll m_scroll{Scroll::Start::BEGINNING};
 };
 
-/// The page about the broadcaster, listener by listener, and the log.
-Frame broadcasterPage(const std::vector<broadcaster_stats>& listeners, const LogFigures& log, std::size_t columns,
-                      const Glyphs& glyphs);
+/// What it shows of these figures.
+Frame broadcasterLines(const std::vector<broadcaster_stats>& listeners, const LogFigures& log, std::size_t columns,
+                       const Glyphs& glyphs);
 
 }  // namespace corvane::inspector

@@ -2,27 +2,28 @@
 
 #include <cstddef>
 #include <functional>
-#include <optional>
-#include <string>
 
+#include "apps/inspector/live/BroadcasterPage.h"
+#include "apps/inspector/live/HelpPage.h"
+#include "apps/inspector/live/LogPage.h"
+#include "apps/inspector/live/OverviewPage.h"
 #include "apps/inspector/live/ProcessPage.h"
 #include "apps/inspector/live/ViewSettings.h"
-#include "apps/inspector/model/Monitor.h"
-#include "apps/inspector/model/ProcessFeed.h"
-#include "apps/inspector/terminal/Frame.h"
-#include "apps/inspector/terminal/Glyphs.h"
-#include "apps/inspector/text/TaskTable.h"
+#include "apps/inspector/model/Source.h"
+#include "apps/inspector/text/Frame.h"
+#include "apps/inspector/text/Glyphs.h"
 
 namespace corvane::inspector {
 
-/// The live view: what it shows at any size of screen, and what the keys do. Knows no terminal.
+/// The live view: its pages, of which one is shown, and the keys that mean the same on all of them. Knows no terminal.
 class LiveView {
  public:
   /// What a key asks of the terminal.
   enum class Request { NONE, QUIT, SUSPEND, REDRAW };
 
   /// `changed` is called when there is something new to see before the next second.
-  LiveView(Monitor& monitor, const Glyphs& glyphs, std::function<void()> changed = {});
+  LiveView(
+      Source& source, const Glyphs& glyphs, std::function<void()> changed = [] {});
 
   Request press(int pressed);
 
@@ -31,31 +32,18 @@ class LiveView {
   void apply(const ViewSettings& settings);
 
   /// The view as it is now.
-  Frame compose(std::size_t rows, std::size_t columns);
+  Frame draw(std::size_t rows, std::size_t columns) { return compose(*m_shown, rows, columns); }
 
  private:
-  enum class Page { OVERVIEW, PROCESSES, BROADCASTER, LOG, HELP };
+  void show(Page& page);
 
-  void show(Page page);
-  void showProcesses();
-  Frame overview(std::size_t rows, std::size_t columns) const;
-  Frame log(std::size_t rows, std::size_t columns) const;
-  Frame help(std::size_t columns) const;
-
-  Line title(std::size_t columns) const;
-  Line reading(std::size_t index, std::size_t columns) const;
-  Line tableRow(const TaskRow& row, std::size_t columns) const;
-  std::vector<std::size_t> readingsShown() const;
-
-  Monitor& m_monitor;
-  const Glyphs& m_glyphs;
-  const std::string m_host;
-  TaskTable m_table;
+  Source& m_source;
+  OverviewPage m_overview;
   ProcessPage m_processes;
-  Page m_page = Page::OVERVIEW;
-  std::string m_logPath;  // empty if the program keeps no log
-  const std::function<void()> m_changed;
-  std::optional<ProcessFeed> m_feed;  // while the processes are shown
+  BroadcasterPage m_broadcaster;
+  LogPage m_log;
+  HelpPage m_help;
+  Page* m_shown = &m_overview;
 };
 
 }  // namespace corvane::inspector

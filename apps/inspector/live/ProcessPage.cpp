@@ -6,11 +6,10 @@
 #include <array>
 #include <utility>
 
-#include "apps/inspector/live/Hints.h"
-#include "apps/inspector/model/ProcessSignal.h"
-#include "apps/inspector/model/SortedTable.h"
-#include "apps/inspector/terminal/Screen.h"
+#include "apps/inspector/terminal/Keys.h"
 #include "apps/inspector/text/Format.h"
+#include "apps/inspector/text/ProcessColumn.h"
+#include "apps/inspector/text/Table.h"
 
 namespace corvane::inspector {
 
@@ -25,19 +24,20 @@ struct PageColumn {
 };
 
 constexpr std::array PAGE_COLUMNS = {
-    PageColumn{ProcessColumn::PID, 'i', 7, 12},     PageColumn{ProcessColumn::PARENT, 'a', 9, 61},
-    PageColumn{ProcessColumn::USER, 'u', 10, 47},   PageColumn{ProcessColumn::STATE, 's', 5, 52},
-    PageColumn{ProcessColumn::KIND, 'd', 8, 75},    PageColumn{ProcessColumn::PROCESSOR, 'c', 8, 27},
-    PageColumn{ProcessColumn::MEMORY, 'm', 10, 37}, PageColumn{ProcessColumn::THREADS, 't', 6, 67},
-    PageColumn{ProcessColumn::TIME, 'e', 10, 90},   PageColumn{ProcessColumn::NAME, 'n', 0, 0},
+    PageColumn{ProcessColumn::PID, 'i', 7, 12},      PageColumn{ProcessColumn::PARENT, 'a', 9, 61},
+    PageColumn{ProcessColumn::USER, 'u', 10, 47},    PageColumn{ProcessColumn::STATE, 's', 5, 52},
+    PageColumn{ProcessColumn::KIND, 'd', 8, 75},     PageColumn{ProcessColumn::PROCESSOR, 'c', 8, 27},
+    PageColumn{ProcessColumn::MEMORY, 'm', 10, 37},  PageColumn{ProcessColumn::THREADS, 't', 6, 67},
+    PageColumn{ProcessColumn::TIME, 'e', 10, 90},    PageColumn{ProcessColumn::NAME, 'n', 18, 0},
+    PageColumn{ProcessColumn::COMMAND, 'o', 0, 105},
 };
 
-const std::array<SortedColumn, PAGE_COLUMNS.size()>& table() {
+const std::array<TableColumn, PAGE_COLUMNS.size()>& table() {
   static const auto TABLE = [] {
-    std::array<SortedColumn, PAGE_COLUMNS.size()> columns{};
+    std::array<TableColumn, PAGE_COLUMNS.size()> columns{};
     std::ranges::transform(PAGE_COLUMNS, columns.begin(), [](const PageColumn& column) {
       const ProcessColumnStyle& style = styleOf(column.column);
-      return SortedColumn{column.key, style.title, style.isNumber, column.width, column.fromColumns};
+      return TableColumn{column.key, style.title, style.isNumber, column.width, column.fromColumns};
     });
     return columns;
   }();
@@ -55,8 +55,16 @@ constexpr std::array SIGNALS = {
     Signal{{"q", "QUIT"}, SIGQUIT}, Signal{{"1", "USR1"}, SIGUSR1}, Signal{{"2", "USR2"}, SIGUSR2},
 };
 
-constexpr std::array KEYS = {Hint{"q", "quit"},   Hint{"h", "help"},          Hint{"p", "back"},
-                             Hint{"/", "filter"}, Hint{"k", "send a signal"}, Hint{"underlined letters", "sort"}};
+constexpr std::array HINTS = {Hint{"q", "quit"},   Hint{"h", "help"},          Hint{"p", "back"},
+                              Hint{"/", "filter"}, Hint{"k", "send a signal"}, Hint{"underlined letters", "sort"}};
+
+constexpr std::array HELP = {
+    Hint{"p esc", "back to the overview"},
+    Hint{"up down", "select a process, also by page up and down, home and end"},
+    Hint{"letters", "sort by the column in whose title they are underlined; a second press turns the order round"},
+    Hint{"/", "filter by a part of the name, command or user, or by number; return keeps it, esc clears it"},
+    Hint{"k", "send a signal to the selected process, after two questions"},
+};
 
 constexpr char ENDED = 'Z';
 constexpr char STOPPED = 'T';
@@ -73,6 +81,16 @@ bool isPrintable(int pressed) {
 
 }  // namespace
 
+ProcessPage::ProcessPage(Source& source, const Glyphs& glyphs, std::function<void()> changed)
+    : Page("Processes", HINTS, HELP), m_source(source), m_glyphs(glyphs), m_changed(std::move(changed)) {}
+
+void ProcessPage::open() {
+  m_feed = m_source.followProcesses([this](Result<std::vector<ProcessRow>> rows) {
+    take(std::move(rows));
+    m_changed();
+  });
+}
+
 void ProcessPage::take(Result<std::vector<ProcessRow>> rows) {
   m_failure = rows ? std::string() : rows.error().description;
   m_rows = rows ? std::move(*rows) : std::vector<ProcessRow>();
@@ -83,7 +101,8 @@ void ProcessPage::take(Result<std::vector<ProcessRow>> rows) {
   if (std::ranges::none_of(m_rows, isAlive)) m_message = nameOf(*before) + " has ended.";
 }
 
-void ProcessPage::leave() {
+void ProcessPage::close() {
+  m_feed.reset();
   m_rows.clear();
   m_failure.clear();
   m_selected.reset();
@@ -186,7 +205,7 @@ void ProcessPage::confirm(int pressed) {
 
 void ProcessPage::send() {
   const std::string name(SIGNALS.at(m_signal).hint.text);
-  const auto sent = sendSignal(m_target->pid, m_target->started, SIGNALS.at(m_signal).number);
+  const auto sent = m_source.signal(m_target->pid, m_target->started, SIGNALS.at(m_signal).number);
   m_message = (sent ? "Sent SIG" : "Could not send SIG") + name + " to " + nameOf(*m_target);
   m_message += sent ? "." : ": " + sent.error().description + ".";
 }
@@ -229,13 +248,12 @@ std::string ProcessPage::nameOf(const ProcessRow& row) const {
   return std::to_string(row.pid) + " " + printable(row.name, m_glyphs);
 }
 
-std::string ProcessPage::title() const {
-  std::string text = "Processes";
-  if (m_rows.empty()) return text;
-  text += ", " + std::to_string(m_shown.size());
-  if (!m_filter.empty())
+Line ProcessPage::title(std::size_t columns) const {
+  std::string text(name());
+  if (!m_rows.empty()) text += ", " + std::to_string(m_shown.size());
+  if (!m_rows.empty() && !m_filter.empty())
     text += " of " + std::to_string(m_rows.size()) + " with \"" + printable(m_filter, m_glyphs) + "\"";
-  return text;
+  return titleLine(text, columns, m_glyphs);
 }
 
 Line ProcessPage::row(const ProcessRow& row, std::size_t columns) const {
@@ -247,11 +265,10 @@ Line ProcessPage::row(const ProcessRow& row, std::size_t columns) const {
   return {{std::move(text), waits ? Style::PAUSED : row.kind == ProcessKind::KERNEL ? Style::DIM : Style::PLAIN}};
 }
 
-std::vector<Line> ProcessPage::footer(bool withHints, std::size_t columns) const {
+Frame ProcessPage::prompt(std::size_t columns) const {
   switch (m_mode) {
     case Mode::BROWSE:
-      if (!m_message.empty()) return {{{m_message, Style::HEADING}}};
-      return withHints ? std::vector<Line>{hintLine(KEYS, columns)} : std::vector<Line>();
+      return m_message.empty() ? Frame() : Frame{{{m_message, Style::HEADING}}};
     case Mode::FILTER: {
       // Its end is seen.
       const std::string text = printable(m_filter, m_glyphs);
@@ -276,28 +293,20 @@ std::vector<Line> ProcessPage::footer(bool withHints, std::size_t columns) const
   return {};
 }
 
-Frame ProcessPage::compose(std::size_t rows, std::size_t columns) {
-  std::vector<Line> below = footer(rows >= 6, columns);
-  if (below.size() > rows) below.erase(below.begin(), below.end() - static_cast<std::ptrdiff_t>(rows));
-  const std::size_t above = rows >= 8 ? 2 : rows >= 4 ? 1 : 0;
-  const std::size_t height = rows - below.size() - std::min(above, rows - below.size());
-
+Frame ProcessPage::draw(std::size_t rows, std::size_t columns) {
   Frame frame;
-  if (above > 1) frame.push_back(titleLine(title(), columns, m_glyphs));
-  if (above > 0) {
+  if (rows > 2) {
     const auto sorted = std::ranges::find(PAGE_COLUMNS, m_column, &PageColumn::column) - PAGE_COLUMNS.begin();
     frame.push_back(headingLine(table(), static_cast<std::size_t>(sorted), m_descending, columns, m_glyphs));
   }
-  if (!m_failure.empty() && height > 0) frame.push_back({{printable(m_failure, m_glyphs)}});
-
-  const auto count = static_cast<std::ptrdiff_t>(m_shown.size());
+  const std::size_t height = rows - frame.size();
+  if (!m_failure.empty()) frame.push_back({{printable(m_failure, m_glyphs)}});
+  const auto count = std::ssize(m_shown);
   m_height = std::max<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(height), 1);
   if (m_selected) m_first = std::clamp(m_first, m_place - m_height + 1, m_place);
   m_first = std::clamp<std::ptrdiff_t>(m_first, 0, std::max<std::ptrdiff_t>(count - m_height, 0));
   for (std::ptrdiff_t i = m_first; i < std::min(count, m_first + static_cast<std::ptrdiff_t>(height)); ++i)
     frame.push_back(row(*m_shown[static_cast<std::size_t>(i)], columns));
-  frame.resize(rows - below.size());
-  std::ranges::move(below, std::back_inserter(frame));
   return frame;
 }
 

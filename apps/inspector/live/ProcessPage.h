@@ -1,40 +1,42 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "apps/inspector/model/ProcessSample.h"
-#include "apps/inspector/terminal/Frame.h"
-#include "apps/inspector/terminal/Glyphs.h"
-#include "apps/inspector/text/ProcessColumn.h"
+#include "apps/inspector/live/Page.h"
+#include "apps/inspector/model/ProcessOrder.h"
+#include "apps/inspector/model/Source.h"
+#include "apps/inspector/text/Glyphs.h"
 #include "corvane/platform/Result.h"
 
 namespace corvane::inspector {
 
 /// The page of all processes: their order, the filter, the one that the user stands on, and the questions before a
-/// signal is sent. It takes rows and keys and gives frames; the only thing that it does by itself is to send signals.
-class ProcessPage {
+/// signal is sent. It looks at the processes only while it is shown.
+class ProcessPage : public Page {
  public:
-  explicit ProcessPage(const Glyphs& glyphs) : m_glyphs(glyphs) {}
-
-  /// Takes a new sample, or why there is none. The selection stays with its process; if that one has ended or the
-  /// filter hides it nothing is selected, so that no key meets another one.
-  void take(Result<std::vector<ProcessRow>> rows);
-
-  /// Forgets all but the order and the filter.
-  void leave();
-
-  /// False if the key means nothing here.
-  bool press(int pressed);
-
-  Frame compose(std::size_t rows, std::size_t columns);
+  /// `changed` is called when there are new rows.
+  ProcessPage(Source& source, const Glyphs& glyphs, std::function<void()> changed);
 
   ProcessColumn column() const { return m_column; }
   bool descending() const { return m_descending; }
   void sortBy(ProcessColumn column, bool descending);
+
+  /// Takes new rows, or why there are none. The selection stays with its process; if that one has ended or the filter
+  /// hides it nothing is selected, so that no key meets another one.
+  void take(Result<std::vector<ProcessRow>> rows);
+
+  void open() override;
+  /// Forgets all but the order and the filter.
+  void close() override;
+  bool press(int pressed) override;
+  Line title(std::size_t columns) const override;
+  Frame draw(std::size_t rows, std::size_t columns) override;
+  Frame prompt(std::size_t columns) const override;
 
  private:
   // What the keys mean.
@@ -48,11 +50,12 @@ class ProcessPage {
   void select(std::ptrdiff_t index);
   void arrange();
   std::string nameOf(const ProcessRow& row) const;
-  std::string title() const;
   Line row(const ProcessRow& row, std::size_t columns) const;
-  std::vector<Line> footer(bool withHints, std::size_t columns) const;
 
+  Source& m_source;
   const Glyphs& m_glyphs;
+  const std::function<void()> m_changed;
+  std::shared_ptr<void> m_feed;            // while the page is shown
   std::vector<ProcessRow> m_rows;          // sorted
   std::vector<const ProcessRow*> m_shown;  // those of them that the filter lets through
   std::string m_failure;                   // why there are no rows
@@ -65,7 +68,7 @@ class ProcessPage {
   std::ptrdiff_t m_height = 1;           // rows on the screen
   Mode m_mode = Mode::BROWSE;
   std::size_t m_signal = 0;            // which one is to be confirmed
-  std::optional<ProcessRow> m_target;  // whom the questions are about
+  std::optional<ProcessRow> m_target;  // the one that the questions are about
   std::string m_message;               // until the next key
 };
 

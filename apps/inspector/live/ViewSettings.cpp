@@ -1,12 +1,11 @@
 #include "apps/inspector/live/ViewSettings.h"
 
 #include <algorithm>
-#include <array>
-#include <csignal>
 #include <optional>
 
-#include "apps/common/Output.h"
-#include "apps/inspector/text/TextFile.h"
+#include "apps/inspector/model/Source.h"
+#include "apps/inspector/text/ProcessColumn.h"
+#include "corvane/core/Text.h"
 #include "corvane/infra/settings/DefaultSettings.h"
 
 namespace corvane::inspector {
@@ -16,7 +15,7 @@ namespace {
 // The columns' words, in their order.
 constexpr std::array<std::string_view, 5> COLUMNS = {"name", "count", "total", "interval", "duration"};
 
-std::string_view wordOf(Column column) {
+std::string_view wordOf(RepeaterColumn column) {
   return COLUMNS.at(static_cast<std::size_t>(column));
 }
 
@@ -24,10 +23,10 @@ std::string_view wordOf(ProcessColumn column) {
   return styleOf(column).word;
 }
 
-// Each takes a setting from its text; false if that makes no sense.
 bool readAverage(std::string_view text, ViewSettings& settings) {
   const auto seconds = numberIn<int>(text);
-  if (!seconds || *seconds < Tasks::MIN_TIME_CONSTANT || *seconds > Tasks::MAX_TIME_CONSTANT) return false;
+  if (!seconds || *seconds < RepeaterSource::MIN_TIME_CONSTANT || *seconds > RepeaterSource::MAX_TIME_CONSTANT)
+    return false;
   settings.average = *seconds;
   return true;
 }
@@ -43,9 +42,8 @@ bool readRepeaters(std::string_view text, ViewSettings& settings) {
   return readOrder(text, COLUMNS.size(), settings.repeaters);
 }
 
-// Paths, the last of the columns, are not on the page.
 bool readProcesses(std::string_view text, ViewSettings& settings) {
-  return readOrder(text, static_cast<std::size_t>(ProcessColumn::PATH), settings.processes);
+  return readOrder(text, PROCESS_COLUMNS.size(), settings.processes);
 }
 
 template <class AnyColumn>
@@ -53,70 +51,30 @@ Value word(const Order<AnyColumn>& order) {
   return Value(order.word([](AnyColumn column) { return wordOf(column); }));
 }
 
-struct Setting {
-  std::string_view key;
-  bool (*read)(std::string_view text, ViewSettings& settings);
-  Value (*value)(const ViewSettings& settings);
-  std::string_view expected;
-};
-
-constexpr std::array SETTINGS = {
-    Setting{ViewSettings::AVERAGE, readAverage, [](const ViewSettings& settings) { return Value(settings.average); },
-            "expects a whole number of seconds from 1 to 60"},
-    Setting{ViewSettings::SORT, readRepeaters, [](const ViewSettings& settings) { return word(settings.repeaters); },
-            "expects name, count, total, interval or duration, perhaps with - in front"},
-    Setting{ViewSettings::PROCESSES, readProcesses,
-            [](const ViewSettings& settings) { return word(settings.processes); },
-            "expects pid, parent, user, state, kind, cpu, memory, threads, time or name, perhaps with - in front"},
-};
-
-int show(const ViewSettings& settings, std::optional<std::string_view> key) {
-  std::string text;
-  for (const Setting& setting : SETTINGS) {
-    if (key && setting.key != *key) continue;
-    if (!key) text.append(setting.key).append(" = ");
-    const Value value = setting.value(settings);
-    text += (value.isString() ? *value.asString() : std::to_string(*value.asInteger())) + "\n";
-  }
-  std::signal(SIGPIPE, SIG_IGN);
-  return statusAfterOutput(writeOut(text));
-}
-
 }  // namespace
+
+const std::array<ViewSetting, 3> VIEW_SETTINGS = {{
+    {ViewSettings::AVERAGE, readAverage, [](const ViewSettings& settings) { return Value(settings.average); },
+     "expects a whole number of seconds from 1 to 60"},
+    {ViewSettings::SORT, readRepeaters, [](const ViewSettings& settings) { return word(settings.repeaters); },
+     "expects name, count, total, interval or duration, perhaps with - in front"},
+    {ViewSettings::PROCESSES, readProcesses, [](const ViewSettings& settings) { return word(settings.processes); },
+     "expects pid, parent, user, state, kind, cpu, memory, threads, time, name or command, perhaps with - in front"},
+}};
 
 ViewSettings ViewSettings::load() {
   ViewSettings settings;
-  for (const Setting& setting : SETTINGS)
+  for (const ViewSetting& setting : VIEW_SETTINGS)
     if (const auto text = UserDefaults::shared()->string(setting.key)) setting.read(*text, settings);
   return settings;
 }
 
 Result<void> ViewSettings::save(const ViewSettings& before) const {
   std::vector<UserDefaults::Change> changes;
-  for (const Setting& setting : SETTINGS)
+  for (const ViewSetting& setting : VIEW_SETTINGS)
     if (Value value = setting.value(*this); value != setting.value(before))
       changes.push_back({std::string(setting.key), std::move(value)});
   return changes.empty() ? Result<void>() : UserDefaults::shared()->apply(changes);
-}
-
-int settings(const Arguments& arguments) {
-  const auto outcome = [](const Result<void>& result) {
-    return result ? 0 : fail("settings: " + result.error().description);
-  };
-  if (arguments.empty()) return show(ViewSettings::load(), std::nullopt);
-  if (arguments.size() == 1 && arguments.front() == "--reset") {
-    std::vector<UserDefaults::Change> changes;
-    for (const Setting& setting : SETTINGS) changes.push_back({std::string(setting.key), std::nullopt});
-    return outcome(UserDefaults::shared()->apply(changes));
-  }
-  const auto setting = std::ranges::find(SETTINGS, arguments.front(), &Setting::key);
-  if (setting == SETTINGS.end()) return failUsage("settings: " + std::string(arguments.front()) + ": unknown setting");
-  if (arguments.size() > 2) return failUsage("settings: expects a key and a value");
-  if (arguments.size() == 1) return show(ViewSettings::load(), setting->key);
-  ViewSettings wanted;
-  if (!setting->read(arguments[1], wanted))
-    return failUsage("settings: " + std::string(setting->key) + ": " + std::string(setting->expected));
-  return outcome(UserDefaults::shared()->set(setting->key, setting->value(wanted)));
 }
 
 }  // namespace corvane::inspector

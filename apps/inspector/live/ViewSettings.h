@@ -1,12 +1,12 @@
 #pragma once
 
+#include <array>
 #include <string>
 #include <string_view>
 
-#include "apps/common/Command.h"
 #include "apps/inspector/model/Order.h"
-#include "apps/inspector/text/ProcessColumn.h"
-#include "apps/inspector/text/TaskTable.h"
+#include "apps/inspector/model/ProcessOrder.h"
+#include "apps/inspector/model/RepeaterTable.h"
 #include "corvane/infra/settings/UserDefaults.h"
 
 namespace corvane::inspector {
@@ -18,7 +18,7 @@ struct ViewSettings {
   static constexpr std::string_view PROCESSES = "processes";
 
   int average = 10;  ///< seconds, 1 to 60
-  Order<Column> repeaters = {Column::NAME, false};
+  Order<RepeaterColumn> repeaters = {RepeaterColumn::NAME, false};
   Order<ProcessColumn> processes = {ProcessColumn::PROCESSOR, true};
 
   bool operator==(const ViewSettings&) const = default;
@@ -30,15 +30,15 @@ struct ViewSettings {
   Result<void> save(const ViewSettings& before) const;
 };
 
-inline constexpr std::string_view SETTINGS_HELP =
-    "  [KEY [VALUE]]  show what the live view remembers, or one setting, or change it:\n"
-    "                 average, in seconds from 1 to 60; sort, by name, count, total,\n"
-    "                 interval or duration, with - in front from the largest;\n"
-    "                 processes, the same by pid, parent, user, state, kind, cpu,\n"
-    "                 memory, threads, time or name\n"
-    "  --reset        forget all changes\n";
+/// One of them, as text.
+struct ViewSetting {
+  std::string_view key;
+  /// Takes the setting from its text; false if that makes no sense.
+  bool (*read)(std::string_view text, ViewSettings& settings);
+  Value (*value)(const ViewSettings& settings);
+  std::string_view expected;  ///< what read() accepts: "expects ..."
+};
 
-/// The command that shows and changes the settings, also while a live view runs.
-int settings(const Arguments& arguments);
+extern const std::array<ViewSetting, 3> VIEW_SETTINGS;
 
 }  // namespace corvane::inspector

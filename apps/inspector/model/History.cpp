@@ -17,28 +17,17 @@ void History::add(std::optional<double> value) {
 
 std::optional<Range> History::range(std::size_t count) const {
   std::optional<Range> range;
-  for (std::size_t i = m_values.size() - std::min(count, m_values.size()); i < m_values.size(); ++i) {
-    if (!m_values[i]) continue;
-    if (!range) range = Range{*m_values[i], *m_values[i]};
-    range->low = std::min(range->low, *m_values[i]);
-    range->high = std::max(range->high, *m_values[i]);
+  for (const std::optional<double>& value : newest(count)) {
+    if (!value) continue;
+    if (!range) range = Range{*value, *value};
+    range->low = std::min(range->low, *value);
+    range->high = std::max(range->high, *value);
   }
   return range;
 }
 
-std::string History::graph(std::size_t width, Range range, const Glyphs& glyphs) const {
-  const std::size_t shown = std::min(width, m_values.size());
-  std::string text(width - shown, ' ');
-  for (std::size_t i = m_values.size() - shown; i < m_values.size(); ++i) {
-    if (!m_values[i]) {
-      text += ' ';
-      continue;
-    }
-    const double span = range.high - range.low;
-    const double part = span > 0 ? std::clamp((*m_values[i] - range.low) / span, 0.0, 1.0) : 0;
-    text += glyphs.bars[static_cast<std::size_t>(std::ceil(part * static_cast<double>(glyphs.bars.size() - 1)))];
-  }
-  return text;
+std::vector<std::optional<double>> History::newest(std::size_t count) const {
+  return {m_values.end() - static_cast<std::ptrdiff_t>(std::min(count, m_values.size())), m_values.end()};
 }
 
 }  // namespace corvane::inspector

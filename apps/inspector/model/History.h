@@ -4,13 +4,13 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "apps/inspector/terminal/Glyphs.h"
 #include "corvane/infra/Broadcaster.h"
 
 namespace corvane::inspector {
 
-/// What a graph's lowest and highest bar stand for.
+/// The lowest and the highest of some readings.
 struct Range {
   double low = 0;
   double high = 0;
@@ -28,12 +28,11 @@ class History : public Listener {
   bool empty() const { return m_values.empty(); }
   std::optional<double> latest() const { return m_values.empty() ? std::nullopt : m_values.back(); }
 
-  /// Smallest and greatest of the newest `count` readings; none if there is no reading among them.
+  /// Smallest and greatest of the newest `count` readings; std::nullopt if there is no reading among them.
   std::optional<Range> range(std::size_t count) const;
 
-  /// One bar for each of the newest `width` readings, the newest last; a blank for a gap. Anything above the low end
-  /// shows more than the lowest bar.
-  std::string graph(std::size_t width, Range range, const Glyphs& glyphs) const;
+  /// The newest `count` readings, the newest last; fewer if there are fewer.
+  std::vector<std::optional<double>> newest(std::size_t count) const;
 
  private:
   std::deque<std::optional<double>> m_values;

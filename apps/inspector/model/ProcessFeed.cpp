@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "apps/inspector/model/ProcessSample.h"
 #include "corvane/core/DispatchQueueSerial.h"
 #include "corvane/core/MainQueue.h"
 

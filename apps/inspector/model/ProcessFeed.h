@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "apps/inspector/model/ProcessSample.h"
+#include "apps/inspector/model/ProcessRow.h"
 #include "corvane/core/Repeater.h"
 #include "corvane/platform/Result.h"
 

@@ -9,39 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "apps/inspector/model/ProcessRow.h"
 #include "corvane/platform/Result.h"
 #include "corvane/system/procinfo/procinfo.h"
 #include "corvane/system/procinfo/proclist.h"
 
 namespace corvane::inspector {
-
-/// What kind of code a process runs.
-enum class ProcessKind {
-  NATIVE,
-  TRANSLATED,  ///< under an emulator of another machine
-  KERNEL,      ///< a thread of the kernel
-  UNKNOWN      ///< the system does not tell whether it translates
-};
-
-/// What is shown of a process. Texts are bytes from outside.
-struct ProcessRow {
-  pid_t pid = 0;
-  pid_t parent = 0;  ///< 0 without, or if it cannot be seen from here
-  uid_t uid = 0;     ///< effective
-  std::string user;  ///< its name, or the number where it has none
-  char state = '?';  ///< R runs or is ready to, S sleeps, T is stopped, Z has ended and waits to be taken note of
-  ProcessKind kind = ProcessKind::UNKNOWN;
-  std::string name;  ///< the short one, at most 31 bytes
-  std::string path;  ///< of the executable; empty if unknown: a thread of the kernel, another user's process
-  /// Share of one processor over the interval, in percent (more than 100 on several); none without an interval.
-  std::optional<double> processor;
-  std::int64_t processorUsec = 0;  ///< time on the processors in all
-  std::uint64_t memory = 0;        ///< resident bytes
-  int threads = 0;
-  std::int64_t started = 0;  ///< microseconds since 1970
-
-  bool operator==(const ProcessRow&) const = default;
-};
 
 /// The process table with what each process used of the processors since the look before. Processes are told apart by
 /// id and start. One thread at a time.

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "apps/inspector/text/TextFile.h"
+#include "apps/inspector/model/TextFile.h"
 #include "corvane/core/Text.h"
 
 namespace corvane::inspector {

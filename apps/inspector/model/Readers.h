@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/inspector/model/Readings.h"
+
 namespace corvane::inspector {
 
 // Each reader takes one kind of reading from the kernel's files below `root` ("" is the machine itself). Where the
@@ -33,12 +35,6 @@ class ProcessorReader {
   std::optional<Times> m_before;
 };
 
-/// Physical memory, in bytes. What the kernel can give back at once (caches) does not count as used.
-struct Memory {
-  std::uint64_t used = 0;
-  std::uint64_t total = 0;
-};
-
 class MemoryReader {
  public:
   explicit MemoryReader(const std::string& root) : m_path(root + "/proc/meminfo") {}
@@ -46,12 +42,6 @@ class MemoryReader {
 
  private:
   std::string m_path;
-};
-
-/// Bytes a second, in both directions: read and written, or received and sent.
-struct Throughput {
-  double in = 0;
-  double out = 0;
 };
 
 /// Turns counters of devices that come and go into a rate.
@@ -104,11 +94,6 @@ class ProcessReader {
 
  private:
   std::string m_path;
-};
-
-struct Temperature {
-  std::string sensor;
-  double celsius = 0;
 };
 
 /// The temperature sensors: those of the hardware monitors, or of the thermal zones where there are none.

@@ -1,14 +1,15 @@
 #include "apps/inspector/svg/SvgTree.h"
 
-#include <glib.h>
-
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
+#include <deque>
 #include <map>
 #include <utility>
 #include <vector>
 
 #include "apps/inspector/svg/Svg.h"
+#include "apps/inspector/text/Characters.h"
 #include "apps/inspector/text/Format.h"
 #include "corvane/core/Text.h"
 
@@ -17,24 +18,19 @@ namespace corvane::inspector {
 namespace {
 
 constexpr double ROW = 26, BOX = 20, GAP = 44, PADDING = 7, MARGIN = 14, TITLE = 30;
+constexpr double ROWS_APART = 1.25;    // of different parents
 constexpr double LETTER = 12 * 0.602;  // the width of the letters of most monospaced fonts
-
-std::size_t columnsAt(const char* character) {
-  const gunichar c = g_utf8_get_char(character);
-  return g_unichar_iszerowidth(c) ? 0 : g_unichar_iswide(c) ? 2 : 1;
-}
 
 // The text, or as much of its beginning as fits; and the columns that it takes.
 std::pair<std::string, std::size_t> fitted(const std::string& text) {
   const std::string valid = repaired(text);
-  std::size_t columns = 0;
-  const char *end = valid.c_str(), *cut = end;
-  for (; *end != '\0'; end = g_utf8_next_char(end)) {
-    columns += columnsAt(end);
-    if (columns < SvgTree::MOST_COLUMNS) cut = g_utf8_next_char(end);
+  std::size_t columns = 0, cut = 0;
+  for (std::string_view rest = valid; !rest.empty();) {
+    columns += static_cast<std::size_t>(std::abs(columnsOf(takeCharacter(rest))));
+    if (columns < SvgTree::MOST_COLUMNS) cut = valid.size() - rest.size();
   }
   if (columns <= SvgTree::MOST_COLUMNS) return {valid, columns};
-  return {std::string(valid.c_str(), cut) + "…", SvgTree::MOST_COLUMNS};
+  return {valid.substr(0, cut) + "…", SvgTree::MOST_COLUMNS};
 }
 
 std::string noteOf(SvgTree::Tree& node) {
@@ -126,9 +122,22 @@ void SvgTree::hideLarge(Tree& root, std::size_t most) {
     const bool hide = count > most && &node != &root;
     node.setChildrenHidden(hide);
     if (count > 0 && !hide) shown[&node] = count;
-    // Rows of different parents stand apart.
-    if (count > 0 && !hide) node.setNodeSeparation(1.25);
+    if (count > 0 && !hide) node.setNodeSeparation(ROWS_APART);
   });
+}
+
+void SvgTree::fit(Tree& root, std::size_t most) {
+  std::size_t shown = 1;
+  for (std::deque<Tree*> nodes = {&root}; !nodes.empty(); nodes.pop_front()) {
+    Tree& node = *nodes.front();
+    const std::size_t count = node.childCount();
+    const bool hide = shown + count > most && &node != &root;
+    node.setChildrenHidden(hide);
+    if (count == 0 || hide) continue;
+    shown += count;
+    node.setNodeSeparation(ROWS_APART);
+    for (const auto& child : node.allChildNodes()) nodes.push_back(child.get());
+  }
 }
 
 std::string SvgTree::svg(Tree& root, const std::string& title) {

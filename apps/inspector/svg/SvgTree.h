@@ -30,6 +30,10 @@ class SvgTree {
   /// own. Sets the separations.
   static void hideLarge(Tree& root, std::size_t most);
 
+  /// Hides the children for whom there is no room among so many shown nodes, from the root down; the root keeps its
+  /// own. Sets the separations.
+  static void fit(Tree& root, std::size_t most);
+
   /// The picture of the visible nodes, which have been given their positions.
   static std::string svg(Tree& root, const std::string& title);
 };

@@ -3,7 +3,7 @@
 namespace corvane::inspector {
 
 /// Keeps standard error off a screen: while the object lives and standard error is a terminal, what the process writes
-/// there is held in memory (the first MiB of it; more is dropped) and written out by release().
+/// there is held in a pipe (the first 64 KiB of it; more is dropped) and written out by release().
 class HeldStderr {
  public:
   HeldStderr();

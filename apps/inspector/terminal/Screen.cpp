@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "apps/inspector/terminal/Keys.h"
 #include "apps/inspector/terminal/Terminfo.h"
 #include "apps/inspector/text/Format.h"
 
@@ -27,7 +28,7 @@ enum Pair : short { CYAN = 1, GREEN, YELLOW };
 
 struct Screen::Terminal {
   // Ignored from before ncurses looks at it: its own handler would draw on whichever thread gets the signal.
-  sighandler_t suspendAction = std::signal(SIGTSTP, SIG_IGN);
+  void (*suspendAction)(int) = std::signal(SIGTSTP, SIG_IGN);
   SCREEN* screen = nullptr;
   WINDOW* input = nullptr;  // reading keys from a window of its own leaves the shown one alone
   bool colour = false;

@@ -1,13 +1,13 @@
 #include "apps/inspector/text/Format.h"
 
-#include <glib.h>
 #include <time.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
-#include <memory>
+
+#include "apps/inspector/text/Characters.h"
+#include "corvane/core/Text.h"
 
 namespace corvane::inspector {
 
@@ -18,13 +18,6 @@ bool beginsCharacter(char byte) {
 }
 
 }  // namespace
-
-std::string decimal(double value, int decimals) {
-  // Enough for every double. The program leaves LC_NUMERIC alone, so the point is a point.
-  std::array<char, 512> buffer{};
-  const int length = std::snprintf(buffer.data(), buffer.size(), "%.*f", decimals, value);
-  return {buffer.data(), static_cast<std::size_t>(std::clamp(length, 0, 511))};
-}
 
 std::string rate(double bytesPerSecond) {
   static constexpr std::array UNITS = {"kB/s", "MB/s", "GB/s", "TB/s"};
@@ -102,24 +95,19 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t columns) {
 std::string printable(std::string_view text, const Glyphs& glyphs) {
   std::string result;
   while (!text.empty()) {
-    const gunichar c = g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
-    const bool valid = c != static_cast<gunichar>(-1) && c != static_cast<gunichar>(-2);
-    const std::size_t length = valid ? static_cast<std::size_t>(g_unichar_to_utf8(c, nullptr)) : 1;
-    const bool narrow = valid && g_unichar_isprint(c) && !g_unichar_iswide(c) && !g_unichar_iszerowidth(c);
-    if (narrow && (c < 0x80 || !glyphs.ascii))
-      result.append(text.substr(0, length));
+    const std::string_view before = text;
+    const char32_t character = takeCharacter(text);
+    if (columnsOf(character) == 1 && (character < 0x80 || !glyphs.ascii))
+      result.append(before.substr(0, before.size() - text.size()));
     else
       result += '?';
-    text.remove_prefix(length);
   }
   return result;
 }
 
 std::string jsonString(std::string_view text) {
-  const std::unique_ptr<char, void (*)(gpointer)> valid(
-      g_utf8_make_valid(std::string(text).c_str(), static_cast<gssize>(text.size())), g_free);
   std::string result = "\"";
-  for (const char c : std::string_view(valid.get())) {
+  for (const char c : repaired(std::string(text))) {
     if (c == '"' || c == '\\') {
       result += '\\';
       result += c;

@@ -7,16 +7,14 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/inspector/terminal/Glyphs.h"
+#include "apps/inspector/text/Glyphs.h"
+#include "corvane/core/Text.h"
 #include "corvane/core/Timeval.h"
 
 namespace corvane::inspector {
 
 // Texts made here hold only characters that are one column wide, so a text is as many columns wide as it has
 // characters. printable() makes any other text so.
-
-/// A number with a fixed count of decimals, always with a point.
-std::string decimal(double value, int decimals);
 
 /// Bytes a second with a fitting unit: "999 B/s", "1.0 kB/s", "12.3 MB/s".
 std::string rate(double bytesPerSecond);
@@ -48,6 +46,14 @@ std::string printable(std::string_view text, const Glyphs& glyphs);
 
 /// Text from outside as a JSON string, with its quotes; always valid UTF-8.
 std::string jsonString(std::string_view text);
+
+/// What `print` makes of each item, as a JSON array.
+template <class Items, class Print>
+std::string jsonArray(const Items& items, Print print) {
+  std::string text;
+  for (const auto& item : items) text.append(text.empty() ? "" : ",").append(print(item));
+  return "[" + text + "]";
+}
 
 /// A JSON number; null if there is none or it is not finite.
 std::string jsonNumber(std::optional<double> value, int decimals);

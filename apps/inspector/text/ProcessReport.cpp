@@ -14,8 +14,8 @@ constexpr std::size_t GAP = 2;
 constexpr std::size_t USEFUL = 12;  // a text column that is cut shorter than this is of no use
 
 // What narrow tables go without, in this order.
-constexpr std::array DISPENSABLE = {ProcessColumn::PATH, ProcessColumn::TIME,   ProcessColumn::THREADS,
-                                    ProcessColumn::KIND, ProcessColumn::PARENT, ProcessColumn::USER,
+constexpr std::array DISPENSABLE = {ProcessColumn::COMMAND, ProcessColumn::TIME,   ProcessColumn::THREADS,
+                                    ProcessColumn::KIND,    ProcessColumn::PARENT, ProcessColumn::USER,
                                     ProcessColumn::STATE};
 
 // A column's texts, the title first.
@@ -63,11 +63,15 @@ std::string processTable(const std::vector<ProcessRow>& rows, const Glyphs& glyp
 }
 
 std::string processObject(const ProcessRow& row) {
+  const auto argumentsOrNull = [](const ProcessRow& process) {
+    return process.arguments.empty() ? "null" : jsonArray(process.arguments, jsonString);
+  };
   const auto textOrNull = [](std::string_view text) { return text.empty() ? "null" : jsonString(text); };
   return R"({"pid":)" + std::to_string(row.pid) + R"(,"parent":)" + std::to_string(row.parent) + R"(,"user":)" +
          jsonString(row.user) + R"(,"uid":)" + std::to_string(row.uid) + R"(,"state":)" + jsonString({&row.state, 1}) +
          R"(,"kind":)" + textOrNull(kindName(row.kind)) + R"(,"name":)" + jsonString(row.name) + R"(,"path":)" +
-         textOrNull(row.path) + R"(,"processor_percent":)" + jsonNumber(row.processor, 1) + R"(,"processor_seconds":)" +
+         textOrNull(row.path) + R"(,"command":)" + argumentsOrNull(row) + R"(,"processor_percent":)" +
+         jsonNumber(row.processor, 1) + R"(,"processor_seconds":)" +
          jsonNumber(static_cast<double>(row.processorUsec) / 1e6, 2) + R"(,"memory_bytes":)" +
          std::to_string(row.memory) + R"(,"threads":)" + std::to_string(row.threads) + R"(,"started":)" +
          jsonString(iso8601(Timeval::usec(row.started))) + "}";

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/inspector/model/ProcessSample.h"
-#include "apps/inspector/terminal/Glyphs.h"
+#include "apps/inspector/model/ProcessRow.h"
+#include "apps/inspector/text/Glyphs.h"
 
 namespace corvane::inspector {
 

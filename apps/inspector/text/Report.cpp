@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "apps/inspector/model/ReadingRow.h"
 #include "apps/inspector/text/Format.h"
+#include "apps/inspector/text/ReadingRow.h"
 
 namespace corvane::inspector {
 
@@ -25,17 +25,10 @@ std::string temperatureObject(const Temperature& temperature) {
   return R"({"sensor":)" + jsonString(temperature.sensor) + R"(,"celsius":)" + jsonNumber(temperature.celsius, 1) + "}";
 }
 
-std::string repeaterObject(const TaskRow& row) {
+std::string repeaterObject(const RepeaterRow& row) {
   return R"({"name":)" + jsonString(row.name) + R"(,"count":)" + std::to_string(row.count) + R"(,"total_seconds":)" +
          jsonNumber(row.totalSeconds, 6) + R"(,"average_interval_seconds":)" + jsonNumber(row.intervalSeconds, 6) +
          R"(,"average_duration_microseconds":)" + jsonNumber(row.durationUsec, 3) + "}";
-}
-
-template <class Items, class Print>
-std::string array(const Items& items, Print print) {
-  std::string text;
-  for (const auto& item : items) text.append(text.empty() ? "" : ",").append(print(item));
-  return "[" + text + "]";
 }
 
 }  // namespace
@@ -50,27 +43,28 @@ std::string plainLine(const Readings& readings, const Glyphs& glyphs) {
   return line;
 }
 
-std::string plainTable(const std::vector<TaskRow>& rows, const Glyphs& glyphs) {
+std::string plainTable(const std::vector<RepeaterRow>& rows, const Glyphs& glyphs) {
   const auto line = [](const std::string& name, const std::string& count, const std::string& total,
                        const std::string& interval, const std::string& duration) {
     return alignedLeft(printable(name, Glyphs::UNICODE), 20) + alignedRight(count, 8) + alignedRight(total, 12) +
            alignedRight(interval, 13) + alignedRight(duration, 14) + "\n";
   };
   std::string table = line("Repeater", "Count", "Total s", "Interval s", "Duration " + std::string(glyphs.micro) + "s");
-  for (const TaskRow& row : rows) {
+  for (const RepeaterRow& row : rows) {
     table += line(row.name, std::to_string(row.count), decimal(row.totalSeconds, 6), decimal(row.intervalSeconds, 3),
                   decimal(row.durationUsec, 1));
   }
   return table;
 }
 
-std::string jsonLine(const Readings& readings, const std::vector<TaskRow>& rows, Timeval time) {
+std::string jsonLine(const Readings& readings, const std::vector<RepeaterRow>& rows, Timeval time) {
   return R"({"time":)" + jsonString(iso8601(time)) + R"(,"processor_percent":)" + jsonNumber(readings.processor, 1) +
          R"(,"memory":)" + memoryObject(readings.memory) + R"(,"disk":)" +
          throughputObject(readings.disk, "read", "written") + R"(,"network":)" +
          throughputObject(readings.network, "received", "sent") + R"(,"processes":)" +
          (readings.processes ? std::to_string(*readings.processes) : "null") + R"(,"temperatures":)" +
-         array(readings.temperatures, temperatureObject) + R"(,"repeaters":)" + array(rows, repeaterObject) + "}";
+         jsonArray(readings.temperatures, temperatureObject) + R"(,"repeaters":)" + jsonArray(rows, repeaterObject) +
+         "}";
 }
 
 }  // namespace corvane::inspector

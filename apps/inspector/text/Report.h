@@ -3,7 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/inspector/model/Monitor.h"
+#include "apps/inspector/model/Source.h"
+#include "apps/inspector/text/Glyphs.h"
 
 namespace corvane::inspector {
 
@@ -11,10 +12,10 @@ namespace corvane::inspector {
 std::string plainLine(const Readings& readings, const Glyphs& glyphs);
 
 /// The repeaters' statistics as a table for people.
-std::string plainTable(const std::vector<TaskRow>& rows, const Glyphs& glyphs);
+std::string plainTable(const std::vector<RepeaterRow>& rows, const Glyphs& glyphs);
 
 /// Readings and statistics as one JSON object in one line, without the line's end. Rates are bytes a second; what could
 /// not be read is null.
-std::string jsonLine(const Readings& readings, const std::vector<TaskRow>& rows, Timeval time);
+std::string jsonLine(const Readings& readings, const std::vector<RepeaterRow>& rows, Timeval time);
 
 }  // namespace corvane::inspector

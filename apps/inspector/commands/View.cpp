@@ -1,0 +1,149 @@
+#include "apps/inspector/commands/View.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "apps/common/Output.h"
+#include "apps/inspector/live/LiveView.h"
+#include "apps/inspector/live/MainLoopSource.h"
+#include "apps/inspector/live/ViewSettings.h"
+#include "apps/inspector/model/LocalSource.h"
+#include "apps/inspector/terminal/Screen.h"
+#include "apps/inspector/text/Report.h"
+#include "corvane/core/MainQueue.h"
+#include "corvane/core/MasterTimer.h"
+#include "corvane/infra/Broadcaster.h"
+#include "corvane/infra/Logger.h"
+#include "corvane/infra/settings/UserDefaults.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+/// What ends the program from outside.
+class EndSignals {
+ public:
+  /// The signal that came; 0 if none.
+  int received() const { return m_received; }
+
+  void end(int number) {
+    m_received = number;
+    MainLoop::quit();
+  }
+
+ private:
+  int m_received = 0;
+  MainLoopSource m_hangup = MainLoopSource::signal(SIGHUP, [this] { end(SIGHUP); });
+  MainLoopSource m_interrupt = MainLoopSource::signal(SIGINT, [this] { end(SIGINT); });
+  MainLoopSource m_terminate = MainLoopSource::signal(SIGTERM, [this] { end(SIGTERM); });
+};
+
+/// Hears of changed settings; its name is seen on the page of the broadcaster.
+struct SettingsReload {
+  std::function<void()> reload;
+  void operator()(std::string_view, const std::any&) const { reload(); }
+};
+
+int showLive(Screen& screen, LocalSource& source, EndSignals& signals, std::optional<unsigned> seconds) {
+  std::function<void()> refresh;
+  LiveView view(source, Glyphs::ofLocale(), [&refresh] { refresh(); });
+  view.apply(ViewSettings::load());
+  refresh = [&] {
+    screen.show(view.draw(static_cast<std::size_t>(screen.rows()), static_cast<std::size_t>(screen.columns())));
+  };
+  const auto keys = MainLoopSource::input(
+      STDIN_FILENO,
+      [&] {
+        const ViewSettings before = view.settings();
+        while (const auto pressed = screen.readKey()) {
+          switch (view.press(*pressed)) {
+            case LiveView::Request::NONE:
+              break;
+            case LiveView::Request::QUIT:
+              MainLoop::quit();
+              break;
+            case LiveView::Request::SUSPEND:
+              screen.suspend();
+              break;
+            case LiveView::Request::REDRAW:
+              screen.redraw();
+              break;
+          }
+        }
+        view.settings().save(before);  // a failure goes to the log
+        refresh();
+      },
+      [&signals] { signals.end(SIGHUP); });
+  const auto resized = MainLoopSource::signal(SIGWINCH, [&] {
+    screen.resize();
+    refresh();
+  });
+  // Also those of another live view, and of the settings command.
+  const auto changes = Listen(UserDefaults::DID_CHANGE, SettingsReload{[&] {
+                                view.apply(ViewSettings::load());
+                                refresh();
+                              }});
+  UserDefaults::shared()->observeChanges();
+  const auto end = seconds ? MainLoopSource::after(*seconds, MainLoop::quit) : MainLoopSource();
+  source.repeaters().start("live view", 1, refresh);
+  MainLoop::run();
+  return 0;
+}
+
+int print(ViewOptions::Format format, LocalSource& source, unsigned seconds) {
+  const bool json = format == ViewOptions::Format::JSON;
+  const Glyphs& glyphs = Glyphs::ofLocale();
+  const auto begin = std::chrono::steady_clock::now();
+  int error = 0;
+  bool first = true;
+  source.repeaters().start(json ? "JSON output" : "plain output", 1, [&] {
+    // The first run comes at once, when there are no rates yet.
+    if (std::exchange(first, false)) return;
+    const std::string line =
+        json ? jsonLine(source.readings(), source.repeaters().rows(), Timeval()) : plainLine(source.readings(), glyphs);
+    error = writeOut(line + "\n");
+    // Runs come a little before or after their second.
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+    if (error != 0 || elapsed.count() + 0.5 >= seconds) MainLoop::quit();
+  });
+  MainLoop::run();
+  if (!json && error == 0) error = writeOut("\n" + plainTable(source.repeaters().rows(), glyphs));
+  return statusAfterOutput(error);
+}
+
+int run(const ViewOptions& options, EndSignals& signals) {
+  static constexpr unsigned DEFAULT_SECONDS = 10;
+  LocalSource source(options.root);
+  const auto screen = options.format == ViewOptions::Format::LIVE ? Screen::open() : nullptr;
+  if (screen) return showLive(*screen, source, signals, options.seconds);
+  return print(options.format, source, options.seconds.value_or(DEFAULT_SECONDS));
+}
+
+}  // namespace
+
+int view(const Arguments& arguments) {
+  const auto options = ViewOptions::parse(arguments);
+  if (!options) return failUsage(options.error());
+  std::signal(SIGPIPE, SIG_IGN);
+  const auto logger = Logger::instance();
+  MasterTimer::instance()->start();
+  int received = 0;
+  int status = 0;
+  {
+    EndSignals signals;
+    status = run(*options, signals);
+    received = signals.received();
+  }
+  MasterTimer::instance()->stop();
+  logger->close();
+  // Whoever waits for the process sees what ended it.
+  if (received != 0) std::raise(received);
+  return status;
+}
+
+}  // namespace corvane::inspector

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "apps/common/Command.h"
+#include "corvane/platform/Result.h"
+
+namespace corvane::inspector {
+
+/// What the command line asks of the view command.
+struct ViewOptions {
+  enum class Format { LIVE, PLAIN, JSON };
+
+  Format format = Format::LIVE;     ///< LIVE becomes PLAIN where there is no terminal
+  std::optional<unsigned> seconds;  ///< how long it runs
+  std::string root;                 ///< folder to read /proc and /sys from
+
+  static constexpr std::string_view HELP =
+      "  --for SECONDS  end after so many whole seconds (without a terminal: after 10)\n"
+      "  --json         print one JSON object a second\n"
+      "  --plain        print one line a second, also on a terminal\n"
+      "  --root FOLDER  read /proc and /sys below FOLDER\n";
+
+  /// The error is one line for the user.
+  static tl::expected<ViewOptions, std::string> parse(const Arguments& arguments);
+};
+
+}  // namespace corvane::inspector

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "apps/inspector/text/Frame.h"
+
+namespace corvane::inspector {
+
+/// Which lines of a longer text are on the screen.
+class Scroll {
+ public:
+  /// Where the text begins to be shown. At its end, lines that come later are shown too, unless the user has gone up.
+  enum class Start { BEGINNING, END };
+
+  explicit Scroll(Start start) : m_start(start), m_follows(start == Start::END) {}
+
+  /// Back to where it began.
+  void reset() { *this = Scroll(m_start); }
+
+  /// Goes through the text with up, down, page up, page down, home and end; false for other keys.
+  bool press(int pressed);
+
+  /// The lines that so many rows show.
+  Frame cut(Frame lines, std::size_t rows);
+
+  /// Which lines cut() has shown, " (1-9 of 20)"; empty if they were all.
+  std::string range() const;
+
+ private:
+  Start m_start;
+  bool m_follows;
+  std::ptrdiff_t m_first = 0;
+  std::ptrdiff_t m_rows = 1;
+  std::ptrdiff_t m_lines = 0;
+};
+
+}  // namespace corvane::inspector

@@ -1,0 +1,136 @@
+#include "apps/inspector/model/LocalSource.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "apps/inspector/model/ProcessFeed.h"
+#include "apps/inspector/model/ProcessSignal.h"
+#include "apps/inspector/model/TextFile.h"
+#include "corvane/core/Text.h"
+#include "corvane/infra/Bundle.h"
+#include "corvane/infra/Logger.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+constexpr std::array<const char*, GAUGES> KEYS = {"processor",  "memory",      "disk read", "disk write",
+                                                  "network in", "network out", "processes", "temperature"};
+constexpr char HEARTBEAT[] = "heartbeat";
+
+// Writes what is broadcast to the log, off the main queue.
+class HeartbeatLog : public Listener {
+  void onBroadcast(const std::string& key, const std::any& object) override {
+    Logger::instance()->log(key + ": " + std::any_cast<const std::string&>(object));
+  }
+};
+
+}  // namespace
+
+std::optional<double> Readings::hottest() const {
+  const auto hottest = std::max_element(temperatures.begin(), temperatures.end(),
+                                        [](const auto& a, const auto& b) { return a.celsius < b.celsius; });
+  return hottest == temperatures.end() ? std::nullopt : std::optional(hottest->celsius);
+}
+
+LocalSource::LocalSource(const std::string& root)
+    : m_isOfMachine(root.empty()),
+      m_processor(root),
+      m_memory(root),
+      m_disk(root),
+      m_network(root),
+      m_processes(root),
+      m_temperature(root),
+      m_heartbeatLog(std::make_shared<HeartbeatLog>()) {
+  for (std::size_t i = 0; i < GAUGES; ++i) AddListener(KEYS[i], m_histories[i] = std::make_shared<History>());
+  AddListener(HEARTBEAT, m_heartbeatLog);
+  startReaders();
+  // A program without an identifier, one copied out of its place say, keeps no log.
+  if (Bundle::mainBundle()->identifier()) m_repeaters.start("log heartbeat", 10, [this] { announceHeartbeat(); });
+}
+
+LocalSource::~LocalSource() {
+  for (std::size_t i = 0; i < GAUGES; ++i) RemoveListener(KEYS[i], m_histories[i]);
+  RemoveListener(HEARTBEAT, m_heartbeatLog);
+}
+
+void LocalSource::startReaders() {
+  m_repeaters.start("processor load", 0.5, [this] {
+    m_readings.processor = m_processor.read();
+    announce(Gauge::PROCESSOR, m_readings.processor);
+  });
+  m_repeaters.start("memory", 1, [this] {
+    const auto memory = m_readings.memory = m_memory.read();
+    announce(Gauge::MEMORY, memory ? std::optional(static_cast<double>(memory->used)) : std::nullopt);
+  });
+  m_repeaters.start("disk throughput", 1, [this] {
+    m_readings.disk = m_disk.read(std::chrono::steady_clock::now());
+    announceBoth(Gauge::DISK_READ, Gauge::DISK_WRITE, m_readings.disk);
+  });
+  m_repeaters.start("network throughput", 1, [this] {
+    m_readings.network = m_network.read(std::chrono::steady_clock::now());
+    announceBoth(Gauge::NETWORK_IN, Gauge::NETWORK_OUT, m_readings.network);
+  });
+  m_repeaters.start("processes", 2, [this] {
+    const auto processes = m_readings.processes = m_processes.read();
+    announce(Gauge::PROCESSES, processes ? std::optional(static_cast<double>(*processes)) : std::nullopt);
+  });
+  if (!m_temperature.read().empty()) {
+    m_repeaters.start("temperature", 5, [this] {
+      m_readings.temperatures = m_temperature.read();
+      announce(Gauge::TEMPERATURE, m_readings.hottest());
+    });
+  }
+}
+
+std::string LocalSource::host() const {
+  std::array<char, 256> name{};
+  return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : std::string();
+}
+
+LogFigures LocalSource::log() const {
+  LogFigures figures{Logger::instance()->path().value_or(std::string()), std::nullopt, 0, 0};
+  if (figures.path.empty()) return figures;
+  std::error_code error;
+  if (const auto size = std::filesystem::file_size(figures.path, error); !error) figures.size = size;
+  for (std::int64_t number = 0; number <= Logger::MAX_LOGS; ++number)
+    if (std::filesystem::exists(figures.path + "." + std::to_string(number), error)) ++figures.archives;
+  figures.lines = Logger::instance()->lines();
+  return figures;
+}
+
+std::optional<std::string> LocalSource::logTail(std::size_t limit) const {
+  const auto path = Logger::instance()->path();
+  return path ? readTail(*path, limit) : std::nullopt;
+}
+
+std::shared_ptr<void> LocalSource::followProcesses(ProcessTaker taker) {
+  if (m_isOfMachine) return std::make_shared<ProcessFeed>(std::move(taker));
+  taker(failure("inspector", 0, "Only the machine's own processes can be shown."));
+  return nullptr;
+}
+
+Result<void> LocalSource::signal(pid_t pid, std::int64_t started, int number) {
+  return sendSignal(pid, started, number);
+}
+
+void LocalSource::announce(Gauge gauge, std::optional<double> value) {
+  Broadcast(KEYS[static_cast<std::size_t>(gauge)], value);
+}
+
+void LocalSource::announceBoth(Gauge in, Gauge out, const std::optional<Throughput>& throughput) {
+  announce(in, throughput ? std::optional(throughput->in) : std::nullopt);
+  announce(out, throughput ? std::optional(throughput->out) : std::nullopt);
+}
+
+void LocalSource::announceHeartbeat() const {
+  std::string line = "running for " + m_started.hhmmss();
+  if (m_readings.processor) line += ", processor load " + decimal(*m_readings.processor, 1) + " %";
+  if (m_readings.processes) line += ", " + std::to_string(*m_readings.processes) + " processes";
+  Broadcast(HEARTBEAT, line, true);
+}
+
+}  // namespace corvane::inspector

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/inspector/model/ProcessRow.h"
+
+namespace corvane::inspector {
+
+enum class ProcessColumn { PID, PARENT, USER, STATE, KIND, PROCESSOR, MEMORY, THREADS, TIME, NAME, COMMAND };
+
+/// Rows that are equal in the column stand in the order of their ids.
+void sortRows(std::vector<ProcessRow>& rows, ProcessColumn column, bool descending);
+
+/// Whether a row has the text in its name, its path, its command line or its user's name, or is the process of that
+/// number. Upper and lower case are the same. Every row has an empty text.
+class ProcessFilter {
+ public:
+  explicit ProcessFilter(std::string_view text) : m_text(text) {}
+  bool matches(const ProcessRow& row) const;
+
+ private:
+  const std::string m_text;
+};
+
+}  // namespace corvane::inspector
