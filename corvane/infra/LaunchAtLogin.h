@@ -9,13 +9,13 @@ namespace corvane {
 ///     corvane::LaunchAtLogin login;
 ///     if (wanted) login.writePlist(); else login.unlinkAgent();
 ///
-/// The truth is the launch agent, a property list $HOME/Library/LaunchAgents/LABEL.plist, where LABEL is the main
-/// bundle's identifier with ".launchAtLogin" behind it. Its entries are "Label", "RunAtLoad" (true) and
+/// The launch agent is authoritative: a property list $HOME/Library/LaunchAgents/LABEL.plist, where LABEL is the main
+/// bundle's identifier followed by ".launchAtLogin". Its entries are "Label", "RunAtLoad" (true) and
 /// "ProgramArguments" ("open", "-b", the identifier).
 ///
-/// On Linux the session is told by an entry beside it, $XDG_CONFIG_HOME/autostart/LABEL.desktop. It starts the command
+/// On Linux the session reads an entry of its own, $XDG_CONFIG_HOME/autostart/LABEL.desktop. It starts the command
 /// of the application's installed desktop entry (IDENTIFIER.desktop), else the running executable; a session passes
-/// over it when that is gone. The user may switch the entry off in the desktop's settings, and the desktop keeps to
+/// over it when that is gone. The user may switch the entry off in the desktop's settings, and the desktop respects
 /// that; the agent, and what agentIsValid() says, stays: it is what the application asked for. writePlist() switches it
 /// on again.
 ///
@@ -23,7 +23,7 @@ namespace corvane {
 /// the log (see Path::launchAgentPath()) and all three operations do nothing.
 class CORVANE_API LaunchAtLogin {
  public:
-  /// Writes the agent and the session's entry, each all or nothing, in place of those there are. Without the agent the
+  /// Writes the agent and the session's entry, each all or nothing, replacing existing ones. Without the agent the
   /// entry is not written; why the entry could not be goes to the log. Fatal if the main bundle has no identifier.
   void writePlist();
 
@@ -31,7 +31,7 @@ class CORVANE_API LaunchAtLogin {
   /// main bundle has no identifier.
   bool agentIsValid() const;
 
-  /// Removes the agent and the session's entry. That they are missing is no error, nor that the main bundle has no
+  /// Removes the agent and the session's entry. It is not an error if they are missing, or if the main bundle has no
   /// identifier.
   void unlinkAgent();
 };

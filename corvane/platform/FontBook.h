@@ -22,8 +22,8 @@ class FontBook {
   virtual ~FontBook() = default;
 
   /// The installed face of a name, which may be, in this order, a PostScript name, the name of a family (its regular
-  /// upright face, or the nearest to it) or a full name ("DejaVu Sans Bold"); letter case does not count. None if
-  /// nothing of the name is installed: nothing is put in its place.
+  /// upright face, or the nearest to it) or a full name ("DejaVu Sans Bold"); letter case does not count.
+  /// std::nullopt if nothing of this name is installed: there is no substitute.
   virtual Result<std::optional<FontFace>> face(const std::string& name) = 0;
 };
 

@@ -17,7 +17,7 @@ class Localization {
   /// library has none.
   ///
   /// On Linux the language is that of the application's locale for messages, and of the environment (LC_ALL,
-  /// LC_MESSAGES, LANG) if the application never called setlocale(); LANGUAGE goes before both, as everywhere. The
+  /// LC_MESSAGES, LANG) if the application never called setlocale(); LANGUAGE takes precedence over both. The
   /// locale must be installed on the machine. The catalogues are share/locale/LANGUAGE/LC_MESSAGES/corvane.mo in one of
   /// the folders above the library.
   virtual std::string text(const std::string& english) = 0;

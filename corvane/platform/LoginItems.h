@@ -19,7 +19,8 @@ struct LoginItem {
 
 /// What the user's desktop session starts when it begins. Any thread; reads and writes files only.
 ///
-/// On Linux: the entry $XDG_CONFIG_HOME/autostart/LABEL.desktop. It starts what the application's installed desktop
+/// On Linux: the entry LABEL.desktop in $XDG_CONFIG_HOME/autostart (~/.config/autostart if the variable is not an
+/// absolute path). It starts what the application's installed desktop
 /// entry says, else the executable.
 class LoginItems {
  public:
@@ -28,7 +29,7 @@ class LoginItems {
   /// Makes the session start the item from the next time on, in place of one with the same label: all or nothing.
   virtual Result<void> add(const LoginItem& item) = 0;
 
-  /// Takes the item with this label away; no failure if there is none.
+  /// Removes the item with this label; succeeds if there is none.
   virtual Result<void> remove(const std::string& label) = 0;
 };
 

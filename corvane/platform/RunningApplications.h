@@ -11,20 +11,20 @@
 
 namespace corvane {
 
-/// The applications that run: of all processes those that a user would call so, for they were started as an application
-/// or have windows. Any thread; every call asks afresh and ends within 5 s, also if what it asks does not answer. A
-/// process that does not exist is no application.
+/// The running applications: the processes that a user would call so, because they were started as an application or
+/// have windows. Any thread; every call asks afresh and ends within 5 s, even if what it asks does not answer; until it
+/// does, later calls fail at once. A process that does not exist is not an application.
 ///
 /// On Linux a process is one if
 /// - the desktop session started it as an application that has a desktop entry, which it does not hide from menus
-///   (NoDisplay). That tells its unit, app-[LAUNCHER-]ID-RANDOM.scope or app-[LAUNCHER-]ID[@RANDOM].service, for the
-///   process that leads the unit; what that one starts is in the unit too, but no application for it. Or its
-///   environment tells, by GIO_LAUNCHED_DESKTOP_FILE with its own id in GIO_LAUNCHED_DESKTOP_FILE_PID; or
-/// - it has a window that the window manager of the X server (of DISPLAY) keeps, and that is neither a desktop nor a
-///   dock. Whose a window is, the server says; what windows say of themselves counts only where it does not know.
+///   (NoDisplay). Its unit shows that, app-[LAUNCHER-]ID-RANDOM.scope or app-[LAUNCHER-]ID[@RANDOM].service, if it is
+///   the process that leads the unit; what that process starts is in the unit too, but is not an application for that.
+///   So does its environment, by GIO_LAUNCHED_DESKTOP_FILE with its own id in GIO_LAUNCHED_DESKTOP_FILE_PID; or
+/// - it has a window that the window manager of the X server (of DISPLAY) manages, and that is neither a desktop nor a
+///   dock. The server says whose window it is; what windows say of themselves counts only where it does not know.
 ///
-/// Windows of Wayland alone are nobody else's to see: where there are no others, applications are known only if they
-/// were started as such, and none is active.
+/// Wayland shows windows to nobody but their owner: without an X server, applications are known only if they were
+/// started as such, and none is active.
 class RunningApplications {
  public:
   virtual ~RunningApplications() = default;
@@ -32,8 +32,8 @@ class RunningApplications {
   /// Whether the process is an application.
   virtual Result<bool> contains(pid_t pid) = 0;
 
-  /// The file or folder that stands for the application, for Bundles::bundleAt(); an Error if the process is none, or
-  /// if nothing stands for it.
+  /// The file or folder that stands for the application, for Bundles::bundleAt(); an Error if the process is not an
+  /// application, or if nothing stands for it.
   ///
   /// On Linux the wrapper that its executable lies in, else its desktop entry: that of the unit it leads, of its
   /// environment, of its windows' class (StartupWMClass, or the entry's name), of the unit it is in, or the one that
@@ -41,7 +41,7 @@ class RunningApplications {
   virtual Result<std::string> path(pid_t pid) = 0;
 
   /// Asks that all windows of the application come to the front, and that it gets the keyboard. An Error if the
-  /// process is no application or nobody can be asked.
+  /// process is not an application or nobody can be asked.
   ///
   /// On Linux the window manager is asked for each window, from the lowest to the highest; minimised ones come up
   /// too. An application without windows there is asked itself (org.freedesktop.Application.Activate) if its desktop

@@ -10,8 +10,8 @@
 
 namespace corvane {
 
-/// How to launch an application. On Linux no option has a counterpart that every desktop honours, except that
-/// WITHOUT_ACTIVATION passes no start-up notification; the others are accepted and change nothing.
+/// How to launch an application. On Linux WITHOUT_ACTIVATION passes no start-up notification; the other options have
+/// no counterpart that every desktop honours: they are accepted and change nothing.
 enum class LaunchOptions : std::uint32_t {
   DEFAULT = 0,
   WITHOUT_ACTIVATION = 1U << 0,  ///< do not bring the application to the front

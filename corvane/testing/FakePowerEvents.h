@@ -19,7 +19,7 @@ class CORVANE_API FakePowerEvents : public PowerEvents {
   /// Calls every listener with an event of this name, on the calling thread.
   void emit(std::string_view name);
 
-  /// Tells every subscriber that a source of events is missing.
+  /// Reports to every subscriber that a source of events is missing.
   void fail(const Error& error);
 
   std::size_t subscribers() const;

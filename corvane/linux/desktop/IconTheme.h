@@ -15,7 +15,8 @@ class IconTheme {
   IconTheme();
 
   /// Path of a picture for one of these names, `size` pixels wide if there is one, else of the nearest size. A theme
-  /// with a picture for any of the names goes before the themes behind it; within a theme the first name counts.
+  /// with a picture for any of the names takes precedence over the themes behind it; within a theme the first name
+  /// counts.
   std::optional<std::string> find(const std::vector<std::string>& names, int size) const;
 
  private:
