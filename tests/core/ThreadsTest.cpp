@@ -13,7 +13,7 @@
 #include "corvane/core/DispatchQueueSerial.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/PThread.h"
-#include "tests/support/Eventually.h"
+#include "tests/support/Conditions.h"
 
 namespace corvane {
 namespace {
@@ -120,7 +120,7 @@ TEST(SerialQueue, AThousandIdleQueuesOwnNoThread) {
   // One after the other they share few threads: more than one, as a queue's work has ended before its thread is free.
   for (auto& queue : queues) queue->sync([] {});
   EXPECT_LE(threadCount(), before + 50);
-  EXPECT_TRUE(eventually([&] { return threadCount() == before; })) << "idle workers end";
+  EXPECT_TRUE(waitUntil([&] { return threadCount() == before; })) << "idle workers end";
 }
 
 TEST(SerialQueue, QueuesThatBlockStarveNoOther) {

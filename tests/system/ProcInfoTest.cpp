@@ -26,7 +26,7 @@
 #include "corvane/core/Files.h"
 #include "corvane/system/procinfo/proclist.h"
 #include "tests/support/Child.h"
-#include "tests/support/Eventually.h"
+#include "tests/support/Conditions.h"
 #include "tests/support/TempHome.h"
 #include "tests/system/ProcInfoApi.h"
 
@@ -99,7 +99,7 @@ TEST(ProcInfo, TheExecutableCompletesALongName) {
     const std::string name = std::string("process-of-long-name-").substr(0, 14) + std::string(length - 14, 'z');
     std::filesystem::copy_file("/bin/sleep", home / name);
     const Child child({home / name, "600"});
-    ASSERT_TRUE(eventually([&] { return nameOf(child.pid()) == name.substr(0, 31); })) << nameOf(child.pid());
+    ASSERT_TRUE(waitUntil([&] { return nameOf(child.pid()) == name.substr(0, 31); })) << nameOf(child.pid());
     EXPECT_EQ(infoOf(child.pid()).pbi_comm, name.substr(0, 15));
     EXPECT_EQ(listed(child.pid()).kp_proc.p_comm, name.substr(0, 16));
     EXPECT_THAT(pidsFor(name.substr(0, 31)), testing::ElementsAre(child.pid()));
@@ -110,14 +110,14 @@ TEST(ProcInfo, TheExecutableCompletesALongName) {
 
 TEST(ProcInfo, StatesHaveTheirNumbers) {
   const Child child([] {});
-  EXPECT_TRUE(eventually([&] { return infoOf(child.pid()).pbi_status == SSLEEP; }));
+  EXPECT_TRUE(waitUntil([&] { return infoOf(child.pid()).pbi_status == SSLEEP; }));
   kill(child.pid(), SIGSTOP);
-  EXPECT_TRUE(eventually([&] { return listed(child.pid()).kp_proc.p_stat == SSTOP; }));
+  EXPECT_TRUE(waitUntil([&] { return listed(child.pid()).kp_proc.p_stat == SSTOP; }));
   EXPECT_EQ(procinfo_isrunning(child.pid()), 0);
   EXPECT_EQ(listed(getpid()).kp_proc.p_stat, SRUN);
 
   kill(child.pid(), SIGKILL);
-  EXPECT_TRUE(eventually([&] { return procinfo_isrunning(child.pid()) == -1; }));
+  EXPECT_TRUE(waitUntil([&] { return procinfo_isrunning(child.pid()) == -1; }));
   EXPECT_EQ(infoOf(child.pid()).pbi_status, 5U) << "a zombie";
   EXPECT_EQ(infoOf(child.pid()).pbi_xstatus, static_cast<uint32_t>(SIGKILL));
   EXPECT_EQ(listed(child.pid()).kp_proc.p_stat, 5);
@@ -165,7 +165,7 @@ TEST(ProcInfo, ADeletedExecutableKeepsItsPath) {
     const std::string path = home / name;
     std::filesystem::copy_file("/bin/sleep", path);
     const Child child({path, "600"});
-    ASSERT_TRUE(eventually([&] { return pathOf(child.pid()) == path; })) << pathOf(child.pid());
+    ASSERT_TRUE(waitUntil([&] { return pathOf(child.pid()) == path; })) << pathOf(child.pid());
     std::filesystem::remove(path);
     EXPECT_EQ(pathOf(child.pid()), path);
   }
@@ -287,7 +287,7 @@ TEST(ProcInfo, ProcessesInOtherPlaces) {
   // The only process of a pid namespace has the number 1 there and another one here.
   const Child outer({"unshare", "--pid", "--fork", "--kill-child", "sleep", "600"});
   int32_t inner = -1;
-  if (!eventually([&] {
+  if (!waitUntil([&] {
         for (const int32_t pid : pidsFor("sleep"))
           if (infoOf(pid).pbi_ppid == static_cast<uint32_t>(outer.pid())) inner = pid;
         return inner > 0 || infoOf(outer.pid()).pbi_status == SZOMB;
@@ -339,7 +339,7 @@ TEST(ProcInfo, AProgramOfAnotherMachineIsMarked) {
     proclist_dispose(&list);
     return translated;
   };
-  ASSERT_TRUE(eventually([&] { return infoOf(child.pid()).pbi_status == SSLEEP && marked(); }));
+  ASSERT_TRUE(waitUntil([&] { return infoOf(child.pid()).pbi_status == SSLEEP && marked(); }));
   EXPECT_EQ(procinfo_isrunning(child.pid()), 0);
 
   // The name alone does not make an emulator.

@@ -14,7 +14,7 @@
 #include <csignal>
 #include <thread>
 
-#include "tests/support/Eventually.h"
+#include "tests/support/Conditions.h"
 #include "tests/support/TempHome.h"
 #include "tests/system/Children.h"
 
@@ -73,7 +73,7 @@ struct Kept {
     return result;
   }
   bool wait() const {
-    return eventually([this] { return over.load(); });
+    return waitUntil([this] { return over.load(); });
   }
   std::string soFar() {
     return output.acquire_block([this] { return text; });
@@ -129,7 +129,7 @@ TEST(TaskTest, TheExitIsSeenWhileAGrandchildHoldsTheStreams) {
   settings.input = Stream::written();
   Kept kept(std::move(settings));
   ASSERT_TRUE(kept.launch());
-  EXPECT_TRUE(eventually([&] { return !kept.task->isRunning(); }));
+  EXPECT_TRUE(waitUntil([&] { return !kept.task->isRunning(); }));
   EXPECT_EQ(kept.task->terminationStatus(), 3);
   EXPECT_FALSE(kept.over);
   EXPECT_TRUE(kept.task->write("later"));
@@ -216,7 +216,7 @@ TEST(TaskTest, WithoutDescriptorsOrMemoryNothingIsLaunched) {
   }
   EXPECT_GE(launches, 2);
   EXPECT_LT(launches, 8);
-  EXPECT_TRUE(eventually([&] { return entries("/proc/self/fd") == before; }));
+  EXPECT_TRUE(waitUntil([&] { return entries("/proc/self/fd") == before; }));
 }
 
 TEST(TaskTest, AChildStartsClean) {
@@ -321,7 +321,7 @@ TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
     Kept kept(shell(row.command));
     (kept.task.get()->*row.end)();  // nothing yet
     ASSERT_TRUE(kept.launch());
-    ASSERT_TRUE(eventually([&] { return kept.soFar() == "ready"; }));
+    ASSERT_TRUE(waitUntil([&] { return kept.soFar() == "ready"; }));
     if (row.command.starts_with("trap")) {
       kept.task->terminate();
       std::this_thread::sleep_for(milliseconds(100));
@@ -338,7 +338,7 @@ TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
 TEST(TaskTest, SignalsLeaveASharedGroupAlone) {
   Kept kept({.executable = CHILD, .arguments = {"sleeps"}, .sharesGroup = true});
   ASSERT_TRUE(kept.launch());
-  ASSERT_TRUE(eventually([&] { return kept.soFar() == "ready"; }));
+  ASSERT_TRUE(waitUntil([&] { return kept.soFar() == "ready"; }));
   kept.task->signal(SIGUSR1);  // which would end this process too
   ASSERT_TRUE(kept.wait());
   EXPECT_EQ(kept.task->terminationStatus(), SIGUSR1);
@@ -370,7 +370,7 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
       settings.input = Stream::written();
       Kept kept(std::move(settings));
       ASSERT_TRUE(kept.launch());
-      ASSERT_TRUE(eventually([&] { return kept.soFar() == "ready"; }));
+      ASSERT_TRUE(waitUntil([&] { return kept.soFar() == "ready"; }));
       EXPECT_FALSE(kept.task->write("x"));
       EXPECT_TRUE(kept.task->isRunning());
     };
@@ -386,7 +386,7 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
     sigpending(&pending);
     EXPECT_EQ(sigismember(&pending, SIGPIPE), 1);
   }
-  EXPECT_TRUE(eventually([&] { return entries("/proc/self/fd") == before; }));
+  EXPECT_TRUE(waitUntil([&] { return entries("/proc/self/fd") == before; }));
 }
 
 TEST(TaskTest, TheStatusIsThereForReadersAndManyWaiters) {
@@ -407,7 +407,7 @@ TEST(TaskTest, TheStatusIsThereForReadersAndManyWaiters) {
       });
     ASSERT_TRUE(task->launch());
     for (std::thread& waiter : waiters) waiter.join();
-    EXPECT_TRUE(eventually([&] { return found == 25; })) << found;
+    EXPECT_TRUE(waitUntil([&] { return found == 25; })) << found;
   }
 }
 
@@ -423,7 +423,7 @@ TEST(TaskTest, TheApplicationsHandlerOfSigchldStays) {
     ASSERT_TRUE(kept.wait());
     EXPECT_EQ(kept.task->terminationStatus(), 4);
   }
-  EXPECT_TRUE(eventually([] { return s_children == 1; }));
+  EXPECT_TRUE(waitUntil([] { return s_children == 1; }));
   struct sigaction now {};
   sigaction(SIGCHLD, nullptr, &now);
   EXPECT_EQ(now.sa_handler, count.sa_handler);
@@ -446,9 +446,9 @@ TEST(TaskTest, NothingIsLeftAfterAThousandRuns) {
   const int descriptors = entries("/proc/self/fd");
   const int threads = entries("/proc/self/task");
   for (int i = 0; i < 1000; ++i) run();
-  EXPECT_TRUE(eventually([&] { return entries("/proc/self/fd") == descriptors; }));
+  EXPECT_TRUE(waitUntil([&] { return entries("/proc/self/fd") == descriptors; }));
   // Idle threads end after 5 s; a sanitizer may have started one of its own.
-  EXPECT_TRUE(eventually([&] { return entries("/proc/self/task") <= threads + 1; }));
+  EXPECT_TRUE(waitUntil([&] { return entries("/proc/self/task") <= threads + 1; }));
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
   EXPECT_EQ(errno, ECHILD);
 }
