@@ -68,7 +68,7 @@ tl::expected<Options, std::string> parse(const Arguments& arguments) {
   return options;
 }
 
-// What --post stands for: the text itself, or after an @ the contents of a file; none if it cannot be read.
+// What --post stands for: the text itself, or after an @ the contents of a file; std::nullopt if it cannot be read.
 std::optional<Data> postData(const std::string& argument) {
   if (!argument.starts_with("@")) return Data{{argument.begin(), argument.end()}};
   std::ifstream file(argument.substr(1), std::ios::binary);

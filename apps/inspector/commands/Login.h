@@ -6,8 +6,8 @@ namespace corvane::inspector {
 
 inline constexpr std::string_view LOGIN_HELP =
     "  on             start the program at login\n"
-    "  off            do not start it any more\n"
-    "  status         tell whether it is started\n";
+    "  off            stop starting it at login\n"
+    "  status         show whether it is started\n";
 
 /// The command that switches the start at login.
 int login(const Arguments& arguments);

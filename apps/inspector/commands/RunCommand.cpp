@@ -34,8 +34,8 @@ bool isFile(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// The path of a command, as the shell finds it; none if there is none. One that may not be executed is better than
-// none.
+// The path of a command, as the shell finds it; std::nullopt if there is none. One that may not be executed is
+// better than none.
 std::optional<std::string> pathOf(const std::string& command) {
   if (command.find('/') != std::string::npos) return command;
   const char* const folders = std::getenv("PATH");

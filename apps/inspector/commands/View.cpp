@@ -89,9 +89,10 @@ int showLive(Screen& screen, LocalSource& source, EndSignals& signals, std::opti
                                 refresh();
                               }});
   UserDefaults::shared()->observeChanges();
-  const auto end = seconds ? MainLoopSource::after(*seconds, MainLoop::quit) : MainLoopSource();
+  Delayed end = seconds ? main_after(*seconds, MainLoop::quit) : Delayed();
   source.repeaters().start("live view", 1, refresh);
   MainLoop::run();
+  end.cancel();
   return 0;
 }
 

@@ -16,17 +16,12 @@ struct MainLoopSource::Callbacks {
     return G_SOURCE_CONTINUE;
   }
 
-  static gboolean once(gpointer data) noexcept {
-    static_cast<Callbacks*>(data)->callback();
-    return G_SOURCE_REMOVE;
-  }
-
   static gboolean ready(gint, GIOCondition condition, gpointer data) noexcept {
     auto& callbacks = *static_cast<Callbacks*>(data);
     if ((condition & G_IO_IN) != 0) callbacks.callback();
     if ((condition & (G_IO_HUP | G_IO_ERR | G_IO_NVAL)) == 0) return G_SOURCE_CONTINUE;
     callbacks.hangup();
-    return G_SOURCE_REMOVE;  // it would be ready for ever
+    return G_SOURCE_REMOVE;  // it would be ready forever
   }
 };
 
@@ -36,10 +31,6 @@ MainLoopSource MainLoopSource::input(int fd, Callback readable, Callback hangup)
 
 MainLoopSource MainLoopSource::signal(int number, Callback callback) {
   return {g_unix_signal_source_new(number), Callbacks::again, {std::move(callback)}};
-}
-
-MainLoopSource MainLoopSource::after(unsigned seconds, Callback callback) {
-  return {g_timeout_source_new(seconds * 1000), Callbacks::once, {std::move(callback)}};
 }
 
 MainLoopSource::MainLoopSource(GSource* source, GSourceFunc function, Callbacks callbacks) : m_source(source) {

@@ -18,9 +18,6 @@ class MainLoopSource {
   /// After every delivery of SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGUSR2 or SIGWINCH.
   static MainLoopSource signal(int number, Callback callback);
 
-  /// Once, after so many seconds.
-  static MainLoopSource after(unsigned seconds, Callback callback);
-
   MainLoopSource() = default;
   ~MainLoopSource();
   MainLoopSource(MainLoopSource&& other) noexcept;

@@ -26,7 +26,6 @@ class History : public Listener {
   void add(std::optional<double> value);
 
   bool empty() const { return m_values.empty(); }
-  std::optional<double> latest() const { return m_values.empty() ? std::nullopt : m_values.back(); }
 
   /// Smallest and greatest of the newest `count` readings; std::nullopt if there is no reading among them.
   std::optional<Range> range(std::size_t count) const;

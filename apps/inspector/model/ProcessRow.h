@@ -14,7 +14,7 @@ enum class ProcessKind {
   NATIVE,
   TRANSLATED,  ///< under an emulator of another machine
   KERNEL,      ///< a kernel thread
-  UNKNOWN      ///< the system does not tell whether it translates
+  UNKNOWN      ///< the system does not say whether it translates
 };
 
 /// What is shown of a process. Texts are bytes from outside.

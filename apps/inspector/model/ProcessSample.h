@@ -16,8 +16,8 @@
 
 namespace corvane::inspector {
 
-/// The process table with what each process used of the processors since the look before. Processes are told apart by
-/// id and start. One thread at a time.
+/// The process table with what each process used of the processors since the look before. Processes are distinguished
+/// by id and start. One thread at a time.
 ///
 ///     ProcessSampler sampler;                       // notes what was used so far
 ///     std::this_thread::sleep_for(std::chrono::seconds(1));
@@ -28,7 +28,7 @@ class ProcessSampler {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// Over less than this no share is told.
+  /// Over less than this there are no shares.
   static constexpr std::chrono::milliseconds SHORTEST{50};
 
   explicit ProcessSampler(Clock::time_point now = Clock::now());
@@ -53,7 +53,7 @@ class ProcessSampler {
   const arch_t m_architecture = process_architecture();
   std::chrono::duration<double> m_interval{};
   Clock::time_point m_moment;
-  std::optional<Usage> m_before;  // none: the table could not be read
+  std::optional<Usage> m_before;  // std::nullopt: the table could not be read
   std::map<uid_t, std::string> m_users;
 };
 

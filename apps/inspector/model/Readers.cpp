@@ -23,7 +23,7 @@ Folder openFolder(const std::string& path) {
   return {opendir(path.c_str()), closedir};
 }
 
-// Names in a folder that begin and end so, sorted; none if it cannot be read.
+// Names in a folder that begin and end so, sorted; empty if it cannot be read.
 std::vector<std::string> namesIn(const std::string& path, std::string_view begin, std::string_view end) {
   std::vector<std::string> names;
   if (const Folder folder = openFolder(path)) {

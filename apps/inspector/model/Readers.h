@@ -21,7 +21,7 @@ class ProcessorReader {
  public:
   explicit ProcessorReader(const std::string& root) : m_path(root + "/proc/stat") {}
 
-  /// Percent of the time since the call before; none at the first call.
+  /// Percent of the time since the call before; std::nullopt at the first call.
   std::optional<double> read();
 
  private:

@@ -30,7 +30,7 @@ class SvgTree {
   /// own. Sets the separations.
   static void hideLarge(Tree& root, std::size_t most);
 
-  /// Hides the children for whom there is no room among so many shown nodes, from the root down; the root keeps its
+  /// Hides the children for which there is no room among so many shown nodes, from the root down; the root keeps its
   /// own. Sets the separations.
   static void fit(Tree& root, std::size_t most);
 

@@ -13,7 +13,7 @@ HeldStderr::HeldStderr() {
   if (isatty(STDERR_FILENO) == 0 || pipe(ends.data()) != 0) return;
   for (const int end : ends) {
     fcntl(end, F_SETFD, FD_CLOEXEC);
-    fcntl(end, F_SETFL, O_NONBLOCK);  // a full pipe makes nobody wait
+    fcntl(end, F_SETFL, O_NONBLOCK);  // a full pipe does not block the writer
   }
   m_held = ends[0];
   m_original = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
