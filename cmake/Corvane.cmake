@@ -7,6 +7,18 @@ function(corvane_warnings target)
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>)
 endfunction()
 
+# What most sources include. A build without it (CMAKE_DISABLE_PRECOMPILE_HEADERS, as the preset clang has it) finds
+# includes that are missing.
+set(CORVANE_PRECOMPILED <algorithm> <atomic> <functional> <map> <memory> <mutex> <optional> <string> <string_view> <vector>
+  <tl/expected.hpp>)
+
+# corvane_rpath(TARGET FROM): the installed target, which lies in the folder FROM, finds the libraries whatever the prefix.
+function(corvane_rpath target from)
+  file(RELATIVE_PATH libraries ${from} ${CMAKE_INSTALL_FULL_LIBDIR})
+  string(REGEX REPLACE "/$" "" path "$ORIGIN/${libraries}")
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH ${path})
+endfunction()
+
 # corvane_library(NAME SOURCES... ): the shared library libcorvane-NAME, as Corvane::NAME.
 function(corvane_library name)
   add_library(corvane-${name} SHARED ${ARGN})
@@ -18,6 +30,8 @@ function(corvane_library name)
   target_include_directories(corvane-${name} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_compile_features(corvane-${name} PUBLIC cxx_std_20)
+  target_precompile_headers(corvane-${name} PRIVATE ${CORVANE_PRECOMPILED})
+  corvane_rpath(corvane-${name} ${CMAKE_INSTALL_FULL_LIBDIR})
   target_link_options(corvane-${name} PRIVATE LINKER:--no-undefined)
   corvane_warnings(corvane-${name})
 endfunction()

@@ -4,8 +4,11 @@ set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Corvane)
 
 install(TARGETS corvane-core corvane-infra corvane-algorithms corvane-system corvane-testing EXPORT CorvaneTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# Without the backend, and without the headers that only the library's own sources include.
 install(DIRECTORY corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h" PATTERN "linux" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h"
+  PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE
+  PATTERN "PerProcess.h" EXCLUDE PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE)
 install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
 
 configure_package_config_file(cmake/CorvaneConfig.cmake.in ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
@@ -17,5 +20,7 @@ install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake ${PROJECT_BINARY_DIR}/Co
 
 # Relative to the file itself, so that the installed tree can be moved.
 file(RELATIVE_PATH CORVANE_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(cmake/corvane.pc.in ${PROJECT_BINARY_DIR}/corvane.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/corvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(package IN ITEMS corvane corvane-testing)
+  configure_file(cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

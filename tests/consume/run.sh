@@ -8,7 +8,7 @@ export HOME=$work/home
 mkdir -p "$HOME"
 unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME
 
-"$cmake" --install "$build" --prefix "$work/prefix" >"$work/install.log" || { cat "$work/install.log"; exit 1; }
+"$cmake" --install "$build" --prefix "$work/prefix" --strip >"$work/install.log" || { cat "$work/install.log"; exit 1; }
 # Moved, to show that nothing installed remembers where it was put.
 mv "$work/prefix" "$work/moved"
 prefix=$work/moved
@@ -18,7 +18,7 @@ mkdir "$work/app"
 awk '/^```cpp/ {on = 1; next} /^```/ {if (on) exit} on' "$source/README.md" >"$work/app/main.cpp"
 awk '/^```cmake/ {on = 1; next} /^```/ {if (on) exit} on' "$source/README.md" >"$work/app/CMakeLists.txt"
 "$cmake" -S "$work/app" -B "$work/app/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
-  -DCMAKE_INSTALL_PREFIX="$work/installed" >"$work/app.log" || { cat "$work/app.log"; exit 1; }
+  -DCMAKE_INSTALL_RPATH="$prefix/$libdir" -DCMAKE_INSTALL_PREFIX="$work/installed" >"$work/app.log" || { cat "$work/app.log"; exit 1; }
 "$cmake" --build "$work/app/build"
 "$work/app/build/ticker" >"$work/out"
 grep -q '^tick 3' "$work/out" || { cat "$work/out"; exit 1; }
@@ -27,17 +27,18 @@ grep -q 'org.example.Ticker Logging begins for: Ticker$' "$log"
 echo "-- the same, installed"
 "$cmake" --install "$work/app/build" >/dev/null
 rm "$log"
-LD_LIBRARY_PATH=$prefix/$libdir "$work/installed/bin/ticker" | grep -q '^tick 3'
+"$work/installed/bin/ticker" | grep -q '^tick 3'
 grep -q 'Logging begins for: Ticker$' "$log"
 
 echo "-- the same, with pkg-config and the guide's dictionary"
 export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
+flags="$(pkg-config --cflags --libs corvane) -Wl,-rpath,$(pkg-config --variable=libdir corvane)"
 mkdir "$work/ticker.resources"
 awk '/^```xml/ {on = 1; next} /^```/ {if (on) exit} on' "$source/docs/bundles.md" >"$work/ticker.resources/Info.plist"
-# shellcheck disable=SC2046
-"$compiler" -std=c++20 "$work/app/main.cpp" -o "$work/ticker" $(pkg-config --cflags --libs corvane)
+# shellcheck disable=SC2086
+"$compiler" -std=c++20 "$work/app/main.cpp" -o "$work/ticker" $flags
 rm "$log"
-LD_LIBRARY_PATH=$prefix/$libdir "$work/ticker" | grep -q '^tick 3'
+"$work/ticker" | grep -q '^tick 3'
 grep -q 'Logging begins for: Ticker$' "$log"
 
 echo "-- programs that use nothing of the infrastructure library, linked with --as-needed, log all the same"
@@ -45,8 +46,8 @@ cat >"$work/lone.cpp" <<'CPP'
 #include "corvane/core/Log.h"
 int main() { corvane::logLine("from the core"); }
 CPP
-# shellcheck disable=SC2046
-"$compiler" -std=c++20 -Wl,--as-needed "$work/lone.cpp" -o "$work/lone" $(pkg-config --cflags --libs corvane)
+# shellcheck disable=SC2086
+"$compiler" -std=c++20 -Wl,--as-needed "$work/lone.cpp" -o "$work/lone" $flags
 mkdir "$work/app2"
 sed 's/ticker/lone2/g; s/Ticker/Lone/g; s/main.cpp/..\/lone.cpp/' "$work/app/CMakeLists.txt" >"$work/app2/CMakeLists.txt"
 "$cmake" -S "$work/app2" -B "$work/app2/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
@@ -55,21 +56,21 @@ sed 's/ticker/lone2/g; s/Ticker/Lone/g; s/main.cpp/..\/lone.cpp/' "$work/app/CMa
 cp -r "$work/app2/build/lone2.resources" "$work/lone.resources"
 log=$HOME/Library/Logs/org.example.Lone/Lone.log
 for program in "$work/lone" "$work/app2/build/lone2"; do
-  LD_LIBRARY_PATH=$prefix/$libdir "$program"
+  "$program"
   grep -q 'org.example.Lone from the core$' "$log"
   rm "$log"
 done
 
-echo "-- the installed translations are found"
+echo "-- a program that needs the infrastructure library alone starts, and finds the installed translations"
 cat >"$work/kind.cpp" <<'CPP'
 #include <cstdio>
 #include <sys/stat.h>
 #include "corvane/infra/SysAttr.h"
 int main() { std::puts(corvane::SysAttr::modeKind(S_IFDIR).c_str()); }
 CPP
-# shellcheck disable=SC2046
-"$compiler" -std=c++20 "$work/kind.cpp" -o "$work/kind" $(pkg-config --cflags --libs corvane)
-LD_LIBRARY_PATH=$prefix/$libdir LC_ALL=C.UTF-8 LANGUAGE=de "$work/kind" | grep -qx Verzeichnis
+# shellcheck disable=SC2086
+"$compiler" -std=c++20 -Wl,--as-needed "$work/kind.cpp" -o "$work/kind" $flags
+LC_ALL=C.UTF-8 LANGUAGE=de "$work/kind" | grep -qx Verzeichnis
 
 echo "-- the examples of the guides to the algorithms"
 # block GUIDE LANGUAGE NUMBER: one of the guide's blocks of code.
@@ -78,20 +79,20 @@ block pid cpp 1 >"$work/loop.cpp"
 block pid cpp 2 >"$work/simulation.cpp"
 block layout cpp 1 >"$work/layout.cpp"
 for program in loop simulation layout; do
-  # shellcheck disable=SC2046
+  # shellcheck disable=SC2086
   "$compiler" -std=c++20 -Wall -Wextra -Werror "$work/$program.cpp" -o "$work/$program" \
-    $(pkg-config --cflags --libs corvane) -lcorvane-testing
+    $(pkg-config --libs corvane-testing) $flags
 done
 cp -r "$work/ticker.resources" "$work/loop.resources"
-LD_LIBRARY_PATH=$prefix/$libdir "$work/loop" | grep -qx '60 °C at [78][0-9] %'
-LD_LIBRARY_PATH=$prefix/$libdir "$work/simulation" | diff <(block pid text 1) -
-LD_LIBRARY_PATH=$prefix/$libdir "$work/layout" | diff <(block layout text 1) -
+"$work/loop" | grep -qx '60 °C at [78][0-9] %'
+"$work/simulation" | diff <(block pid text 1) -
+"$work/layout" | diff <(block layout text 1) -
 
 echo "-- the C headers, as C11"
 for header in "$prefix"/include/corvane/*/*_c.h "$prefix"/include/corvane/system/procinfo/*.h; do
   echo "#include \"${header#"$prefix"/include/}\"" | cc -std=c11 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -xc -fsyntax-only -
 done
 echo "-- every C++ header on its own"
-find "$prefix/include/corvane" -name '*.h' ! -name '*_c.h' -printf '#include "%P"\n' | sed 's#"#"corvane/#' | while read -r line; do
-  echo "$line" | "$compiler" -std=c++20 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -xc++ -fsyntax-only - || exit 1
-done
+(cd "$prefix/include" && find corvane -name '*.h' ! -name '*_c.h') | xargs -P "$(nproc)" -I{} sh -c \
+  'echo "#include \"{}\"" | "$0" -std=c++20 -Wall -Wextra -Wpedantic -Werror -I"$1" -xc++ -fsyntax-only - || exit 255' \
+  "$compiler" "$prefix/include"
