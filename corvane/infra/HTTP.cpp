@@ -1,10 +1,10 @@
 #include "corvane/infra/HTTP.h"
 
-#include <glib.h>
+#include <arpa/inet.h>
 #include <strings.h>
 
 #include <algorithm>
-#include <array>
+#include <charconv>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -12,6 +12,7 @@
 #include "corvane/core/Checked.h"
 #include "corvane/core/Mutex.h"
 #include "corvane/core/PerProcess.h"
+#include "corvane/core/Text.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/platform/Platform.h"
 
@@ -19,25 +20,78 @@ namespace corvane {
 
 namespace {
 
-// A URI or a relative reference (RFC 3986, 4.1). GLib takes the text apart and knows escapes, ports and IPv6 addresses;
-// it is lenient about the characters.
-bool isURL(const std::string& text) {
+bool equalIgnoringCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool isLetter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+bool hasBrackets(std::string_view text) {
+  return text.find_first_of("[]") != std::string_view::npos;
+}
+
+// Only characters that a URI may consist of, and only whole escapes.
+bool hasURLCharacters(std::string_view text) {
   static constexpr std::string_view MARKS = "-._~:/?#[]@!$&'()*+,;=%";
-  const auto allowed = [](char c) {
-    return g_ascii_isalnum(c) || (c != '\0' && MARKS.find(c) != std::string_view::npos);
-  };
-  if (text.empty() || !std::ranges::all_of(text, allowed) || std::ranges::count(text, '#') > 1) return false;
-  std::array<char*, 6> parts{};
-  auto& [scheme, user, host, path, query, fragment] = parts;
-  if (!g_uri_split(text.c_str(), G_URI_FLAGS_ENCODED, &scheme, &user, &host, nullptr, &path, &query, &fragment,
-                   nullptr))
+  static constexpr std::string_view HEX = "0123456789abcdefABCDEF";
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (!isLetter(c) && !isDigit(c) && MARKS.find(c) == MARKS.npos) return false;
+    if (c == '%' && (text.size() - i < 3 || text.substr(i + 1, 2).find_first_not_of(HEX) != HEX.npos)) return false;
+  }
+  return true;
+}
+
+bool isScheme(std::string_view text) {
+  const auto allowed = [](char c) { return isLetter(c) || isDigit(c) || c == '+' || c == '-' || c == '.'; };
+  return !text.empty() && isLetter(text.front()) && std::ranges::all_of(text, allowed);
+}
+
+// [user "@"] host [":" port]
+bool isAuthority(std::string_view text, bool mayLackHost) {
+  const std::size_t at = text.find('@');
+  if (at != text.npos && hasBrackets(text.substr(0, at))) return false;
+  if (at != text.npos) text.remove_prefix(at + 1);
+  std::string_view host = text.substr(0, text.find(':'));
+  if (text.starts_with('[')) {
+    host = text.substr(0, text.find(']') + 1);
+    in6_addr address{};
+    if (host.empty() || inet_pton(AF_INET6, std::string(host.substr(1, host.size() - 2)).c_str(), &address) != 1)
+      return false;
+  } else if (hasBrackets(host) || host.find('@') != host.npos || (host.empty() && !mayLackHost)) {
     return false;
-  // The host has lost its own brackets. What comes before a colon in the first segment would be a scheme.
-  const bool brackets = std::ranges::any_of(
-      parts, [](const char* part) { return part && std::string_view(part).find_first_of("[]") != std::string::npos; });
-  const bool colon = !scheme && text.find(':') < text.find_first_of("/?#");
-  for (char* part : parts) g_free(part);
-  return !brackets && !colon;
+  }
+  std::string_view port = text.substr(host.size());
+  if (port.empty()) return true;
+  port.remove_prefix(1);
+  if (text[host.size()] != ':' || !std::ranges::all_of(port, isDigit)) return false;
+  std::uint16_t number = 0;
+  return port.empty() || std::from_chars(port.data(), port.data() + port.size(), number).ec == std::errc();
+}
+
+// A URI or a relative reference (RFC 3986, 4.1). Those of http and https need a host (RFC 9110, 4.2).
+bool isURL(std::string_view text) {
+  if (text.empty() || !hasURLCharacters(text) || std::ranges::count(text, '#') > 1) return false;
+  std::string_view scheme;
+  // What comes before a colon in the first segment is a scheme.
+  if (const std::size_t end = text.find_first_of(":/?#"); end != text.npos && text[end] == ':') {
+    scheme = text.substr(0, end);
+    text.remove_prefix(end + 1);
+    if (!isScheme(scheme)) return false;
+  }
+  if (text.starts_with("//")) {
+    text.remove_prefix(2);
+    const std::string_view authority = text.substr(0, text.find_first_of("/?#"));
+    text.remove_prefix(authority.size());
+    if (!isAuthority(authority, !equalIgnoringCase(scheme, "http") && !equalIgnoringCase(scheme, "https")))
+      return false;
+  }
+  return !hasBrackets(text);
 }
 
 // What a call shares with the completion of its request, which may outlive it.
@@ -136,7 +190,7 @@ class Requests {
 std::optional<std::string> HTTPResponse::header(std::string_view name) const {
   std::optional<std::string> joined;
   for (const auto& [key, value] : headers) {
-    if (key.size() != name.size() || strncasecmp(key.data(), name.data(), name.size()) != 0) continue;
+    if (!equalIgnoringCase(key, name)) continue;
     joined = joined ? *joined + ", " + value : value;
   }
   return joined;
@@ -158,7 +212,7 @@ std::optional<std::string> geturl(const std::string& request, std::int64_t msecs
   const auto body = geturldata(request, msecs, status, error);
   if (!body || status != 200) return std::nullopt;
   std::string text(body->bytes.begin(), body->bytes.end());
-  return g_utf8_validate_len(text.data(), text.size(), nullptr) ? std::optional(std::move(text)) : std::nullopt;
+  return isUtf8(text) ? std::optional(std::move(text)) : std::nullopt;
 }
 
 std::optional<Data> posturl(const std::string& url, Data postData, const std::map<std::string, std::string>& headers,

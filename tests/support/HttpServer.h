@@ -1,14 +1,15 @@
 #pragma once
 
 #include <arpa/inet.h>
-#include <httplib.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <functional>
+#include <mutex>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -17,52 +18,9 @@
 
 namespace corvane {
 
-/// A real HTTP server on a port of loopback. Add handlers to `routes()`, then start() it; it ends with the scope.
-template <class Server = httplib::Server>
+/// A server on a port of loopback that may be slow, silent or rude: it hands each connection to a function, on a thread
+/// of its own, and closes it afterwards, at the latest at the end of the scope.
 class HttpServer {
- public:
-  template <class... Arguments>
-  explicit HttpServer(Arguments&&... arguments) : m_server(std::forward<Arguments>(arguments)...) {
-    // A thread serves a kept connection until that is closed.
-    m_server.new_task_queue = [this] {
-      auto* pool = new httplib::ThreadPool(80);
-      m_ready = true;
-      return pool;
-    };
-    m_server.set_keep_alive_timeout(1);
-    m_server.set_keep_alive_max_count(10'000);
-    m_server.set_tcp_nodelay(true);
-  }
-
-  ~HttpServer() {
-    m_server.stop();
-    if (m_thread.joinable()) m_thread.join();
-  }
-
-  Server& routes() { return m_server; }
-
-  void start() {
-    m_port = m_server.bind_to_any_port("127.0.0.1");
-    if (m_port <= 0) throw std::runtime_error("no port for the server");
-    m_thread = std::thread([this] { m_server.listen_after_bind(); });
-    while (!m_ready) std::this_thread::yield();  // before, stop() has no effect and threads are still to come
-  }
-
-  int port() const { return m_port; }
-
-  std::string url(std::string_view path, std::string_view scheme = "http") const {
-    return std::string(scheme) + "://127.0.0.1:" + std::to_string(m_port) + std::string(path);
-  }
-
- private:
-  Server m_server;
-  int m_port = 0;
-  std::atomic<bool> m_ready = false;
-  std::thread m_thread;
-};
-
-/// A server without manners: it hands each connection to a function, on a thread of its own, and closes it afterwards.
-class RawServer {
  public:
   class Connection {
    public:
@@ -74,6 +32,13 @@ class RawServer {
       char c = 0;
       while (!head.ends_with("\r\n\r\n") && recv(m_socket, &c, 1, 0) == 1) head += c;
       return head;
+    }
+
+    std::string read(std::size_t size) {
+      std::string bytes(size, '\0');
+      if (size > 0)
+        bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(recv(m_socket, bytes.data(), size, MSG_WAITALL), 0)));
+      return bytes;
     }
 
     /// False if the client has closed.
@@ -92,7 +57,7 @@ class RawServer {
     const int m_socket;
   };
 
-  explicit RawServer(std::function<void(Connection&)> serve) : m_serve(std::move(serve)) {
+  explicit HttpServer(std::function<void(Connection&)> serve) : m_serve(std::move(serve)) {
     m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -106,10 +71,14 @@ class RawServer {
     m_acceptor = std::thread([this] { accept(); });
   }
 
-  ~RawServer() {
+  ~HttpServer() {
     shutdown(m_listener, SHUT_RDWR);
     m_acceptor.join();
     close(m_listener);
+    {
+      const std::lock_guard lock(m_mutex);
+      for (const int client : m_clients) shutdown(client, SHUT_RDWR);
+    }
     for (std::thread& thread : m_threads) thread.join();
   }
 
@@ -119,18 +88,27 @@ class RawServer {
 
  private:
   void accept() {
-    for (int client = 0; (client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;)
+    for (int client = 0; (client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
+      const int on = 1;
+      setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+      const std::lock_guard lock(m_mutex);
+      m_clients.insert(client);
       m_threads.emplace_back([this, client] {
         Connection connection(client);
         m_serve(connection);
+        const std::lock_guard closing(m_mutex);
+        m_clients.erase(client);
         close(client);
       });
+    }
   }
 
   const std::function<void(Connection&)> m_serve;
   int m_listener = -1;
   int m_port = 0;
   std::thread m_acceptor;
+  std::mutex m_mutex;
+  std::set<int> m_clients;
   std::vector<std::thread> m_threads;
 };
 

@@ -127,38 +127,83 @@ List headerList(const HttpRequest& request) {
   return list;
 }
 
-void prepare(Transfer& transfer, CURLSH* share) {
-  CURL* handle = transfer.handle.get();
-  const HttpRequest& request = transfer.request;
-  const auto set = [handle](CURLoption option, auto value) { curl_easy_setopt(handle, option, value); };
-  set(CURLOPT_URL, request.url.c_str());
-  set(CURLOPT_PROTOCOLS_STR, "http,https");  // also after redirects
-  set(CURLOPT_FOLLOWLOCATION, 1L);
-  set(CURLOPT_MAXREDIRS, MAX_REDIRECTS);
-  set(CURLOPT_ACCEPT_ENCODING, "");  // all that can be decoded here
-  set(CURLOPT_SHARE, share);
-  set(CURLOPT_COOKIEFILE, "");  // cookies, but no file
-  set(CURLOPT_NOSIGNAL, 1L);    // the session's threads block all signals anyway
-  set(CURLOPT_QUICK_EXIT, 1L);  // nobody waits for a resolver that hangs: its thread cleans up by itself
-  set(CURLOPT_MAXAGE_CONN, long{IDLE.count()});
-  set(CURLOPT_OPENSOCKETFUNCTION, openSocket);
-  set(CURLOPT_WRITEFUNCTION, receiveBody);
-  set(CURLOPT_WRITEDATA, &transfer);
-  set(CURLOPT_HEADERFUNCTION, receiveHeader);
-  set(CURLOPT_HEADERDATA, &transfer);
-  set(CURLOPT_ERRORBUFFER, transfer.error.data());
-  transfer.headers = headerList(request);
-  set(CURLOPT_HTTPHEADER, transfer.headers.get());
-  if (request.method == HttpRequest::Method::POST) {
-    set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
-    set(CURLOPT_POSTFIELDS, request.body.empty() ? "" : reinterpret_cast<const char*>(request.body.data()));
-  }
-  const auto setFrom = [&set](CURLoption option, const char* variable) {
+template <class Value>
+void set(const EasyHandle& handle, CURLoption option, Value value) {
+  curl_easy_setopt(handle.get(), option, value);
+}
+
+// A handle with what all requests have in common.
+EasyHandle makeHandle(CURLSH* share) {
+  EasyHandle handle(curl_easy_init());
+  if (!handle) return nullptr;
+  set(handle, CURLOPT_PROTOCOLS_STR, "http,https");  // also after redirects
+  set(handle, CURLOPT_FOLLOWLOCATION, 1L);
+  set(handle, CURLOPT_MAXREDIRS, MAX_REDIRECTS);
+  set(handle, CURLOPT_ACCEPT_ENCODING, "");  // all that can be decoded here
+  set(handle, CURLOPT_SHARE, share);
+  set(handle, CURLOPT_COOKIEFILE, "");  // cookies, but no file
+  set(handle, CURLOPT_NOSIGNAL, 1L);    // the session's threads block all signals anyway
+  set(handle, CURLOPT_QUICK_EXIT, 1L);  // nobody waits for a resolver that hangs: its thread cleans up by itself
+  set(handle, CURLOPT_MAXAGE_CONN, long{IDLE.count()});
+  set(handle, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+  set(handle, CURLOPT_WRITEFUNCTION, receiveBody);
+  set(handle, CURLOPT_HEADERFUNCTION, receiveHeader);
+  return handle;
+}
+
+// Where the certificates of trusted authorities are: what the environment names or, if it names nothing, the system's.
+struct Authorities {
+  const char* file;
+  const char* folder;
+};
+
+Authorities authorities() {
+  const auto named = [](const char* variable) {
     const char* value = secure_getenv(variable);
-    if (value && *value) set(option, value);
+    return value && *value ? value : nullptr;
   };
-  setFrom(CURLOPT_CAINFO, "SSL_CERT_FILE");
-  setFrom(CURLOPT_CAPATH, "SSL_CERT_DIR");
+  const Authorities chosen{named("SSL_CERT_FILE"), named("SSL_CERT_DIR")};
+  if (chosen.file || chosen.folder) return chosen;
+  static const curl_version_info_data& library = *curl_version_info(CURLVERSION_NOW);
+  return {library.cainfo, library.capath};
+}
+
+void prepare(Transfer& transfer) {
+  const EasyHandle& handle = transfer.handle;
+  const HttpRequest& request = transfer.request;
+  set(handle, CURLOPT_URL, request.url.c_str());
+  set(handle, CURLOPT_WRITEDATA, &transfer);
+  set(handle, CURLOPT_HEADERDATA, &transfer);
+  set(handle, CURLOPT_ERRORBUFFER, transfer.error.data());
+  transfer.headers = headerList(request);
+  set(handle, CURLOPT_HTTPHEADER, transfer.headers.get());
+  if (request.method == HttpRequest::Method::POST) {
+    set(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+    set(handle, CURLOPT_POSTFIELDS, request.body.empty() ? "" : reinterpret_cast<const char*>(request.body.data()));
+  } else {
+    set(handle, CURLOPT_HTTPGET, 1L);
+  }
+  const auto [file, folder] = authorities();
+  set(handle, CURLOPT_CAINFO, file);
+  set(handle, CURLOPT_CAPATH, folder);
+}
+
+// A single line of the answer's head has become longer than libcurl takes, which calls that a lack of memory before its
+// version 8.6, and from then on CURLE_TOO_LARGE.
+bool isHeaderTooLong(const Transfer& transfer, CURLcode code) {
+  constexpr int TOO_LARGE = 100;
+  curl_off_t firstByte = 0;
+  curl_easy_getinfo(transfer.handle.get(), CURLINFO_STARTTRANSFER_TIME_T, &firstByte);
+  return (code == CURLE_OUT_OF_MEMORY || code == TOO_LARGE) && firstByte > 0 && transfer.reply.body.empty();
+}
+
+std::string missingCertificates() {
+  const auto [file, folder] = authorities();
+  return std::string("No certificates of trusted authorities can be read from ") +
+         (file     ? file
+          : folder ? folder
+                   : "the system") +
+         ", so the server's certificate cannot be checked";
 }
 
 Result<HttpReply> resultOf(Transfer& transfer, CURLcode code) {
@@ -171,6 +216,8 @@ Result<HttpReply> resultOf(Transfer& transfer, CURLcode code) {
   if (code == CURLE_UNSUPPORTED_PROTOCOL && status / 100 == 3) return failed("unsupported URL");
   if (code == CURLE_WRITE_ERROR && transfer.headerBytes > MAX_HEADER_BYTES)
     return failed("The server sends too many headers");
+  if (isHeaderTooLong(transfer, code)) return failed("The server sends a header that is too long");
+  if (code == CURLE_SSL_CACERT_BADFILE) return failed(missingCertificates());
   if (code != CURLE_OK) return failed(transfer.error[0] ? transfer.error.data() : curl_easy_strerror(code));
   response.status = static_cast<int>(status);
   const char* url = nullptr;
@@ -323,10 +370,12 @@ class Session {
   }
 
   void add(CURLM* multi, TransferPtr transfer) {
-    transfer->handle.reset(curl_easy_init());
+    if (m_spare.empty()) m_spare.push_back(makeHandle(m_share.get()));
+    transfer->handle = std::move(m_spare.back());
+    m_spare.pop_back();
     transfer->lastActivity = Clock::now();
     CURL* handle = transfer->handle.get();
-    if (handle) prepare(*transfer, m_share.get());
+    if (handle) prepare(*transfer);
     if (!handle || curl_multi_add_handle(multi, handle) != CURLM_OK) {
       complete(std::move(transfer), failure("curl", CURLE_OUT_OF_MEMORY, curl_easy_strerror(CURLE_OUT_OF_MEMORY)));
       return;
@@ -346,8 +395,18 @@ class Session {
     if (TransferPtr transfer = remove(multi, handle)) {
       auto result = resultOf(*transfer, code);
       limitCookies(*transfer);
+      if (code == CURLE_OK) keep(std::move(transfer->handle));
       complete(std::move(transfer), std::move(result));
     }
+  }
+
+  // Making a handle and setting it up costs more than a request on a connection that is there.
+  void keep(EasyHandle handle) {
+    constexpr std::size_t MAX_SPARE = 8;
+    if (m_spare.size() >= MAX_SPARE) return;
+    for (const CURLoption option : {CURLOPT_ERRORBUFFER, CURLOPT_HTTPHEADER, CURLOPT_WRITEDATA, CURLOPT_HEADERDATA})
+      set(handle, option, nullptr);  // they belong to the request
+    m_spare.push_back(std::move(handle));
   }
 
   void stop(CURLM* multi, CURL* handle, CURLcode code, const char* reason) {
@@ -398,6 +457,7 @@ class Session {
     MutexLock lock(m_mutex);
     if (!m_started.empty()) return false;
     m_cancelled.clear();
+    m_spare.clear();
     tearDown();
     return true;
   }
@@ -418,6 +478,7 @@ class Session {
   // The thread's own.
   ShareHandle m_share;  // the cookies
   std::unordered_map<CURL*, TransferPtr> m_active;
+  std::vector<EasyHandle> m_spare;  // set up, for the next requests
   int m_cookies = 0;
   bool m_isEnding = false;
 };
