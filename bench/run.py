@@ -79,8 +79,8 @@ BARS = [
     Bar("plist.xml", "property list of 10 MB, XML", "bytes_per_second", "MB/s", 1.0, "libplist", more=True),
     Bar("plist.binary", "property list of 10 MB, binary", "bytes_per_second", "MB/s", 1.0, "libplist", more=True),
     Bar("pid", "one step of a PID controller", "time", "ns", 1.0, "two clock readings", plus=20),
-    *[Bar(f"layout.{shape}", f"tidy layout of 100,000 nodes, {shape}", "nodes100000", "ms", 15, "figure")
-      for shape in ["wide", "deep", "comb", "random", "uneven"]],
+    *[Bar(f"layout.{shape}", f"tidy layout of 100,000 nodes, {shape}", "nodes100000", "ms", 0.15, "d3-hierarchy")
+      for shape in ["wide", "deep", "comb", "random", "uneven", "mixed"]],
     Bar("layout.node", "a node of a layout tree, deep", "bytes", "bytes", 160, "figure", corvane="deep"),
     Bar("spawn.small", "spawn + wait, 10 MiB resident", "time", "ns", 1.5, "posix_spawn"),
     Bar("spawn.large", "spawn + wait, 1 GiB resident", "time", "ns", 1.5, "posix_spawn"),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <random>
@@ -14,8 +15,9 @@ namespace corvane::testing {
 using TreeShape = std::vector<std::size_t>;
 
 /// What layouts are tried on. In a comb every node of a long chain bears a tooth of two nodes on its right, so that the
-/// longest subtree stands on the left at every level; an uneven tree is a root with chains of 1 to 19 nodes.
-inline const std::vector<std::string> TREE_SHAPES = {"wide", "deep", "comb", "random", "uneven"};
+/// longest subtree stands on the left at every level; an uneven tree is a root with chains of 1 to 19 nodes; in a mixed
+/// one, which is deep too, every node hangs below one of the eight before it.
+inline const std::vector<std::string> TREE_SHAPES = {"wide", "deep", "comb", "random", "uneven", "mixed"};
 
 inline TreeShape treeShape(const std::string& kind, std::size_t count) {
   TreeShape parents(count, 0);
@@ -25,6 +27,7 @@ inline TreeShape treeShape(const std::string& kind, std::size_t count) {
     if (kind == "deep") parents[i] = i - 1;
     if (kind == "comb") parents[i] = i % 3 == 1 ? i - (i > 3 ? 3 : 1) : i - (i % 3 == 2 ? (i > 3 ? 4 : 2) : 1);
     if (kind == "random") parents[i] = random() % i;
+    if (kind == "mixed") parents[i] = i - 1 - std::min<std::size_t>(i - 1, random() % 8);
     if (kind == "uneven") {
       parents[i] = chain == 0 ? 0 : i - 1;
       chain = (chain == 0 ? 1 + random() % 19 : chain) - 1;
