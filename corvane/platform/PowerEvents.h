@@ -21,9 +21,9 @@ struct Notification {
 inline constexpr std::string_view WILL_SLEEP = "NSWorkspaceWillSleepNotification";
 /// The screens were switched off or blanked.
 inline constexpr std::string_view SCREENS_DID_SLEEP = "NSWorkspaceScreensDidSleepNotification";
-/// The system has woken.
+/// The system has woken, or the service that announced its sleep is gone.
 inline constexpr std::string_view DID_WAKE = "NSWorkspaceDidWakeNotification";
-/// The screens are on again.
+/// The screens are on again, or the service that announced that they are off is gone.
 inline constexpr std::string_view SCREENS_DID_WAKE = "NSWorkspaceScreensDidWakeNotification";
 
 /// Source of the four notifications above.
