@@ -26,7 +26,8 @@ inline constexpr std::size_t MAX_PROPERTY_LIST_DEPTH = 512;
 struct PropertyListLimits {
   std::size_t maxBytes = std::size_t{64} << 20;  ///< size of the list itself, in bytes
   /// Dictionaries and arrays within each other; more than MAX_PROPERTY_LIST_DEPTH is taken as that. Reading a binary
-  /// list and working with a Value take up to 1 KiB of stack for each: lower the limit on threads with small stacks.
+  /// list, writing any list and working with a Value take up to 1 KiB of stack for each: lower this where the result is
+  /// used on a thread with a small stack.
   std::size_t maxDepth = MAX_PROPERTY_LIST_DEPTH;
   /// Values in the result, those in dictionaries and arrays and these themselves included. A binary list may refer to
   /// one object many times: each time counts.
