@@ -1,6 +1,7 @@
 #include "corvane/core/Schedule.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 #include <utility>
 
@@ -25,6 +26,13 @@ constexpr std::int64_t FLOOR_NSEC = 1'000'000;
 // This many void places may stand in the order beside as many again as there are others.
 constexpr std::size_t VOID_PLACES = 64;
 
+// Asks for an entry's memory ahead of its run: among thousands it is not in a near cache.
+void fetch(const ScheduleEntry* entry) {
+  const auto* bytes = reinterpret_cast<const char*>(entry);
+  for (std::size_t line = 0; entry && line < offsetof(ScheduleEntry, listings); line += alignof(ScheduleEntry))
+    __builtin_prefetch(bytes + line, 1);
+}
+
 }  // namespace
 
 Mutex& Schedule::s_mutex = *new Mutex;
@@ -37,6 +45,11 @@ void ScheduleEntry::setRate(double seconds, double constant) {
   interval = seconds;
   time_constant = constant;
   weight = WeightedStats::weight(constant, seconds);
+}
+
+Timeval ScheduleEntry::step() const {
+  const std::int64_t nsec = Timeval::toInt64(interval * 1e9);
+  return Timeval::nsec(nsec > 0 ? nsec : FLOOR_NSEC);
 }
 
 void ScheduleEntry::resetStats(Timeval now) {
@@ -173,9 +186,11 @@ void Schedule::serve(std::uint64_t generation) {
       }
       if (!m_walking) {
         m_walking = true;
+        m_wait_end = nextDue();  // now, because the walk takes entries out
         lock.unlock();
         postSlice(generation);
         lock.lock();
+        if (m_walking && m_wait_end && mayRun(generation)) s_mutex.waituntil(m_wait_end->tv());
         continue;
       }
     }
@@ -183,14 +198,16 @@ void Schedule::serve(std::uint64_t generation) {
   }
 }
 
-// When the timer thread must look again: during a walk, which takes what is due now, at the first later time.
+// When the timer thread must look again. During a walk, which takes what is due now, that is the first later time, or
+// the one at which the first entry will be due again.
 std::optional<Timeval> Schedule::nextDue() {
-  if (!m_walking) {
-    const Listing* first = front();
-    return first ? std::optional(first->entry->due) : std::nullopt;
-  }
-  const Place now{Timeval() + Timeval::nsec(TOLERANCE_NSEC), std::numeric_limits<std::int64_t>::max(), 0};
-  const Place* later = m_order.above(now);
+  const Listing* first = front();
+  if (!first) return std::nullopt;
+  if (!m_walking) return first->entry->due;
+  const Timeval now = Timeval() + Timeval::nsec(TOLERANCE_NSEC);
+  const Place* later = m_order.above({now, std::numeric_limits<std::int64_t>::max(), 0});
+  const Timeval again = first->entry->due + first->entry->step();
+  if (again > now && (!later || again < later->due)) return again;
   return later ? std::optional(later->due) : std::nullopt;
 }
 
@@ -224,6 +241,7 @@ bool Schedule::walk(MutexLock& lock, std::uint64_t generation) CORVANE_NO_THREAD
     m_ran.push_back(m_order.front());
     m_order.pop();
     first->waiting = false;
+    if (!m_order.empty()) fetch(m_listings[m_order.front().index].entry.get());
     now = run(lock, *first->entry, now);
   }
   return false;
@@ -253,10 +271,8 @@ Timeval Schedule::run(MutexLock& lock, ScheduleEntry& entry, Timeval start) CORV
       entry.elapsed_stats.fold(duration, entry.weight);
     entry.count += 1;
   }
-  std::int64_t step = Timeval::toInt64(entry.interval * 1e9);
-  if (step <= 0) step = FLOOR_NSEC;
-  entry.due = entry.due + Timeval::nsec(step);
-  if (entry.due < start) entry.due = start + Timeval::nsec(step);
+  entry.due = entry.due + entry.step();
+  if (entry.due < start) entry.due = start + entry.step();
   if (--entry.inRun == 0 && !entry.released.empty()) {
     auto released = std::exchange(entry.released, {});
     lock.unlock();

@@ -22,6 +22,7 @@ class Schedule;
 struct alignas(64) ScheduleEntry {
   explicit ScheduleEntry(std::string ident) : name(std::move(ident)) { setRate(0, 10); }
 
+  Timeval step() const;  // from one due time to the next
   Repeater::repeater_stats stats() const;
   void resetStats(Timeval now);
   void setRate(double seconds, double constant);

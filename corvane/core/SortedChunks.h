@@ -71,6 +71,7 @@ class SortedChunks {
 
   // The first chunk that holds a greater value.
   auto chunkAbove(const T& value) const {
+    if (!m_chunks.empty() && value < m_chunks.front().back()) return m_chunks.begin();
     return std::upper_bound(m_chunks.begin(), m_chunks.end(), value,
                             [](const T& left, const std::vector<T>& right) { return left < right.back(); });
   }
