@@ -45,7 +45,7 @@ BARS = [
     Bar("queue.sync", "serial queue, sync round trip", "time", "ns", 1.0),
     Bar("mainqueue", "main-queue round trip, p50", "p50_us", "us", 1.5, "QMetaObject blocking call"),
     Bar("mainqueue", "main-queue round trip, p99", "p99_us", "us", 1.5, "QMetaObject blocking call"),
-    Bar("timerqueue.1ms", "TimerQueue of 1 ms, lateness p50", "p50_us", "us", 1.5, "timerfd"),
+    Bar("timerqueue.1ms", "TimerQueue of 1 ms, lateness p50", "p50_us", "us", 1.2, "timerfd"),
     Bar("timerqueue.1ms", "TimerQueue of 1 ms, lateness p99", "p99_us", "us", 1.5, "timerfd"),
     Bar("timerqueue.100ms", "TimerQueue of 100 ms, lateness p50", "p50_us", "us", 1.5, "timerfd"),
     Bar("timer.1", "1 repeater of 100 ms, lateness p50", "p50_us", "us", 1.0, "QTimer, precise"),
