@@ -15,8 +15,11 @@ namespace corvane {
 
 /// Starts one detached thread and returns only when it really runs.
 ///
-/// The thread is never joined or cancelled: whoever owns the action ends it through a flag of its own. For work that
-/// comes in pieces use DispatchQueueSerial. start() and stop() are for one controlling thread.
+/// For one loop that lasts, or waits for what no queue knows. For work that comes in pieces take a DispatchQueueSerial;
+/// for a task that recurs, a Repeater, which runs on the main queue, or a TimerQueue, which keeps a fixed cadence.
+///
+/// The thread is never joined or cancelled: whoever owns the action ends it through a flag of its own. start() and
+/// stop() are for one controlling thread.
 class CORVANE_API PThread {
  public:
   /// The thread's body; receives the context given to start(), empty if none was.

@@ -1,6 +1,6 @@
 #pragma once
 
-/** A lock with one condition, as an opaque pointer, for C callers. C++ code uses corvane/core/Mutex.h.
+/** A lock with one condition, as an opaque pointer, for C (C11 or later) callers. C++ code uses corvane/core/Mutex.h.
  *  The lock is not recursive. Any thread may call any function; passing anything but a pointer from ptlock_init that
  *  was not destroyed is undefined, except where null is allowed. */
 
@@ -10,6 +10,11 @@
 
 #ifdef __cplusplus
 extern "C" {
+#endif
+
+#ifndef __cplusplus
+/** The time limit that means: wait without a limit. Every negative number of microseconds does. */
+enum { COND_WAIT_FOREVER = -1 };
 #endif
 
 /** A new, unlocked lock. Never null: a failed allocation ends the process. */
