@@ -1,34 +1,48 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <atomic>
 #include <memory>
 
+#include "corvane/platform/Export.h"
+
 namespace corvane {
 
-/// One object a process, made on first use and never destroyed. A forked child gets an object of its own: in the copy
-/// of its parent's, threads that the child does not have may hold the locks for ever. Any thread; construction must be
-/// cheap and without effect outside, because two threads may construct at once, of which one object is dropped.
+/// How many forks lie between this process and the one that loaded the library. Any thread, at the cost of a load.
+CORVANE_API unsigned forkCount() noexcept;
+
+/// One object a process, made on first use. A forked child gets an object of its own: in the copy of its parent's,
+/// threads that the child does not have may hold the locks for ever; that copy is never destroyed. Any thread;
+/// construction must be cheap and without effect outside, because two threads may construct at once, of which one
+/// object is dropped.
 template <class T>
 class PerProcess {
  public:
+  PerProcess() = default;
+  ~PerProcess() {
+    if (Made* const made = m_current.load(std::memory_order_acquire); made && made->process == forkCount()) delete made;
+  }
+  PerProcess(const PerProcess&) = delete;
+  PerProcess& operator=(const PerProcess&) = delete;
+
   T& operator()() {
-    Made* current = m_current.load(std::memory_order_acquire);
-    const pid_t process = getpid();
-    if (current && current->process == process) return current->object;
-    auto made = std::make_unique<Made>(process, current);
-    if (m_current.compare_exchange_strong(current, made.get(), std::memory_order_acq_rel)) current = made.release();
-    return current->object;
+    Made* const current = m_current.load(std::memory_order_acquire);
+    return current && current->process == forkCount() ? current->object : make(current);
   }
 
  private:
   struct Made {
-    Made(pid_t maker, Made* before) : process(maker), previous(before) {}
-    const pid_t process;
+    Made(unsigned maker, Made* before) : process(maker), previous(before) {}
+    const unsigned process;
     Made* const previous;  // keeps what only the parent may destroy from looking lost
     T object;
   };
+
+  T& make(Made* current) {
+    auto made = std::make_unique<Made>(forkCount(), current);
+    if (m_current.compare_exchange_strong(current, made.get(), std::memory_order_acq_rel)) current = made.release();
+    return current->object;
+  }
+
   std::atomic<Made*> m_current = nullptr;
 };
 

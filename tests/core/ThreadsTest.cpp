@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -42,35 +43,26 @@ TEST(PThread, StartReturnsWhenTheThreadRunsAndPassesTheContext) {
   EXPECT_EQ(sum, 107);
 }
 
-TEST(PThread, StopLeavesTheActionRunning) {
-  PThread thread;
-  std::latch release(1), ended(2);
-  std::atomic<int> order = 0;
-  thread.start({}, [&](const std::any&) {
-    release.wait();
-    order = order * 10 + 1;
-    ended.count_down();
-  });
-  thread.stop();
-  thread.start({}, [&](const std::any&) {
-    order = order * 10 + 2;
-    release.count_down();
-    ended.count_down();
-  });
-  ended.wait();
-  EXPECT_EQ(order, 21);
-}
-
-TEST(PThread, AThreadOutlivesItsObject) {
-  std::latch release(1), ended(1);
+TEST(PThread, AThreadOutlivesStopAndItsObject) {
+  std::latch release(1), begun(1), ended(1);
+  int order = 0;
   {
-    PThread().start({}, [&](const std::any&) {
+    PThread thread;
+    thread.start({}, [&](const std::any&) {
       release.wait();
+      order = order * 10 + 1;
       ended.count_down();
     });
+    thread.stop();
+    thread.start({}, [&](const std::any&) {
+      order = 2;
+      begun.count_down();
+    });
+    begun.wait();
   }
   release.count_down();
   ended.wait();
+  EXPECT_EQ(order, 21);
 }
 
 TEST(SerialQueue, RunsWorkInOrderOneAtATime) {
@@ -147,6 +139,21 @@ TEST(SerialQueue, QueuedWorkOutlivesTheQueueAndItsCapturesDieAfterIt) {
     queue.async([&ended, held = std::move(capture)] { ended.count_down(); });
   }
   ended.wait();
+}
+
+TEST(SerialQueue, AForkedChildHasThreadsOfItsOwn) {
+  DispatchQueueSerial queue("fork", QoS::DEFAULT);
+  queue.sync([] {});  // its worker is idle now, and the child has none
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);
+    bool ran = false;
+    queue.sync([&] { ran = true; });
+    _exit(ran ? 0 : 1);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
 }
 
 void setStackSize(std::size_t bytes) {

@@ -6,12 +6,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "corvane/core/Mutex.h"
+#include "corvane/core/PerProcess.h"
 #include "corvane/core/Thread.h"
 #include "corvane/core/fatal.h"
 
@@ -28,15 +28,19 @@ using Work = std::function<void()>;
 struct Queue {
   explicit Queue(std::string_view label) : name(label.substr(label.size() - std::min<std::size_t>(label.size(), 15))) {}
 
-  const std::string name;  // the end of the label: the kernel keeps 15 bytes, and labels differ at the end
-  Mutex mutex;
-  std::vector<Work> work CORVANE_GUARDED_BY(mutex);
-  bool active CORVANE_GUARDED_BY(mutex) = false;  // a worker drains it or is on the way
+  struct State {
+    Mutex mutex;
+    std::vector<Work> work CORVANE_GUARDED_BY(mutex);
+    bool active CORVANE_GUARDED_BY(mutex) = false;  // a worker drains it or is on the way
+  };
+
+  const std::string name;   // the end of the label: the kernel keeps 15 bytes, and labels differ at the end
+  PerProcess<State> state;  // what was queued before a fork runs in the parent only
 };
 
 using QueuePtr = std::shared_ptr<Queue>;
 
-void drain(Queue& queue) {
+void drain(Queue::State& queue) {
   std::vector<Work> batch;
   for (bool looked = false;;) {
     batch.clear();
@@ -99,7 +103,7 @@ class Pool {
         name = queue->name;
         pthread_setname_np(pthread_self(), name.c_str());
       }
-      drain(*queue);
+      drain(queue->state());
     }
   }
 
@@ -129,26 +133,35 @@ class Pool {
   std::vector<Worker*> m_idle CORVANE_GUARDED_BY(m_mutex);
 };
 
+struct Pools {
+  Pool urgent{0};
+  Pool utility{5};
+  Pool background{10};
+
+  Pool& of(QoS qos) { return qos == QoS::BACKGROUND ? background : qos == QoS::UTILITY ? utility : urgent; }
+};
+
 // Never destroyed: workers may run while the process exits.
-Pool& poolFor(QoS qos) {
-  static auto& pools = *new std::array<Pool, 3>{Pool(0), Pool(5), Pool(10)};
-  return pools[qos == QoS::BACKGROUND ? 2 : qos == QoS::UTILITY ? 1 : 0];
+Pools& pools() {
+  static auto& pools = *new PerProcess<Pools>;
+  return pools();
 }
 
 class PooledQueue : public SerialQueue {
  public:
-  PooledQueue(std::string_view label, QoS qos) : m_queue(std::make_shared<Queue>(label)), m_pool(poolFor(qos)) {}
+  PooledQueue(std::string_view label, QoS qos) : m_queue(std::make_shared<Queue>(label)), m_qos(qos) {}
 
   bool async(Work&& work) override {
-    MutexLock lock(m_queue->mutex);
+    Queue::State& state = m_queue->state();
     Worker* worker = nullptr;
-    if (!m_queue->active) {
+    MutexLock lock(state.mutex);
+    if (!state.active) {
       // With the lock held: what others queue meanwhile is to share the worker or the refusal.
-      worker = m_pool.claim();
+      worker = pools().of(m_qos).claim();
       if (!worker) return false;
-      m_queue->active = true;
+      state.active = true;
     }
-    m_queue->work.push_back(std::move(work));
+    state.work.push_back(std::move(work));
     lock.unlock();
     if (worker) worker->hand(m_queue);
     return true;
@@ -156,7 +169,7 @@ class PooledQueue : public SerialQueue {
 
  private:
   const QueuePtr m_queue;
-  Pool& m_pool;
+  const QoS m_qos;
 };
 
 class PooledQueues : public SerialQueues {
