@@ -8,8 +8,9 @@ install(TARGETS corvane-core corvane-infra corvane-algorithms corvane-system cor
 install(DIRECTORY corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h"
   PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE
-  PATTERN "PerProcess.h" EXCLUDE PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE
-  PATTERN "Schedule.h" EXCLUDE PATTERN "SortedChunks.h" EXCLUDE)
+  PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE PATTERN "ProgramName.h" EXCLUDE
+  PATTERN "Schedule.h" EXCLUDE PATTERN "SharedInstance.h" EXCLUDE PATTERN "SortedChunks.h" EXCLUDE
+  PATTERN "Thread.h" EXCLUDE)
 install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
 
 configure_package_config_file(cmake/CorvaneConfig.cmake.in ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
