@@ -79,7 +79,7 @@ Result<std::vector<Entry>> read(const Options& options) {
       entries.push_back({entry->path(), i, depth + 1, isFolder});
     }
     if (error && i == 0) return fileFailure(options.path, error.value());
-    if (error) entries[i].note = "(" + error.message() + ")";
+    if (error) entries[i].note = '(' + error.message() + ")";
   }
   return entries;
 }

@@ -113,7 +113,7 @@ int print(ViewOptions::Format format, LocalSource& source, unsigned seconds) {
     if (error != 0 || elapsed.count() + 0.5 >= seconds) MainLoop::quit();
   });
   MainLoop::run();
-  if (!json && error == 0) error = writeOut("\n" + plainTable(source.repeaters().rows(), glyphs));
+  if (!json && error == 0) error = writeOut('\n' + plainTable(source.repeaters().rows(), glyphs));
   return statusAfterOutput(error);
 }
 

@@ -167,7 +167,7 @@ std::string OverviewPage::shortReading(std::size_t index, std::size_t columns) c
   const ReadingRow& row = READING_ROWS[index];
   const std::string value = row.value(m_source.readings(), m_glyphs);
   const std::string name(row.shortName);
-  return clipped(name + alignedRight(" " + (value.empty() ? "-" : value), columns - std::min(columns, name.size())),
+  return clipped(name + alignedRight(' ' + (value.empty() ? "-" : value), columns - std::min(columns, name.size())),
                  columns);
 }
 
@@ -176,7 +176,7 @@ Line OverviewPage::reading(std::size_t index, std::size_t columns) const {
   const bool narrow = columns < 40;
   std::string name(narrow ? row.shortName : row.name);
   std::string value = row.value(m_source.readings(), m_glyphs);
-  if (value.empty()) value = "-";
+  if (value.empty()) value = '-';
   static constexpr std::size_t VALUE = 14;
   if (columns <= VALUE + 7) return {{name + " " + value}};  // aligned, they would not fit
   name = alignedLeft(name, narrow ? 7 : 13);

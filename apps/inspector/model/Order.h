@@ -26,7 +26,7 @@ struct Order {
 
   template <class NameOf>
   std::string word(NameOf nameOf) const {
-    return (descending ? "-" : "") + std::string(nameOf(column));
+    return std::string(descending ? "-" : "").append(nameOf(column));
   }
 };
 

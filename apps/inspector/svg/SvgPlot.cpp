@@ -66,7 +66,7 @@ struct Canvas {
   }
   void text(double x, double y, std::string_view text, std::string_view style) {
     if (text.empty()) return;
-    svg.append("<text x='" + px(x) + "' y='" + px(y) + "' ").append(style).append(">" + svgText(text) + "</text>\n");
+    svg.append("<text x='" + px(x) + "' y='" + px(y) + "' ").append(style).append('>' + svgText(text) + "</text>\n");
   }
 };
 
@@ -80,7 +80,7 @@ void drawCurve(Canvas& canvas, const SvgPlot::Line& line, const Axis& x, const A
   bool pen = false;
   for (const SvgPlot::Point& point : line.points) {
     const bool visible = std::isfinite(point.x) && std::isfinite(point.y);
-    if (visible) path += (pen ? "L" : "M") + px(x(point.x)) + " " + px(y(point.y));
+    if (visible) path += (pen ? 'L' : 'M') + px(x(point.x)) + " " + px(y(point.y));
     pen = visible;
   }
   if (!path.empty()) canvas.svg += "<path d='" + path + "' " + strokeOf(line) + "/>\n";

@@ -37,7 +37,7 @@ std::string noteOf(SvgTree::Tree& node) {
   if (!node.childrenHidden() || node.childCount() == 0) return node.data()->note;
   std::size_t hidden = 0;
   for (const auto& child : node.allChildNodes()) child->autoHideNodes([&hidden](SvgTree::Tree&) { ++hidden; });
-  return "+" + std::to_string(hidden);
+  return '+' + std::to_string(hidden);
 }
 
 // Where and how a node is drawn.

@@ -12,7 +12,7 @@ namespace {
 
 std::string throughputObject(const std::optional<Throughput>& value, std::string_view in, std::string_view out) {
   if (!value) return "null";
-  return "{" + jsonString(in) + ":" + jsonNumber(value->in, 0) + "," + jsonString(out) + ":" +
+  return '{' + jsonString(in) + ":" + jsonNumber(value->in, 0) + "," + jsonString(out) + ":" +
          jsonNumber(value->out, 0) + "}";
 }
 
