@@ -16,6 +16,16 @@ MAY = {
     "testing": ["platform", "core"],
 }
 
+# What the Inspector's folders may include of each other: a window needs neither the terminal nor its texts. Commands
+# may include all.
+INSPECTOR = {
+    "model": [],
+    "text": ["model"],
+    "svg": ["model", "text"],
+    "terminal": ["text"],
+    "live": ["model", "text", "terminal"],
+}
+
 # Headers and calls that other POSIX systems lack, or that belong to a library which only a backend may use.
 HEADER = re.compile(
     r"<((linux|asm|glib|gio|xcb|X11|dbus|systemd)\b.*|glib.*|libudev\.h|(error|endian|byteswap|malloc|link|mntent)\.h"
@@ -51,6 +61,10 @@ def problems(name: str, text: str):
                 yield number, f"{target} is not written from the repository's root"
             elif target.count("/") > 1 and layer(target) != here and layer(target) not in MAY[here]:
                 yield number, f"{target} points from {here} to {layer(target)}"
+        if own and name.startswith("apps/inspector/") and own.group(1).startswith("apps/inspector/"):
+            folder, other = name.split("/")[2], own.group(1).split("/")[2]
+            if other != folder and other not in INSPECTOR.get(folder, [other]):
+                yield number, f"{own.group(1)} points from {folder} to {other}"
         if here == "linux" or name in APART:
             continue
         header = re.match(r"\s*#\s*include\s+(<.*>)", line)
