@@ -261,6 +261,17 @@ struct UserDefaults::State {
     }
   }
 
+  // Takes what other programs have changed, on the main queue. They announce a change before they commit it, so one
+  // that is not there yet is looked for again.
+  static void look(const std::weak_ptr<UserDefaults>& observer) {
+    static constexpr double PAUSE = 0.1;  // seconds
+    const auto defaults = observer.lock();
+    if (!defaults) return;
+    const State& state = *defaults->m_state;
+    const bool isCurrent = defaults->m_state->read([&state]() CORVANE_REQUIRES(memory()) { return state.isCurrent(); });
+    if (!isCurrent) main_after(PAUSE, [observer] { look(observer); });
+  }
+
   // What the listeners to this domain alone listen to.
   std::string changeKey() const { return std::string(DID_CHANGE).append(".").append(application.name()); }
 
@@ -429,12 +440,7 @@ void UserDefaults::observeChanges() {
     if (std::exchange(m_state->isObserved, true)) return;
     m_state->owner = weak_from_this();
   }
-  auto watch = platform().defaultsStore().observe([self = weak_from_this()] {
-    const auto defaults = self.lock();
-    if (!defaults) return;
-    State& state = *defaults->m_state;
-    state.read([] {});
-  });
+  auto watch = platform().defaultsStore().observe([self = weak_from_this()] { State::look(self); });
   // What changes are compared with.
   m_state->read([] {});
   if (!watch) {
