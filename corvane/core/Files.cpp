@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <system_error>
 
@@ -89,19 +90,43 @@ Result<std::string> makeFolders(std::string path) {
   return path;
 }
 
+namespace {
+
+// What the names of pending files begin and end with.
+constexpr std::string_view TEMPORARY = ".corvane-";
+constexpr std::string_view TEMPORARY_END = ".tmp";
+
+// Removes what writers that were killed have left in a folder: files that nobody has written to for a day.
+void removeAbandoned(const std::filesystem::path& folder) {
+  namespace fs = std::filesystem;
+  const auto yesterday = fs::file_time_type::clock::now() - std::chrono::hours(24);
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    const std::string name = entry->path().filename();
+    if (!name.starts_with(TEMPORARY) || !name.ends_with(TEMPORARY_END)) continue;
+    std::error_code ignored;
+    if (const auto time = entry->last_write_time(ignored); !ignored && time < yesterday)
+      fs::remove(entry->path(), ignored);
+  }
+}
+
+}  // namespace
+
 Result<PendingFile> PendingFile::create(std::string path) {
   static std::atomic<unsigned> counter = 0;
   // Another process may have died and left a file of the same name, for process numbers come back.
   constexpr int ATTEMPTS = 100;
+  const std::string folder = path.substr(0, path.rfind('/') + 1);
   std::string name;
   Result<FileDescriptor> file;
   for (int i = 0; i < ATTEMPTS; ++i) {
-    name = path.substr(0, path.rfind('/') + 1) + ".corvane-" + std::to_string(::getpid()) + "-" +
-           std::to_string(counter++) + ".tmp";
+    name = folder + std::string(TEMPORARY) + std::to_string(::getpid()) + "-" + std::to_string(counter++) +
+           std::string(TEMPORARY_END);
     file = openFile(name, O_WRONLY | O_CREAT | O_EXCL, 0644);
     if (file || file.error().code != EEXIST) break;
   }
   if (!file) return fileFailure(path, file.error().code);
+  removeAbandoned(folder.empty() ? "." : folder);
   return PendingFile(std::move(path), std::move(name), std::move(*file));
 }
 

@@ -77,7 +77,8 @@ CORVANE_API bool writeAll(int fd, std::string_view bytes);
 CORVANE_API Result<std::string> makeFolders(std::string path);
 
 /// A new file that bears a temporary name beside the one that it is meant for, until it takes that name over, complete
-/// and brought to the disk. Otherwise it is removed at the end of the scope.
+/// and brought to the disk. Otherwise it is removed at the end of the scope; what killed processes have left is removed
+/// by the next one that is made in the folder a day later.
 class CORVANE_API PendingFile {
  public:
   /// The file gets the mode 0644 less the umask.

@@ -17,6 +17,7 @@ template <class T>
 class SharedInstance {
  public:
   static std::shared_ptr<T> get() {
+    static_cast<void>(s_isMade);
     SharedInstance& slot = SharedInstance::slot();
     MutexLock lock(slot.m_mutex);
     if (!slot.m_object) slot.m_object = std::make_shared<T>();
@@ -37,6 +38,10 @@ class SharedInstance {
     static auto& slot = *new SharedInstance;
     return slot;
   }
+  // Made while the library is loaded: one that a thread makes while another one forks would stay half made in the
+  // child.
+  static inline const bool s_isMade = (static_cast<void>(slot()), true);
+
   // A child must not inherit the lock from a thread that it does not have.
   static void acquire() CORVANE_NO_THREAD_SAFETY_ANALYSIS { slot().m_mutex.acquire(); }
   static void release() CORVANE_NO_THREAD_SAFETY_ANALYSIS { slot().m_mutex.release(); }

@@ -69,7 +69,7 @@ class DefaultsDomain {
 ///
 /// The mode of DOMAIN.changes is 0400, so that a backup that is copied over it replaces it or fails. To cut it off in
 /// place, which only the administrator and chmod can, ends the processes that read. When it is removed or replaced,
-/// every process turns to the new one within a second of reading.
+/// every process that reads turns to the new one, after a second and a few reads.
 ///
 /// In file names, '/', '%', control characters and a dot at the beginning of DOMAIN stand as %XX. The folder has mode
 /// 0700, the other files 0600; rights of others are taken away when a file is opened.

@@ -333,6 +333,8 @@ TEST_F(PropertyListFile, IsRefusedWhenItIsNone) {
 TEST_F(PropertyListFile, IsKeptWhenWritingFails) {
   ASSERT_TRUE(writePropertyListFile("old", path("a"), XML));
   fs::create_directory(path("folder"));
+  for (const char* left : {".corvane-1-1.tmp", ".corvane-1-2.tmp"}) std::ofstream(path(left)) << "by a killed process";
+  fs::last_write_time(path(".corvane-1-1.tmp"), fs::file_time_type::clock::now() - std::chrono::hours(25));
   EXPECT_FALSE(writePropertyListFile("\xFF", path("a"), XML));
   const auto codeOf = [this](const std::string& name) {
     const FileSizeLimit full(1000);
@@ -342,7 +344,7 @@ TEST_F(PropertyListFile, IsKeptWhenWritingFails) {
   EXPECT_EQ(codeOf("none/a"), ENOENT);
   EXPECT_EQ(writePropertyListFile("new", path("folder"), XML).error().code, EISDIR);
   EXPECT_EQ(readPropertyListFile(path("a")), Value("old"));
-  EXPECT_EQ(namesIn(path("")), (Strings{"a", "folder"}));
+  EXPECT_EQ(namesIn(path("")), (Strings{".corvane-1-2.tmp", "a", "folder"})) << "the old one is removed";
 }
 
 }  // namespace

@@ -239,6 +239,9 @@ TEST_F(UserDefaultsTest, SavesGoOnInAProcessThatForksWhileItsThreadsSave) {
     threads.emplace_back([this, key](const std::stop_token& stop) {
       for (int i = 0; !stop.stop_requested(); ++i) EXPECT_TRUE(defaults->set(key, i));
     });
+  threads.emplace_back([](const std::stop_token& stop) {
+    while (!stop.stop_requested()) UserDefaults::setShared(nullptr), UserDefaults::shared();
+  });
   for (int i = 0; i < 30; ++i) {
     const std::string key = "child " + std::to_string(i);
     inChild([&] {

@@ -40,6 +40,8 @@ class StoredDomain : public DefaultsDomain {
   void closeForFork() CORVANE_REQUIRES(storage().mutex);
 
  private:
+  bool isLost(const ChangeCounter& counter) const noexcept;
+
   std::string database() const CORVANE_REQUIRES(storage().mutex) { return m_file + std::string(DATABASE); }
 
   static bool isClosed(int code) { return code == EACCES || code == EPERM || code == EROFS || code == ENOENT; }
@@ -58,6 +60,7 @@ class StoredDomain : public DefaultsDomain {
 
   const std::string m_name;
   std::atomic<const ChangeCounter*> m_current = nullptr;  // m_counter
+  mutable std::atomic<unsigned> m_reads = 0;              // about: two at a time may count as one
   mutable std::atomic<time_t> m_looked = 0;               // the second of the last look at whether the counter is there
   std::atomic<std::uint64_t> m_inFlight = 0;              // the number that a write of ours has announced
   std::string m_file CORVANE_GUARDED_BY(storage().mutex);  // the files' path without what tells them apart
