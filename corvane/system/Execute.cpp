@@ -27,14 +27,29 @@ struct Outcome {
   std::string output;
 };
 
-Result<Outcome> run(const std::string& path, const Execute::Arguments& args, Task::Stream error) {
+Task::Settings settingsOf(const std::string& path, const Execute::Arguments& args, const Execute::Options& options) {
+  return {.executable = path,
+          .arguments = args,
+          .environment = options.environment,
+          .folder = options.folder,
+          .input = options.input ? Task::Stream::text(*options.input) : Task::Stream::inherited(),
+          .limit = options.limit};
+}
+
+void logLimit(const Task& task) {
+  if (task.exceededLimit()) logNotice("Execute: the time limit of " + task.executable() + " is over");
+}
+
+Result<Outcome> run(const std::string& path, const Execute::Arguments& args, const Execute::Options& options,
+                    Task::Stream error) {
   std::string output;
-  const auto task =
-      Task::create({.executable = path,
-                    .arguments = args,
-                    .output = Task::Stream::read([&output](Task&, std::string_view bytes) { output.append(bytes); }),
-                    .error = std::move(error)});
+  Task::Settings settings = settingsOf(path, args, options);
+  settings.output = Task::Stream::read([&output](Task&, std::string_view bytes) { output.append(bytes); });
+  settings.error = std::move(error);
+  settings.sharesGroup = !options.limit;  // which ends all of a group
+  const auto task = Task::create(std::move(settings));
   if (auto ran = task->run(); !ran) return tl::unexpected(ran.error());
+  logLimit(*task);
   return Outcome{task->terminationStatus().value_or(-1), std::move(output)};
 }
 
@@ -108,29 +123,31 @@ std::string withPath(const std::string& command, const std::string& path) {
 
 }  // namespace
 
-std::pair<std::int32_t, std::string> Execute::syncWithStatus(const std::string& path, const Arguments& args) {
-  auto outcome = run(path, args, Task::Stream::output());
+std::pair<std::int32_t, std::string> Execute::syncWithStatus(const std::string& path, const Arguments& args,
+                                                             const Options& options) {
+  auto outcome = run(path, args, options, Task::Stream::output());
   if (outcome) return {outcome->status, decoded(path, std::move(outcome->output))};
   logNotice("Execute.sync exception: " + path + ": " + outcome.error().description);
   return {-1, ""};
 }
 
-std::string Execute::sync(const std::string& path, const Arguments& args) {
-  return syncWithStatus(path, args).second;
+std::string Execute::sync(const std::string& path, const Arguments& args, const Options& options) {
+  return syncWithStatus(path, args, options).second;
 }
 
 std::shared_ptr<Task> Execute::async(const std::string& path, const Arguments& args, QoS qos,
-                                     std::function<void(const std::string& output)> completion) {
+                                     std::function<void(const std::string& output)> completion,
+                                     const Options& options) {
   const auto output = std::make_shared<std::string>();
-  auto task =
-      Task::create({.executable = path,
-                    .arguments = args,
-                    .qos = qos,
-                    .output = Task::Stream::read([output](Task&, std::string_view bytes) { output->append(bytes); }),
-                    .error = Task::Stream::output(),
-                    .terminationHandler = [output, completion = std::move(completion)](Task& self) {
-                      if (completion) completion(decoded(self.executable(), std::move(*output)));
-                    }});
+  Task::Settings settings = settingsOf(path, args, options);
+  settings.qos = qos;
+  settings.output = Task::Stream::read([output](Task&, std::string_view bytes) { output->append(bytes); });
+  settings.error = Task::Stream::output();
+  settings.terminationHandler = [output, completion = std::move(completion)](Task& self) {
+    logLimit(self);
+    if (completion) completion(decoded(self.executable(), std::move(*output)));
+  };
+  auto task = Task::create(std::move(settings));
   const auto start = [task](Result<void> (Task::*how)()) {
     if (const auto started = (*task.*how)(); !started)
       logNotice("Execute.async exception: " + task->executable() + ": " + started.error().description);
@@ -192,7 +209,7 @@ std::int32_t execcmd(const std::string& command) {
   std::int32_t status = -1;
   TryCatch::tryRun(
       [&] {
-        const auto outcome = run(SHELL, {"-c", command}, Task::Stream::inherited());
+        const auto outcome = run(SHELL, {"-c", command}, {}, Task::Stream::inherited());
         if (!outcome) TryCatch::throwString(outcome.error().description);
         if (isUtf8(outcome->output)) {
           const std::string text = outcome->output + "\n";

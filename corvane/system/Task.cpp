@@ -11,6 +11,7 @@
 #include <chrono>
 #include <filesystem>
 #include <latch>
+#include <limits>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -21,6 +22,8 @@
 namespace corvane {
 
 namespace {
+
+using std::chrono::steady_clock;
 
 // Of a descriptor, away from the standard ones; a program that is started does not inherit it.
 Result<FileDescriptor> duplicate(int fd) {
@@ -64,6 +67,13 @@ Result<ChildSettings> programOf(Task::Settings& settings) {
   }
   if (!valid) return systemFailure(EINVAL);
   return child;
+}
+
+// For poll(): -1 for ever.
+int millisecondsUntil(const std::optional<steady_clock::time_point>& end) {
+  if (!end) return -1;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*end - steady_clock::now()).count();
+  return static_cast<int>(std::clamp<std::int64_t>(left, 0, std::numeric_limits<int>::max()));
 }
 
 void lowerPriority(pid_t process, QoS qos) {
@@ -112,6 +122,12 @@ Task::Stream Task::Stream::file(int descriptor) {
 
 Task::Stream Task::Stream::written() {
   return Stream(Kind::WRITTEN);
+}
+
+Task::Stream Task::Stream::text(std::string bytes) {
+  Stream stream(Kind::TEXT);
+  stream.m_text = std::move(bytes);
+  return stream;
 }
 
 Task::Stream Task::Stream::read(Reader reader) {
@@ -197,7 +213,8 @@ struct Task::Run {
   std::shared_ptr<Input> input;
   std::shared_ptr<ChildProcess> process;
   TerminationHandler terminationHandler;
-  std::latch begun{1};  // opened when launch() has started the child, or failed to
+  std::optional<steady_clock::time_point> end;  // of the time limit
+  std::latch begun{1};                          // opened when launch() has started the child, or failed to
 };
 
 std::shared_ptr<Task> Task::create(Settings settings) {
@@ -239,6 +256,7 @@ Result<void> Task::begin(Run& run, bool hasThread) {
   m_mutex.broadcast();
   lock.unlock();
   if (started) {
+    if (settings.limit) run.end = steady_clock::now() + std::chrono::nanoseconds(settings.limit->nsec());
     run.terminationHandler = std::move(settings.terminationHandler);
   } else {  // at once, not when the thread lets go of it
     run.outputs = {};
@@ -289,10 +307,15 @@ Result<FileDescriptor> Task::open(std::size_t number, Stream& stream, Run& run) 
     case Stream::Kind::FILE:
       return duplicate(stream.m_descriptor);
     case Stream::Kind::WRITTEN:
+    case Stream::Kind::TEXT:
       if (number != STDIN_FILENO) return failure("task", EINVAL, "Only standard input can be written to");
-      return makePipe().map([&](Pipe pipe) {
+      return makePipe().and_then([&](Pipe pipe) -> Result<FileDescriptor> {
         ::fcntl(pipe.write.get(), F_SETFL, O_NONBLOCK);
         run.input = std::make_shared<Input>(std::move(pipe.write));
+        if (stream.m_kind == Stream::Kind::TEXT) {
+          if (!run.input->write(stream.m_text)) return systemFailure(EAGAIN);
+          run.input->close();
+        }
         return std::move(pipe.read);
       });
     case Stream::Kind::READ:
@@ -316,10 +339,11 @@ void Task::follow(Run& run) {
     waits[2] = {isRunning() ? run.process->descriptor() : -1, POLLIN, 0};
     for (std::size_t i = 0; i < run.outputs.size(); ++i) waits[i] = {run.outputs[i].end.get(), POLLIN, 0};
     if (std::ranges::all_of(waits, [](const pollfd& wait) { return wait.fd < 0; })) break;
-    if (::poll(waits.data(), waits.size(), -1) < 0) {
-      if (errno != EINTR) std::this_thread::sleep_for(std::chrono::milliseconds(10));  // no memory: it may come back
-      continue;
-    }
+    const int found = ::poll(waits.data(), waits.size(), millisecondsUntil(run.end));
+    // Without memory there may be some again; a pause in any case.
+    if (found < 0 && errno != EINTR) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    if (overdue(run)) break;
+    if (found < 0) continue;
     for (std::size_t i = 0; i < run.outputs.size(); ++i)
       if (waits[i].revents != 0) read(run, i, buffer);
     if (waits[2].revents != 0) reap();
@@ -327,6 +351,19 @@ void Task::follow(Run& run) {
   waitUntilExit();  // for a child without a descriptor
   closeInput();
   if (run.terminationHandler) callOrFatal([&] { run.terminationHandler(*this); }, "the termination handler of a Task");
+}
+
+// Whether the time limit is over: then it kills the child and ends the outputs.
+bool Task::overdue(Run& run) {
+  if (!run.end || steady_clock::now() < *run.end) return false;
+  m_exceededLimit = true;
+  kill();
+  for (auto& [end, reader] : run.outputs) {
+    end = FileDescriptor();
+    if (reader && !m_dropsOutput) callOrFatal([&] { reader(*this, {}); }, "a reader of a Task");
+    reader = nullptr;
+  }
+  return true;
 }
 
 // Hands on what is there of an output, or its end.
