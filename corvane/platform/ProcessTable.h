@@ -8,6 +8,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Result.h"
@@ -29,12 +30,12 @@ struct ProcessInfo {
   /// beginning of it and tells the rest.
   std::string name;
   ProcessState state = ProcessState::UNKNOWN;
-  bool kernel = false;      ///< a thread of the kernel
+  bool kernel = false;      ///< a kernel thread
   bool exiting = false;     ///< on its way out
   bool executed = false;    ///< has started a program since it was forked
   bool translated = false;  ///< runs under an emulator of another machine; known from each() only
   int terminal = 0;         ///< device number, 0 without
-  pid_t terminalGroup = 0;  ///< the group in its terminal's foreground
+  pid_t terminalGroup = 0;  ///< the group in its terminal's foreground, 0 without
   int priority = 0;
   int nice = 0;
   int policy = 0;
@@ -90,7 +91,7 @@ struct MemoryRegion {
 /// calls: every one asks the system afresh. A process that does not exist, or that ends while it is read, is an
 /// Error of the domain "posix" with the code ESRCH; one that this user may not look into EACCES or EPERM.
 ///
-/// On Linux: /proc. Only region() may wait for the process that it asks about.
+/// On Linux: /proc. Only region() and arguments() may wait for the process that they ask about.
 class ProcessTable {
  public:
   virtual ~ProcessTable() = default;
@@ -110,6 +111,10 @@ class ProcessTable {
 
   /// The executable's path: where it lies, or lay before it was deleted.
   virtual Result<std::string> path(pid_t pid) = 0;
+
+  /// The program's arguments as the process has them now, its own name first: it may have written anything there.
+  /// Empty for a zombie and a kernel thread. Anybody may ask.
+  virtual Result<std::vector<std::string>> arguments(pid_t pid) = 0;
 
   /// The first region that ends above an address; ESRCH also if there is none.
   virtual Result<MemoryRegion> region(pid_t pid, std::uint64_t address) = 0;

@@ -45,6 +45,18 @@ std::string PID::name() const {
   return name.substr(name.rfind('/') + 1);
 }
 
+std::vector<std::string> PID::arguments() const {
+  auto arguments = platform().processTable().arguments(m_pid).value_or(std::vector<std::string>());
+  for (std::string& argument : arguments) argument = repaired(std::move(argument));
+  return arguments;
+}
+
+std::string PID::commandLine() const {
+  std::string text;
+  for (const std::string& argument : arguments()) text += argument + " ";
+  return std::string(trimmed(text));  // a process that changes its title may leave many empty arguments behind
+}
+
 std::string PID::bundlePath() const {
   const auto location = applications().path(m_pid);
   const auto bundle = location ? Bundle::at(*location) : nullptr;

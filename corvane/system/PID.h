@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "corvane/platform/Export.h"
 
@@ -24,7 +25,7 @@ class CORVANE_API PID {
   /// process that is not there has. A negative id ends the program.
   int priority() const;
 
-  /// The path of the executable; empty if there is none (a thread of the kernel), if the user may not know it, or from
+  /// The path of the executable; empty if there is none (a kernel thread), if the user may not know it, or from
   /// 1,024 bytes on. Bytes of it that are not UTF-8 become U+FFFD; procinfo_pidpath() gives them as they are.
   std::string path() const;
 
@@ -32,16 +33,24 @@ class CORVANE_API PID {
   /// are not UTF-8.
   std::string name() const;
 
+  /// The arguments that the program was started with, its own name first, or what the process has written there since.
+  /// Empty for a kernel thread and a process that has ended. Bytes that are not UTF-8 become U+FFFD. On Linux this
+  /// reads the process's memory, and waits while the process is busy changing it.
+  std::vector<std::string> arguments() const;
+
+  /// The same as one text for people: with blanks between the arguments and no quotes around them.
+  std::string commandLine() const;
+
   /// The path of the application's bundle, for Bundle::at() and Bundle::icon(): a wrapper, or on Linux a desktop entry.
-  /// Empty if the process is no application or nothing stands for it.
+  /// Empty if the process is not an application or nothing stands for it.
   std::string bundlePath() const;
 
   /// Whether the process is what a user would call a running application.
   bool isApplication() const;
 
   /// Brings the application's windows in front of all others, the top one to the keyboard; nothing if the process is
-  /// no application. The windows come when the window manager has found time for it. What keeps them from it goes to
-  /// the log.
+  /// not an application. The windows come when the window manager has found time for it. What keeps them from it goes
+  /// to the log.
   void bringToFront() const;
 
   /// Whether it is the application that the user works with. False where the desktop does not tell (no X server).

@@ -22,6 +22,16 @@ arch_t ProcessList::architecture() {
   return ARCHITECTURE;
 }
 
+ProcessList::Process ProcessList::processOf(const kinfo_proc& record) {
+  const extern_proc& own = record.kp_proc;
+  return {.id = own.p_pid,
+          .parent = record.kp_eproc.e_ppid,
+          .user = record.kp_eproc.e_ucred.cr_uid,
+          .name = own.p_comm,
+          .started = Timeval(own.p_un.p_starttime),
+          .processorTime = Timeval(own.p_rtime)};
+}
+
 int ProcessList::translated() const {
   int count = 0;
   if (architecture() == arch_apple) iterate([&](std::int32_t pid) { count += isTranslated(pid) ? 1 : 0; });

@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
+#include <string_view>
+#include <type_traits>
 
 #include "corvane/core/Mutex.h"
+#include "corvane/core/Timeval.h"
 #include "corvane/platform/Export.h"
 #include "corvane/system/procinfo/procinfo.h"
 #include "corvane/system/procinfo/proclist.h"
@@ -16,10 +18,10 @@ namespace corvane {
 /// about one of them.
 ///
 ///     corvane::ProcessList processes;
-///     processes.iterate([&](std::int32_t pid) { std::printf("%d %s\n", pid, processes.kind(pid).c_str()); });
+///     processes.iterate([](const corvane::ProcessList::Process& process) { use(process.id, process.name); });
 ///
-/// Any thread may call any member, but for isTranslated() and kind(): these take no lock, so that the body of iterate()
-/// can call them. Who calls them while another thread may update() the list keeps the two apart himself.
+/// Any thread may call any member, but isTranslated() and kind() take no lock, so that the body of iterate() can call
+/// them. Callers keep them apart from an update() on another thread.
 class CORVANE_API ProcessList {
  public:
   /// Takes the first snapshot; as update() does.
@@ -37,8 +39,18 @@ class CORVANE_API ProcessList {
   /// How many processes run translated; 0 unless the architecture is arch_apple.
   int translated() const CORVANE_EXCLUDES(m_mutex);
 
-  /// Calls `body` with the id of each process (std::int32_t), ascending. The list is locked meanwhile: a body that
-  /// calls update(), translated() or iterate() of the same list waits for ever.
+  /// What the list has of a process.
+  struct Process {
+    std::int32_t id;
+    std::int32_t parent;
+    uid_t user;             ///< effective
+    std::string_view name;  ///< 16 bytes of the short name, in whatever encoding; good during the call
+    Timeval started;
+    Timeval processorTime;  ///< what it has used
+  };
+
+  /// Calls `body` with the id of each process (std::int32_t), or with a `const Process&`, ascending by id. The list is
+  /// locked meanwhile: a body that calls update(), translated() or iterate() of the same list waits for ever.
   template <class Body>
   void iterate(Body&& body) const CORVANE_EXCLUDES(m_mutex);
 
@@ -51,6 +63,8 @@ class CORVANE_API ProcessList {
   std::string kind(std::int32_t pid) const;
 
  private:
+  static Process processOf(const kinfo_proc& record);
+
   mutable Mutex m_mutex;
   proclist_t m_processes CORVANE_GUARDED_BY(m_mutex) = {};
 };
@@ -58,7 +72,13 @@ class CORVANE_API ProcessList {
 template <class Body>
 void ProcessList::iterate(Body&& body) const {
   MutexLock lock(m_mutex);
-  for (std::int32_t i = 0; i < m_processes.count; ++i) body(proclist_pid(&m_processes, i));
+  for (std::int32_t i = 0; i < m_processes.count; ++i) {
+    const kinfo_proc& record = m_processes.procs[i];
+    if constexpr (std::is_invocable_v<Body&, std::int32_t>)
+      body(record.kp_proc.p_pid);
+    else
+      body(processOf(record));
+  }
 }
 
 }  // namespace corvane

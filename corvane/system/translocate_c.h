@@ -1,6 +1,6 @@
 #pragma once
 
-/** Where the platform has an application from, for C and C++ callers. */
+/** Where the platform has an application from, for C (C11 and later) and C++ callers. */
 
 #include "corvane/platform/Export.h"
 

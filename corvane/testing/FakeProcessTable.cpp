@@ -60,6 +60,10 @@ Result<std::string> FakeProcessTable::path(pid_t pid) {
   return find(pid).and_then([this](const Process* process) { return known(process->path, lacking); });
 }
 
+Result<std::vector<std::string>> FakeProcessTable::arguments(pid_t pid) {
+  return find(pid).map([](const Process* process) { return process->arguments; });
+}
+
 Result<MemoryRegion> FakeProcessTable::region(pid_t pid, std::uint64_t address) {
   return find(pid).and_then([address](const Process* process) -> Result<MemoryRegion> {
     for (const MemoryRegion& region : process->regions)

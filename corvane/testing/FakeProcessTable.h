@@ -23,6 +23,7 @@ class CORVANE_API FakeProcessTable : public ProcessTable {
     std::optional<ProcessDetails> details;
     std::optional<DiskBytes> diskBytes;
     std::optional<std::string> path;
+    std::vector<std::string> arguments;
     std::vector<MemoryRegion> regions;  ///< ascending
     std::map<int, std::string> files;   ///< by descriptor
   };
@@ -40,6 +41,7 @@ class CORVANE_API FakeProcessTable : public ProcessTable {
   Result<ProcessDetails> details(pid_t pid) override;
   Result<DiskBytes> diskBytes(pid_t pid) override;
   Result<std::string> path(pid_t pid) override;
+  Result<std::vector<std::string>> arguments(pid_t pid) override;
   Result<MemoryRegion> region(pid_t pid, std::uint64_t address) override;
   Result<std::size_t> descriptors(pid_t pid) override;
   Result<void> openFiles(pid_t pid, const std::function<void(int, const char*)>& visit) override;

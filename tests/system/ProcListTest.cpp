@@ -62,7 +62,7 @@ TEST(ProcRecords, EveryKnownMemberIsFilled) {
       listOf(info.pbi_flags, info.pbi_status, info.pbi_xstatus, info.pbi_pid, info.pbi_ppid, info.pbi_uid, info.pbi_gid,
              info.pbi_ruid, info.pbi_rgid, info.pbi_svuid, info.pbi_svgid, info.pbi_nfiles, info.pbi_pgid, info.e_tdev,
              info.e_tpgid, info.pbi_nice, info.pbi_start_tvsec, info.pbi_start_tvusec),
-      listOf(0x40a6, SSTOP, 256, 70, 60, 5, 6, 7, 9, 8, 10, 2, 61, 0x8801, 62, -5, 1'000'007'654, 320'500));
+      listOf(0x40a6, SSTOP, 0, 70, 60, 5, 6, 7, 9, 8, 10, 2, 61, 0x8801, 62, -5, 1'000'007'654, 320'500));
   EXPECT_STREQ(info.pbi_comm, "process (named)");
   EXPECT_STREQ(info.pbi_name, "process (named) at length, at g");
 
@@ -96,7 +96,7 @@ TEST(ProcRecords, EveryKnownMemberIsFilled) {
   EXPECT_EQ(listOf(own.p_flag, own.p_un.p_starttime.tv_sec, own.p_un.p_starttime.tv_usec, own.p_stat, own.p_pid,
                    own.p_rtime.tv_sec, own.p_rtime.tv_usec, own.p_uticks, own.p_sticks, own.p_priority, own.p_nice,
                    own.p_xstat),
-            listOf(0x26002, 1'000'007'654, 320'500, 4, 70, 3, 750'000, 1'500'000, 2'250'000, 25, -5, 256));
+            listOf(0x26002, 1'000'007'654, 320'500, 4, 70, 3, 750'000, 1'500'000, 2'250'000, 25, -5, 0));
   EXPECT_EQ(listOf(rest.e_ucred.cr_uid, rest.e_ucred.cr_ngroups, rest.e_ucred.cr_groups[0], rest.e_ppid, rest.e_pgid,
                    rest.e_tdev, rest.e_tpgid, rest.e_flag),
             listOf(5, 1, 6, 60, 61, 0x8801, 62, 3));

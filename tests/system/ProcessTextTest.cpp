@@ -29,7 +29,13 @@ TEST(ProcessText, Stat) {
     text[6] = letter;
     EXPECT_TRUE(readProcessStat(text, {}, info));
     EXPECT_EQ(info.state, state) << letter;
+    EXPECT_EQ(info.exitStatus, state == ProcessState::ZOMBIE ? 256 : 0);
   }
+
+  std::string detached = "1 (x)" + STAT_END;
+  detached.replace(detached.find("34817 63"), 8, "0 -1");
+  EXPECT_TRUE(readProcessStat(detached, {}, info));
+  EXPECT_EQ(info.terminalGroup, 0);
 
   std::string thread = "71 (x)" + STAT_END;
   thread.replace(thread.find(" 17 1 "), 3, " -1");
@@ -68,6 +74,9 @@ TEST(ProcessText, Regions) {
     EXPECT_TRUE(none.take(row.line));
     EXPECT_FALSE(none.region());
   }
+  RegionReader empty(0x1000);
+  EXPECT_TRUE(empty.take("2000-2000 r--p 00000000 00:00 0"));
+  EXPECT_FALSE(empty.region());
 }
 
 TEST(ProcessText, Units) {
@@ -88,6 +97,7 @@ TEST(ProcessText, Units) {
       {"0::/app-b.service\n", "app-b.service", {"b"}},
       {"0::/app-a-b-c-1.scope\n", "app-a-b-c-1.scope", {"a-b-c", "b-c", "c"}},
       {"0::/app-\\x2e\\x2e\\x2fa-1.scope\n", "app-\\x2e\\x2e\\x2fa-1.scope", {}},
+      {"0::/app-\\x4g\\x4-1.scope\n", "app-\\x4g\\x4-1.scope", {"\\x4g\\x4"}},
       {"0::/app-\\x00-\\xg0-\\x-1.scope\n", "app-\\x00-\\xg0-\\x-1.scope", {"\\xg0-\\x", "\\x"}},
       {"0::/app-b.scope\n", "app-b.scope", {}},
       {"0::/app--1.scope\n", "app--1.scope", {}},
@@ -101,6 +111,8 @@ TEST(ProcessText, Units) {
     EXPECT_EQ(applicationUnit(text), unit) << text;
     EXPECT_EQ(applicationIdentifiers(unit), identifiers) << text;
   }
+  EXPECT_EQ(argumentsOf(std::string_view("a\0\0b c\0d", 8)), (std::vector<std::string>{"a", "", "b c", "d"}));
+  EXPECT_TRUE(argumentsOf("").empty());
   constexpr std::string_view ENVIRONMENT("AB=1\0A\0A=2=3\0C=", 15);
   EXPECT_EQ(environmentValue(ENVIRONMENT, "A"), "2=3");
   EXPECT_EQ(environmentValue(ENVIRONMENT, "C"), "");
@@ -126,6 +138,10 @@ TEST(ProcessText, Emulators) {
                {"qemu-img", "x86_64", false},
                {"box64", "aarch64", true},
                {"rosetta", "aarch64", true},
+               {"FEX", "aarch64", true},
+               {"FEXInterpreter", "aarch64", true},
+               {"box86", "aarch64", true},
+               {"sleep", "aarch64", false},
                {"rosetta", "x86_64", false},
                {"sleep", "x86_64", false},
                {"", "x86_64", false}};

@@ -2,6 +2,7 @@
 
 #include <elf.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <gio/gdesktopappinfo.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,6 +20,7 @@
 
 #include "corvane/core/Files.h"
 #include "corvane/linux/GLibSupport.h"
+#include "corvane/linux/process/DeletedRemark.h"
 
 namespace corvane {
 
@@ -27,7 +29,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t MAX_INFO_BYTES = 16U << 20;
-constexpr std::string_view DELETED = " (deleted)";
 
 // A regular file opened for reading. Reading beyond its end fails.
 class InputFile {
@@ -191,9 +192,8 @@ class LinuxBundles : public Bundles {
     std::error_code error;
     std::string executable = fs::read_symlink(self, error);
     if (error) return {};
-    // The kernel marks an executable that was deleted or replaced while it runs; a file may also be named like that.
-    if (executable.ends_with(DELETED) && !fs::equivalent(executable, self, error))
-      executable.resize(executable.size() - DELETED.size());
+    if (bearsDeletedRemark(AT_FDCWD, self, executable.c_str()))
+      executable.resize(executable.size() - DELETED_REMARK.size());
     auto files = bundleOf(executable, self);
     if (files) return std::move(*files);
     const fs::path folder = fs::path(executable).parent_path();

@@ -19,6 +19,8 @@
 #include <system_error>
 
 #include "corvane/core/Files.h"
+#include "corvane/linux/process/DeletedRemark.h"
+#include "corvane/linux/process/ProcessDescriptor.h"
 #include "corvane/linux/process/ProcessText.h"
 
 namespace corvane {
@@ -26,8 +28,8 @@ namespace corvane {
 namespace {
 
 constexpr std::string_view PROC = "/proc/";
-constexpr std::string_view DELETED = " (deleted)";
 constexpr char BINFMT[] = "/proc/sys/fs/binfmt_misc";
+constexpr std::size_t MAX_ARGUMENTS = 8 << 20;  // more than the kernel takes, if it keeps to its default
 constexpr std::size_t KERNEL_NAME_LENGTH = 15;  // what the kernel keeps of the name of a process
 
 // The path of a file of a process: "/proc/N/name", or "N/name" below a descriptor of /proc.
@@ -109,15 +111,10 @@ bool readLink(int folder, const char* path, std::array<char, PATH_MAX>& buffer, 
   return true;
 }
 
-// Takes away the kernel's remark that a file is deleted, unless a file has that name itself.
+// Takes away the kernel's remark that a file is deleted.
 void dropRemark(int folder, const char* link, std::array<char, PATH_MAX>& buffer, std::string_view& target) {
-  if (!target.ends_with(DELETED)) return;
-  struct stat opened {};
-  struct stat named {};
-  if (fstatat(folder, link, &opened, 0) == 0 && stat(buffer.data(), &named) == 0 && opened.st_dev == named.st_dev &&
-      opened.st_ino == named.st_ino)
-    return;
-  target.remove_suffix(DELETED.size());
+  if (!bearsDeletedRemark(folder, link, buffer.data())) return;
+  target.remove_suffix(DELETED_REMARK.size());
   buffer[target.size()] = '\0';
 }
 
@@ -211,6 +208,20 @@ class LinuxProcessTable : public ProcessTable {
     return std::string(target);
   }
 
+  Result<std::vector<std::string>> arguments(pid_t pid) override {
+    const ProcessFile path(pid, "cmdline");
+    const FileDescriptor file(uninterrupted([&path] { return ::open(path.path(), O_RDONLY | O_CLOEXEC); }));
+    if (file.get() < 0) return processFailure(pid);
+    std::array<char, 16384> buffer;
+    std::string text;
+    for (ssize_t got = -1; text.size() < MAX_ARGUMENTS; text.append(buffer.data(), static_cast<std::size_t>(got))) {
+      got = uninterrupted([&] { return ::read(file.get(), buffer.data(), buffer.size()); });
+      if (got < 0) return processFailure(pid);
+      if (got == 0) break;
+    }
+    return argumentsOf(text);
+  }
+
   Result<MemoryRegion> region(pid_t pid, std::uint64_t address) override {
     const ProcessFile path(pid, "smaps");
     const FileDescriptor file(uninterrupted([&path] { return ::open(path.path(), O_RDONLY | O_CLOEXEC); }));
@@ -268,9 +279,9 @@ class LinuxProcessTable : public ProcessTable {
   }
 
   // The descriptor stays with the process that has the number now; after that it is asked whether this is the one that
-  // is meant. (The C library's header for these system calls is not for C++.)
+  // is meant.
   Result<void> signal(pid_t pid, std::uint64_t started, int number) override {
-    const FileDescriptor descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
+    const FileDescriptor descriptor = openProcess(pid);
     if (descriptor.get() < 0) return processFailure(pid, errno);
     const auto now = process(pid);
     if (!now || now->started != started) return processFailure(pid, ESRCH);
@@ -311,7 +322,8 @@ class LinuxProcessTable : public ProcessTable {
     if (length == 0) return ESRCH;
     if (!readProcessStat({buffer.data(), static_cast<std::size_t>(length)}, m_units, info)) return ESRCH;
     info.pid = pid;
-    // The files of a process that keeps others out belong to root; its folder is always its own.
+    // The files of a process that keeps others out belong to root; its folder is always its own. Asking the folder of
+    // every process instead would cost those of others as much as it saves for those of root.
     if (status.st_uid == 0 && !info.kernel) {
       const std::string own(name, std::strlen(name) - std::strlen("/stat"));
       if (fstatat(folder, own.c_str(), &status, 0) != 0) return errno;

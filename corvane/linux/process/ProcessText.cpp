@@ -125,7 +125,7 @@ bool readProcessStat(std::string_view text, const ProcessUnits& units, ProcessIn
   info.group = numbers.take<pid_t>();
   info.session = numbers.take<pid_t>();
   info.terminal = numbers.take<int>();
-  info.terminalGroup = numbers.take<pid_t>();
+  info.terminalGroup = std::max(numbers.take<pid_t>(), 0);  // -1 without a terminal
   const auto flags = numbers.take<std::uint64_t>();
   info.exiting = (flags & EXITING) != 0;
   info.executed = (flags & (FORKED_WITHOUT_EXEC | KERNEL_THREAD)) == 0;
@@ -151,7 +151,8 @@ bool readProcessStat(std::string_view text, const ProcessUnits& units, ProcessIn
   numbers.skip(2);
   info.policy = numbers.take<int>();
   numbers.skip(10);
-  info.exitStatus = numbers.take<int>();
+  const auto ended = numbers.take<int>();  // or what has stopped it
+  info.exitStatus = info.state == ProcessState::ZOMBIE ? ended : 0;
   return pid.good() && numbers.good() && info.pid > 0 && !thread;
 }
 
@@ -236,6 +237,12 @@ std::vector<std::string> applicationIdentifiers(std::string_view unit) {
     if (std::ranges::none_of(identifier, strange)) identifiers.push_back(std::move(identifier));
   }
   return identifiers;
+}
+
+std::vector<std::string> argumentsOf(std::string_view text) {
+  std::vector<std::string> arguments;
+  while (!text.empty()) arguments.emplace_back(takeUntil(text, '\0'));
+  return arguments;
 }
 
 std::optional<std::string_view> environmentValue(std::string_view text, std::string_view variable) {

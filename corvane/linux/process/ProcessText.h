@@ -36,6 +36,9 @@ std::string_view applicationUnit(std::string_view text);
 /// app-[LAUNCHER-]ID[@RANDOM].service: the longest first, for some launchers do not escape what is in an identifier.
 std::vector<std::string> applicationIdentifiers(std::string_view unit);
 
+/// /proc/PID/cmdline: the arguments, each of which ends with a zero byte; the last may lack it.
+std::vector<std::string> argumentsOf(std::string_view text);
+
 /// /proc/PID/environ: the value of a variable.
 std::optional<std::string_view> environmentValue(std::string_view text, std::string_view variable);
 

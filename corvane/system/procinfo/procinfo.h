@@ -1,12 +1,12 @@
 #pragma once
 
-/** Questions about single processes, for C and C++. All may be asked from any thread at the same time; nothing is kept
+/** Questions about single processes, for C (C11 and later) and C++. Any thread, any number at a time; nothing is kept
  *  between calls and each answer is the system's of that moment. A process can end between two questions and its id can
  *  come back: id and start time (pbi_start_tvsec, pbi_start_tvusec) together tell processes apart.
  *
  *  On failure errno tells why: ESRCH if there is no such process or it ends meanwhile, EACCES or EPERM if this user may
- *  not look. On Linux the answers come from /proc: anybody may read names, ids, states, times and sizes; the
- * executable's path, open files, memory regions and disk bytes of another user's process only root may. No question but
+ *  not look. On Linux the answers come from /proc: anybody may read names, ids, states, times and sizes; only root may
+ *  read the executable's path, open files, memory regions and disk bytes of another user's process. No question but
  *  procinfo_regioninfo waits for the process that it is about, so a stuck process holds nobody up. */
 
 #include <stdint.h>
@@ -19,17 +19,16 @@ extern "C" {
 #endif
 
 /** The path of the executable, NUL-terminated. Its length; 0 on failure, also if it does not fit with its NUL (errno is
- *  then ENOMEM). A deleted executable has the path that it had. Paths reach 4,095 bytes. Threads of the kernel have
- * none.
- */
+ *  then ENOMEM). A deleted executable has the path that it had. Paths reach 4,095 bytes. Kernel threads have
+ *  none. */
 CORVANE_API int32_t procinfo_pidpath(int32_t pid, char* buffer, uint32_t size);
 
-/** Copies the name out of a record; `out` has room for 33 bytes. The number of characters before the NUL, at most 32.
- */
+/** Copies the name out of a record; `out` has room for 33 bytes. The number of characters before the NUL, at most
+ *  32. */
 CORVANE_API int32_t procinfo_name(const struct proc_bsdinfo* info, char* out);
 
 /** The name as in pbi_name, NUL-terminated; at most 31 bytes. Its length; 0 on failure, also if it does not fit with
- * its NUL (errno is then ENOMEM). On failure the buffer, if it has room, holds an empty text. */
+ *  its NUL (errno is then ENOMEM). On failure the buffer, if it has room, holds an empty text. */
 CORVANE_API int32_t procinfo_pidname(int32_t pid, char* buffer, uint32_t size);
 
 /** What a process has cost. 0, or -1 with the record zeroed. */
@@ -44,8 +43,8 @@ CORVANE_API int32_t procinfo_pidinfo(int32_t pid, struct proc_bsdinfo* out);
 
 /** The ids of the processes whose pbi_name equals a name, and how many they are. Only the first 8,192 processes of the
  *  system are looked at, those with the lowest ids. The capacity must be at least 1 and DOES NOT BOUND THE RESULT:
- * there must be room for every process that can bear the name, which 8,192 ids always are. 0 if the name is null or
- * empty, the array null or the capacity below 1. */
+ *  there must be room for every process that can bear the name, which 8,192 ids always are. 0 if the name or the array
+ *  is null, the name is empty or the capacity is below 1. */
 CORVANE_API int32_t procinfo_pidsforname(const char* name, int32_t* pids, int32_t capacity);
 
 /** Who wants to hear of open files. */
@@ -79,7 +78,7 @@ CORVANE_API int32_t procinfo_private(int32_t pid);
 CORVANE_API int32_t procinfo_isrunning(int32_t pid);
 
 /** The first process, by ascending id, whose p_comm equals the name in the first 16 bytes; -1 if there is none, the
- * name is null or empty, or the system refuses to tell. */
+ *  name is null or empty, or the system refuses to tell. */
 CORVANE_API int32_t procinfo_pidforname(const char* name);
 
 /** The kind of machine, as far as programs of other machines are concerned. */
@@ -90,7 +89,7 @@ typedef enum arch_t {
 } arch_t;
 
 /** On Linux, whatever its processor: arch_apple if the kernel starts foreign executables under an emulator (a
- * binfmt_misc handler for executables is in force), else arch_intel. */
+ *  binfmt_misc handler for executables is in force), else arch_intel. */
 CORVANE_API arch_t process_architecture(void);
 
 #ifdef __cplusplus

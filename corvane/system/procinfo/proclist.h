@@ -1,11 +1,12 @@
 #pragma once
 
-/** A snapshot of the process table, for C and C++.
+/** A snapshot of the process table, for C (C11 and later) and C++.
  *
  *      proclist_t list;
  *      if (proclist_create(&list) == 0)
- *        for (int32_t i = 0; i < list.count; ++i) printf("%d %s\n", proclist_pid(&list, i),
- * list.procs[i].kp_proc.p_comm); proclist_dispose(&list);
+ *        for (int32_t i = 0; i < list.count; ++i)
+ *          printf("%d %s\n", proclist_pid(&list, i), list.procs[i].kp_proc.p_comm);
+ *      proclist_dispose(&list);
  *
  *  Lists share nothing; one list must not be used by one thread while another creates or disposes it. */
 
@@ -28,8 +29,8 @@ typedef struct proclist_t {
  *
  *  On Linux a process is marked P_TRANSLATED if its executable is a user-mode emulator (those of QEMU, box64 and box86,
  *  FEX, Rosetta) of another machine than the kernel's, and this user may look at it. Those that the kernel starts for
- *  their guests are found where binfmt_misc is mounted; in a container without it only those that were started by name.
- */
+ *  their guests are found where binfmt_misc is mounted; in a container without it only those that were started by
+ *  name. */
 CORVANE_API int32_t proclist_create(proclist_t* list);
 
 /** Frees the snapshot and leaves the list empty. A null or an empty list is ignored. */

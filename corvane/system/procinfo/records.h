@@ -1,6 +1,6 @@
 #pragma once
 
-/** The records of the process information functions: fixed layouts, for C and C++.
+/** The records of the process information functions: fixed layouts, for C (C11 and later) and C++.
  *  Each record names its members that are filled; all others are zero, because the system does not tell them. So is a
  *  filled member that this user may not read of that process, or that the process does not have. Times are nanoseconds,
  *  sizes are bytes, unless a member says otherwise. */
@@ -20,7 +20,7 @@ enum { SIDL = 1, SRUN = 2, SSLEEP = 3, SSTOP = 4, SZOMB = 5 };
 /** Bits of p_flag. */
 enum {
   P_CONTROLT = 0x2,      /**< has a controlling terminal */
-  P_SYSTEM = 0x200,      /**< a thread of the kernel */
+  P_SYSTEM = 0x200,      /**< a kernel thread */
   P_WEXIT = 0x2000,      /**< is exiting */
   P_EXEC = 0x4000,       /**< has started a program since it was forked */
   P_TRANSLATED = 0x20000 /**< runs under an emulator of another machine */
@@ -31,7 +31,7 @@ enum { EPROC_CTTY = 0x1 /**< has a controlling terminal */, EPROC_SLEADER = 0x2 
 
 /** Bits of pbi_flags. */
 enum {
-  PROC_FLAG_SYSTEM = 0x1,    /**< a thread of the kernel */
+  PROC_FLAG_SYSTEM = 0x1,    /**< a kernel thread */
   PROC_FLAG_TRACED = 0x2,    /**< a debugger holds it */
   PROC_FLAG_INEXIT = 0x4,    /**< is exiting */
   PROC_FLAG_SLEADER = 0x20,  /**< leads its session */
@@ -167,7 +167,7 @@ struct extern_proc {
   void* p_vmspace;
   void* p_sigacts;
   int32_t p_flag; /**< filled: P_* */
-  char p_stat;    /**< filled: SIDL to SZOMB */
+  char p_stat;    /**< filled: SRUN to SZOMB, or 0 */
   pid_t p_pid;    /**< filled */
   pid_t p_oppid;
   int32_t p_dupfd;
