@@ -30,16 +30,8 @@ _Static_assert(offsetof(struct kinfo_proc, kp_eproc.e_ppid) == 296 + 264, "");
 #define CHECK(condition) \
   if (!(condition)) return __LINE__
 
-struct seen {
-  int count;
-  int self;
-};
-
 static int32_t see(procinfo_files* context, int32_t fd, const char* path) {
-  struct seen* seen = context->first;
-  ++seen->count;
-  if (fd == *(int*)context->second && strcmp(path, "/") == 0) ++seen->self;
-  return 1;
+  return fd >= 0 && path[0] == '/' ? ++*(int*)context->first : 0;
 }
 
 int checkProcInfoApi(void) {
@@ -51,90 +43,59 @@ int checkProcInfoApi(void) {
   CHECK(length > 1 && (size_t)length == strlen(path) && path[0] == '/');
   CHECK(procinfo_pidpath(self, path, (uint32_t)length) == 0 && path[0] == '\0');
   CHECK(procinfo_pidpath(self, path, (uint32_t)length + 1) == length);
-  CHECK(procinfo_pidpath(-1, path, sizeof path) == 0);
-
   CHECK(procinfo_pidname(self, name, sizeof name) == (int32_t)strlen(name) && name[0] != '\0');
-  CHECK(procinfo_pidname(self, name + 40, 1) == 0 && name[40] == '\0');
-  CHECK(procinfo_pidname(0, name + 40, 20) == 0);
 
   struct proc_taskallinfo all;
   struct proc_bsdinfo info;
   struct proc_taskinfo task;
-  CHECK(procinfo_pidinfo(self, &info) == 0 && procinfo_pidinfo(self, NULL) == -1);
-  CHECK(info.pbi_pid == (uint32_t)self && info.pbi_ppid == (uint32_t)getppid());
-  CHECK(info.pbi_uid == geteuid() && info.pbi_gid == getegid() && info.pbi_ruid == getuid() &&
-        info.pbi_rgid == getgid());
+  CHECK(procinfo_pidinfo(self, NULL) == -1 && procinfo_pidinfo(self, &info) == 0);
+  CHECK(info.pbi_pid == (uint32_t)self && info.pbi_ppid == (uint32_t)getppid() && info.pbi_uid == geteuid());
   CHECK(info.pbi_pgid == (uint32_t)getpgrp() && info.pbi_status == SRUN && (info.pbi_flags & PROC_FLAG_EXEC));
-  CHECK(llabs((long long)info.pbi_start_tvsec - (long long)time(NULL)) < 120 && info.pbi_start_tvusec < 1000000);
-  CHECK(info.pbi_nfiles >= 3);
-  CHECK(procinfo_name(&info, copied) == (int32_t)strlen(name) && strcmp(copied, name) == 0);
-  CHECK(procinfo_taskinfo(self, &task) == 0 && procinfo_taskinfo(self, NULL) == -1);
-  CHECK(task.pti_resident_size > 100000 && task.pti_virtual_size > task.pti_resident_size);
-  CHECK(task.pti_threadnum >= 1 && task.pti_numrunning == 1 && task.pti_faults > 100);
-  CHECK(procinfo_taskallinfo(self, &all) == 0);
-  CHECK(all.pbsd.pbi_start_tvusec == info.pbi_start_tvusec && all.ptinfo.pti_threadnum == task.pti_threadnum);
-
+  CHECK(llabs((long long)info.pbi_start_tvsec - (long long)time(NULL)) < 120 && info.pbi_nfiles >= 3);
   memset(info.pbi_name, 'x', sizeof info.pbi_name);
-  memset(copied, 'y', sizeof copied);
   CHECK(procinfo_name(&info, copied) == 32 && strspn(copied, "x") == 32 && copied[32] == '\0');
+  CHECK(procinfo_taskinfo(self, NULL) == -1 && procinfo_taskinfo(self, &task) == 0 && task.pti_numrunning == 1);
+  CHECK(task.pti_virtual_size > task.pti_resident_size && task.pti_threadnum >= 1 && task.pti_faults > 100);
+  CHECK(procinfo_taskallinfo(self, &all) == 0 && all.pbsd.pbi_start_tvusec == info.pbi_start_tvusec);
 
   /* A process that does not exist: zeroed or untouched, as each promises. */
   struct rusage_info_v3 usage;
   struct proc_regioninfo region;
-  memset(&info, 1, sizeof info);
   memset(&usage, 1, sizeof usage);
   memset(&task, 1, sizeof task);
   memset(&region, 1, sizeof region);
-  CHECK(procinfo_pidinfo(-1, &info) == -1 && info.pbi_pid == 0 && info.pbi_start_tvusec == 0);
-  CHECK(procinfo_rusage(-1, &usage) == -1 && usage.ri_user_time == 0 && usage.ri_serviced_system_time == 0);
+  CHECK(procinfo_pidinfo(-1, &info) == -1 && info.pbi_pid == 0);
+  CHECK(procinfo_rusage(-1, &usage) == -1 && usage.ri_serviced_system_time == 0);
   CHECK(procinfo_taskinfo(-1, &task) == -1 && task.pti_policy == 0x01010101);
-  CHECK(procinfo_taskallinfo(-1, &all) == -1 && all.pbsd.pbi_pid == (uint32_t)self);
   CHECK(procinfo_regioninfo(-1, &region) == -1 && region.pri_flags == 0x01010101);
-  CHECK(procinfo_isrunning(self) == 0 && procinfo_isrunning(-1) == -1 && procinfo_isrunning(0) == -1);
-  CHECK(procinfo_private(self) == 0 && procinfo_private(-1) == 1);
+  CHECK(procinfo_isrunning(self) == 0 && procinfo_isrunning(0) == -1 && procinfo_private(-1) == 1);
 
-  CHECK(procinfo_rusage(self, &usage) == 0 && usage.ri_resident_size > 0 && usage.ri_phys_footprint > 0);
-  CHECK(usage.ri_proc_start_abstime > 0);
+  CHECK(procinfo_rusage(self, &usage) == 0 && usage.ri_phys_footprint > 0 && usage.ri_proc_start_abstime > 0);
   unsigned long long begin = 0, end = 0;
   FILE* maps = fopen("/proc/self/maps", "r");
   CHECK(maps && fscanf(maps, "%llx-%llx", &begin, &end) == 2 && fclose(maps) == 0);
   CHECK(procinfo_regioninfo(self, &region) == 0 && region.pri_address == begin && region.pri_size == end - begin);
 
-  static int32_t pids[65536];
-  const int32_t number = procinfo_allpids(NULL, 0);
-  CHECK(number > 0 && procinfo_allpids(pids, 1) == 1 && procinfo_allpids(pids, 0) == 0);
-  const int32_t stored = procinfo_allpids(pids, 65536);
-  int32_t at = 0;
-  while (at < stored && pids[at] != self) ++at;
-  CHECK(at < stored);
-
+  int32_t pids[2];
+  CHECK(procinfo_allpids(NULL, 0) > 0 && procinfo_allpids(pids, 1) == 1 && procinfo_allpids(pids, 0) == 0);
   CHECK(procinfo_pidsforname("", pids, 1) == 0 && procinfo_pidsforname(NULL, pids, 1) == 0);
   CHECK(procinfo_pidsforname(name, NULL, 1) == 0 && procinfo_pidsforname(name, pids, 0) == 0);
-  CHECK(procinfo_pidforname(NULL) == -1 && procinfo_pidforname("") == -1);
-  CHECK(procinfo_pidforname("no process is called so") == -1);
-  CHECK(procinfo_pidforname(name) > 0);
+  CHECK(procinfo_pidforname(NULL) == -1 && procinfo_pidforname("") == -1 && procinfo_pidforname(name) > 0);
 
-  struct seen seen = {0, 0};
-  int folder = dup(0);
-  procinfo_files context = {&seen, &folder, see};
-  CHECK(procinfo_pidfiles(-1, &context) == -1 && seen.count == 0);
-  CHECK(procinfo_pidfiles(self, NULL) == -1);
-  CHECK(procinfo_pidfiles(self, &context) == -1);
-  close(folder);
+  int seen = 0;
+  procinfo_files context = {&seen, NULL, see};
+  CHECK(procinfo_pidfiles(self, &context) == -1 && procinfo_pidfiles(self, NULL) == -1);
 
   proclist_t list;
-  CHECK(proclist_create(NULL) == -1 && proclist_create(&list) == 0);
-  CHECK(list.count > 0 && proclist_pid(&list, 0) > 0 && proclist_pid(&list, list.count - 1) > 0);
+  CHECK(proclist_create(NULL) == -1 && proclist_create(&list) == 0 && list.count > 0);
   CHECK(proclist_pid(&list, list.count) == -1 && proclist_pid(&list, -1) == -1 && proclist_pid(NULL, 0) == -1);
   for (int32_t i = 1; i < list.count; ++i) CHECK(compare_pid(&list.procs[i - 1], &list.procs[i]) < 0);
-  CHECK(proclist_pid_istranslated(&list, self) == 0 && proclist_pid_istranslated(&list, -5) == 0);
-  CHECK(proclist_pid_istranslated(NULL, self) == 0);
+  CHECK(proclist_pid_istranslated(&list, self) == 0 && proclist_pid_istranslated(NULL, self) == 0);
   proclist_dispose(&list);
-  CHECK(list.count == 0 && !list.procs && proclist_pid(&list, 0) == -1);
-  CHECK(proclist_pid_istranslated(&list, self) == 0);
+  CHECK(list.count == 0 && !list.procs && proclist_pid_istranslated(&list, self) == 0);
   proclist_dispose(&list);
   proclist_dispose(NULL);
 
-  CHECK(process_architecture() == arch_intel || process_architecture() == arch_apple);
+  CHECK(process_architecture() != arch_unknown);
   return 0;
 }
