@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "corvane/core/Checked.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/fatal.h"
 #include "corvane/platform/PreciseTimers.h"
@@ -48,7 +49,7 @@ void ScheduleEntry::setRate(double seconds, double constant) {
 }
 
 Timeval ScheduleEntry::step() const {
-  const std::int64_t nsec = Timeval::toInt64(interval * 1e9);
+  const std::int64_t nsec = checkedInt64(interval * 1e9);
   return Timeval::nsec(nsec > 0 ? nsec : FLOOR_NSEC);
 }
 

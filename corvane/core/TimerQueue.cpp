@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "corvane/core/Checked.h"
 #include "corvane/core/DispatchQueueSerial.h"
 #include "corvane/core/Timeval.h"
 #include "corvane/core/fatal.h"
@@ -18,7 +19,7 @@ TimerQueue::TimerQueue(std::string label, double interval, Action startRun, Acti
     : m_label(std::move(label)),
       m_start_run(std::move(startRun)),
       m_action(std::move(action)),
-      m_usecs(Timeval::toInt64(interval * 1e6)) {}
+      m_usecs(checkedInt64(interval * 1e6)) {}
 
 std::int64_t TimerQueue::usecs() const {
   MutexLock lock(m_mutex);

@@ -7,7 +7,6 @@
 #include <concepts>
 #include <cstdint>
 #include <string>
-#include <utility>
 
 #include "corvane/core/Checked.h"
 #include "corvane/core/Clock.h"
@@ -37,9 +36,13 @@ class Timeval {
       : m_nsecs(checkedAdd(checkedMul(tv.tv_sec, NSEC_PER_SEC), checkedMul(tv.tv_usec, NSEC_PER_USEC))) {}
 
   /// From a count of integer type; `Timeval::sec(1.5)` does not compile. (Floating-point seconds are added to a value.)
-  static constexpr Timeval nsec(std::integral auto count) { return Timeval(toInt64(count)); }
-  static constexpr Timeval usec(std::integral auto count) { return Timeval(checkedMul(toInt64(count), NSEC_PER_USEC)); }
-  static constexpr Timeval sec(std::integral auto count) { return Timeval(checkedMul(toInt64(count), NSEC_PER_SEC)); }
+  static constexpr Timeval nsec(std::integral auto count) { return Timeval(checkedInt64(count)); }
+  static constexpr Timeval usec(std::integral auto count) {
+    return Timeval(checkedMul(checkedInt64(count), NSEC_PER_USEC));
+  }
+  static constexpr Timeval sec(std::integral auto count) {
+    return Timeval(checkedMul(checkedInt64(count), NSEC_PER_SEC));
+  }
 
   /// Parses YYYY-MM-DDTHH:MM:SS.mmmZ (see iso8601_to_timeval); a text of another form gives the epoch, 0.
   CORVANE_API static Timeval iso8601_utc(const std::string& text);
@@ -101,7 +104,7 @@ class Timeval {
   /// Integers are microseconds.
   template <std::integral Integer>
   friend constexpr Timeval operator+(Timeval a, Integer usecs) {
-    return a + usec(toInt64(usecs));
+    return a + usec(checkedInt64(usecs));
   }
   template <std::integral Integer>
   constexpr Timeval& operator+=(Integer usecs) {
@@ -110,19 +113,7 @@ class Timeval {
 
   /// Floating-point numbers are seconds, truncated to whole nanoseconds; one that is not finite or out of range is
   /// fatal.
-  friend constexpr Timeval operator+(Timeval a, double seconds) { return a + nsec(toInt64(seconds * 1e9)); }
-
-  /// The 64-bit integer that a number truncates to; fatal where there is none.
-  template <class Number>
-  static constexpr std::int64_t toInt64(Number number) {
-    if constexpr (std::integral<Number>) {
-      if (!std::in_range<std::int64_t>(number)) fatal("Timeval: the integer does not fit 64 bits");
-    } else {
-      // Both bounds are powers of two, so exact in a double; NaN fails the comparison.
-      if (!(number >= -0x1p63 && number < 0x1p63)) fatal("Timeval: the number is not finite or out of range");
-    }
-    return static_cast<std::int64_t>(number);
-  }
+  friend constexpr Timeval operator+(Timeval a, double seconds) { return a + nsec(checkedInt64(seconds * 1e9)); }
 
   friend constexpr auto operator<=>(Timeval a, Timeval b) = default;
 

@@ -130,7 +130,7 @@ void SvgTree::fit(Tree& root, std::size_t most) {
   std::size_t shown = 1;
   for (std::deque<Tree*> nodes = {&root}; !nodes.empty(); nodes.pop_front()) {
     Tree& node = *nodes.front();
-    const std::size_t count = node.childCount();
+    const auto count = static_cast<std::size_t>(node.childCount());
     const bool hide = shown + count > most && &node != &root;
     node.setChildrenHidden(hide);
     if (count == 0 || hide) continue;
