@@ -22,7 +22,7 @@ Parsed textValue(std::string_view text) {
 
 Parsed integerValue(std::string_view text) {
   const auto number = numberIn<std::int64_t>(text);
-  return number ? Parsed(*number) : wrong(text, "not an integer of 64 bits");
+  return number ? Parsed(*number) : wrong(text, "not a 64-bit integer");
 }
 
 Parsed realValue(std::string_view text) {

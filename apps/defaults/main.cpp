@@ -23,7 +23,7 @@ namespace corvane::defaults {
 
 namespace {
 
-// How a command ended: status 2 for a wrong use, 1 for a failure.
+// How a command ended: status 2 for wrong usage, 1 for a failure.
 struct Failure {
   int status;
   std::string text;
@@ -168,7 +168,7 @@ Outcome find(const Arguments& arguments) {
   return {};
 }
 
-// Writes to what stands at a path: a new file in place of a file, also behind a link; into anything else.
+// Writes to what is at a path: replaces a regular file, even through a link; writes into anything else.
 Result<void> writeTo(const std::string& path, const Value& list, PropertyListFormat format) {
   namespace fs = std::filesystem;
   std::error_code error;
@@ -176,7 +176,7 @@ Result<void> writeTo(const std::string& path, const Value& list, PropertyListFor
   if (!fs::exists(there)) return writePropertyListFile(list, path, format);
   if (fs::is_regular_file(there)) {
     const fs::path file = fs::is_symlink(path, error) ? fs::canonical(path, error) : fs::path(path);
-    if (!error) return writePropertyListFile(list, file, format);  // else one that has no name any more
+    if (!error) return writePropertyListFile(list, file, format);  // otherwise it no longer has a name
   }
   const auto bytes = writePropertyList(list, format);
   if (!bytes) return tl::unexpected<Error>(bytes.error());
@@ -199,7 +199,7 @@ Outcome exportDomain(const Arguments& arguments) {
   return {};
 }
 
-// Reads a property list from whatever stands at a path, or from standard input if the path is "-".
+// Reads a property list from whatever is at a path, or from standard input if the path is "-".
 Result<Value> readFrom(const std::string& path) {
   const std::string name = path == "-" ? "standard input" : path;
   const auto named = [&name](Error error) {
@@ -241,8 +241,7 @@ int finish(Outcome outcome) {
   return outcome.error().status == 2 ? failUsage(outcome.error().text) : fail(outcome.error().text);
 }
 
-// Runs a command that takes from LEAST to MOST operands. "--" in front of them says that the first one is not an
-// option.
+// Runs a command that takes from LEAST to MOST operands. "--" before them says that the first one is not an option.
 template <Outcome (*COMMAND)(const Arguments& arguments), std::size_t LEAST, std::size_t MOST>
 int run(const Arguments& arguments) {
   Arguments operands = arguments;
@@ -253,14 +252,14 @@ int run(const Arguments& arguments) {
 
 constexpr Command COMMANDS[] = {
     {"read", "[DOMAIN [KEY]]", "show all domains, one, or one value", "", run<read, 0, 2>},
-    {"write", "DOMAIN KEY [TYPE] VALUE...", "store a value in place of any that is there",
-     "  -string TEXT       text; so is a value without a type\n"
-     "  -int NUMBER        an integer of 64 bits\n"
+    {"write", "DOMAIN KEY [TYPE] VALUE...", "store a value, replacing any that is there",
+     "  -string TEXT       text, as is a value without a type\n"
+     "  -int NUMBER        a 64-bit integer\n"
      "  -float NUMBER      a number\n"
      "  -bool WORD         true, yes, 1, false, no or 0\n"
-     "  -date TIME         a time in UTC, as 2026-03-07T09:05:01Z\n"
+     "  -date TIME         a time in UTC, such as 2026-03-07T09:05:01Z\n"
      "  -data DIGITS       bytes, two hexadecimal digits each\n"
-     "  -array VALUE...    any number of values, each with one of the types above or as text\n"
+     "  -array VALUE...    any number of values, each of one of the types above, or text\n"
      "  -dict KEY VALUE... any number of keys, each followed by such a value\n"
      "  -plist XML         a property list, for everything else\n"
      "  -- TEXT            a text that may look like one of these\n",
@@ -269,9 +268,9 @@ constexpr Command COMMANDS[] = {
     {"rename", "DOMAIN OLD NEW", "give a key another name, which must not be in use", "", run<rename, 3, 3>},
     {"domains", "", "list the domains that have settings", "", run<domains, 0, 0>},
     {"keys", "DOMAIN", "list the keys of a domain", "", run<keys, 1, 1>},
-    {"find", "TEXT", "show the settings whose key or value contains a text, in any letter case", "", run<find, 1, 1>},
+    {"find", "TEXT", "show the settings whose key or value contains a text, ignoring case", "", run<find, 1, 1>},
     {"export", "[--binary] DOMAIN [FILE]", "write a domain as a property list",
-     "  --binary  in the binary form; otherwise as XML\n", run<exportDomain, 1, 3>},
+     "  --binary  in binary form instead of XML\n", run<exportDomain, 1, 3>},
     {"import", "DOMAIN [FILE]", "store all keys of a property list; other keys stay", "", run<importDomain, 1, 2>},
 };
 

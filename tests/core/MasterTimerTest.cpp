@@ -126,7 +126,7 @@ TEST_F(MasterTimerTest, LostPeriodsAreSkippedAndThePhaseIsKeptWherePossible) {
 }
 
 TEST_F(MasterTimerTest, MatchesAStableSortOfTheListOnRandomRuns) {
-  // The list as a plain vector, sorted stably before every walk.
+  // The list as a plain vector, stably sorted before every walk.
   struct Entry {
     char name;
     std::int64_t due;
@@ -189,7 +189,7 @@ TEST_F(MasterTimerTest, AnEntryWithinTheToleranceCountsAsDue) {
   pump();
   EXPECT_EQ(runs, 1);
   clock.advance(Timeval::nsec(1));
-  // Nothing in the wait looks at 999 ns; another entry makes the timer look.
+  // Nothing in the wait notices 999 ns; another entry makes the timer look.
   repeater("other")->start(100, [] {});
   EXPECT_TRUE(pumpUntil([&] { return runs == 2; }));
 }
@@ -247,7 +247,7 @@ TEST_F(MasterTimerTest, AnEntryAddedByATaskWaitsForTheNextPass) {
   EXPECT_EQ(order, "abc");
 }
 
-TEST_F(MasterTimerTest, ARepeaterLivesUntilStopThoughItsOwnerDroppedIt) {
+TEST_F(MasterTimerTest, ARepeaterLivesUntilStopEvenIfItsOwnerDropsIt) {
   timer->start();
   int runs = 0;
   std::weak_ptr<Repeater> weak;
@@ -270,7 +270,7 @@ TEST_F(MasterTimerTest, ARepeaterLivesUntilStopThoughItsOwnerDroppedIt) {
   EXPECT_TRUE(pumpUntil([&] { return weak.expired() && capture.expired(); }));
 }
 
-TEST_F(MasterTimerTest, CapturesThatCallBackWhenTheyDieDoNotDeadlock) {
+TEST_F(MasterTimerTest, CapturesWhoseDestructorsCallBackDoNotDeadlock) {
   timer->start();
   const auto a = repeater("a"), b = repeater("b");
   std::shared_ptr<void> callback(nullptr, [b](void*) { b->stop(); });
@@ -353,7 +353,7 @@ TEST_F(MasterTimerTest, WakeKeepsTheOrderOfTheList) {
   EXPECT_EQ(order, "bca");
 }
 
-TEST_F(MasterTimerTest, StopDropsAllAndStartBeginsAnew) {
+TEST_F(MasterTimerTest, StopDropsAllAndStartBeginsAfresh) {
   timer->start();
   int runs = 0;
   const auto tick = repeater("tick");
@@ -367,7 +367,7 @@ TEST_F(MasterTimerTest, StopDropsAllAndStartBeginsAnew) {
   clock.advance(Timeval::sec(2));
   pump();
   EXPECT_EQ(runs, 1);
-  // Quick changes leave one thread, which is the last one's.
+  // Quick changes leave one thread, that of the last one.
   for (int i = 0; i < 20; ++i) {
     timer->start();
     timer->start();
@@ -383,7 +383,7 @@ TEST_F(MasterTimerTest, StopDropsAllAndStartBeginsAnew) {
   EXPECT_EQ(runs, 2);
 }
 
-TEST_F(MasterTimerTest, AnotherInstanceTakesTheRepeatersStartedFromThenOn) {
+TEST_F(MasterTimerTest, AnotherInstanceTakesOverRepeatersStartedFromThenOn) {
   timer->start();
   int runs = 0;
   const auto tick = repeater("tick");

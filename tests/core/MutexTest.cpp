@@ -14,7 +14,7 @@
 namespace corvane {
 namespace {
 
-// Another thread that wants the lock, gets it in the end and gives it back.
+// Another thread that waits for the lock, gets it in the end and releases it.
 class Rival {
  public:
   explicit Rival(Mutex& mutex)
@@ -62,7 +62,7 @@ TEST(Mutex, BlocksRestoreTheLockAndReturnWhatTheBodyReturns) {
   mutex.release();
 }
 
-TEST(Mutex, TimedWaitsTellWhetherTimeRanOut) {
+TEST(Mutex, TimedWaitsReportWhetherTimeRanOut) {
   Mutex mutex;
   MutexLock lock(mutex);
   const Timeval begin;
@@ -106,7 +106,7 @@ TEST(Mutex, BroadcastEndsEveryWait) {
   ptlock_destroy(lock);
 }
 
-TEST(Mutex, WaitloopLooksBeforeItWaits) {
+TEST(Mutex, WaitloopChecksBeforeItWaits) {
   Mutex mutex;
   std::string calls;
   mutex.waitloop([&] { calls += 'i'; }, [&] { return false; }, [&] { calls += 'b'; }, COND_WAIT_FOREVER);

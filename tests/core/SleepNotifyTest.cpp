@@ -136,12 +136,12 @@ TEST_F(SleepNotifyTest, AMainLoopThatHangsDoesNotHoldTheSleepForLong) {
   // The main queue is not served here; the login manager's own limit is 5 s.
   EXPECT_TRUE(waitUntil([&] { return bus.inhibitors() == 0; }));
   EXPECT_TRUE(names.empty());
-  // Who announced the sleep is gone, and nobody will announce its end.
+  // The service that announced the sleep is gone, so nothing will announce its end.
   logind.reset();
   EXPECT_TRUE(pumpUntil([&] { return names == Names{std::string(WILL_SLEEP), std::string(DID_WAKE)}; }));
 }
 
-TEST_F(SleepNotifyTest, TheScreenSaverServiceTellsOfTheScreens) {
+TEST_F(SleepNotifyTest, TheScreenSaverServiceReportsTheScreens) {
   MockBus bus;
   auto saver = bus.mock("gnome_screensaver", "org.gnome.ScreenSaver");
   SleepNotify notify(listener);
@@ -168,7 +168,7 @@ TEST_F(SleepNotifyTest, TheScreenSaverServiceTellsOfTheScreens) {
   EXPECT_EQ(s_log.size(), 1U);
 }
 
-TEST_F(SleepNotifyTest, TheXServersScreenSaverTellsOfTheScreens) {
+TEST_F(SleepNotifyTest, TheXServersScreenSaverReportsTheScreens) {
   PrivateBus bus;
   const std::string display = ":" + std::to_string(100 + getpid() % 20'000);
   const Child server({"Xvfb", display, "-screen", "0", "320x200x24", "-nolisten", "tcp"});
@@ -178,7 +178,7 @@ TEST_F(SleepNotifyTest, TheXServersScreenSaverTellsOfTheScreens) {
   };
   ASSERT_TRUE(pumpUntil([&] { return xset("q"); })) << "the server answers";
   SleepNotify notify(listener);
-  // The subscription is made in the background, and a screen saver that is on already tells nothing.
+  // The subscription is made in the background, and a screen saver that is already on reports nothing.
   ASSERT_TRUE(pumpUntil([&] {
     xset("s reset");
     xset("s activate");

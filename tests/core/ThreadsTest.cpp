@@ -103,19 +103,19 @@ TEST(SerialQueue, SyncWaitsAndRunsOffTheMainQueue) {
   EXPECT_EQ(queue.label(), "org.corvane.test.a-very-long-label.tail");
 }
 
-TEST(SerialQueue, AThousandIdleQueuesOwnNoThread) {
+TEST(SerialQueue, AThousandIdleQueuesHaveNoThreads) {
   std::thread([] {}).join();  // a sanitizer starts a thread of its own with the first
   const int before = threadCount();
   std::vector<std::unique_ptr<DispatchQueueSerial>> queues;
   for (int i = 0; i < 1'000; ++i) queues.push_back(std::make_unique<DispatchQueueSerial>("idle", QoS::DEFAULT));
   EXPECT_EQ(threadCount(), before);
-  // One after the other they share few threads: more than one, as a queue's work has ended before its thread is free.
+  // One after the other they share few threads: more than one, as a queue's work ends before its thread is free.
   for (auto& queue : queues) queue->sync([] {});
   EXPECT_LE(threadCount(), before + 50);
   EXPECT_TRUE(waitUntil([&] { return threadCount() == before; })) << "idle workers end";
 }
 
-TEST(SerialQueue, QueuesThatBlockStarveNoOther) {
+TEST(SerialQueue, QueuesThatBlockDoNotStarveOthers) {
   constexpr int BLOCKED = 64;
   std::latch release(1);
   std::latch ended(BLOCKED);
@@ -131,7 +131,7 @@ TEST(SerialQueue, QueuesThatBlockStarveNoOther) {
   ended.wait();
 }
 
-TEST(SerialQueue, QueuedWorkOutlivesTheQueueAndItsCapturesDieAfterIt) {
+TEST(SerialQueue, QueuedWorkOutlivesTheQueueAndItsCapturesAreDestroyedAfterIt) {
   std::latch ended(2);
   std::shared_ptr<void> capture(nullptr, [&](void*) { ended.count_down(); });
   {
@@ -163,7 +163,7 @@ void setStackSize(std::size_t bytes) {
   pthread_setattr_default_np(&attributes);
 }
 
-TEST(SerialQueue, ARefusedThreadIsReportedOrWaitedFor) {
+TEST(SerialQueue, ARefusedThreadIsReportedOrAwaited) {
   DispatchQueueSerial queue("refused", QoS::DEFAULT);
   std::latch refused(1);
   std::thread relief([&] {
@@ -211,7 +211,7 @@ TEST(MainQueue, OnTheMainQueueWorkRunsInPlace) {
   EXPECT_EQ(order, "abcd");
 }
 
-TEST(MainQueue, ANestedLoopGoesOnWithTheWork) {
+TEST(MainQueue, ANestedLoopContinuesTheWork) {
   std::string order;
   main_post([&] {
     order += '[';

@@ -81,7 +81,7 @@ TEST_F(TimerQueueTest, LateRunsAreMadeUpAndTheCadenceIsKept) {
   timer->stop();
 }
 
-TEST_F(TimerQueueTest, AChangeOfThePeriodCountsFromItsStart) {
+TEST_F(TimerQueueTest, AChangedPeriodCountsFromTheStartOfTheRunningOne) {
   const auto timer = std::make_shared<TimerQueue>("test.change", 1.0, nullptr, [&] { ++runs; });
   timer->start();
   waitFor(*timer);

@@ -131,7 +131,7 @@ TEST_F(TimevalText, DatesAreInTheMediumStyleOfTheUsersLocale) {
     setenv("LC_ALL", row.locale, 1);
     zone(row.zone);
     std::string text = MOMENT.date();
-    // Releases of the locale data differ in which blank stands before AM.
+    // Releases of the locale data differ in which space they put before AM.
     if (const auto at = text.find(" AM"); at != std::string::npos) text.replace(at, 1, "\u202f");
     EXPECT_EQ(text, row.text) << row.locale;
   }

@@ -30,7 +30,7 @@ std::shared_ptr<Recorder> recorder(Recorder::Action action = [](const auto&, con
   return std::make_shared<Recorder>(std::move(action));
 }
 
-// Notes "NAME key value" for what it hears.
+// Records "NAME key value" for what it receives.
 std::shared_ptr<Listener> noting(Strings& notes, const std::string& name) {
   return recorder([&notes, name](const std::string& key, const std::any& object) {
     const int* number = std::any_cast<int>(&object);
@@ -138,7 +138,7 @@ TEST(Broadcaster, AnAsynchronousListenerMayCallEverything) {
   RemoveListener("answer", added);
 }
 
-TEST(Broadcaster, AFunctionListensAsLongAsItsHandleLives) {
+TEST(Broadcaster, AFunctionListensForAsLongAsItsHandleLives) {
   struct Counted {
     Counted() = default;
     Counted(const Counted& other) : copies(other.copies + 1) {}

@@ -1,4 +1,4 @@
-// Prints its main bundle, after it has done to its own executable what the arguments say.
+// Prints its main bundle, after doing to its own executable what the arguments say.
 #include <unistd.h>
 
 #include <cstdio>

@@ -84,7 +84,7 @@ TEST(Bundle, FindsAndLaunchesOtherApplications) {
   EXPECT_THAT(fake.workspace->calls, ElementsAre("launch a.App", "launch b.App"));
 }
 
-TEST(Bundle, UrlEscapesWhatAPathInAURLMayNotHold) {
+TEST(Bundle, UrlEscapesWhatAPathInAURLMayNotContain) {
   std::string every = "/";
   for (int byte = 1; byte < 256; ++byte) every += static_cast<char>(byte);
   FakePlatform fake;
@@ -107,7 +107,7 @@ class LinuxBundle : public Test {
     return path;
   }
 
-  // What a program says of its main bundle: identifier, path, executable, resources, version.
+  // What a program reports about its main bundle: identifier, path, executable, resources, version.
   std::vector<std::string> run(const std::string& program, const std::string& arguments = {}) const {
     EXPECT_EQ(std::system(("'" + program + "' " + arguments + " > " + (m_home / "out")).c_str()), 0);
     std::vector<std::string> lines(5);
@@ -116,7 +116,7 @@ class LinuxBundle : public Test {
     return lines;
   }
 
-  // How the bundle of a program with these bytes is called; "none" if it has no dictionary.
+  // The name of the bundle of a program with these bytes; "none" if it has no dictionary.
   std::string identifierOf(const std::string& bytes) {
     const auto bundle = Bundle::at(m_home.write("program", bytes));
     return bundle ? bundle->identifier().value_or("none") : "none";
@@ -134,7 +134,7 @@ TEST_F(LinuxBundle, TheMainBundleIsFoundInFourWays) {
       {"", "none/x", "", "none", "none", "none/x.resources"},
       {"_small", "small/x", "", "test.small", "small", "small/x.resources"},
       {"_embedded", "odd/x (deleted)", "", "test.embedded", "odd", "odd/x (deleted).resources"},
-      // The earlier way wins.
+      // The earlier way takes precedence.
       {"_embedded", "W/bin/x", "", "test.embedded", "W/bin", "W/bin/x.resources"},
       {"_embedded", "W/bin/x", "W/bin/x.resources", "test", "W/bin", "W/bin/x.resources"},
       {"_embedded", "W/bin/x", "W/share/x", "test", "W/bin", "W/share/x"},
@@ -189,7 +189,7 @@ TEST_F(LinuxBundle, AtFindsWrappersAndExecutablesAndNothingElse) {
     EXPECT_FALSE(Bundle::at(*path ? m_home / path : "")) << path;
 }
 
-TEST_F(LinuxBundle, ADesktopEntryGoesWithTheBundleOfItsProgram) {
+TEST_F(LinuxBundle, ADesktopEntryBelongsToTheBundleOfItsProgram) {
   const std::string program = m_home.write("usr/bin/x", "#!/bin/sh\n", 0755);
   m_home.write("usr/share/x/Info.plist", infoOf("test"));
   const struct {
@@ -215,7 +215,7 @@ TEST_F(LinuxBundle, ADesktopEntryGoesWithTheBundleOfItsProgram) {
     EXPECT_FALSE(Bundle::at(path)) << path;
 }
 
-// --- Executables that somebody made up.
+// --- Forged executables.
 
 constexpr std::string_view ELF_INFO = "<plist><dict><key>CFBundleIdentifier</key><string>elf</string></dict></plist>";
 constexpr std::string_view ELF_NAMES("\0.info_plist\0", 13);

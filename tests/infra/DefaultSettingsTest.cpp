@@ -20,7 +20,7 @@ struct DefaultSettingsTest : testing::Test {
   void put(const char* key, Value value) const { ASSERT_TRUE(store->set(key, std::move(value))); }
 };
 
-TEST_F(DefaultSettingsTest, SavedValuesAreStoredAsWhatTheyAreAndLoaded) {
+TEST_F(DefaultSettingsTest, SavedValuesKeepTheirKindAndAreLoaded) {
   settings.saveString("s", "text");
   settings.saveInteger("i", -5);
   settings.saveDouble("d", 2);
@@ -45,7 +45,7 @@ TEST_F(DefaultSettingsTest, SavedValuesAreStoredAsWhatTheyAreAndLoaded) {
   EXPECT_EQ(settings.loadStringArray("l"), (std::vector<std::string>{"a", "b"}));
 }
 
-TEST_F(DefaultSettingsTest, AbsentKeysGiveTheDefaultsAndOtherKindsConvert) {
+TEST_F(DefaultSettingsTest, MissingKeysGiveTheDefaultsAndOtherKindsAreConverted) {
   EXPECT_EQ(settings.loadString("k", "x"), "x");
   EXPECT_EQ(settings.loadInteger("k", 7), 7);
   EXPECT_EQ(settings.loadDouble("k", 0.5), 0.5);

@@ -4,8 +4,8 @@
 
 #include "corvane/infra/HTTP.h"
 
-// Exits after a number of milliseconds, the first argument, while threads make requests to the URLs that are the
-// others, each on a new connection.
+// Exits after as many milliseconds as the first argument says, while threads request the URLs in the other arguments,
+// each on a new connection.
 int main(int count, char** arguments) {
   for (int i = 2; i < count; ++i)
     std::thread([url = std::string(arguments[i])] {

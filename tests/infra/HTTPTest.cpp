@@ -16,7 +16,7 @@
 
 namespace {
 
-// A resolver that takes its time for one name.
+// A resolver that is slow for one name.
 std::atomic<bool> s_resolverHangs = false;
 std::atomic<int> s_resolving = 0;
 
@@ -48,7 +48,7 @@ std::string text(const std::optional<Data>& data) {
   return data ? std::string(data->bytes.begin(), data->bytes.end()) : "(none)";
 }
 
-// What a call gives; the outputs begin with values that no call gives.
+// What a call gives; the outputs start with values that no call gives.
 struct Outcome {
   std::string body = "(none)";
   std::int64_t status = -7;
@@ -95,7 +95,7 @@ std::string large() {
   return bytes;
 }
 
-// The part of a text that an expression's group stands for.
+// The part of a text that matches the group of an expression.
 std::string part(const std::string& text, const char* expression) {
   std::smatch match;
   return std::regex_search(text, match, std::regex(expression, std::regex::icase)) ? match[1].str() : "";
@@ -177,7 +177,7 @@ TEST_F(HTTPTest, AGetGivesBodyStatusAndResponse) {
   EXPECT_EQ((HTTPResponse{200, "", {{"Via", "a"}, {"x", "y"}, {"VIA", "b"}}}.header("via")), "a, b");
 }
 
-TEST_F(HTTPTest, EachFunctionHasItsOwnIdeaOfSuccess) {
+TEST_F(HTTPTest, EachFunctionHasItsOwnNotionOfSuccess) {
   for (const std::string code : {"200", "201", "404", "500"}) {
     const std::string url = server.url("/status/" + code);
     Outcome data, string;
@@ -238,7 +238,7 @@ TEST_F(HTTPTest, APostSendsItsDataAndHeadersAndNoUserAgent) {
                 AllOf(StartsWith("0|"), HasSubstr("cannot be sent"), EndsWith("|(none)")));
 }
 
-TEST_F(HTTPTest, WhatIsNoURLIsNotAskedForAndTouchesNothing) {
+TEST_F(HTTPTest, AnInvalidURLIsNotRequestedAndTheOutputsStay) {
   FakePlatform fake;
   fake.bundles->main.info = infoPlist(
       Value::Dictionary{{"CFBundleName", "A"}, {"CFBundleShortVersionString", "1"}, {"CFBundleVersion", "2"}});
@@ -263,7 +263,7 @@ TEST_F(HTTPTest, WhatIsNoURLIsNotAskedForAndTouchesNothing) {
     EXPECT_EQ(get(url).error, std::string("Nothing for ") + url);
 }
 
-TEST_F(HTTPTest, WithoutAVersionAGetTouchesNothing) {
+TEST_F(HTTPTest, WithoutAVersionAGetLeavesTheOutputsAlone) {
   FakePlatform fake;
   fake.http->replies["http://a/"] = {{200, "http://a/", {}}, {'x'}};
   EXPECT_EQ(get("http://a/").all(), UNTOUCHED);
@@ -357,7 +357,7 @@ TEST_F(HTTPTest, ASilentServerEndsTheRequestHoweverBusyTheOthersAre) {
   EXPECT_EQ(outcome.error, "The request timed out");
 }
 
-TEST_F(HTTPTest, AResolverThatHangsDelaysNobody) {
+TEST_F(HTTPTest, AResolverThatHangsDelaysNothingElse) {
   const std::size_t threads = count("task");
   s_resolverHangs = true;
   {
@@ -400,7 +400,7 @@ TEST_F(HTTPTest, ManyThreadsAtOnceGetTheirOwnAnswers) {
   EXPECT_EQ(right, 64 * 5);
 }
 
-#if !defined(__SANITIZE_THREAD__)  // which allows no threads after a fork
+#if !defined(__SANITIZE_THREAD__)  // it allows no threads after a fork
 TEST_F(HTTPTest, AForkedChildHasASessionOfItsOwn) {
   std::atomic<int> asked = 0;
   const HttpServer raw([&](HttpServer::Connection& connection) {
@@ -432,21 +432,21 @@ TEST_F(HTTPTest, AProgramMayExitInTheMiddleOfRequests) {
     EXPECT_EQ(std::system((CORVANE_TEST_BIN "/http_exit " + std::to_string(msec) + urls).c_str()), 0) << msec;
 }
 
-TEST_F(HTTPTest, ThousandRequestsLeaveNoThreadAndNoDescriptor) {
+TEST_F(HTTPTest, AThousandRequestsLeaveNoThreadAndNoDescriptor) {
   const std::size_t threads = count("task"), descriptors = count("fd");
   for (int i = 0; i < 1000; ++i) ASSERT_EQ(get(server.url("/status/200")).status, 200);
   EXPECT_TRUE(waitUntil([&] { return count("task") <= threads && count("fd") <= descriptors; }));
   EXPECT_EQ(get(server.url("/echo")).status, 200) << "and it starts again";
 }
 
-TEST_F(HTTPTest, ProgramsThatAreStartedHoldNoConnections) {
+TEST_F(HTTPTest, ChildProgramsInheritNoConnections) {
   const HttpServer raw([](HttpServer::Connection& connection) {
     connection.readHead();
     connection.send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
     connection.waitForClose(1000);
   });
   const auto inherited = [] { return std::system("exit $(ls /proc/self/fd | wc -l)"); };
-  ASSERT_EQ(get(server.url("/echo")).status, 200);  // opens what the session has for itself
+  ASSERT_EQ(get(server.url("/echo")).status, 200);  // opens what the session keeps for itself
   const int before = inherited();
   ASSERT_EQ(get(raw.url()).status, 200);
   EXPECT_EQ(inherited(), before) << "the connection is kept, for this process alone";

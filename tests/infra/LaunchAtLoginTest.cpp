@@ -58,7 +58,7 @@ TEST_F(LaunchAtLoginTest, WritesAndRemovesTheAgentAndTheSessionsItem) {
   }
 }
 
-TEST_F(LaunchAtLoginTest, FailuresAreNoMatterForTheCaller) {
+TEST_F(LaunchAtLoginTest, FailuresAreNotTheCallersConcern) {
   fs::create_directories(m_agent + "/folder in the way");
   m_login.writePlist();
   EXPECT_THAT(m_items, IsEmpty()) << "no item without an agent";
@@ -92,7 +92,7 @@ class LoginEntryTest : public Test {
  protected:
   LoginEntryTest() { m_home.set("XDG_DATA_DIRS", (m_home / "system").c_str()); }
 
-  // The entry as a session reads it; what is wrong with it fails the test.
+  // The entry as a session reads it; an error in it fails the test.
   glib::Ptr<GDesktopAppInfo> load() const {
     EXPECT_EQ(std::system(("desktop-file-validate '" + m_entry + "'").c_str()), 0) << contentOf(m_entry);
     return glib::Ptr<GDesktopAppInfo>(g_desktop_app_info_new_from_filename(m_entry.c_str()));
@@ -101,7 +101,7 @@ class LoginEntryTest : public Test {
   // Starts it as a session does.
   void launch() const { ASSERT_TRUE(g_app_info_launch(G_APP_INFO(load().get()), nullptr, nullptr, nullptr)); }
 
-  // What the guide's program, copied to a path, prints.
+  // What the guide's program prints when copied to a path.
   static std::string run(const fs::path& program, const std::string& wish) {
     const char* const arguments[] = {program.c_str(), wish.c_str(), nullptr};
     gchar* out = nullptr;
@@ -110,7 +110,7 @@ class LoginEntryTest : public Test {
     return glib::Ptr<gchar>(out).get();
   }
 
-  // What adding an item for a program fails with.
+  // The error of adding an item for a program.
   std::string failureOf(const std::string& executable) const {
     const auto added = m_items->add({m_label, "org.example.Keeper", "Keeper", executable});
     return added ? "" : added.error().description;

@@ -62,7 +62,7 @@ TEST_F(LineReaderTest, WhatIsNotUtf8IsReplacedByMaximalParts) {
             "?z\n??z\n?z\n??z\n???z\n???z\n?z\n????z\n?????z\n????z\n?\u20acz\nsome plain text ? and more\n?");
 }
 
-TEST_F(LineReaderTest, TriesToOpenAgainAndComplainsEachTime) {
+TEST_F(LineReaderTest, TriesToOpenAgainAndReportsEachFailure) {
   const string path = home / "later";
   LineReader reader(path);
   for (int i = 0; i < 2; ++i)
@@ -81,10 +81,10 @@ TEST_F(LineReaderTest, WhatIsNotAReadableFileGivesNoLines) {
   EXPECT_THAT(complaintsAbout(LineReader("")), EndsWith(": Cannot open file: \n"));
 }
 
-TEST_F(LineReaderTest, WaitsForTheLinesOfAPipeThatSomebodyWrites) {
+TEST_F(LineReaderTest, WaitsForTheLinesOfAPipeThatHasAWriter) {
   const string path = home / "pipe";
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  // Open for both, so that the reader finds a writer.
+  // Open for reading and writing, so that the reader finds a writer.
   FileDescriptor writer(::open(path.c_str(), O_RDWR | O_CLOEXEC));
   LineReader reader(path);
   ASSERT_TRUE(writeAll(writer.get(), "first\n"));
@@ -101,7 +101,7 @@ TEST_F(LineReaderTest, WaitsForTheLinesOfAPipeThatSomebodyWrites) {
   EXPECT_EQ(reader.readline(), std::nullopt);
 }
 
-TEST_F(LineReaderTest, ClosesItsFileAndKeepsItFromChildren) {
+TEST_F(LineReaderTest, ClosesItsFileAndDoesNotPassItToChildren) {
   const auto before = namesIn("/proc/self/fd").size();
   {
     LineReader reader(home.write("file", "line\n"));

@@ -43,7 +43,7 @@ TEST_F(LoggerTest, WritesTrimmedLinesBetweenBeginAndEnd) {
   EXPECT_EQ(loggedMessages(live).size(), 8U) << "the next run appends";
 }
 
-TEST_F(LoggerTest, TheFileIsNamedByTheIdentifiersLastPart) {
+TEST_F(LoggerTest, TheFileIsNamedAfterTheIdentifiersLastPart) {
   for (const auto& [identifier, file] : {std::pair{"org.example.Tool", "Tool.log"},
                                          {"Single", "Single.log"},
                                          {"a.b.", "b.log"},
@@ -55,7 +55,7 @@ TEST_F(LoggerTest, TheFileIsNamedByTheIdentifiersLastPart) {
   }
 }
 
-TEST_F(LoggerTest, TheLineThatPassesTheLimitIsTheLast) {
+TEST_F(LoggerTest, TheLineThatExceedsTheLimitIsTheLast) {
   const auto archive = [this](int number) { return live + "." + std::to_string(number); };
   fs::create_directories(folder);
   for (int number = 0; number <= 10; ++number) std::ofstream(archive(number)) << number;
@@ -95,7 +95,7 @@ TEST_F(LoggerTest, ManyThreadsAndARotationCutNoLine) {
   EXPECT_EQ(fs::file_size(live + ".0") / 100, 1000U);
 }
 
-TEST_F(LoggerTest, ProcessesMixNoLinesAndEachRotatesOneFile) {
+TEST_F(LoggerTest, ProcessesDoNotMixLinesAndEachRotatesOneFile) {
   constexpr int PROCESSES = 4;
   Logger log;
   const auto writeMuch = [] {
@@ -132,7 +132,7 @@ TEST_F(LoggerTest, AFullDiskDropsWholeLinesAndLaterOnesAreWritten) {
   EXPECT_EQ(log.lines(), 3);
 }
 
-TEST_F(LoggerTest, AFolderOrFileThatCannotBeHadDropsLinesQuietly) {
+TEST_F(LoggerTest, WithoutAFolderOrFileLinesAreDroppedSilently) {
   const auto complaint = [] {
     return standardErrorOf([] {
       Logger log;

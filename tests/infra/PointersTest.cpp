@@ -23,7 +23,7 @@ struct Counted : Object {
 
 struct Sub : Counted {};
 struct Other : Object {};
-// Its Object does not stand at the beginning.
+// Its Object is not at the beginning.
 struct Wide : std::string, Counted {};
 
 constexpr std::uint8_t KEYS[4] = {};

@@ -86,7 +86,7 @@ Value everything() {
   };
 }
 
-TEST(Value, FindsEntriesAndEqualsTheSameKindAndContentOnly) {
+TEST(Value, FindsEntriesAndEqualsOnlyTheSameKindAndContent) {
   for (const Value& value : Array{Value(), Dictionary{{"b", 1}}, "a"}) EXPECT_EQ(value.find("a"), nullptr);
   EXPECT_EQ(*Value(Dictionary{{"a", 1}}).find("a"), 1);
   const Array different = {1, 2, 1.0, true, NOT_A_NUMBER, "1", Data{{1}}, Date{1}, Array{}, Dictionary{}};
@@ -122,7 +122,7 @@ TEST(PropertyList, WritesTheUsualForms) {
 </dict>
 </plist>
 )");
-  // What is equal is written once.
+  // Equal values are written once.
   EXPECT_EQ(*writePropertyList(Dictionary{{"a", "a"}, {"\u00e9", Array{"a", 7}}}, BINARY),
             binary({"\xD2\1\2\1\3", "\x51"s + "a", "\x61\0\xE9"s, "\xA2\1\4", "\x10\7"}));
 }
@@ -260,11 +260,11 @@ TEST(PropertyList, RefusesImpossibleTrailers) {
     expectError(patched, fragment);
   }
   expectError(binary({"\x09"}, 2).insert(11, 1, '\0'), "does not match");
-  // The table would start behind its end.
+  // The table would start after its end.
   expectError(list.substr(0, 18) + bigEndian(~0ULL) + bigEndian(0) + bigEndian(11), "does not match");
 }
 
-TEST(PropertyList, KeepsToItsLimits) {
+TEST(PropertyList, RespectsItsLimits) {
   Strings laughs(8, "\xAA");
   for (std::size_t i = 0; i < laughs.size(); ++i) laughs[i].append(10, static_cast<char>(i + 1));
   laughs.push_back("\x53lol");
@@ -317,7 +317,7 @@ TEST_F(PropertyListFile, IsReplacedAsAWhole) {
   EXPECT_EQ(namesIn(path("")), Strings{"a"});
 }
 
-TEST_F(PropertyListFile, IsRefusedWhenItIsNone) {
+TEST_F(PropertyListFile, IsRefusedIfItIsNotAPropertyList) {
   ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
   m_home.write("run/bad", "bad");
   m_home.write("run/large", xml("<true/>") + std::string(70000, ' '));

@@ -17,7 +17,7 @@ const char* __lsan_default_suppressions() {
 namespace corvane {
 namespace {
 
-TEST(SysAttr, UsersAndGroupsByNameElseByNumber) {
+TEST(SysAttr, UsersAndGroupsByNameOrElseByNumber) {
   for (const auto& [id, name] : {std::pair{0U, "root"}, {4242U, "4242"}, {4'294'967'294U, "4294967294"}}) {
     EXPECT_EQ(SysAttr::username(id), name);
     EXPECT_EQ(SysAttr::groupname(id), name);
@@ -41,7 +41,7 @@ struct SysAttrKinds : testing::Test {
     home.set("LOCPATH", (home / "locales").c_str());
   }
 
-  // Compiles a locale of the system's sources, for the C library to find.
+  // Compiles a locale from the system's sources, for the C library to find.
   void makeLocale(const std::string& name, const std::string& encoding) const {
     const std::string command =
         "localedef -i " + name + " -f " + encoding + " --no-archive " + (home / "locales/") + name + "." + encoding;

@@ -70,7 +70,7 @@ struct UserDefaultsTest : Test {
   std::shared_ptr<UserDefaults> defaults = fresh();
   std::mt19937 random{1};
 
-  // Settings that know nothing of what others of this process have read.
+  // Settings that share nothing with what others in this process have read.
   static std::shared_ptr<UserDefaults> fresh() { return std::make_shared<UserDefaults>("a.b.App"); }
 
   template <class Work>
@@ -89,20 +89,20 @@ struct UserDefaultsTest : Test {
     return status;
   }
 
-  // Runs `work` in a process of its own; what fails there fails the test.
+  // Runs `work` in a process of its own; a failure there fails the test.
   template <class Work>
   static void inChild(Work&& work) {
     EXPECT_EQ(statusOf(startChild(work)), 0);
   }
 
-  // Kills a process within 10 ms; what it ended with.
+  // Kills a process within 10 ms; returns its status.
   int killSoon(pid_t child) {
     usleep(static_cast<useconds_t>(random() % 10'000));
     kill(child, SIGKILL);
     return statusOf(child);
   }
 
-  // Runs a statement on the file, past the library; what it answers.
+  // Runs a statement on the file, bypassing the library; returns the result.
   std::string sql(const char* statement) const {
     std::string answer;
     const auto take = [](void* to, int, char** row, char**) {
@@ -119,7 +119,7 @@ struct UserDefaultsTest : Test {
   void expectSoundFile() const { EXPECT_EQ(sql("PRAGMA integrity_check"), "ok"); }
 };
 
-TEST_F(UserDefaultsTest, EveryKindOfValueIsThereForTheNextProcess) {
+TEST_F(UserDefaultsTest, TheNextProcessFindsEveryKindOfValue) {
   const Value::Array kinds = {"text",
                               MIN,
                               2.0,
@@ -138,7 +138,7 @@ TEST_F(UserDefaultsTest, EveryKindOfValueIsThereForTheNextProcess) {
   for (const auto& reader : {defaults, fresh()}) EXPECT_EQ(*reader->domainDictionary(), values);
 }
 
-TEST_F(UserDefaultsTest, TheApplicationGoesBeforeTheGlobalDomainAndThatBeforeRegisteredValues) {
+TEST_F(UserDefaultsTest, TheApplicationTakesPrecedenceOverTheGlobalDomainAndThatOverRegisteredValues) {
   UserDefaults global{std::string(UserDefaults::GLOBAL_DOMAIN)};
   defaults->registerDefaults({{"a", "registered"}, {"b", "registered"}, {"c", "first"}});
   defaults->registerDefaults({{"c", "registered"}});
@@ -164,7 +164,7 @@ TEST_F(UserDefaultsTest, TheSharedSettingsAreTheProgramsAndOpenNothingBeforeTheF
   EXPECT_EQ(UserDefaults().domain(), "x.y.Z");
 }
 
-TEST_F(UserDefaultsTest, FilesAreTheUsersAlone) {
+TEST_F(UserDefaultsTest, FilesAreForTheUserAlone) {
   home.write(".config/corvane/a.b.App.changes", "", 0666);
   fs::permissions(folder, fs::perms(0755));
   ASSERT_TRUE(defaults->set("a", 1));
@@ -177,7 +177,7 @@ TEST_F(UserDefaultsTest, FilesAreTheUsersAlone) {
   for (const std::string& name : {std::string(), std::string(250, 'x')}) EXPECT_FALSE(UserDefaults(name).set("a", 1));
 }
 
-TEST_F(UserDefaultsTest, WhatCannotBeStoredIsAnErrorAndNotThere) {
+TEST_F(UserDefaultsTest, WhatCannotBeStoredIsAnErrorAndNotLoaded) {
   Value deep;
   for (int i = 0; i < 600; ++i) deep = Value::Array{deep};
   const Value::Dictionary rows = {{"a", "\xff"},
@@ -230,7 +230,7 @@ TEST_F(UserDefaultsTest, EightThreadsInEachOfFourProcessesLoseNothing) {
   expectSoundFile();
 }
 
-TEST_F(UserDefaultsTest, SavesGoOnInAProcessThatForksWhileItsThreadsSave) {
+TEST_F(UserDefaultsTest, SavesContinueInAProcessThatForksWhileItsThreadsSave) {
 #if defined(__SANITIZE_ADDRESS__)
   GTEST_SKIP() << "the sanitizer's own allocator may be locked in the child of a process with threads";
 #endif
@@ -245,7 +245,7 @@ TEST_F(UserDefaultsTest, SavesGoOnInAProcessThatForksWhileItsThreadsSave) {
   for (int i = 0; i < 30; ++i) {
     const std::string key = "child " + std::to_string(i);
     inChild([&] {
-      alarm(30);  // a lock that nobody will release
+      alarm(30);  // ends a wait for a lock that will never be released
       UserDefaults::shared();
       EXPECT_TRUE(defaults->set(key, i));
       EXPECT_EQ(defaults->integer(key), i);
@@ -270,7 +270,7 @@ TEST_F(UserDefaultsTest, TheFirstSavesOfForkedProcessesExcludeEachOther) {
   EXPECT_THAT(namesIn(folder), Not(Contains(HasSubstr("damaged"))));
 }
 
-TEST_F(UserDefaultsTest, AKillDuringTheFirstSaveLeavesNothingHalfMade) {
+TEST_F(UserDefaultsTest, AKillDuringTheFirstSaveLeavesNothingHalfDone) {
   for (int round = 0; round < 30; ++round) {
     fs::remove_all(folder);
     killSoon(startChild([] { EXPECT_TRUE(fresh()->set("a", 1)); }));
@@ -290,7 +290,7 @@ TEST_F(UserDefaultsTest, EverySaveThatReturnedSurvivesAKill) {
       for (int i = last + 1; defaults->apply({{key(i), i}, {"filler", filler}}); ++i) last = i;
     });
     ASSERT_EQ(WTERMSIG(killSoon(child)), SIGKILL);
-    // The save after the last one that returned may have been done too, over the value of 50 saves before.
+    // The save after the last one that returned may have been done too, replacing the value of 50 saves before.
     for (const auto& reader : {defaults, fresh()})
       for (int i = std::max(1, last - 48); i <= last; ++i) ASSERT_EQ(reader->integer(key(i)), i);
   }
@@ -299,7 +299,7 @@ TEST_F(UserDefaultsTest, EverySaveThatReturnedSurvivesAKill) {
   EXPECT_THAT(namesIn(folder), Not(Contains(HasSubstr("damaged"))));
 }
 
-TEST_F(UserDefaultsTest, ADamagedFileIsReportedKeptAsideAndReplaced) {
+TEST_F(UserDefaultsTest, ADamagedFileIsReportedSetAsideAndReplaced) {
   const std::pair<const char*, std::function<void()>> rows[] = {
       {"emptied", [&] { fs::resize_file(database, 0); }},
       {"cut in the header", [&] { fs::resize_file(database, 50); }},
@@ -342,7 +342,7 @@ TEST_F(UserDefaultsTest, DamageUnderARunningProgramIsFoundByTheNextSave) {
   EXPECT_EQ(fresh()->domainDictionary()->size(), 2U);
 }
 
-TEST_F(UserDefaultsTest, AValueThatIsDamagedIsReportedAndTheOthersAreThere) {
+TEST_F(UserDefaultsTest, ADamagedValueIsReportedAndTheOthersAreLoaded) {
   ASSERT_TRUE(defaults->apply({{"a", 1}, {"b", 2}}));
   defaults.reset();
   sql("UPDATE entries SET value = x'00' WHERE key = 'a'");
@@ -402,7 +402,7 @@ TEST_F(UserDefaultsTest, FilesShrinkWhenMuchIsRemoved) {
   EXPECT_LT(fs::file_size(database), 100'000U);
 }
 
-TEST_F(UserDefaultsTest, WhatPermissionsCloseIsLeftAloneAndReadAsFarAsItGoes) {
+TEST_F(UserDefaultsTest, WhatPermissionsForbidIsLeftAloneAndReadAsFarAsPossible) {
   ASSERT_TRUE(defaults->set("a", 1));
   defaults.reset();
   fs::permissions(home.path(), fs::perms(0755));
@@ -431,7 +431,7 @@ TEST_F(UserDefaultsTest, WhatPermissionsCloseIsLeftAloneAndReadAsFarAsItGoes) {
     EXPECT_EQ(reader->integer("a"), 1);
   }
   if (!isAdministrator) return;
-  // A file that belongs to somebody else, as a program run by the administrator leaves it.
+  // A file that belongs to another user, as a program run by the administrator leaves it.
   ASSERT_EQ(chown(database.c_str(), 0, 0), 0);
   const OrdinaryUser user;
   EXPECT_THAT(standardErrorOf([] {
@@ -441,7 +441,7 @@ TEST_F(UserDefaultsTest, WhatPermissionsCloseIsLeftAloneAndReadAsFarAsItGoes) {
               HasSubstr(database + ": Permission denied"));
 }
 
-TEST_F(UserDefaultsTest, ThingsThatAreNoFilesAreLeftAlone) {
+TEST_F(UserDefaultsTest, ThingsThatAreNotFilesAreLeftAlone) {
   const auto refusal = [] { return standardErrorOf([] { EXPECT_FALSE(fresh()->set("a", 1)); }); };
   fs::create_directories(database);
   EXPECT_THAT(refusal(), HasSubstr(database + ": not a regular file"));
@@ -456,7 +456,7 @@ TEST_F(UserDefaultsTest, ThingsThatAreNoFilesAreLeftAlone) {
 }
 
 // A full disk, where the test may make one, and the same once there is room again.
-TEST_F(UserDefaultsTest, AFullDiskRefusesSavesAndKeepsWhatIsThere) {
+TEST_F(UserDefaultsTest, AFullDiskRefusesSavesAndKeepsWhatIsStored) {
   fs::create_directories(folder);
   const bool isMounted = mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=256k") == 0;
   std::optional<FileSizeLimit> limit;
@@ -487,7 +487,7 @@ struct Keys : Listener {
   }
 };
 
-TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceSomebodyAsks) {
+TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceObserved) {
   const auto listener = std::make_shared<Keys>();
   AddListener(std::string(UserDefaults::DID_CHANGE), listener);
   std::multiset<std::string> heard;
@@ -499,7 +499,7 @@ TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceSomebodyAsks) {
   EXPECT_TRUE(pumpUntil([&] { return listener->keys.contains("own"); }));
   EXPECT_THAT(heard, ElementsAre("own"));
   handle.reset();
-  // This process only reads from here on, and does not even do that by itself.
+  // From here on this process only reads, and not even that unprompted.
   inChild([] {
     EXPECT_TRUE(fresh()->apply({{"foreign", 1}, {"before", std::nullopt}}));
     EXPECT_TRUE(UserDefaults("some.other").set("other", 1));
@@ -514,7 +514,7 @@ TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceSomebodyAsks) {
   EXPECT_EQ(listener->keys.size(), 4U) << "who is gone does not watch";
 }
 
-TEST(UserDefaultsFakeTest, AFailedReadKeepsWhatWasKnownAndIsTriedAgain) {
+TEST(UserDefaultsFakeTest, AFailedReadKeepsTheKnownValuesAndIsTriedAgain) {
   const FakePlatform fake;
   UserDefaults defaults("a.b.App");
   ASSERT_TRUE(defaults.set("a", 1));

@@ -29,7 +29,7 @@ class WorkspaceTest : public Test {
                         "[Desktop Entry]\nType=Application\nName=Test\n" + lines + "\n");
   }
 
-  // A program that writes its arguments, and what `also` says, for output() to read.
+  // A program that writes its arguments, and does what `also` says, for output() to read.
   std::string script(const std::string& also = {}) const {
     return m_home.write("script", "#!/bin/sh\nprintf '%s|' \"$@\" " + also + " > " + (m_home / "out"), 0755);
   }
@@ -75,7 +75,7 @@ class IconTest : public WorkspaceTest {
     m_home.write(path + "/index.theme", index);
   }
 
-  // Where the picture of a file lies in the home folder.
+  // Where in the home folder the picture of a file is.
   std::string pictureOf(const std::string& path, int size = 48) const {
     const auto file = makeService<Workspace>()->iconFile(path, size);
     return file ? fs::path(*file).lexically_relative(m_home.path()).string() : "none";
@@ -126,7 +126,7 @@ TEST_F(IconTest, ThemesAreAskedInTheOrderOfInheritance) {
     for (const std::string& icon : {name, m_home / name}) EXPECT_EQ(find(icon), "none") << icon;
 }
 
-TEST_F(IconTest, WithoutAPictureOfItsOwnAFileGetsThatOfItsKind) {
+TEST_F(IconTest, AFileWithoutAPictureOfItsOwnGetsThatOfItsKind) {
   pictures(".icons/Leaf/48", {"text-x-generic.png"});
   pictures("system/icons", {"Base/48/inode-directory.png", "hicolor/48/folder.png"});
   EXPECT_EQ(pictureOf(m_home / "system"), "system/icons/Base/48/inode-directory.png");

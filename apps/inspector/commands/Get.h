@@ -7,11 +7,11 @@
 namespace corvane::inspector {
 
 inline constexpr std::string_view GET_HELP =
-    "  URL                  what to ask for, http or https\n"
+    "  URL                  what to request, http or https\n"
     "  --head               print the headers of the answer instead of its body\n"
     "  --post DATA          send DATA instead; --post @FILE sends the contents of a file\n"
     "  --header NAME:VALUE  add a header to what --post sends (may be repeated)\n"
-    "  --limit MSECS        give up after so many milliseconds (without it: 10000)\n";
+    "  --limit MSECS        give up after so many milliseconds (default: 10000)\n";
 
 /// The get command: makes one HTTP request and prints the body to standard output and one line about the outcome to
 /// standard error. The process's exit status: 0 if the server answered with a status from 200 to 399, 2 for arguments

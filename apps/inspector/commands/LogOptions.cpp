@@ -36,7 +36,7 @@ tl::expected<LogOptions, std::string> LogOptions::parse(const Arguments& argumen
     }
   }
   if (options.listArchives && (linesGiven || options.follow || options.archive))
-    return tl::unexpected(std::string("--archives: only --identifier goes with it"));
+    return tl::unexpected(std::string("--archives: only with --identifier, or alone"));
   if (options.archive && options.follow) return tl::unexpected(std::string("--follow: an archive does not grow"));
   return options;
 }

@@ -5,16 +5,16 @@
 namespace corvane::inspector {
 
 inline constexpr std::string_view PS_HELP =
-    "  --for SECONDS  measure what they use of the processors for so many seconds (1 unless given)\n"
-    "  --sort COLUMN  by pid (unless given), parent, user, state, kind, cpu, memory, threads,\n"
-    "                 time, name or command, with - in front from the largest\n"
-    "  --user USER    only those of a user, by name or number\n"
+    "  --for SECONDS  measure their use of the processors over so many seconds (default: 1)\n"
+    "  --sort COLUMN  by pid (the default), parent, user, state, kind, cpu, memory, threads,\n"
+    "                 time, name or command; - in front of it sorts from the largest\n"
+    "  --user USER    only those of this user, a name or a number\n"
     "  --filter TEXT  only those with TEXT in name, path, command or user, or with that pid\n"
-    "  --json         print one JSON object a process\n"
-    "  --tree         draw them as a tree, with\n"
+    "  --json         print one JSON object for each process\n"
+    "  --tree         draw them as a tree:\n"
     "    --svg FILE     where to write the picture, - being standard output\n"
-    "    --hide N       hide what is below processes with more than N shown below them; unless\n"
-    "                   given, 400 are shown, from the top down\n";
+    "    --hide N       hide what is below processes with more than N shown below them\n"
+    "                   (default: show 400, from the top down)\n";
 
 /// The command that lists the processes.
 int ps(const Arguments& arguments);

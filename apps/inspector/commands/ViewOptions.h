@@ -18,9 +18,9 @@ struct ViewOptions {
   std::string root;                 ///< folder to read /proc and /sys from
 
   static constexpr std::string_view HELP =
-      "  --for SECONDS  end after so many whole seconds (without a terminal: after 10)\n"
-      "  --json         print one JSON object a second\n"
-      "  --plain        print one line a second, also on a terminal\n"
+      "  --for SECONDS  end after so many whole seconds (default without a terminal: 10)\n"
+      "  --json         print one JSON object every second\n"
+      "  --plain        print one line every second, even on a terminal\n"
       "  --root FOLDER  read /proc and /sys below FOLDER\n";
 
   /// The error is one line for the user.

@@ -21,7 +21,7 @@ constexpr std::array TABLE = {
 constexpr std::array HINTS = {Hint{"q", "quit"}, Hint{"h", "help"}, Hint{"b", "back"}, Hint{"up down", "scroll"}};
 
 constexpr std::array HELP = {Hint{"b esc", "back to the overview"},
-                             Hint{"up down", "scroll, also by page up and down, home and end"}};
+                             Hint{"up down", "scroll; so do page up and down, home and end"}};
 
 // The class alone: the namespaces are the program's own.
 std::string shortName(const std::string& type) {
@@ -56,7 +56,7 @@ Frame broadcasterLines(const std::vector<broadcaster_stats>& listeners, const Lo
   };
   entry("Path", printable(log.path, glyphs));
   entry("Size", log.size ? std::to_string(*log.size) + " bytes; archived above " + std::to_string(Logger::MAX_LOG_SIZE)
-                         : "there is no such file now");
+                         : "no such file at present");
   entry("Archives", std::to_string(log.archives) + " of " + std::to_string(Logger::MAX_LOGS + 1));
   entry("Lines", std::to_string(log.lines) + " by this process");
   return frame;

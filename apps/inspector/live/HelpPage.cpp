@@ -16,12 +16,12 @@ constexpr std::array HINTS = {Hint{"q", "quit"}, Hint{"h", "back"}, Hint{"up dow
 
 constexpr std::array HELP = {
     Hint{"p", "processes"},
-    Hint{"b", "the broadcaster's listeners, and what the log holds"},
+    Hint{"b", "the broadcaster's listeners, and the log's figures"},
     Hint{"l", "the log"},
     Hint{"h ?", "this page"},
-    Hint{"esc", "back to the overview, as a second press of these keys"},
-    Hint{"^L", "draw the screen anew"},
-    Hint{"^Z", "stop, until the shell's fg"},
+    Hint{"esc", "back to the overview; a second press of these keys does the same"},
+    Hint{"^L", "redraw the screen"},
+    Hint{"^Z", "suspend, until the shell's fg"},
     Hint{"q", "quit"},
 };
 

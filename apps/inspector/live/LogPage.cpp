@@ -16,7 +16,7 @@ constexpr std::size_t TAIL = std::size_t{256} << 10U;  // more than a log holds 
 constexpr std::array HINTS = {Hint{"q", "quit"}, Hint{"h", "help"}, Hint{"l", "back"}, Hint{"up down", "scroll"}};
 
 constexpr std::array HELP = {Hint{"l esc", "back to the overview"},
-                             Hint{"up down", "scroll, also by page up and down, home and end"}};
+                             Hint{"up down", "scroll; so do page up and down, home and end"}};
 
 }  // namespace
 
@@ -39,7 +39,7 @@ Frame LogPage::draw(std::size_t rows, std::size_t columns) {
   Frame lines;
   for (const std::string_view line : linesOf(text ? *text : std::string_view()))
     for (std::string& piece : wrapped(printable(line, m_glyphs), columns)) lines.push_back({{std::move(piece)}});
-  if (!text) lines.push_back({{m_path.empty() ? "This program keeps no log." : "There is no such file now."}});
+  if (!text) lines.push_back({{m_path.empty() ? "This program keeps no log." : "No such file at present."}});
   return m_scroll.cut(std::move(lines), rows);
 }
 

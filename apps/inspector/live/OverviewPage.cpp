@@ -35,10 +35,10 @@ constexpr std::array HINTS = {Hint{"q", "quit"},
                               Hint{"+ -", "average time"}};
 
 constexpr std::array HELP = {
-    Hint{"up down", "select a repeater, also by home and end"},
+    Hint{"up down", "select a repeater; so do home and end"},
     Hint{"space", "pause it, or let it run again"},
-    Hint{"n", "sort by name; a second press turns the order round"},
-    Hint{"c", "sort by count of runs"},
+    Hint{"n", "sort by name; a second press reverses the order"},
+    Hint{"c", "sort by number of runs"},
     Hint{"t", "sort by total time"},
     Hint{"i", "sort by average interval"},
     Hint{"d", "sort by average duration"},

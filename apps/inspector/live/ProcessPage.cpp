@@ -60,9 +60,9 @@ constexpr std::array HINTS = {Hint{"q", "quit"},   Hint{"h", "help"},          H
 
 constexpr std::array HELP = {
     Hint{"p esc", "back to the overview"},
-    Hint{"up down", "select a process, also by page up and down, home and end"},
-    Hint{"letters", "sort by the column in whose title they are underlined; a second press turns the order round"},
-    Hint{"/", "filter by a part of the name, command or user, or by number; return keeps it, esc clears it"},
+    Hint{"up down", "select a process; so do page up and down, home and end"},
+    Hint{"letters", "sort by the column in whose title they are underlined; a second press reverses the order"},
+    Hint{"/", "filter by part of the name, command or user, or by number; return keeps it, esc clears it"},
     Hint{"k", "send a signal to the selected process, after two questions"},
 };
 

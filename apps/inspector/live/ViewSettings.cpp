@@ -57,9 +57,9 @@ const std::array<ViewSetting, 3> VIEW_SETTINGS = {{
     {ViewSettings::AVERAGE, readAverage, [](const ViewSettings& settings) { return Value(settings.average); },
      "expects a whole number of seconds from 1 to 60"},
     {ViewSettings::SORT, readRepeaters, [](const ViewSettings& settings) { return word(settings.repeaters); },
-     "expects name, count, total, interval or duration, perhaps with - in front"},
+     "expects name, count, total, interval or duration, optionally with - in front"},
     {ViewSettings::PROCESSES, readProcesses, [](const ViewSettings& settings) { return word(settings.processes); },
-     "expects pid, parent, user, state, kind, cpu, memory, threads, time, name or command, perhaps with - in front"},
+     "expects pid, parent, user, state, kind, cpu, memory, threads, time, name or command, optionally with - in front"},
 }};
 
 ViewSettings ViewSettings::load() {
