@@ -6,5 +6,5 @@
 #define CORVANE_VERSION_MINOR 1
 #define CORVANE_VERSION_PATCH 0
 
-/// As one number that grows with every version: 1.2.3 is 10203.
+/// The version as a single number that grows with every release: 1.2.3 is 10203.
 #define CORVANE_VERSION_NUMBER (CORVANE_VERSION_MAJOR * 10000 + CORVANE_VERSION_MINOR * 100 + CORVANE_VERSION_PATCH)

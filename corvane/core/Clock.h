@@ -7,22 +7,22 @@
 
 namespace corvane {
 
-/// The one source of time behind Timeval() and every timed wait of the library: the real-time clock, or a reading that
-/// a test sets (see corvane/testing/ManualClock.h). Any thread.
+/// The only source of time behind Timeval() and every timed wait of the library: the real-time clock, or a reading set
+/// by a test (see corvane/testing/ManualClock.h). Any thread.
 struct CORVANE_API Clock {
   /// Nanoseconds since 1970-01-01 00:00 UTC.
   static std::int64_t now();
 
-  /// The reading that stands in for the real clock, none if it is the real one that counts.
+  /// The reading that replaces the real clock; std::nullopt if the real clock is in use.
   static std::optional<std::int64_t> manual() noexcept;
 
-  /// Puts a reading in the real clock's place, or moves it.
+  /// Replaces the real clock by a reading, or changes that reading.
   static void setManual(std::int64_t nsec) noexcept;
 
-  /// Moves it by an amount.
+  /// Moves the reading by an amount.
   static void advanceManual(std::int64_t nsec) noexcept;
 
-  /// Puts the real clock back.
+  /// Returns to the real clock.
   static void endManual() noexcept;
 };
 

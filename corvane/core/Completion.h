@@ -6,15 +6,15 @@
 
 namespace corvane {
 
-/// Hands work to a queue through `submit(std::function<void()>)` and returns when it has run there. `work` stays where
-/// it is: it is called by reference.
+/// Submits work to a queue with `submit(std::function<void()>)` and returns when it has run there. `work` is called by
+/// reference and is neither copied nor moved.
 template <class Submit, class Work>
 void submitAndWait(Submit&& submit, Work& work) {
   // An int, because that is what the kernel can wait on directly.
   std::atomic<int> done = 0;
   submit(std::function<void()>([&work, &done] {
     work();
-    // Sequentially consistent: the notification looks whether anybody waits, and must not do so before the store.
+    // Sequentially consistent: the notification checks whether anybody is waiting, and must not do so before the store.
     done.store(1);
     done.notify_one();
   }));

@@ -7,32 +7,32 @@
 
 namespace corvane {
 
-/// Work that runs once, some time from now: the handle to take it back with. Dropping the handle changes nothing.
+/// A handle to work that runs once, after a delay; use it to cancel the work. Dropping the handle does not cancel it.
 ///
-/// main_after() and DispatchQueueSerial::after() make it. All delayed work of a process shares one thread, which exists
-/// while there is any; if the system refuses it, which is reported in the log, the next delayed work tries again. For
-/// what comes again and again take a Repeater or a TimerQueue.
+/// main_after() and DispatchQueueSerial::after() return it. All delayed work of a process shares one thread, which
+/// exists while there is any such work. If the system refuses the thread, this is logged, and the next delayed work
+/// tries again. For recurring work use a Repeater or a TimerQueue.
 ///
 ///     corvane::Delayed hint = corvane::main_after(0.5, [] { showHint(); });
 ///     ...
 ///     hint.cancel();                                    // the pointer has moved on
 ///
-/// The time lies on the real-time clock: setting the system's time moves it, and what fell due while the machine slept
-/// runs on wake. Every member: any thread.
+/// The delay follows the real-time clock: setting the system's time shifts it, and work that fell due while the machine
+/// slept runs on wake. Every member: any thread.
 class CORVANE_API Delayed {
  public:
-  /// Where the work goes when it is due: queues it, from any thread.
+  /// Queues the work when it is due. Called on any thread.
   using Submit = std::function<void(std::function<void()>)>;
 
   /// No work.
   Delayed() = default;
 
-  /// Gives `work` to `submit` in `seconds`, at once if they are not positive. Fatal: seconds that are not finite or
-  /// lead beyond the year 2262.
+  /// Passes `work` to `submit` after `seconds`, or at once if that is not positive. Fatal: seconds that are not finite
+  /// or lead beyond the year 2262.
   Delayed(double seconds, std::function<void()> work, Submit submit);
 
-  /// Takes the work back and destroys it. From the queue it was meant for: it does not run any more. From another
-  /// thread, a run that has begun may still be going on.
+  /// Cancels the work and destroys it. If called on the queue that the work was meant for, it does not run any more. If
+  /// called on another thread, a run that has begun may still be in progress.
   void cancel();
 
   /// True until the work begins or is cancelled.

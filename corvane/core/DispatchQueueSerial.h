@@ -16,18 +16,19 @@ namespace corvane {
 
 /// A named queue that runs its work one item at a time, in the order of submission, off the main queue.
 ///
-/// For work that comes in pieces. For a task that recurs take a Repeater, which runs on the main queue, or a
-/// TimerQueue, which keeps a fixed cadence off it; for one loop that lasts, a PThread.
+/// **Which one to choose.** A DispatchQueueSerial for work that comes in pieces and is to be done now, off the main
+/// queue. A Repeater for periodic work on the main queue. A TimerQueue for a fixed cadence off the main queue.
+/// main_after() and after() for work that runs once, later. A PThread for a long-running loop of your own.
 ///
-/// Queues are cheap: one without work owns no thread, and one whose work blocks keeps no other from running. Work must
-/// not throw. Any thread may submit; but while one is inside sync(), every other submission waits for it, so work that
-/// sync() waits for must not submit to its own queue. A forked child may use the queues that it inherits: what was
-/// queued before runs in the parent only.
+/// Queues are cheap: a queue without work owns no thread, and a queue whose work blocks does not hold up the others.
+/// Work must not throw. Any thread may submit work. While one thread is inside sync(), every other submission waits for
+/// it, so work that sync() waits for must not submit to its own queue. A forked child may use the queues that it
+/// inherits; work queued before the fork runs in the parent only.
 class CORVANE_API DispatchQueueSerial {
  public:
   DispatchQueueSerial(std::string label, QoS qos);
 
-  /// Does not wait: work already queued still runs.
+  /// Does not wait; work already queued still runs.
   ~DispatchQueueSerial();
 
   DispatchQueueSerial(const DispatchQueueSerial&) = delete;
@@ -35,11 +36,11 @@ class CORVANE_API DispatchQueueSerial {
 
   const std::string& label() const { return m_label; }
 
-  /// The platform's queue underneath: submitting there takes no lock of this object. Fatal if there is none.
+  /// The underlying queue of the platform. Submitting to it takes no lock of this object. Fatal if there is none.
   SerialQueue& dqueue();
 
-  /// Runs `work` on the queue and returns when it has run. As long as the system refuses a thread for it, this waits
-  /// and tries again, after one line in the log.
+  /// Runs `work` on the queue and returns when it has run. If the system refuses a thread, this logs one line, waits
+  /// and tries again until it gets one.
   template <class Work>
   void sync(Work&& work) {
     Submission& submission = m_submission();
@@ -49,23 +50,24 @@ class CORVANE_API DispatchQueueSerial {
     submission.isSync.store(false, std::memory_order_relaxed);
   }
 
-  /// Queues `work` and returns. False, after one line in the log, if the queue has no thread and the system refuses
-  /// another one: then `work` never runs.
+  /// Queues `work` and returns. If the queue has no thread and the system refuses one, this logs one line and returns
+  /// false, and `work` never runs.
   bool async(std::function<void()> work);
 
-  /// Runs `work` once on the queue, `seconds` from now, unless the handle cancels it. Work whose queue is gone by then
-  /// is dropped; so is, after one line in the log, work for which the system refuses a thread.
+  /// Runs `work` once on the queue, `seconds` from now, unless it is cancelled through the handle. The work is dropped
+  /// if the queue no longer exists by then, or, with one line in the log, if the system refuses a thread.
   Delayed after(double seconds, std::function<void()> work);
 
  private:
   struct Submission {
     Mutex mutex;
-    std::atomic<bool> isSync = false;  // somebody is inside sync(): only then does async() take the lock
+    std::atomic<bool> isSync = false;  // a thread is inside sync(): only then does async() take the lock
   };
 
   void insist(std::function<void()> work);
 
-  // On a cache line of their own: where the work writes beside the queue, each submission would wait for the line.
+  // On a cache line of its own: if the work writes to memory next to the queue, each submission would wait for the
+  // line.
   alignas(64) std::shared_ptr<SerialQueue> m_dispatch;
   std::string m_label;
   PerProcess<Submission> m_submission;

@@ -14,7 +14,7 @@
 
 namespace corvane {
 
-/// Owns a file descriptor, or none (negative).
+/// Owns a file descriptor, or nothing (negative).
 class CORVANE_API FileDescriptor {
  public:
   explicit FileDescriptor(int fd = -1) : m_fd(fd) {}
@@ -32,7 +32,7 @@ class CORVANE_API FileDescriptor {
   int m_fd;
 };
 
-/// Calls a system function again as long as signals interrupt it.
+/// Calls a system function again for as long as signals interrupt it.
 template <class Function>
 auto uninterrupted(Function function) {
   auto result = function();
@@ -40,8 +40,8 @@ auto uninterrupted(Function function) {
   return result;
 }
 
-/// Keeps the SIGPIPE that the writes of this thread may raise from the application for the length of a scope. One that
-/// was pending before stays. errno is kept.
+/// For the length of a scope, hides from the application any SIGPIPE that this thread's writes raise. One that was
+/// already pending stays. errno is preserved.
 class CORVANE_API WithoutSigpipe {
  public:
   WithoutSigpipe();
@@ -54,31 +54,31 @@ class CORVANE_API WithoutSigpipe {
   bool m_pending;
 };
 
-/// The failure of a system call: domain "posix", the errno code, and what the system says of it.
+/// The failure of a system call: domain "posix", the errno code, and the system's description.
 CORVANE_API tl::unexpected<Error> systemFailure(int code);
 
-/// The failure of a system call on a path: domain "posix", the errno code, and "path: what the system says".
+/// The failure of a system call on a path: domain "posix", the errno code, and "PATH: the system's description".
 CORVANE_API tl::unexpected<Error> fileFailure(const std::string& path, int code);
 
-/// Opens a file as open(2) does with these flags, close-on-exec and non-blocking: a pipe makes nobody wait, a terminal
-/// does not become the process's own.
+/// Opens a file as open(2) does with these flags, close-on-exec and non-blocking: a pipe does not block, and a terminal
+/// does not become the controlling terminal.
 CORVANE_API Result<FileDescriptor> openFile(const std::string& path, int flags, mode_t mode = 0);
 
-/// Opens for reading what stands at a path. Anything may stand there: a pipe without a writer makes nobody wait.
+/// Opens a path for reading, whatever it is. A pipe without a writer does not block.
 CORVANE_API Result<FileDescriptor> openForReading(const std::string& path);
 
-/// Reads exactly `size` bytes that begin at an offset; false if the file ends before or cannot be read.
+/// Reads exactly `size` bytes from an offset on; false if the file ends before that or cannot be read.
 CORVANE_API bool readAllAt(int fd, void* bytes, std::size_t size, off_t offset);
 
 /// Writes all of the bytes; false, with errno, if the system refuses.
 CORVANE_API bool writeAll(int fd, std::string_view bytes);
 
-/// Makes a folder and those that lead to it, where they are missing; gives back its path.
+/// Creates a folder and its missing parents; returns its path.
 CORVANE_API Result<std::string> makeFolders(std::string path);
 
-/// A new file that bears a temporary name beside the one that it is meant for, until it takes that name over, complete
-/// and brought to the disk. Otherwise it is removed at the end of the scope; what killed processes have left is removed
-/// by the next one that is made in the folder a day later.
+/// A new file with a temporary name in the folder of its final path. It takes over the final name once it is complete
+/// and synced to disk; otherwise it is removed at the end of the scope. Files left behind by killed processes are
+/// removed when the next one is created in the folder, a day later or more.
 class CORVANE_API PendingFile {
  public:
   /// The file gets the mode 0644 less the umask.
@@ -90,9 +90,9 @@ class CORVANE_API PendingFile {
 
   int descriptor() const { return m_file.get(); }
 
-  /// Takes the name from whatever file bears it. A symbolic link is replaced, not followed.
+  /// Takes over the name from any file that has it. A symbolic link is replaced, not followed.
   Result<void> replace();
-  /// Takes the name, and fails with EEXIST if something bears it.
+  /// Takes the name; fails with EEXIST if it is already in use.
   Result<void> claim();
 
  private:
@@ -104,7 +104,7 @@ class CORVANE_API PendingFile {
   FileDescriptor m_file;
 };
 
-/// Writes a file, all or nothing: on failure the file that was there before is untouched. See PendingFile.
+/// Writes a file, all or nothing: on failure an existing file is untouched. See PendingFile.
 CORVANE_API Result<void> replaceFile(const std::string& path, std::string_view bytes);
 
 }  // namespace corvane

@@ -6,24 +6,26 @@
 
 namespace corvane {
 
-/// Where the library's own lines go. Both are callable from any thread at any time, also while the process exits.
+/// Where the library's own lines go. Both functions may be called from any thread at any time, even while the process
+/// exits.
 struct LogSink {
   void (*write)(std::string_view message);  ///< writes one line
   bool (*available)();                      ///< false if the application keeps no log
 };
 
-/// Puts a sink in place; null takes it away. The infrastructure library puts the shared logger here when it is loaded.
-/// The sink must outlive its use.
+/// Installs a sink; null removes it. The infrastructure library installs the shared logger when it is loaded. The sink
+/// must outlive its use.
 CORVANE_API void setLogSink(const LogSink* sink) noexcept;
 
-/// Writes one line to the application's log; without a sink the line is dropped. Callers hold no lock of the library.
+/// Writes one line to the application's log; without a sink the line is dropped. Callers must not hold a lock of the
+/// library.
 CORVANE_API void logLine(std::string_view message);
 
-/// Writes one line about the machine (a service that it lacks, say) to the application's log, or with systemLog() if
-/// the application keeps none.
+/// Writes one line about the machine (for example, a missing service) to the application's log, or with systemLog() if
+/// the application has no log.
 CORVANE_API void logNotice(std::string_view message);
 
-/// Writes one line, with the program's name and process id, to standard error: for what the log itself cannot take.
+/// Writes one line, with the program's name and process id, to standard error: for messages that cannot go to the log.
 CORVANE_API void systemLog(std::string_view message) noexcept;
 
 }  // namespace corvane

@@ -15,11 +15,12 @@ namespace corvane {
 /// thread.
 CORVANE_API bool IsMainQueue();
 
-/// Queues `work` on the main queue whoever calls, so it never runs before this returns. Any thread.
+/// Queues `work` on the main queue, even if called there, so it never runs before this returns. Any thread.
 CORVANE_API void main_post(std::function<void()> work);
 
-/// Runs `work` on the main queue: at once if the caller is there, otherwise when the main loop comes to it; returns
-/// when it has run. Without a running main loop a caller on another thread waits for one. Work must not throw.
+/// Runs `work` on the main queue and returns when it has run: at once if the caller is on the main queue, otherwise
+/// when the main loop gets to it. If no main loop is running, a caller on another thread waits for one. Work must not
+/// throw.
 template <class Work>
 void main_sync(Work&& work) {
   if (IsMainQueue())
@@ -28,12 +29,12 @@ void main_sync(Work&& work) {
     submitAndWait(main_post, work);
 }
 
-/// Runs `work` on the main queue: at once, before this returns, if the caller is there; otherwise later, without
+/// Runs `work` on the main queue: before this returns if the caller is on the main queue, otherwise later, without
 /// waiting. Work must not throw.
 CORVANE_API void main_async(std::function<void()> work);
 
-/// Runs `work` once on the main queue, `seconds` from now, unless the handle cancels it; never before this returns. Any
-/// thread. Work must not throw.
+/// Runs `work` once on the main queue, `seconds` from now, unless it is cancelled through the handle; never before this
+/// returns. Any thread. Work must not throw.
 CORVANE_API Delayed main_after(double seconds, std::function<void()> work);
 
 /// The main loop for programs without a toolkit. (A Qt or GTK program runs the toolkit's loop instead.)
@@ -41,15 +42,15 @@ struct CORVANE_API MainLoop {
   /// Runs the main queue's work until quit(). On the main queue only (fatal elsewhere); calls may nest.
   static void run();
 
-  /// Makes the innermost run() return once the work queued before is done; if none runs, the next one returns so.
-  /// Any thread.
+  /// Makes the innermost run() return once the work queued so far is done. If run() is not active, the next call
+  /// returns in the same way. Any thread.
   static void quit();
 
-  /// From now on SIGTERM and SIGINT (Ctrl-C) make the innermost run() return like quit(), so that a program can put its
-  /// things in order after it; a second one of the same kind ends the process as usual. A signal that the process was
-  /// started to ignore stays ignored. Nothing runs in the signal's own context, so main-queue work may do as it likes;
-  /// in turn a main loop that hangs does not notice the first signal. The program must not handle these two signals
-  /// by other means, nor block them. Call it once, on the main queue.
+  /// From now on SIGTERM and SIGINT (Ctrl-C) make the innermost run() return as quit() does, so that a program can
+  /// clean up after it. A second signal of the same kind ends the process as usual. A signal that was ignored when the
+  /// process started stays ignored. No code runs in the signal context, so work on the main queue is not restricted; on
+  /// the other hand, a main loop that hangs does not notice the first signal. The program must not handle these two
+  /// signals by other means or block them. Call this once, on the main queue.
   static void quitOnSignals();
 };
 

@@ -12,11 +12,11 @@
 
 namespace corvane {
 
-/// The time limit that means: wait without a limit. Every negative number of microseconds does.
+/// The time limit that stands for no limit, as any negative number of microseconds does.
 inline constexpr std::int64_t COND_WAIT_FOREVER = -1;
 
-/// A POSIX mutex and the one condition that goes with it: the thin layer below Mutex, and the object behind the C
-/// functions of corvane/core/ptlock_c.h. Not recursive. The methods return the code of the POSIX call.
+/// A POSIX mutex and its condition variable: the thin layer below Mutex, and the object behind the C functions of
+/// corvane/core/ptlock_c.h. Not recursive. The methods return the code of the POSIX call.
 class CORVANE_CAPABILITY("mutex") ptlock {
  public:
   ptlock() = default;
@@ -35,7 +35,7 @@ class CORVANE_CAPABILITY("mutex") ptlock {
   }
 
   /// With the lock held: waits for a broadcast, for at most `usec` microseconds if that is not negative. True if the
-  /// time ran out. The deadline lies on the real-time clock, so setting the system's time moves it.
+  /// time ran out. The deadline follows the real-time clock, so setting the system's time shifts it.
   CORVANE_API bool wait(long long usec) CORVANE_REQUIRES(this);
 
  private:
@@ -44,14 +44,14 @@ class CORVANE_CAPABILITY("mutex") ptlock {
 
   pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
   pthread_cond_t m_condition = PTHREAD_COND_INITIALIZER;
-  std::atomic<unsigned> m_broadcasts = 0;  // a wait on a clock set by hand must not miss one between two looks at it
+  std::atomic<unsigned> m_broadcasts = 0;  // a wait on a manual clock must not miss one between two checks
 };
 
-/// Mutual exclusion and waiting, in one object: a lock with one condition.
+/// A lock and a condition variable in one object.
 ///
 /// Not recursive: acquiring it twice on one thread deadlocks. Every wake-up is a broadcast, and waits may end without
-/// one, so a waiter looks again at what it waits for (waitloop does). Time limits are microseconds; COND_WAIT_FOREVER
-/// or any negative number means none, 0 returns at once. Any thread; hold it by std::shared_ptr to share it.
+/// one, so a waiter checks its condition again (waitloop does). Time limits are in microseconds; COND_WAIT_FOREVER or
+/// any negative number means no limit, 0 returns at once. Any thread; hold it by std::shared_ptr to share it.
 ///
 ///     Mutex mutex;
 ///     int jobs CORVANE_GUARDED_BY(mutex) = 0;
@@ -59,7 +59,8 @@ class CORVANE_CAPABILITY("mutex") ptlock {
 ///     MutexLock lock(mutex);                                   // as long as the scope
 ///     while (jobs == 0 && !mutex.wait(500'000)) {}             // half a second at most for each wake-up
 ///
-/// Clang's analysis looks into a lambda as if nothing were locked; say what acquire_block() locks for it:
+/// Clang's analysis treats the body of a lambda as if nothing were locked; annotate it with the lock that
+/// acquire_block() holds:
 ///
 ///     const int left = mutex.acquire_block([&]() CORVANE_REQUIRES(mutex) { return jobs; });
 class CORVANE_CAPABILITY("mutex") Mutex {
@@ -71,12 +72,12 @@ class CORVANE_CAPABILITY("mutex") Mutex {
   void acquire() CORVANE_ACQUIRE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { m_lock.acquire(); }
   void release() CORVANE_RELEASE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { m_lock.release(); }
 
-  /// Runs `body` with the lock held and returns what it returns. Unlocks also when `body` throws.
+  /// Runs `body` with the lock held and returns its result. Unlocks even if `body` throws.
   template <class Body>
   decltype(auto) acquire_block(Body&& body) CORVANE_EXCLUDES(this);
 
-  /// For a caller that holds the lock: runs `body` without it and returns what it returns. Locks again also when
-  /// `body` throws.
+  /// For a caller that holds the lock: releases it while `body` runs and returns the result of `body`. Locks again even
+  /// if `body` throws.
   template <class Body>
   decltype(auto) release_block(Body&& body) CORVANE_REQUIRES(this);
 
@@ -85,12 +86,12 @@ class CORVANE_CAPABILITY("mutex") Mutex {
     return m_lock.wait(usecs);
   }
 
-  /// With the lock held: waits for a broadcast until the real-time clock shows `tv`. True if the time ran out; at once
-  /// if `tv` has passed.
+  /// With the lock held: waits for a broadcast until the real-time clock shows `tv`. True if the time ran out. Returns
+  /// at once if `tv` has passed.
   CORVANE_API bool waituntil(const timeval& tv) CORVANE_REQUIRES(this) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
 
-  /// The whole condition loop under the lock: calls `initialise` once; then, as long as `predicate` holds, waits for at
-  /// most `usecs` microseconds and calls `body`.
+  /// The whole condition loop under the lock: calls `initialise` once; then, for as long as `predicate` holds, waits
+  /// for at most `usecs` microseconds and calls `body`.
   template <class Initialise, class Predicate, class Body>
   void waitloop(Initialise&& initialise, Predicate&& predicate, Body&& body, std::int64_t usecs) CORVANE_EXCLUDES(this);
 
@@ -101,7 +102,7 @@ class CORVANE_CAPABILITY("mutex") Mutex {
   ptlock m_lock;
 };
 
-/// Holds a Mutex for a scope; may be released and taken again in between.
+/// Holds a Mutex for a scope; may be released and acquired again in between.
 class CORVANE_SCOPED_CAPABILITY MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) CORVANE_ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.acquire(); }

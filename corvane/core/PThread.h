@@ -13,21 +13,23 @@
 
 namespace corvane {
 
-/// Starts one detached thread and returns only when it really runs.
+/// Starts one detached thread and returns only when it is actually running.
 ///
-/// For one loop that lasts, or waits for what no queue knows. For work that comes in pieces take a DispatchQueueSerial;
-/// for a task that recurs, a Repeater, which runs on the main queue, or a TimerQueue, which keeps a fixed cadence.
+/// **Which one to choose.** A PThread for a long-running loop of your own, or one that blocks. A DispatchQueueSerial
+/// for work that comes in pieces and is to be done now. A Repeater for periodic work on the main queue. A TimerQueue
+/// for a fixed cadence off the main queue. main_after() and DispatchQueueSerial::after() for work that runs once,
+/// later.
 ///
-/// The thread is never joined or cancelled: whoever owns the action ends it through a flag of its own. start() and
-/// stop() are for one controlling thread.
+/// The thread is never joined or cancelled: the owner of the action ends it through a flag of its own. Call start() and
+/// stop() from one controlling thread only.
 class CORVANE_API PThread {
  public:
-  /// The thread's body; receives the context given to start(), empty if none was.
+  /// The thread's body; receives the context given to start(), which may be empty.
   using Action = std::function<void(std::any)>;
 
   /// What the starting and the started thread share.
   struct threadContext {
-    /// Has the thread announced itself?
+    /// Whether the thread has announced itself.
     enum class state : std::uint8_t { stopped = 0, running = 1 };
 
     Mutex mutex;
@@ -38,11 +40,11 @@ class CORVANE_API PThread {
 
   PThread();
 
-  /// Starts a detached thread that calls `action(context)` once; returns when it is about to. If the system refuses
-  /// another thread this waits for ever. An exception that leaves the action ends the process.
+  /// Starts a detached thread that calls `action(context)` once; returns when the thread is about to do so. If the
+  /// system refuses another thread, this waits forever. An exception that leaves the action ends the process.
   void start(std::any context, Action action);
 
-  /// Forgets the thread, so that start() can start another; an action that runs goes on until it returns.
+  /// Forgets the thread, so that start() can start another one; a running action continues until it returns.
   void stop();
 
  private:

@@ -7,13 +7,13 @@
 
 namespace corvane {
 
-/// How many forks lie between this process and the one that loaded the library. Any thread, at the cost of a load.
+/// The number of forks between this process and the one that loaded the library. Any thread, at the cost of a load.
 CORVANE_API unsigned forkCount() noexcept;
 
-/// One object a process, made on first use. A forked child gets an object of its own: in the copy of its parent's,
-/// threads that the child does not have may hold the locks for ever; that copy is never destroyed. Any thread;
-/// construction must be cheap and without effect outside, because two threads may construct at once, of which one
-/// object is dropped.
+/// One object per process, created on first use. A forked child gets an object of its own, because in the copy of its
+/// parent's object locks may be held forever by threads that the child does not have; that copy is never destroyed. Any
+/// thread. Construction must be cheap and free of side effects, because two threads may construct an object at once,
+/// and one of the two is dropped.
 template <class T>
 class PerProcess {
  public:
@@ -33,7 +33,7 @@ class PerProcess {
   struct Made {
     Made(unsigned maker, Made* before) : process(maker), previous(before) {}
     const unsigned process;
-    Made* const previous;  // keeps what only the parent may destroy from looking lost
+    Made* const previous;  // keeps the parent's object, which must not be destroyed, from looking like a leak
     T object;
   };
 

@@ -17,8 +17,8 @@ namespace corvane {
 
 class Schedule;
 
-/// What a schedule knows of a repeater. Guarded by Schedule::s_mutex, but for the name. What a run touches comes first,
-/// close together.
+/// The data that a schedule keeps of a repeater. Guarded by Schedule::s_mutex, except for the name. The members that a
+/// run uses come first, close together.
 struct alignas(64) ScheduleEntry {
   explicit ScheduleEntry(std::string ident) : name(std::move(ident)) { setRate(0, 10); }
 
@@ -32,7 +32,7 @@ struct alignas(64) ScheduleEntry {
   double interval = 0;
   double weight = 0;  // of a sample in the statistics
   std::shared_ptr<const std::function<void()>> task;
-  std::uint32_t inRun = 0;  // runs in progress: more than one if the task runs a main loop of its own
+  std::uint32_t inRun = 0;  // runs in progress; more than one if the task runs a main loop of its own
   bool started = false;     // it has a due time
   bool running = false;
   std::int64_t count = 0;
@@ -43,44 +43,44 @@ struct alignas(64) ScheduleEntry {
   double time_constant = 0;
   std::vector<std::uint32_t> listings;                // its indexes in the schedule, one for each time it was added
   Schedule* schedule = nullptr;                       // the one it is registered with
-  std::vector<std::shared_ptr<const void>> released;  // given up during a run, which may still need it
+  std::vector<std::shared_ptr<const void>> released;  // replaced during a run, which may still need it
   const std::string name;
 };
 
-/// The repeaters of one MasterTimer in the order in which they fall due, and the loop that runs them. It behaves like a
-/// list that is sorted stably by due time before every walk.
+/// The repeaters of one MasterTimer in the order of their due times, and the loop that runs them. It behaves like a
+/// list that is stably sorted by due time before every walk.
 class Schedule : public std::enable_shared_from_this<Schedule> {
  public:
   using EntryPtr = std::shared_ptr<ScheduleEntry>;
 
-  // One lock for all schedules and their entries, so that a repeater may move from one to another. Its condition is the
-  // wake-up of every timer thread. Never destroyed, because threads may wait on it while the process exits.
+  // One lock for all schedules and their entries, so that a repeater may move from one to another. Its condition wakes
+  // every timer thread. Never destroyed, because threads may wait on it while the process exits.
   static Mutex& s_mutex;
 
   Schedule() = default;
   Schedule(const Schedule&) = delete;
   Schedule& operator=(const Schedule&) = delete;
 
-  /// Makes an entry due now, with fresh statistics, and adds it.
+  /// Adds an entry that is due now, with fresh statistics.
   void start(EntryPtr entry, double interval, std::function<void()> task) CORVANE_EXCLUDES(s_mutex);
 
-  /// Appends an entry, taking it from any other schedule; one that is listed is then listed once more.
+  /// Appends an entry, removing it from any other schedule. An entry that is already listed is listed once more.
   void add(EntryPtr entry) CORVANE_EXCLUDES(s_mutex);
 
-  /// Takes an entry off whatever schedule it is on.
+  /// Removes an entry from its schedule, if it has one.
   static void stop(ScheduleEntry& entry) CORVANE_EXCLUDES(s_mutex);
 
   std::vector<Repeater::repeater_stats> stats() CORVANE_EXCLUDES(s_mutex);
   void resetStats() CORVANE_EXCLUDES(s_mutex);
   void setTimeConstant(double seconds) CORVANE_EXCLUDES(s_mutex);
 
-  /// Lets a thread serve; the number to give to serve(), 0 if one may already.
+  /// Allows a thread to serve; returns the number to pass to serve(), or 0 if a thread is already allowed to.
   std::uint64_t open() CORVANE_EXCLUDES(s_mutex);
 
-  /// Drops every entry, for the caller to destroy without a lock, and ends serve(), without waiting.
+  /// Ends serve() without waiting and drops every entry; the caller destroys them without a lock.
   [[nodiscard]] std::vector<EntryPtr> close() CORVANE_EXCLUDES(s_mutex);
 
-  /// True if entries wait in vain, because nothing serves.
+  /// True if entries wait in vain because no thread serves them.
   bool isForgotten() const CORVANE_EXCLUDES(s_mutex);
 
   /// The timer thread: waits until the first entry is due and has the due ones run on the main queue, until close().
@@ -92,14 +92,14 @@ class Schedule : public std::enable_shared_from_this<Schedule> {
 
  private:
   struct Listing {
-    EntryPtr entry = nullptr;        // null: a free one
-    Timeval due = Timeval::nsec(0);  // under which it stands in the order
-    std::int64_t rank = 0;           // tells listings apart that are due at the same time; 0 if it has no place yet
-    bool waiting = false;            // it stands in the order: not so from its run to the next sort
+    EntryPtr entry = nullptr;        // null: the listing is free
+    Timeval due = Timeval::nsec(0);  // its due time in the order
+    std::int64_t rank = 0;           // orders listings that are due at the same time; 0 if it has no place yet
+    bool waiting = false;            // whether it is in the order; false from its run to the next sort
   };
 
-  // A place in the order. It is not looked for when a listing gives it up: no other listing gets the rank again, so a
-  // place whose listing has another rank is void.
+  // A place in the order. It is not searched for when its listing gives it up: ranks are never reused, so a place whose
+  // listing has another rank is void.
   struct Place {
     Timeval due;
     std::int64_t rank;
@@ -121,21 +121,21 @@ class Schedule : public std::enable_shared_from_this<Schedule> {
   bool walk(MutexLock& lock, std::uint64_t generation) CORVANE_REQUIRES(s_mutex);
   static Timeval run(MutexLock& lock, ScheduleEntry& entry, Timeval start) CORVANE_REQUIRES(s_mutex);
 
-  // The list in three pieces: the listings in order of due time; those that ran in the current walk, which stood in
-  // front of them; and those added since the last sort, which stand behind.
+  // The list in three parts: the listings in order of due time; those that ran in the current walk, which were in front
+  // of them; and those added since the last sort, which come after them.
   SortedChunks<Place> m_order CORVANE_GUARDED_BY(s_mutex);
   std::vector<Place> m_ran CORVANE_GUARDED_BY(s_mutex);
   std::vector<std::uint32_t> m_added CORVANE_GUARDED_BY(s_mutex);
   std::vector<Listing> m_listings CORVANE_GUARDED_BY(s_mutex);    // by index
-  std::vector<std::uint32_t> m_free CORVANE_GUARDED_BY(s_mutex);  // the indexes of free ones
+  std::vector<std::uint32_t> m_free CORVANE_GUARDED_BY(s_mutex);  // the indexes of free listings
   std::size_t m_void CORVANE_GUARDED_BY(s_mutex) = 0;             // void places in the order
   std::int64_t m_first_rank CORVANE_GUARDED_BY(s_mutex) = 0;      // the lowest rank given out
-  std::int64_t m_last_rank CORVANE_GUARDED_BY(s_mutex) = 0;       // the highest
+  std::int64_t m_last_rank CORVANE_GUARDED_BY(s_mutex) = 0;       // the highest rank given out
 
   bool m_open CORVANE_GUARDED_BY(s_mutex) = false;
   bool m_sleeping CORVANE_GUARDED_BY(s_mutex) = false;
-  bool m_walking CORVANE_GUARDED_BY(s_mutex) = false;             // the main queue has the due entries, or is about to
-  std::optional<Timeval> m_wait_end CORVANE_GUARDED_BY(s_mutex);  // how long the timer thread waits by itself
+  bool m_walking CORVANE_GUARDED_BY(s_mutex) = false;  // the main queue is running the due entries or is about to
+  std::optional<Timeval> m_wait_end CORVANE_GUARDED_BY(s_mutex);  // when the timer thread wakes by itself
   std::uint64_t m_generation CORVANE_GUARDED_BY(s_mutex) = 0;     // of the thread that may serve
 };
 

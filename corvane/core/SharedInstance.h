@@ -9,10 +9,11 @@
 
 namespace corvane {
 
-/// The object of a class that a process shares and a test may replace: made on first use, never destroyed, so that code
-/// which runs while the process exits still finds it. A forked child finds what its parent had. Any thread.
+/// The object of a class that a process shares and that a test may replace. It is created on first use and never
+/// destroyed, so that code that runs while the process exits can still use it. A forked child has its parent's object.
+/// Any thread.
 ///
-/// Objects are made with the lock held: their constructors must not ask for the shared object.
+/// Objects are created with the lock held: their constructors must not ask for the shared object.
 template <class T>
 class SharedInstance {
  public:
@@ -24,11 +25,11 @@ class SharedInstance {
     return slot.m_object;
   }
 
-  /// Puts another object in place; with null the next get() makes a new one.
+  /// Replaces the object; with null the next get() creates a new one.
   static void set(std::shared_ptr<T> object) {
     SharedInstance& slot = SharedInstance::slot();
     MutexLock lock(slot.m_mutex);
-    slot.m_object.swap(object);  // what was there goes without the lock
+    slot.m_object.swap(object);  // the previous object is destroyed without the lock
   }
 
  private:
@@ -38,11 +39,11 @@ class SharedInstance {
     static auto& slot = *new SharedInstance;
     return slot;
   }
-  // Made while the library is loaded: one that a thread makes while another one forks would stay half made in the
-  // child.
+  // Created while the library is loaded: if one thread created it while another one forked, it would stay half
+  // constructed in the child.
   static inline const bool s_isMade = (static_cast<void>(slot()), true);
 
-  // A child must not inherit the lock from a thread that it does not have.
+  // A child must not inherit a lock held by a thread that it does not have.
   static void acquire() CORVANE_NO_THREAD_SAFETY_ANALYSIS { slot().m_mutex.acquire(); }
   static void release() CORVANE_NO_THREAD_SAFETY_ANALYSIS { slot().m_mutex.release(); }
 

@@ -7,17 +7,17 @@
 
 namespace corvane {
 
-/// Calls a listener when the system goes to sleep or wakes and when the screens do: one call with one of the four
-/// names of corvane/platform/PowerEvents.h for each event.
+/// Calls a listener when the system or the screens go to sleep or wake: once for each event, with one of the four names
+/// in corvane/platform/PowerEvents.h.
 ///
-/// The listener runs on the main queue. While it runs for WILL_SLEEP the system waits (on Linux for at most the limit
-/// that the login manager sets, 5 s unless configured). A machine without a source of one kind of event gets one line
-/// in the log, "SleepNotify: " and the reason, and no such events.
+/// The listener runs on the main queue. While it handles WILL_SLEEP the system waits (on Linux for at most the limit
+/// set by the login manager, 5 s by default). If the machine has no source for a kind of event, one line goes to the
+/// log, "SleepNotify: " and the reason, and no such events arrive.
 class CORVANE_API SleepNotify {
  public:
   using Listener = std::function<void(const Notification&)>;
 
-  /// Listens from now on.
+  /// Starts listening.
   explicit SleepNotify(Listener listener);
 
   /// Deregisters.
@@ -26,11 +26,11 @@ class CORVANE_API SleepNotify {
   SleepNotify(const SleepNotify&) = delete;
   SleepNotify& operator=(const SleepNotify&) = delete;
 
-  /// Stops listening; again is harmless. Called on the main queue, the listener is not called any more; from another
-  /// thread, a call that has begun may still be running. Never waits.
+  /// Stops listening; calling it again is harmless. If called on the main queue, the listener is not called any more.
+  /// If called on another thread, a call that has begun may still be running. Never waits.
   void deregister();
 
-  /// What the platform calls: passes on a notification that has one of the four names, ignores any other.
+  /// Called by the platform: passes on a notification that has one of the four names and ignores any other.
   void sleepListenerWithANotification(const Notification& notification) const { deliver(m_notifier, notification); }
 
  private:

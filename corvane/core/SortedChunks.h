@@ -8,8 +8,8 @@
 
 namespace corvane {
 
-/// Values in ascending order, in chunks of contiguous memory. Taking the first one and appending a last one touch next
-/// to no memory, however many there are; an insertion elsewhere moves a chunk at most.
+/// Values in ascending order, in chunks of contiguous memory. Removing the first value and appending a last one touch
+/// almost no memory, however many values there are; an insertion elsewhere moves at most one chunk.
 template <class T>
 class SortedChunks {
  public:
@@ -25,7 +25,7 @@ class SortedChunks {
     m_taken = 0;
   }
 
-  /// Inserts behind the values that are not greater.
+  /// Inserts the value after those that are not greater.
   void insert(const T& value) {
     ++m_size;
     auto chunk = m_chunks.empty() || !(value < m_chunks.back().back()) ? m_chunks.end() : chunkAbove(value);
@@ -33,7 +33,7 @@ class SortedChunks {
       if (m_chunks.empty() || m_chunks.back().size() >= CHUNK) m_chunks.emplace_back().reserve(CHUNK);
       m_chunks.back().push_back(value);
     } else if (chunk == m_chunks.begin() && m_taken > 0) {
-      // The room that the taken values left is nearer than the end.
+      // The space left by the removed values is nearer than the end.
       const auto first = chunk->begin() + static_cast<std::ptrdiff_t>(m_taken--);
       *std::move(first, std::upper_bound(first, chunk->end(), value), std::prev(first)) = value;
     } else {
@@ -42,7 +42,7 @@ class SortedChunks {
     }
   }
 
-  /// The first value that is greater; null if there is none.
+  /// The first greater value; null if there is none.
   const T* above(const T& value) const {
     const auto chunk = chunkAbove(value);
     if (chunk == m_chunks.end()) return nullptr;
@@ -56,7 +56,7 @@ class SortedChunks {
     for (const auto& chunk : m_chunks) std::for_each(chunk.begin() + std::exchange(skip, 0), chunk.end(), visit);
   }
 
-  /// All values in order, leaving none.
+  /// Removes all values and returns them in order.
   std::vector<T> takeAll() {
     std::vector<T> all;
     all.reserve(m_size);
@@ -69,7 +69,7 @@ class SortedChunks {
  private:
   static constexpr std::size_t CHUNK = 128;
 
-  // The first chunk that holds a greater value.
+  // The first chunk that contains a greater value.
   auto chunkAbove(const T& value) const {
     if (!m_chunks.empty() && value < m_chunks.front().back()) return m_chunks.begin();
     return std::upper_bound(m_chunks.begin(), m_chunks.end(), value,
@@ -79,7 +79,7 @@ class SortedChunks {
     return m_chunks.begin() + (std::as_const(*this).chunkAbove(value) - m_chunks.cbegin());
   }
 
-  // Moves the upper half of a chunk to one of its own; returns the one that the value belongs in.
+  // Moves the upper half of a chunk to a new one; returns the one that the value belongs in.
   auto split(typename std::deque<std::vector<T>>::iterator chunk, const T& value) {
     std::vector<T> upper;
     upper.reserve(CHUNK);
@@ -90,8 +90,8 @@ class SortedChunks {
     return value < next->front() ? std::prev(next) : next;
   }
 
-  std::deque<std::vector<T>> m_chunks;  // none is empty
-  std::size_t m_taken = 0;              // values at the front of the first chunk that are gone
+  std::deque<std::vector<T>> m_chunks;  // never empty ones
+  std::size_t m_taken = 0;              // removed values at the front of the first chunk
   std::size_t m_size = 0;
 };
 

@@ -9,8 +9,8 @@
 
 namespace corvane {
 
-/// Starts a detached thread that runs `body`, which must not throw; the one place where the library makes such threads.
-/// std::nullopt if the system refuses another thread: then `body` has been dropped without a run. Any thread.
+/// Starts a detached thread that runs `body`, which must not throw; the only place where the library creates such
+/// threads. std::nullopt if the system refuses another thread: then `body` is dropped and does not run. Any thread.
 CORVANE_API std::optional<pthread_t> startDetached(std::function<void()> body);
 
 }  // namespace corvane

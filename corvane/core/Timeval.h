@@ -17,8 +17,8 @@ namespace corvane {
 /// A point in time (nanoseconds since 1970-01-01 00:00 UTC on the real-time clock) or a duration: a signed 64-bit count
 /// of nanoseconds, about ±292 years.
 ///
-/// Every conversion and sum that leaves that range is fatal. Views in coarser units truncate toward zero: −1,500 ns is
-/// −1 µs. A plain value: copy it freely; reading one value from several threads is safe.
+/// A conversion or sum that leaves that range is fatal. Views in coarser units truncate toward zero: −1,500 ns is −1
+/// µs. A plain value: copy it freely; reading one value from several threads is safe.
 ///
 ///     Timeval begin;                         // now
 ///     work();
@@ -35,7 +35,7 @@ class Timeval {
   explicit constexpr Timeval(const timeval& tv)
       : m_nsecs(checkedAdd(checkedMul(tv.tv_sec, NSEC_PER_SEC), checkedMul(tv.tv_usec, NSEC_PER_USEC))) {}
 
-  /// From a count of integer type; `Timeval::sec(1.5)` does not compile. (Floating-point seconds are added to a value.)
+  /// From an integer; `Timeval::sec(1.5)` does not compile. (To use floating-point seconds, add them to a value.)
   static constexpr Timeval nsec(std::integral auto count) { return Timeval(checkedInt64(count)); }
   static constexpr Timeval usec(std::integral auto count) {
     return Timeval(checkedMul(checkedInt64(count), NSEC_PER_USEC));
@@ -44,7 +44,7 @@ class Timeval {
     return Timeval(checkedMul(checkedInt64(count), NSEC_PER_SEC));
   }
 
-  /// Parses YYYY-MM-DDTHH:MM:SS.mmmZ (see iso8601_to_timeval); a text of another form gives the epoch, 0.
+  /// Parses YYYY-MM-DDTHH:MM:SS.mmmZ (see iso8601_to_timeval); any other text gives the epoch, 0.
   CORVANE_API static Timeval iso8601_utc(const std::string& text);
 
   constexpr std::int64_t nsec() const { return m_nsecs; }
@@ -57,15 +57,15 @@ class Timeval {
   /// Nanoseconds from this value to now.
   std::int64_t elapsed_nsec() const { return checkedSub(Clock::now(), m_nsecs); }
 
-  /// The value as a timespec; its parts have the sign of the value.
+  /// The value as a timespec; both parts have the sign of the value.
   constexpr timespec ts() const { return {m_nsecs / NSEC_PER_SEC, m_nsecs % NSEC_PER_SEC}; }
   constexpr void setTs(const timespec& ts) { *this = Timeval(ts); }
 
-  /// The value as a timeval; nanoseconds below a microsecond are dropped.
+  /// The value as a timeval; fractions of a microsecond are dropped.
   constexpr timeval tv() const { return {m_nsecs / NSEC_PER_SEC, m_nsecs % NSEC_PER_SEC / NSEC_PER_USEC}; }
   constexpr void setTv(const timeval& tv) { *this = Timeval(tv); }
 
-  /// Changes members of the view in place: `t.changeTv([](timeval& tv) { tv.tv_usec = 0; })`.
+  /// Changes members of the timeval in place: `t.changeTv([](timeval& tv) { tv.tv_usec = 0; })`.
   template <class Change>
   constexpr void changeTs(Change&& change) {
     timespec view = ts();
@@ -85,17 +85,17 @@ class Timeval {
   /// Local time of day with microseconds: "09:05:01.000123".
   CORVANE_API std::string localtime() const;
 
-  /// The time from this value to now as H:MM:SS: minutes and seconds with two digits, hours as many as needed, a minus
-  /// sign in front if this value lies ahead by a second or more.
+  /// The time from this value to now as H:MM:SS: minutes and seconds with two digits, hours with as many as needed,
+  /// preceded by a minus sign if this value lies ahead by a second or more.
   CORVANE_API std::string hhmmss() const;
 
   /// Date and time of day in the medium style of the user's locale (LC_ALL, LC_TIME, LANG) and time zone, without
   /// fractions: "Mar 7, 2024, 9:05:01 AM".
   CORVANE_API std::string date() const;
 
-  /// Date and time in the named time zone, as ctime(3) writes it, without the line break: "Thu Mar  7 09:05:01 2024".
-  /// Sets the environment variable TZ for the duration of the call and puts it back: not to be called while another
-  /// thread formats local times or reads TZ.
+  /// Date and time in the named time zone, formatted as by ctime(3) but without the line break: "Thu Mar  7 09:05:01
+  /// 2024". Sets the environment variable TZ for the duration of the call and then restores it: do not call this while
+  /// another thread formats local times or reads TZ.
   CORVANE_API std::string tztime(const std::string& zone) const;
 
   friend constexpr Timeval operator+(Timeval a, Timeval b) { return Timeval(checkedAdd(a.m_nsecs, b.m_nsecs)); }
@@ -111,8 +111,8 @@ class Timeval {
     return *this = *this + usecs;
   }
 
-  /// Floating-point numbers are seconds, truncated to whole nanoseconds; one that is not finite or out of range is
-  /// fatal.
+  /// Floating-point numbers are seconds, truncated to whole nanoseconds; a number that is not finite or is out of range
+  /// is fatal.
   friend constexpr Timeval operator+(Timeval a, double seconds) { return a + nsec(checkedInt64(seconds * 1e9)); }
 
   friend constexpr auto operator<=>(Timeval a, Timeval b) = default;

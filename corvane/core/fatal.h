@@ -12,8 +12,8 @@ namespace corvane {
 /// then aborts. Any thread.
 [[noreturn]] CORVANE_API void fatal(std::string_view message) noexcept;
 
-/// Calls `work`, which must not throw: an exception that leaves it ends the process through fatal(), with its text.
-/// For work that runs on a thread of the library or below a foreign event loop; `what` names it.
+/// Calls `work`, which must not throw: an exception that leaves it ends the process through fatal(), with the
+/// exception's text. For work that runs on a thread of the library or inside a foreign event loop; `what` names it.
 template <class Work>
 void callOrFatal(Work&& work, const char* what = "the work of a thread or queue") noexcept {
   try {

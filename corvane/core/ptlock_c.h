@@ -13,7 +13,7 @@ extern "C" {
 #endif
 
 #ifndef __cplusplus
-/** The time limit that means: wait without a limit. Every negative number of microseconds does. */
+/** The time limit that stands for no limit, as any negative number of microseconds does. */
 enum { COND_WAIT_FOREVER = -1 };
 #endif
 

@@ -16,8 +16,8 @@ extern "C" {
 CORVANE_API int64_t elapsed_usec(struct timeval t);
 
 /** a + b. The microseconds of the result are 0 … 999,999 if those of the inputs are within one second. They are added
- *  in 32 bits: a sum beyond ±2,147,483,647 µs wraps, also where tv_usec has 64 bits. An overflow of the seconds ends
- * the process. */
+ *  in 32 bits: a sum beyond ±2,147,483,647 µs wraps, even where tv_usec has 64 bits. An overflow of the seconds ends
+ *  the process. */
 CORVANE_API struct timeval time_add(struct timeval a, struct timeval b);
 
 /** a + u microseconds, with the limits and the normalisation of time_add. */
@@ -27,9 +27,9 @@ CORVANE_API struct timeval time_add_usec(struct timeval a, int32_t u);
 CORVANE_API struct timeval time_sub(struct timeval a, struct timeval b);
 
 /** Parses `text` with strptime(3) under `format`, as local time, then an optional fraction: "." and decimal digits,
- *  of which the first six count. The text must end there, or in white space after the seconds, or go on after the
- *  fraction. Returns 0 and fills *tv, or -1: *tv is untouched if `format` did not match, and holds the whole seconds
- *  if something other than a fraction followed. */
+ *  of which the first six count. The text must end after the seconds (white space may follow), or may continue after
+ *  the fraction. Returns 0 and fills *tv, or -1: *tv is untouched if `format` did not match, and holds the whole
+ * seconds if something other than a fraction followed. */
 CORVANE_API int timestamp_tv(const char* format, const char* text, struct timeval* tv);
 
 /** Parses YYYY-MM-DDTHH:MM:SS.mmmZ as UTC. The fraction is required and is read as a whole number of milliseconds
