@@ -31,7 +31,7 @@ constexpr std::int64_t checkedInt64(Number number) {
   if constexpr (std::integral<Number>) {
     if (!std::in_range<std::int64_t>(number)) fatal("the integer does not fit 64 bits");
   } else {
-    // Both bounds are powers of two, so exact in a double; NaN fails the comparison.
+    // Both bounds are powers of two and therefore exact as a double; NaN fails the comparison.
     if (!(number >= -0x1p63 && number < 0x1p63)) fatal("the number is not finite or out of range");
   }
   return static_cast<std::int64_t>(number);

@@ -14,11 +14,11 @@
 
 namespace corvane {
 
-/// Who is called when something is broadcast under a key.
+/// An object that is called when something is broadcast under a key.
 ///
-/// A synchronous broadcast calls on the thread that broadcasts, an asynchronous one on the broadcaster's queue; both
-/// may happen at the same time, so a listener that gets both kinds guards its state. onBroadcast() must not throw: an
-/// exception that leaves it ends the process through fatal().
+/// A synchronous broadcast calls it on the broadcasting thread, an asynchronous one on the broadcaster's queue; both
+/// may happen at the same time, so a listener that receives both kinds must guard its state. onBroadcast() must not
+/// throw: an exception that leaves it ends the process through fatal().
 class CORVANE_API Listener {
  public:
   virtual ~Listener() = default;
@@ -27,8 +27,8 @@ class CORVANE_API Listener {
   virtual void onBroadcast(const std::string& key, const std::any& object) = 0;
 };
 
-/// Process-wide publish and subscribe by key: whoever listens to a key gets what anyone broadcasts under it, in the
-/// order of registration. A function listens as long as its handle lives:
+/// Process-wide publish and subscribe by key: listeners to a key receive everything that is broadcast under it, in the
+/// order of registration. A function listens for as long as its handle lives:
 ///
 ///     const auto handle = corvane::Listen("level", [](std::string_view, const std::any& object) {
 ///       if (const auto* level = std::any_cast<double>(&object)) show(*level);
@@ -50,56 +50,56 @@ class CORVANE_API Listener {
 /// Every function: any thread.
 ///
 /// **What a listener may call from onBroadcast().** In an asynchronous delivery: every function here. In a synchronous
-/// one: none of them, in either mode, because the registry is locked until all listeners have returned; it is fatal.
-/// Other threads' calls wait for that end, so a synchronous listener must not wait for a thread that may make one. A
-/// listener that has to broadcast, add or remove in answer is reached by asynchronous broadcasts.
+/// one: none of them, in either mode, because the registry is locked until all listeners have returned; a call is
+/// fatal. Calls from other threads wait until then, so a synchronous listener must not wait for a thread that may make
+/// such a call. Use asynchronous broadcasts to reach a listener that has to broadcast, add or remove in response.
 ///
-/// **Who is kept alive.** A registration holds its listener, so an object that wants to go away is removed by somebody
-/// else first. The last reference is never dropped under the lock: destructors may call everything here.
+/// **Who is kept alive.** A registration holds its listener, so a listener is destroyed only after it has been removed.
+/// The last reference is never dropped under the lock: destructors may call every function here.
 ///
-/// **Who gets a broadcast.** The listeners registered when it is made. RemoveListener() waits for synchronous
-/// deliveries in progress; asynchronous ones that are queued are still made, and keep the listener until then.
+/// **Who gets a broadcast.** The listeners that are registered when it is made. RemoveListener() waits for synchronous
+/// deliveries in progress; queued asynchronous deliveries are still made, and keep the listener alive until then.
 
-/// Registers a listener for a key, behind those that are there. One that is added twice is called twice. Fatal: a null
-/// listener.
+/// Registers a listener for a key, after the existing ones. A listener that is added twice is called twice. Fatal: a
+/// null listener.
 CORVANE_API void AddListener(const std::string& key, std::shared_ptr<Listener> listener);
 
 /// AddListener() for each key, in order.
 CORVANE_API void AddListeners(const std::vector<std::string>& keys, const std::shared_ptr<Listener>& listener);
 
-/// Takes every registration of this very object for the key away; nothing happens if there is none.
+/// Removes every registration of this very object for the key; does nothing if there is none.
 CORVANE_API void RemoveListener(const std::string& key, const std::shared_ptr<Listener>& listener);
 
 /// RemoveListener() for each key, in order.
 CORVANE_API void RemoveListeners(const std::vector<std::string>& keys, const std::shared_ptr<Listener>& listener);
 
-/// Registers a function for a key, behind the listeners that are there, for as long as the handle lives. Once the
-/// handle has gone, no call of the function begins, not even for a queued broadcast; a call that is in progress on the
-/// queue may still be finishing. Dropping the handle counts as RemoveListener(): fatal inside a synchronous delivery.
-/// Fatal: an empty function.
+/// Registers a function for a key, after the existing listeners, for as long as the handle lives. Once the handle has
+/// been destroyed, no call of the function begins, not even for a queued broadcast; a call in progress on the queue may
+/// still be finishing. Dropping the handle counts as RemoveListener(): fatal inside a synchronous delivery. Fatal: an
+/// empty function.
 [[nodiscard]] CORVANE_API Subscription
 Listen(std::string_view key, std::function<void(std::string_view key, const std::any& object)> function);
 
-/// Calls every listener of the key, in the order of registration; returns at once if there is none. Synchronously, on
-/// this thread, they have all been called when it returns. Asynchronously they are called later, with a copy of
-/// `object`, on one queue for all keys and one after the other: a slow listener delays all others. Asynchronous
+/// Calls every listener of the key, in the order of registration; returns at once if there is none. A synchronous
+/// broadcast calls them all on this thread before it returns. An asynchronous one calls them later, with a copy of
+/// `object`, on one queue for all keys and one after the other: a slow listener delays all others. The asynchronous
 /// broadcasts of a thread are delivered in the order in which it made them.
 CORVANE_API void Broadcast(const std::string& key, const std::any& object = {}, bool async = false);
 
-/// A lone true or false would be the value, though it reads like the mode: say Broadcast(key, {}, true) or
+/// A lone true or false would be the value, though it reads like the mode: write Broadcast(key, {}, true) or
 /// Broadcast(key, true, false).
 void Broadcast(const std::string& key, std::same_as<bool> auto) = delete;
 
-/// What the broadcaster knows of one registration.
+/// The statistics of one registration.
 struct broadcaster_stats {
   std::string key;
   std::string listener;      ///< the class of the listener or function, as the compiler names it: "app::Meter"
   std::int64_t count = 0;    ///< deliveries made
-  std::int64_t elapsed = 0;  ///< time spent in them, in microseconds, each cut to whole ones
+  std::int64_t elapsed = 0;  ///< time spent in them: the sum of whole microseconds, each truncated
 };
 
-/// A copy of the figures of every registration: sorted by key, those of one key in the order of registration. From
-/// inside a synchronous delivery it is fatal, as above.
+/// A copy of the statistics of every registration, sorted by key, and for one key in the order of registration. Fatal
+/// inside a synchronous delivery, as above.
 CORVANE_API std::vector<broadcaster_stats> broadcasterStats();
 
 }  // namespace corvane

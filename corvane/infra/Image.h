@@ -4,14 +4,14 @@
 
 namespace corvane {
 
-/// A picture that does not know a toolkit: it knows the file that it comes from (PNG or SVG), and the user-interface
-/// layer loads it. A plain value.
+/// A picture that is independent of any toolkit: it names the file that it comes from (PNG or SVG), and the
+/// user-interface layer loads it. A plain value.
 class Image {
  public:
   Image() = default;
   explicit Image(std::string sourceFile) : m_sourceFile(std::move(sourceFile)) {}
 
-  /// Path of the picture's file; empty for an invalid image.
+  /// Path of the picture file; empty for an invalid image.
   const std::string& sourceFile() const { return m_sourceFile; }
 
   /// True if there is a picture.

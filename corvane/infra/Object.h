@@ -9,14 +9,15 @@
 
 namespace corvane {
 
-/// The root of classes whose objects travel through C callbacks as untyped pointers or carry other objects along: see
-/// corvane/infra/Pointers.h. Held by std::shared_ptr. An object that carries none pays a pointer for it.
+/// The base of classes whose objects pass through C callbacks as untyped pointers or have other objects associated with
+/// them: see corvane/infra/Pointers.h. Held by std::shared_ptr. An object without associated ones has the cost of one
+/// pointer.
 class CORVANE_API Object : public std::enable_shared_from_this<Object> {
  public:
   Object(const Object&) = delete;
   Object& operator=(const Object&) = delete;
 
-  /// Lets go of the objects that are associated with it, on this thread.
+  /// Releases the associated objects, on this thread.
   virtual ~Object();
 
  protected:
@@ -29,12 +30,12 @@ class CORVANE_API Object : public std::enable_shared_from_this<Object> {
 
   Associations& associations();
 
-  // The associated object if it fits, else a new one.
+  // The associated object if it fits, otherwise a new one.
   std::shared_ptr<Object> associated(Key key, bool (*fits)(const Object*),
                                      const std::function<std::shared_ptr<Object>()>& make);
   void associate(Key key, std::shared_ptr<Object> value);
 
-  std::atomic<Associations*> m_associations = nullptr;  // made with the first one
+  std::atomic<Associations*> m_associations = nullptr;  // created with the first one
 };
 
 }  // namespace corvane

@@ -5,13 +5,13 @@
 
 namespace corvane {
 
-/// Stands for a listener that is registered somewhere: the listener is removed when the handle is destroyed, is
-/// assigned another one, or is reset(). Whoever returns a handle says what removing means there. Movable, not copyable;
-/// a moved-from or default-constructed handle stands for nothing. No lock: one thread at a time.
+/// A handle to a registered listener: the listener is removed when the handle is destroyed, assigned or reset(). The
+/// function that returns a handle documents what removal means. Movable, not copyable; a moved-from or
+/// default-constructed handle is empty. No lock: one thread at a time.
 class [[nodiscard]] Subscription {
  public:
   Subscription() = default;
-  /// Takes over a registration; `remove` ends it and is called once.
+  /// Takes over a registration; `remove` is called once, to end it.
   explicit Subscription(std::function<void()> remove) : m_remove(std::move(remove)) {}
   Subscription(Subscription&& other) noexcept : m_remove(std::exchange(other.m_remove, nullptr)) {}
   Subscription& operator=(Subscription&& other) noexcept {
@@ -23,12 +23,12 @@ class [[nodiscard]] Subscription {
   }
   ~Subscription() { reset(); }
 
-  /// Removes the listener now. Does nothing if the handle stands for nothing.
+  /// Removes the listener now. Does nothing if the handle is empty.
   void reset() {
     if (const auto remove = std::exchange(m_remove, nullptr)) remove();
   }
 
-  /// Whether the handle stands for a listener.
+  /// Whether the handle refers to a listener.
   explicit operator bool() const { return m_remove != nullptr; }
 
  private:

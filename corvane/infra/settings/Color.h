@@ -9,8 +9,8 @@
 
 namespace corvane {
 
-/// The components of a colour, 0 to 1 each in the sRGB colour space, not multiplied with alpha. Values outside that
-/// range are kept as they are.
+/// The components of a colour, each from 0 to 1 in the sRGB colour space, not premultiplied with alpha. Values outside
+/// that range are kept as they are.
 struct RGBA {
   double red = 0;
   double green = 0;
@@ -20,8 +20,8 @@ struct RGBA {
   bool operator==(const RGBA&) const = default;
 };
 
-/// A colour that does not know a toolkit: either its components, or the name of a colour that only a theme can turn
-/// into components ("window background"). A plain value; opaque black when new.
+/// A colour that is independent of any toolkit: either its components, or the name of a colour that only a theme can
+/// turn into components ("window background"). A plain value, initially opaque black.
 class CORVANE_API Color {
  public:
   Color() = default;
@@ -30,8 +30,8 @@ class CORVANE_API Color {
     return Color(RGBA{red, green, blue, alpha});
   }
 
-  /// From a dictionary with the reals "red", "green", "blue" and "alpha". None if one is missing or any entry, also one
-  /// more, is not a finite number; integers count as reals, booleans do not.
+  /// From a dictionary with the reals "red", "green", "blue" and "alpha". std::nullopt if one is missing or if any
+  /// entry, including additional ones, is not a finite number; integers count as reals, booleans do not.
   static std::optional<Color> rgba(const Value::Dictionary& dictionary);
 
   /// A theme's colour. It has no components.
@@ -42,13 +42,13 @@ class CORVANE_API Color {
     return color;
   }
 
-  /// None for a theme's colour.
+  /// std::nullopt for a theme's colour.
   const std::optional<RGBA>& components() const { return m_components; }
   /// Empty unless it is a theme's colour.
   const std::string& name() const { return m_name; }
 
-  /// The dictionary that rgba() reads back as the same colour; none for a colour without components or with ones that
-  /// are not finite.
+  /// The dictionary that rgba() reads back as the same colour; std::nullopt for a colour without components or with
+  /// components that are not finite.
   std::optional<Value::Dictionary> rgbaColor() const;
 
   bool operator==(const Color&) const = default;

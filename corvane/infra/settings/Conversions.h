@@ -9,7 +9,7 @@
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Value.h"
 
-/// How a stored value reads when another kind of value is asked for. Plain functions; any thread.
+/// How a stored value is converted when another kind of value is asked for. Plain functions; any thread.
 ///
 /// | stored     | as text           | as integer               | as real            | as boolean       |
 /// |------------|-------------------|--------------------------|--------------------|------------------|
@@ -30,8 +30,8 @@
 /// (3) The shortest text that reads back as the same number: "2" for 2.0, "inf", "-inf", "nan".
 /// (4) Towards zero; a real that is not a number is 0.
 ///
-/// Data, dates, arrays and dictionaries are never made from other kinds: asked for, they are there or not. An array of
-/// texts is an array that holds nothing else.
+/// Data, dates, arrays and dictionaries are never converted from other kinds. An array of texts is an array that
+/// contains nothing else.
 namespace corvane {
 
 CORVANE_API std::optional<std::string> stringFrom(const Value& value);

@@ -17,24 +17,24 @@
 
 namespace corvane {
 
-/// Typed settings. A small value: copies act on the same settings. The global `Defaults` serves the application.
+/// Typed settings. A small value: copies act on the same settings. Applications use the global `Defaults`.
 ///
 ///     Defaults.saveInteger("volume", 7);
 ///     const auto volume = Defaults.loadInteger("volume", 5);       // 7; 5 if there were none
 ///     Defaults.saveColor("ink", Color::rgba(0.1, 0.2, 0.3));
 ///
-/// Every operation acts at once on the UserDefaults, whose promises hold: what a save has stored survives the process
-/// however it ends, what could not be stored is logged and not there to be read, loads come from memory and see other
-/// programs' changes, the application's values go before the global and the registered ones.
+/// Every operation acts at once on the UserDefaults, with the same guarantees: a saved value survives the process
+/// however it ends; a value that could not be stored is logged and cannot be read; loads read from memory and see other
+/// programs' changes; the application's values take precedence over the global and the registered ones.
 ///
-/// What is stored under the caller's key:
+/// The values stored under the caller's key:
 ///
 /// - text, array of texts, dictionary, data: itself;
 /// - integer, double, boolean: an integer, a real, a boolean;
 /// - Timeval: an integer, its whole microseconds, truncated toward zero;
 /// - colour: a dictionary of the reals "red", "green", "blue" and "alpha";
 /// - colours: an array of such dictionaries;
-/// - font: a dictionary of "fontName", the family's name, and "fontSize", in points.
+/// - font: a dictionary of "fontName", the name of the family, and "fontSize", in points.
 ///
 /// Loads convert between texts, integers, reals and booleans as corvane/infra/settings/Conversions.h says: a stored
 /// text "12" is the integer 12. An absent key is one that is neither stored nor registered. Any thread, at any time.
@@ -42,7 +42,7 @@ class CORVANE_API DefaultSettings {
  public:
   /// The settings that UserDefaults::shared() gives, looked up at each operation.
   constexpr DefaultSettings() = default;
-  /// Those of an object; null means the shared ones.
+  /// The settings of an object; null means the shared ones.
   explicit DefaultSettings(std::shared_ptr<UserDefaults> defaults) : m_defaults(std::move(defaults)) {}
 
   /// Fatal if the stored value cannot be read as text: data, a date, an array, a dictionary.
@@ -52,17 +52,17 @@ class CORVANE_API DefaultSettings {
   bool loadBool(std::string_view key, bool fallback) const;
   /// Fatal if the stored microseconds do not fit a Timeval.
   Timeval loadTimeval(std::string_view key, Timeval fallback) const;
-  /// None, not the fallback, if the stored value is not data.
+  /// std::nullopt, not the fallback, if the stored value is not data.
   std::optional<Data> loadData(std::string_view key, const std::optional<Data>& fallback) const;
-  /// None if the key is absent or holds something else; also for the other two without a fallback.
+  /// std::nullopt if the key is absent or holds something else; likewise for the other two without a fallback.
   std::optional<Value::Dictionary> loadDictionary(std::string_view key) const;
   std::optional<std::vector<std::string>> loadStringArray(std::string_view key) const;
-  /// The fallback also if the stored value is not a colour.
+  /// Also gives the fallback if the stored value is not a colour.
   Color loadColor(std::string_view key, const Color& fallback) const;
-  /// None also if a single element is not a colour.
+  /// Also gives std::nullopt if any element is not a colour.
   std::optional<std::vector<Color>> loadColorArray(std::string_view key) const;
-  /// The stored name is a family's and is looked up as a font's: what comes back is the family's default face,
-  /// whichever face was saved. None also if no such font is installed.
+  /// The stored name is that of a family and is looked up as the name of a font: the result is the family's default
+  /// face, whichever face was saved. Also gives std::nullopt if no such font is installed.
   std::optional<Font> loadFont(std::string_view key) const;
 
   void saveString(std::string_view key, std::string_view text) const;
@@ -73,19 +73,19 @@ class CORVANE_API DefaultSettings {
   void saveData(std::string_view key, Data data) const;
   void saveDictionary(std::string_view key, Value::Dictionary dictionary) const;
   void saveStringArray(std::string_view key, const std::vector<std::string>& texts) const;
-  /// A colour without components stores nothing: the earlier value stays.
+  /// A colour without components is not stored: the earlier value stays.
   void saveColor(std::string_view key, const Color& color) const;
-  /// Colours without components are left out.
+  /// Colours without components are omitted.
   void saveColorArray(std::string_view key, const std::vector<Color>& colors) const;
-  /// Without a family, "fontName" is left out, and the font cannot be loaded again.
+  /// Without a family, "fontName" is omitted, and the font cannot be loaded again.
   void saveFont(std::string_view key, const Font& font) const;
 
-  /// Removes the application's value: a global or registered one shows again.
+  /// Removes the application's value; a global or registered one becomes visible again.
   void remove(std::string_view key) const;
-  /// Removes all of the application's values, at once; other domains' stay.
+  /// Removes all of the application's values in one change; those of other domains stay.
   void removeAll() const;
-  /// Removes the application's values whose keys begin with `prefix` and are longer, at once; a key that equals it
-  /// stays. Letter case counts, and what is compared are characters as a reader sees them (grapheme clusters, in either
+  /// Removes, in one change, the application's values whose keys begin with `prefix` and are longer; a key that equals
+  /// it stays. The comparison is case-sensitive and by characters as a reader sees them (grapheme clusters, in either
   /// form of composition): the prefix "e" does not match a key that begins with e and a combining accent.
   void deleteKeys(std::string_view prefix) const;
 
@@ -97,7 +97,7 @@ class CORVANE_API DefaultSettings {
   std::shared_ptr<UserDefaults> m_defaults;
 };
 
-/// The application's settings. Good at any time, also in static constructors and destructors.
+/// The application's settings. Usable at any time, including in static constructors and destructors.
 CORVANE_API extern DefaultSettings& Defaults;
 
 }  // namespace corvane

@@ -9,9 +9,9 @@
 
 #include "corvane/infra/values/PropertyList.h"
 
-/// What the readers and writers of both formats share; not for applications.
+/// Shared by the readers and writers of both formats; not for applications.
 ///
-/// Functions that return `const char*` say what is wrong, or nullptr when nothing is.
+/// Functions that return `const char*` return what is wrong, or nullptr if nothing is.
 namespace corvane::propertylist {
 
 inline tl::unexpected<Error> invalid(std::string description) {
@@ -44,20 +44,20 @@ class Budget {
   std::uint64_t m_bytes;
 };
 
-/// What keeps a text out of a list of that format.
+/// Why a list of that format cannot hold a text; nullptr if it can.
 const char* defectOf(std::string_view text, PropertyListFormat format);
 
 inline bool isAscii(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-/// Appends a code point that is not a surrogate, in UTF-8.
+/// Appends a code point, which must not be a surrogate, as UTF-8.
 void appendCodePoint(std::string& text, char32_t point);
 
 Result<Value> readXml(std::string_view bytes, const PropertyListLimits& limits);
 Result<Value> readBinary(std::string_view bytes, const PropertyListLimits& limits);
 
-// These write what a list of the format can hold.
+// The value must be one that a list of the format can hold.
 std::string writeXml(const Value& value);
 std::string writeBinary(const Value& value);
 

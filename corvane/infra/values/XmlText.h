@@ -7,10 +7,9 @@
 
 #include "corvane/platform/Value.h"
 
-/// Plain values as the text of an XML property list's elements.
+/// Conversions between plain values and the text of elements in an XML property list.
 ///
-/// The functions that read return what is wrong, or nullptr when the value is read. White space around it is passed
-/// over.
+/// The functions that read return what is wrong, or nullptr if the value was read. White space around it is ignored.
 namespace corvane::propertylist {
 
 /// XML's white space.
@@ -24,7 +23,7 @@ const char* readDate(std::string_view text, Value& value);
 const char* readData(std::string_view text, Value& value);
 
 std::string realText(double real);
-/// What keeps the date out of XML lists.
+/// Why an XML list cannot hold the date; nullptr if it can.
 const char* defectOf(Date date);
 std::string dateText(Date date);
 std::string base64(const std::vector<std::uint8_t>& bytes);
