@@ -29,7 +29,7 @@ class Bar:
     plus: str | float = 0  # what may come on top: a figure, or a candidate with one
 
 
-# Not peers: what the operating system itself needs.
+# Not peers, but the least that the operating system itself needs.
 LIMITS = {"one exchange", "futex", "swap-batched deque", "futex ping-pong", "pipe ping-pong", "timerfd", "write(2)",
           "localtime_r alone", "empty program", "fgets", "vector of functions", "two hand-overs", "two clock readings",
           "openat + read of each stat", "std::binary_search", "posix_spawn",
@@ -100,7 +100,7 @@ def benchmarks_of(program):
 
 
 def run(program, benchmark):
-    """One run in a process of its own, so that no candidate meets what another leaves behind."""
+    """One run in a process of its own, so that no candidate is affected by what another leaves behind."""
     pattern = "^" + re.sub(r"([][\\.()*+?^$|{}])", r"\\\1", benchmark) + "$"
     done = subprocess.run([program, "--benchmark_filter=" + pattern, "--benchmark_format=json",
                            "--benchmark_min_time=0.3"], capture_output=True, text=True, timeout=300)
@@ -136,7 +136,7 @@ def measure(programs, wanted, rounds, budget):
                 for metric, value in run(program, name).items():
                     samples.setdefault(path, {}).setdefault(candidate, {}).setdefault(metric, []).append(value)
                 if time.monotonic() - begin > 1:
-                    break  # a long run is a mean in itself
+                    break  # a long run is a mean by itself
             if not budget or time.monotonic() - begin < 4 or candidate.startswith("Corvane"):
                 again.append((program, name))
         done += 1

@@ -1,6 +1,6 @@
 # What every target of this tree shares.
 
-# corvane_warnings(TARGET): the warning set of the house.
+# corvane_warnings(TARGET): the project's warnings.
 function(corvane_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
     $<$<BOOL:${CORVANE_WERROR}>:-Werror>

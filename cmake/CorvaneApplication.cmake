@@ -46,7 +46,7 @@ function(corvane_application target)
   endforeach()
 
   # A target of its own rather than a step after linking: a changed resource must not wait for the next link. The folder
-  # stands in a script, because a command that named it would have to wait for the executable.
+  # is named in a script, because a command that named it would have to wait for the executable.
   set(work ${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${target}.dir/info/$<CONFIG>)
   file(GENERATE OUTPUT ${work}/resources.cmake CONTENT
 "set(folder [[$<TARGET_FILE_DIR:${target}>/$<TARGET_FILE_NAME:${target}>.resources]])

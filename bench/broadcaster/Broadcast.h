@@ -8,7 +8,7 @@
 
 namespace bench {
 
-/// What every listener does with what it hears.
+/// What every listener does with what it receives.
 inline std::int64_t s_heard = 0;
 
 inline void hear(int value) {

@@ -21,7 +21,7 @@ void broadcast(benchmark::State& state, int listeners) {
   for (const auto& hearer : hearers) corvane::RemoveListener("key", hearer);
 }
 
-// What remains when reading the clock costs nothing: the library's clock set by hand is a variable.
+// What remains when reading the clock costs nothing: the library's manual clock is a variable.
 void broadcastWithoutClock(benchmark::State& state, int listeners) {
   corvane::Clock::setManual(0);
   broadcast(state, listeners);

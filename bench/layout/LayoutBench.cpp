@@ -1,5 +1,5 @@
 // The tidy layout of trees of many shapes and sizes: the counters are milliseconds of one layout (the median), by the
-// number of nodes; and bytes of a node. The times mean nothing.
+// number of nodes; and bytes of a node. The times are meaningless.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <unistd.h>
@@ -23,7 +23,7 @@ using corvane::testing::TreeShape;
 
 constexpr std::size_t SIZES[] = {1'000, 10'000, 100'000, 1'000'000};
 
-// One for each size, up to the first that the candidate cannot lay out; an error if it can none.
+// One for each size, up to the first that the candidate cannot lay out; an error if it cannot lay out any.
 template <class MillisecondsOf>
 void forSizes(benchmark::State& state, const std::string& shape, MillisecondsOf millisecondsOf) {
   for (auto _ : state) {

@@ -4,7 +4,7 @@
 
 namespace bench {
 
-/// Takes and gives up one lock that all threads of the benchmark share, around one addition.
+/// Takes and releases one lock that all threads of the benchmark share, around one addition.
 template <class Lock>
 void lockUnlock(benchmark::State& state) {
   static Lock lock;

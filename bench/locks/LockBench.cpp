@@ -10,7 +10,7 @@
 
 namespace {
 
-// The C library spares the atomic instructions as long as a process has one thread; programs with locks have more.
+// The C library avoids atomic instructions while a process has one thread; programs with locks have more.
 const bool s_second = [] {
   std::thread([] { pause(); }).detach();
   return true;
@@ -34,7 +34,7 @@ struct StdLock {
   void release() { mutex.unlock(); }
 };
 
-// The least that a lock can be: one exchange to take it and one store to give it up, without sleep.
+// The least that a lock can be: one exchange to take it and one store to release it, without sleeping.
 struct SpinLock {
   std::atomic<bool> taken = false;
   void acquire() {

@@ -11,7 +11,7 @@
 
 namespace {
 
-// `Held` signals with the lock held; otherwise the lock is given up first, as in the bare futex.
+// `Held` signals with the lock held; otherwise the lock is released first, as with the bare futex.
 template <bool Held>
 struct CorvaneCondition {
   corvane::Mutex mutex;

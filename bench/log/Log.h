@@ -8,7 +8,7 @@
 
 namespace bench {
 
-/// A folder that is there for a scope.
+/// A folder that exists until the end of the scope.
 class TemporaryFolder {
  public:
   TemporaryFolder() {
@@ -24,7 +24,7 @@ class TemporaryFolder {
   std::string m_path = (std::filesystem::temp_directory_path() / "corvane-bench-XXXXXX").string();
 };
 
-/// With what each logger puts in front of it, a line of about 100 bytes.
+/// With what each logger puts before it, a line of about 100 bytes.
 inline constexpr char MESSAGE[] = "the quick brown fox jumps over the lazy dog, and once more";
 
 /// Lines that go into one file: Corvane's log ends when the file is larger than 100,000 bytes.

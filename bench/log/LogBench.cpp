@@ -28,7 +28,7 @@ void corvaneLogger(benchmark::State& state) {
     const std::int64_t begin = bench::nowNsec();
     for (int i = 0; i < bench::LINES; ++i) logger.log(bench::MESSAGE);
     state.SetIterationTime(static_cast<double>(bench::nowNsec() - begin) * 1e-9 / bench::LINES);
-    // A file that has reached its limit takes no more lines, so what was measured would be nothing.
+    // A file that has reached its limit takes no more lines, so nothing would be measured.
     struct stat info {};
     if (stat(path.c_str(), &info) != 0 || info.st_size < bench::LINES * 90) state.SkipWithError("lines are missing");
     state.counters["bytes"] = static_cast<double>(info.st_size) / (bench::LINES + 1);
@@ -36,7 +36,7 @@ void corvaneLogger(benchmark::State& state) {
   }
 }
 
-// The line as text, and nothing but the system call.
+// The line as text, and only the system call.
 void bareWrite(benchmark::State& state) {
   const bench::TemporaryFolder folder;
   const std::string path = folder.path() + "/log";

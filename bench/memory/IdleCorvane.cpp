@@ -1,4 +1,4 @@
-// An application that does nothing but keep the master timer going, until its standard input ends.
+// An application that only keeps the master timer going until its standard input ends.
 #include <cstdio>
 #include <thread>
 

@@ -3,7 +3,7 @@
 #include <string>
 
 int main() {
-  const std::string greeting = "waiting";  // so that the C++ library is really there
+  const std::string greeting = "waiting";  // so that the C++ library is really loaded
   if (std::puts(greeting.c_str()) < 0) return 1;
   while (std::getchar() != EOF) {
   }

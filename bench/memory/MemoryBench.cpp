@@ -1,4 +1,4 @@
-// What Corvane takes of memory: the counters are bytes, the times mean nothing.
+// How much memory Corvane takes: the counters are bytes, the times are meaningless.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <sys/wait.h>
@@ -59,7 +59,7 @@ class Child {
   int m_input = -1;
 };
 
-// All resident pages, the child's share of those that others map too, and those that it alone has.
+// All resident pages, the child's share of those that are mapped elsewhere too, and those that it alone has.
 void idle(benchmark::State& state, const char* program) {
   for (auto _ : state) {
     const Child child(program);

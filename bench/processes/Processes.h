@@ -8,7 +8,7 @@ namespace bench {
 /// user, as most are on a desktop.
 void needProcesses();
 
-/// Times `look`, which goes through all processes and says how many there are; none is a failure.
+/// Times `look`, which goes through all processes and says how many there are; zero is a failure.
 template <class Look>
 void snapshots(benchmark::State& state, Look&& look) {
   needProcesses();

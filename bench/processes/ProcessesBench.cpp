@@ -23,7 +23,7 @@ namespace bench {
 
 namespace {
 
-// Ends them too, so that the next program does not count the dying.
+// Also ends them, so that the next program does not count dying ones.
 class Sleepers {
  public:
   Sleepers() {
@@ -37,7 +37,7 @@ class Sleepers {
         continue;
       }
       if (geteuid() == 0 && setuid(NOBODY) != 0) _exit(1);
-      prctl(PR_SET_DUMPABLE, 1);  // as after exec: changing the user has made the files in /proc root's
+      prctl(PR_SET_DUMPABLE, 1);  // as after exec: changing the user gave the files in /proc to root
       prctl(PR_SET_PDEATHSIG, SIGKILL);
       for (;;) pause();
     }
@@ -68,7 +68,7 @@ long snapshot() {
   return count;
 }
 
-// What every reader of /proc has to do, and nothing else.
+// Only what every reader of /proc has to do.
 long bareReads() {
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc"), closedir);
   long count = 0;

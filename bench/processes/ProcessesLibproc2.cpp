@@ -6,7 +6,7 @@
 
 namespace {
 
-// The same figures as in Corvane's records, as far as it has them.
+// The same figures as in Corvane's records, as far as the library has them.
 pids_item ITEMS[] = {PIDS_ID_TGID, PIDS_ID_PPID,     PIDS_ID_PGRP,     PIDS_ID_SESSION, PIDS_CMD,
                      PIDS_STATE,   PIDS_TTY,         PIDS_ID_TPGID,    PIDS_FLAGS,      PIDS_FLT_MIN,
                      PIDS_FLT_MAJ, PIDS_TICS_USER,   PIDS_TICS_SYSTEM, PIDS_PRIORITY,   PIDS_NICE,

@@ -54,7 +54,7 @@ bool corvaneTask() {
 
 constexpr char GIBIBYTE[] = "head -c 1073741824 /dev/zero";
 
-// Zeros, which are text.
+// Zeros, which are valid text.
 void readPipe(benchmark::State& state) {
   for (auto _ : state) {
     corvane::Mutex mutex;

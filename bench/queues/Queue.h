@@ -9,7 +9,7 @@
 
 namespace bench {
 
-/// The work of the throughput benchmarks: counts, and tells the producer when the last item has run.
+/// The work of the throughput benchmarks: counts, and notifies the producer when the last item has run.
 class Countdown {
  public:
   static constexpr int ITEMS = 200'000;

@@ -16,7 +16,7 @@ inline std::string settingName(int number) {
   return "window.setting" + std::to_string(number);
 }
 
-/// A folder that every kind of settings takes for the user's configuration, for a scope.
+/// A folder that all peers take for the user's configuration, until the end of the scope.
 class ConfigurationFolder {
  public:
   ConfigurationFolder() {

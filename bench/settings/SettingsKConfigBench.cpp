@@ -1,4 +1,4 @@
-// A program of its own: KConfig stands on another major version of Qt than the rest.
+// A program of its own: KConfig uses another major version of Qt than the rest.
 #include <KConfig>
 #include <KConfigGroup>
 

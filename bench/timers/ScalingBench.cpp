@@ -26,7 +26,7 @@ class Runs {
     m_all.back()->start(interval, [this] { ran(); });
   }
 
-  // Between construction and this call the clock stands still, so that add() can choose when a repeater is due first.
+  // Between construction and this call the clock is stopped, so that add() can choose when a repeater is due first.
   void measure(benchmark::State& state) {
     m_clock.reset();
     corvane::MasterTimer::instance()->start();

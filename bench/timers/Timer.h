@@ -23,7 +23,7 @@ class Lateness {
   int count() const { return m_count; }
   std::int64_t interval() const { return m_interval; }
 
-  /// When the timer `index` is to fall due first; later it is due at whole intervals from there.
+  /// When the timer `index` falls due first; later it is due at whole intervals from there.
   std::int64_t first(int index) const {
     const std::int64_t group = m_count < 100 ? 0 : std::int64_t{index} * 100 / m_count;
     return m_base + group * (m_interval / 100);

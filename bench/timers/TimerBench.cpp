@@ -23,7 +23,7 @@ void repeaters(benchmark::State& state, int count, std::int64_t interval) {
     bench::Lateness lateness(CLOCK_REALTIME, count, interval);
     std::vector<std::shared_ptr<corvane::Repeater>> all;
     {
-      // A repeater is due first when it is started; a clock that stands still gives each the time it shall have.
+      // A repeater is due first when it is started; a stopped clock gives each the time that it should have.
       corvane::ManualClock clock{corvane::Timeval()};
       for (int i = 0; i < count; ++i) {
         const std::int64_t first = lateness.first(i);
@@ -59,7 +59,7 @@ void timerQueue(benchmark::State& state, std::int64_t interval) {
   }
 }
 
-// One kernel timer that is set to the earliest of all.
+// One kernel timer, set to the earliest of all.
 void timerfd(benchmark::State& state, int count, std::int64_t interval) {
   using Entry = std::tuple<std::int64_t, int>;
   for (auto _ : state) {

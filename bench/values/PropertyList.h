@@ -17,7 +17,7 @@ struct PropertyListSample {
 const PropertyListSample& xmlSample();
 const PropertyListSample& binarySample();
 
-/// Times `read`, which reads the bytes and lets go of the result; false if it could not.
+/// Times `read`, which reads the bytes and drops the result; false if it could not.
 template <class Read>
 void readPropertyLists(benchmark::State& state, const PropertyListSample& list, Read&& read) {
   for (auto _ : state) {

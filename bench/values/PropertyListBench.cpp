@@ -40,7 +40,7 @@ void corvaneReader(benchmark::State& state, const PropertyListSample& (*list)())
                     [](const std::string& bytes) { return corvane::readPropertyList(bytes).has_value(); });
 }
 
-// In a process of its own, which measures what it does and not its start.
+// In a process of its own, which measures its work and not its start.
 void pythonReader(benchmark::State& state, const PropertyListSample& (*list)()) {
   const std::string command =
       "python3 -c 'import plistlib, sys, time\n"

@@ -49,7 +49,7 @@ std::vector<std::string> namesOf(const Tree::Nodes& nodes) {
   return names;
 }
 
-// What the sibling operations say of a node.
+// What the sibling operations report about a node.
 std::string siblingsOf(const Tree& node) {
   return nameOf(node.previousSibling()) + " " + nameOf(node.nextSibling()) + " " + nameOf(node.leftMostSibling()) +
          (node.isLeftMost() ? " left" : "") + (node.isRightMost() ? " right" : "");
@@ -79,7 +79,7 @@ TEST(LayoutTree, SiblingsAreNavigated) {
 }
 
 // Places among siblings are remembered; whatever makes them wrong must be noticed.
-TEST(LayoutTree, SiblingsAreFoundHoweverTheyGotThere) {
+TEST(LayoutTree, SiblingsAreFoundHoweverTheyWereAdded) {
   const auto a = tree("a"), b = tree("b"), c = tree("c"), d = tree("d");
   const auto first = tree("first", {a, b, a, c});
   EXPECT_EQ(siblingsOf(*a), "none b a left") << "the first of two places";
@@ -144,11 +144,11 @@ TEST(LayoutTree, WalksKeepTheirOrder) {
   EXPECT_EQ(searching("b2", false), "root a a1 b ");
   EXPECT_EQ(walked([&] { root->autoHideNodes(meet); }), "a1 a b1 b2 b root ");
 
-  // A node decides when those below have.
+  // A node decides after those below it.
   root->autoHideNodes([](Tree& node) { node.setChildrenHidden(node.childCount() == 1); });
   EXPECT_EQ(walked([&] { root->traverse(meet); }), "a b1 b2 b root ");
 
-  // A walk goes on with the list that it has begun.
+  // A walk continues with the list that it started on.
   EXPECT_EQ(walked([&] {
               root->traverse([&](Tree& node) {
                 meet(node);
@@ -174,7 +174,7 @@ TEST(LayoutTree, SortingReachesHiddenNodesAndLosesNone) {
                std::runtime_error);
   EXPECT_THAT(namesOf(b->allChildNodes()), ElementsAre("1", "2", "3"));
 
-  // An order that contradicts itself gives some order.
+  // A comparison that contradicts itself gives some order.
   for (int i = 0; i < 1000; ++i) b->addChildNode(tree(std::to_string(i)));
   b->sortChildNodes([](const Tree&, const Tree&) { return true; });
   const Tree::Nodes& nodes = b->allChildNodes();
@@ -257,7 +257,7 @@ TEST(TidyLayout, ExamplesByHand) {
        {{2.25, 0}, {1, 1}, {0, 2}, {1, 2}, {2, 2}, {2, 1}, {3.5, 1}, {3, 2}, {4, 2}}},
   };
   for (const Example& example : examples) {
-    for (int run = 0; run < 2; ++run) {  // a second layout begins anew
+    for (int run = 0; run < 2; ++run) {  // a second layout starts afresh
       example.root->calculateNodePositions();
       EXPECT_EQ(locationsIn(*example.root), example.expected) << example.name;
     }
@@ -324,7 +324,7 @@ class RandomTrees {
   std::mt19937 m_random;
 };
 
-// What the sibling operations say agrees with the lists of children.
+// The sibling operations agree with the lists of children.
 void expectSiblings(Numbers& tree) {
   tree.traverse([](Numbers& node) {
     std::shared_ptr<Numbers> before;
@@ -387,7 +387,7 @@ TEST_P(LayoutTreeShapes, AMillionNodes) {
   }
   EXPECT_EQ(met, static_cast<std::size_t>(root->childCount()));
 
-  // Parts that others hold outlive the rest.
+  // Parts that are held elsewhere outlive the rest.
   std::weak_ptr<Numbers> gone = root->leftMostChild();
   const std::shared_ptr<Numbers> kept = root->rightMostChild();
   root.reset();

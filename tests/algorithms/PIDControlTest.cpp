@@ -69,7 +69,7 @@ TEST_F(PIDControlTest, WithoutGainsTheOutputIsTheSetpointWithinTheBounds) {
   }
 }
 
-TEST_F(PIDControlTest, WithoutBoundsInOrderTheOutputIsTheSetpointAndNothingIsLearnt) {
+TEST_F(PIDControlTest, WithInvalidBoundsTheOutputIsTheSetpointAndNothingIsStored) {
   pid.coeff(2, 3, 5);
   for (const auto& [lower, upper] :
        std::vector<std::pair<double, double>>{{0, 0}, {1, -1}, {7, 7}, {0, NAN_}, {NAN_, 1}, {INF, INF}}) {
@@ -78,7 +78,7 @@ TEST_F(PIDControlTest, WithoutBoundsInOrderTheOutputIsTheSetpointAndNothingIsLea
   }
   pid.bounds(0, 10);
   pid.coeff(0, 0.01, 1);
-  // The previous input still counts as 0, the integral and the filter begin now.
+  // The previous input still counts as 0, the integral and the filter start now.
   EXPECT_DOUBLE_EQ(step(1, 4, 2), 4 + 0.01 * 2 - 2);
   EXPECT_DOUBLE_EQ(step(1, 4, 2, true), (4 + 0.01 * 4) * -std::expm1(-0.5));
 }
@@ -95,7 +95,7 @@ TEST_F(PIDControlTest, TheIntegralStopsAtItsLimitsAndComesBackAtOnce) {
     step(0.1, 0, 1);
     for (int i = 0; i <= saturated; ++i) ASSERT_EQ(step(0.1, 0, 1), 0);
   }
-  // A step that stands for a long time does not take it further.
+  // A step that spans a long time does not take it further.
   EXPECT_EQ(step(1e6, 0, -1e6), 1);
   EXPECT_DOUBLE_EQ(step(0.1, 0, 1), 0.95);
 }
@@ -124,7 +124,7 @@ TEST_F(PIDControlTest, AChangeOfKiRescalesTheIntegral) {
   fresh.coeff(0, 0.25, 0);
   clock.advance(Timeval::sec(1));
   EXPECT_DOUBLE_EQ(fresh.output(0, -1, false), 0.25);
-  // A negative gain and one that is no number leave the integral as it is when they are replaced.
+  // A negative gain and one that is not a number leave the integral as it is when they are replaced.
   EXPECT_EQ(integralAfter(-1), 0);
   EXPECT_EQ(integralAfter(0.5), 0);
 }
@@ -168,7 +168,7 @@ TEST_F(PIDControlTest, LowpassAloneIsAFilterOfFirstOrder) {
   clock.set(Timeval::sec(999'999));
   EXPECT_EQ(pid.lowpass(77, 1.5), 77) << "backwards: the value itself";
   EXPECT_EQ(pid.lowpass(77, 1.5), mean) << "and the filter as it was";
-  EXPECT_DOUBLE_EQ(pid.lowpass(5, 0), 5) << "a time constant of nothing keeps nothing, also in no time";
+  EXPECT_DOUBLE_EQ(pid.lowpass(5, 0), 5) << "a time constant of nothing keeps nothing, even in no time";
   EXPECT_DOUBLE_EQ(pid.lowpass(6, -1), 6);
   EXPECT_DOUBLE_EQ(pid.lowpass(7, NAN_), 7);
 }

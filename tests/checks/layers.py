@@ -12,12 +12,12 @@ MAY = {
     "algorithms": ["platform", "core"],
     "system": ["platform", "core", "infra"],
     "ui": ["platform", "core", "infra", "system"],
-    "linux": ["platform", "core"],  # a backend may use the primitives that it helps to carry
+    "linux": ["platform", "core"],  # a backend may use the primitives that it helps to implement
     "testing": ["platform", "core"],
 }
 
 # What the Inspector's folders may include of each other: a window needs neither the terminal nor its texts. Commands
-# may include all.
+# may include everything.
 INSPECTOR = {
     "model": [],
     "text": ["model"],

@@ -73,7 +73,7 @@ CPP
 LC_ALL=C.UTF-8 LANGUAGE=de "$work/kind" | grep -qx Verzeichnis
 
 echo "-- the examples of the guides to the algorithms"
-# block GUIDE LANGUAGE NUMBER: one of the guide's blocks of code.
+# block GUIDE LANGUAGE NUMBER: prints one of the guide's blocks of code.
 block() { awk -v fence="^\`\`\`$2" -v wanted="$3" '/^```/ {if (on) exit; if ($0 ~ fence) on = ++n == wanted; next} on' "$source/docs/$1.md"; }
 block pid cpp 1 >"$work/loop.cpp"
 block pid cpp 2 >"$work/simulation.cpp"

@@ -6,5 +6,5 @@ trace=$(mktemp)
 trap 'rm -f "$trace"' EXIT
 strace -f -o "$trace" true 2>/dev/null || exit 77
 strace -f -e trace=clone,clone3,fork,vfork,socket,connect,open,openat,creat,mkdir -o "$trace" "$1" || exit 1
-# Without the paths, which may hold the same words.
+# Without the paths, which may contain the same words.
 ! sed 's/"[^"]*"//g' "$trace" | grep -E 'clone|fork|socket|connect|creat|O_CREAT|mkdir'

@@ -34,7 +34,7 @@ Value withWholeSeconds(const Value& value) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  // Small enough that what is read can be written and read again within the usual limits.
+  // Small enough that what is read can be written and read back within the usual limits.
   constexpr corvane::PropertyListLimits LIMITS = {.maxValues = 10000, .maxExpandedBytes = 1 << 20};
   const auto value = readPropertyList({reinterpret_cast<const char*>(bytes), size}, LIMITS);
   if (!value) return 0;

@@ -129,7 +129,7 @@ TEST_F(PathTest, OfManyCopiesAtOnceOneSucceeds) {
   std::vector<std::jthread> threads;
   for (int i = 0; i < 6; ++i) threads.emplace_back([&] { done += copy(true) == 0; });
   while (!fs::exists(m_copy)) std::this_thread::yield();
-  EXPECT_EQ(fs::file_size(m_copy), 1U << 20) << "whoever looks meanwhile finds the whole file or none";
+  EXPECT_EQ(fs::file_size(m_copy), 1U << 20) << "a concurrent reader finds the whole file or none";
   threads.clear();
   EXPECT_EQ(done, 1);
   EXPECT_THAT(namesIn(m_home / "to"), ElementsAre("words.txt"));

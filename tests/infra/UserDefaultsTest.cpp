@@ -423,7 +423,7 @@ TEST_F(UserDefaultsTest, WhatPermissionsForbidIsLeftAloneAndReadAsFarAsPossible)
       EXPECT_EQ(reader->value("b"), nullptr) << "nothing is kept in memory only";
     });
     EXPECT_THAT(log, AllOf(HasSubstr(folderMode == 0 ? folder : database), Not(HasSubstr("damaged"))));
-    EXPECT_LE(std::ranges::count(log, '\n'), 3) << "the same failure is told once\n" << log;
+    EXPECT_LE(std::ranges::count(log, '\n'), 3) << "the same failure is reported once\n" << log;
     EXPECT_EQ(standardErrorOf([] { fresh()->value("a"); }).empty(), readable.has_value()) << "reads tell too";
     fs::permissions(folder, fs::perms(0700));
     fs::permissions(database, fs::perms(0600));

@@ -34,7 +34,7 @@ TEST(Format, MemoryAndTimeHaveFittingUnits) {
   EXPECT_EQ(duration(360'061'000'000), "100:01:01");
 }
 
-TEST(Format, PrintableHoldsOneColumnForEachCharacter) {
+TEST(Format, PrintableTakesOneColumnForEachCharacter) {
   EXPECT_EQ(printable("a°é\tb\x1b[31m", Glyphs::UNICODE), "a°é?b?[31m");
   EXPECT_EQ(printable("a°", Glyphs::ASCII), "a?");
   EXPECT_EQ(printable("\xff\xc3", Glyphs::UNICODE), "??");
@@ -55,7 +55,7 @@ TEST(Format, WrapsAtBlanksWithoutLosingText) {
   EXPECT_EQ(wrapped("abc", 1), std::vector<std::string>({"a", "  b", "  c"}));
 }
 
-TEST(Format, JsonIsValidWhateverItHolds) {
+TEST(Format, JsonIsValidWhateverItContains) {
   EXPECT_EQ(jsonString("a\"b\\c\n\x01\x1f/é"), "\"a\\\"b\\\\c\\u000a\\u0001\\u001f/é\"");
   EXPECT_EQ(jsonString("\xff"), "\"\uFFFD\"");
   EXPECT_EQ(jsonString({}), "\"\"");
@@ -74,7 +74,7 @@ TEST(Table, NumbersAtItsEndShareWhatIsWide) {
   EXPECT_EQ(heading(19), "Name               \n");
   EXPECT_EQ(heading(24), "Name   v Some us    More\n");
   EXPECT_EQ(heading(86), "Name" + std::string(62, ' ') + "v Some us       More\n");
-  // A text at the end takes the rest.
+  // A text column at the end takes the rest.
   const auto row = [](std::size_t columns) {
     return rowText(std::span(TABLE).first(1), columns,
                    [](std::size_t, std::size_t width) { return std::to_string(width); });

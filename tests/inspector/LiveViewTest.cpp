@@ -71,7 +71,7 @@ TEST(BroadcasterPage, ShowsListenersAndTheLogsFigures) {
     EXPECT_NE(text.find(piece), text.npos) << piece << "\n" << text;
 }
 
-TEST(LiveView, LooksAtProcessesOnlyWhileTheyAreShown) {
+TEST(LiveView, ReadsProcessesOnlyWhileTheyAreShown) {
   const auto isLooking = [] {
     const auto stats = MasterTimer::instance()->repeaterStats();
     return std::ranges::any_of(stats, [](const auto& repeater) { return repeater.name == "process page"; });
@@ -134,7 +134,7 @@ TEST(LiveView, KeysOfTheOverviewDoWhatTheHelpSays) {
   EXPECT_EQ(view.press(key::CONTROL_Z), LiveView::Request::SUSPEND);
 }
 
-TEST(Scroll, GoesThroughWhatDoesNotFit) {
+TEST(Scroll, ScrollsThroughWhatDoesNotFit) {
   const auto shown = [](Scroll& scroll, int count) {
     Frame lines;
     for (int i = 1; i <= count; ++i) lines.push_back({{std::to_string(i)}});
@@ -163,7 +163,7 @@ TEST(Scroll, GoesThroughWhatDoesNotFit) {
   EXPECT_EQ(shown(log, 8), "6\n7\n8\n (6-8 of 8)");
 }
 
-TEST(Repeaters, PausedOneKeepsItsStatisticsAndStartsAfresh) {
+TEST(Repeaters, APausedOneKeepsItsStatisticsAndStartsAfresh) {
   Repeaters repeaters;
   repeaters.start("fast", 0.01, [] {});
   repeaters.start("other", 0.01, [] {});

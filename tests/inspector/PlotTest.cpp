@@ -30,10 +30,10 @@ TEST(SvgPlot, SpansTheDataBetweenRoundTicks) {
   EXPECT_EQ(count(svg, "d='M70.0 260.2L640.0 76.5'") + count(svg, "d='M70.0 260.3L640.0 76.5'"), 1U);
 }
 
-TEST(SvgPlot, HoldsWhateverItIsGiven) {
+TEST(SvgPlot, DrawsWhateverItIsGiven) {
   SvgPlot plot{.title = "a<b & c", .axis = "", .panels = {{.axis = "y"}}, .marks = {}};
   EXPECT_EQ(count(plot.svg(), "a&lt;b &amp; c"), 2U);
-  // One value, no value, gaps, and neither infinite nor not a number in the picture.
+  // One value, no value, gaps; neither infinities nor NaN appear in the picture.
   const double nan = std::nan("");
   plot.panels[0].lines = {{.colour = "red", .label = "flat", .points = {{5, 5}, {6, nan}, {7, 5}, {8, 5}}},
                           {.colour = "blue", .label = "none"},

@@ -162,7 +162,7 @@ TEST(ProcessPage, FiltersWhatIsTyped) {
   page.press(key::BACKSPACE);
   press(page, "q");
   page.press(key::DOWN);
-  EXPECT_EQ(selected(page), "quack") << "what was hidden is no more selected";
+  EXPECT_EQ(selected(page), "quack") << "what was hidden is no longer selected";
   page.press(key::ENTER);
   EXPECT_TRUE(shows(page, "2 of 3 with \"q\""));
   EXPECT_FALSE(page.press('q')) << "no more typed: it quits";
@@ -175,7 +175,7 @@ TEST(ProcessPage, FiltersWhatIsTyped) {
   EXPECT_EQ(lastLine(page), "/ \n");
 }
 
-// A child of the test's own, and a page on which it is selected.
+// A child of the test, and a page on which it is selected.
 class ProcessPageSignals : public testing::Test {
  protected:
   void SetUp() override {
@@ -206,7 +206,7 @@ class ProcessPageSignals : public testing::Test {
   std::string m_name;
 };
 
-TEST_F(ProcessPageSignals, AreSentAfterTwoAnswersOnly) {
+TEST_F(ProcessPageSignals, AreSentOnlyAfterTwoAnswers) {
   for (const char* keys : {"k\x1b", "kt\x1b", "ktn", "kkN", "kt qxkt\r\n\x1b", "ky\x1b", "y", "kt\x1by"}) {
     press(m_page, keys);
     EXPECT_TRUE(lastLine(m_page).starts_with("q quit")) << lastLine(m_page);

@@ -29,7 +29,7 @@ TEST(ProcessTable, NoLineIsWiderThanTheScreen) {
   const std::string whole = processTable(rows, Glyphs::UNICODE, std::nullopt);
   EXPECT_NE(whole.find("/bin/x " + rows[0].arguments[1] + "\n"), whole.npos);
   EXPECT_NE(whole.find("bad???"), whole.npos);
-  // The width from which a piece is shown on.
+  // The least width at which a column is shown.
   std::map<std::string, std::size_t> shown;
   for (std::size_t width = 250; width > 0; --width) {
     const std::string table = processTable(rows, Glyphs::UNICODE, width);

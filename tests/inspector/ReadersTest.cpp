@@ -19,11 +19,11 @@ std::string root(const TempHome& home) {
 
 TEST(ProcessorReader, TakesTheShareBetweenTwoLooks) {
   EXPECT_EQ(ProcessorReader("/nonexistent").read(), std::nullopt);
-  // Two contents of the file in turn, and the reading after the second; negative for none.
+  // Two contents of the file in turn, and the reading after the second; negative if there is none.
   const std::tuple<const char*, const char*, double> cases[] = {
       {"cpu  0 0 0 0 0 0 0 0 0 0\ncpu0 1 1 1 1\n", "cpu  20 5 0 60 15 0 0 0 7 7\n", 25},
       {"cpu 0 0 0 0 0 0 0 0", "cpu 0 0 0 50 0 0 0 50", 50},       // stolen time is busy
-      {"cpu 0 0 0 0 10 0 0 0\n", "cpu 20 0 0 0 5 0 0 0\n", 100},  // the time of waiting goes back
+      {"cpu 0 0 0 0 10 0 0 0\n", "cpu 20 0 0 0 5 0 0 0\n", 100},  // the waiting time decreases
       {"cpu 10 0 0 10\n", "cpu 40 0 0 20\n", 75},                 // four times, on an old kernel
       {"cpu 1 2 3 4\n", "cpu 1 2 3 4\n", -1},                     // no time has passed
       {"cpu 9 9 9 9\n", "cpu 1 2 3 4\n", -1},

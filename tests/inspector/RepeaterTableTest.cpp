@@ -12,7 +12,7 @@ std::string order(const RepeaterTable& table) {
   return names;
 }
 
-// Columns differ in their order: count abc, total bca, interval cab, duration acb (from small to great).
+// Columns differ in their order: count abc, total bca, interval cab, duration acb (ascending).
 const std::vector<RepeaterRow> ROWS = {{"b", 2, 1, 3, 3, false}, {"c", 3, 2, 1, 2, false}, {"a", 1, 3, 2, 1, false}};
 
 TEST(RepeaterTable, SortsByEachColumnBothWays) {

@@ -124,7 +124,7 @@ class LiveView(unittest.TestCase):
         with live() as terminal:  # that there is none is seen with the processes
             terminal.wait_for(lambda: COLOUR.search(terminal.raw), "colour")
 
-    def test_ascii_where_the_locale_has_no_more(self):
+    def test_ascii_where_the_locale_has_nothing_else(self):
         with live(LC_ALL="C") as terminal:
             terminal.wait_for("Duration us")
             terminal.wait_for(lambda: re.search(r"^Processor +\d+\.\d % +[_.\-:=+*#]+$", terminal.text(), re.M))
@@ -491,7 +491,7 @@ class Logs(InHome):
         self.wait_for(process, "last of the first\n")
         self.append("second\n")
         self.wait_for(process, "second\n")
-        # More often than anybody looks.
+        # More often than the program looks.
         for number in range(3):
             self.append(f"end {number}\n")
             self.rotate()
@@ -511,7 +511,7 @@ class Logs(InHome):
         self.write(self.LOG, b"first\n")
         self.wait_for(process, "first\n")
         process.stdout.close()
-        self.assertEqual(process.wait(TIMEOUT), 0, "nobody reads any more")
+        self.assertEqual(process.wait(TIMEOUT), 0, "nobody reads any longer")
         self.assertEqual(process.stderr.read(), "")
 
     def test_what_cannot_be_shown(self):
@@ -591,7 +591,7 @@ class Settings(InHome):
             terminal.wait_for("averaged over 10 s")
             terminal.wait_for("Name ▲")
 
-    def test_refuses_what_makes_no_sense(self):
+    def test_refuses_nonsense(self):
         self.check_refused(*(("settings", *arguments) for arguments in [
             ("colour",), ("average", "0"), ("average", "61"), ("average", "x"), ("sort", "size"), ("processes", "path"), ("sort", ""),
             ("average", "1", "2"), ("--nonsense",)]))
@@ -673,7 +673,7 @@ class Requests(InHome):
 
 
 class Processes(InHome):
-    """The ps command beside what the system tells."""
+    """The ps command beside what the system reports."""
 
     def ps(self, *arguments):
         status, out, err = self.run_program("ps", "--json", *arguments)
@@ -687,7 +687,7 @@ class Processes(InHome):
         self.addCleanup(os.killpg, process.pid, signal.SIGKILL)  # its children too
         return process
 
-    def test_tells_what_the_system_tells(self):
+    def test_reports_what_the_system_reports(self):
         path = os.fsencode(self.home) + b"/a) R 1\n\x1b[31m\xff \xe5\x90\x8d"
         shutil.copy(shutil.which("sleep"), path)
         sleeper, dead = self.child(path, b"1000"), self.child("true")
@@ -709,7 +709,7 @@ class Processes(InHome):
         self.assertEqual(row["path"], path.decode(errors="replace"))
         self.assertEqual(row["command"], [path.decode(errors="replace"), "1000"])
         self.assertEqual((row["processor_percent"], row["processor_seconds"]), (0, 0))
-        # A table has a line for each, whatever they are called.
+        # A table has one line for each, whatever its name.
         out = self.run_program("ps", "--filter", "R 1", "--user", str(os.geteuid()))[1]
         self.assertRegex(out, r"^ *PID +Parent  User +S  Kind +CPU%% +Memory +Thr +Time  Name +Command\n *%d +%d .* S  native +0\.0 "
                               r".* a\) R 1\?\?\[31m\? \?  /[^\x1b\n]+ 1000\n$" % (sleeper.pid, os.getpid()))
@@ -747,7 +747,7 @@ class Processes(InHome):
         self.assertLess(names[f"{shell.pid} sh"]["x"], names[sleeper]["x"])
         self.assertLess(len(names), len(everybody))
 
-    def test_what_cannot_be(self):
+    def test_impossible_requests(self):
         self.check_refused(*(("ps", *arguments) for arguments in [
             ("x",), ("--sort", "path"), ("--sort", "-"), ("--sort",), ("--for", "0"), ("--for", "1.5"), ("--user", "no one"),
             ("--user", "-1"), ("--filter",), ("--json=1",), ("--tree",), ("--svg", "x"), ("--hide", "1"),
@@ -821,7 +821,7 @@ class Commands(InHome):
             process.stdin.write(b"second\n")
             process.stdin.flush()
             self.assertEqual(process.stdout.read(), b"second\n")
-        # Who starts it may ignore the ends of children.
+        # Its parent may ignore SIGCHLD.
         result = subprocess.run([PROGRAM, "run", "--", "sh", "-c", "exit 5"], stderr=subprocess.DEVNULL, check=False,
                                 timeout=TIMEOUT, preexec_fn=lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
         self.assertEqual(result.returncode, 5)

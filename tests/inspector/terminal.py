@@ -84,7 +84,7 @@ class Terminal:
         os.write(self.master, keys.encode())
 
     def read(self, seconds):
-        """Takes in what comes within that time; false if nothing did."""
+        """Reads what comes within that time; false if nothing did."""
         if not select.select([self.master], [], [], seconds)[0]:
             return False
         data = os.read(self.master, 65536)
@@ -103,7 +103,7 @@ class Terminal:
         end = time.monotonic() + TIMEOUT
         while True:
             while self.read(0.02):
-                pass  # until the picture is whole
+                pass  # until the screen is complete
             if holds():
                 return
             assert time.monotonic() < end, f"{what if callable(condition) else condition} did not come:\n{self.text()}"

@@ -9,7 +9,7 @@
 
 namespace corvane {
 
-/// Owns a name on the session bus; notes every call of its own methods and answers with nothing, or not at all. No main
+/// Owns a name on the session bus; records every call of its methods and answers with nothing, or not at all. No main
 /// loop is needed.
 class BusService {
  public:

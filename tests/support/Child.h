@@ -17,7 +17,7 @@ namespace corvane {
 /// A process that lives until the end of the scope.
 class Child {
  public:
-  /// A copy of this process that calls `prepare`, tells that it has, and sleeps.
+  /// A copy of this process that calls `prepare`, reports that it has, and sleeps.
   explicit Child(const std::function<void()>& prepare) {
     std::array<int, 2> ready{};
     if (pipe(ready.data()) != 0) return;

@@ -29,7 +29,8 @@ class FileSizeLimit {
   rlimit m_previous{};
 };
 
-/// A user whom permissions bind, until the end of the scope: who runs the test, or "nobody" for the administrator.
+/// A user to whom permissions apply, until the end of the scope: the one who runs the test, or "nobody" if that is the
+/// administrator.
 class OrdinaryUser {
  public:
   static constexpr uid_t NOBODY = 65534;
@@ -56,7 +57,7 @@ std::string standardErrorOf(Work&& work) {
   return testing::internal::GetCapturedStderr();
 }
 
-/// Looks every few milliseconds whether `condition` holds; false if it does not within `limit`.
+/// Checks every few milliseconds whether `condition` holds; false if it does not within `limit`.
 template <class Condition>
 bool waitUntil(Condition&& condition, std::chrono::milliseconds limit = std::chrono::seconds(30)) {
   const auto end = std::chrono::steady_clock::now() + limit;

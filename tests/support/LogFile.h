@@ -7,7 +7,7 @@
 
 namespace corvane {
 
-/// The lines of an application's log file, with "> " in the place of the columns that a message begins with.
+/// The lines of an application's log file, with "> " in place of the columns before the message.
 inline std::vector<std::string> loggedMessages(const std::string& path, const std::string& identifier = "a.b.App") {
   const std::regex columns(R"(^\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\.\d{6} \d+ )" + identifier + " ");
   std::vector<std::string> messages;

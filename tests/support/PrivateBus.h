@@ -8,8 +8,8 @@
 
 namespace corvane {
 
-/// A message bus of the test's own, in force as both the session and the system bus until the end of the scope. Nothing
-/// is on it but what the test puts there. It dies with the test process, whatever that dies of.
+/// A message bus of the test's own, in force as both the session and the system bus until the end of the scope. Only
+/// what the test puts there is on it. It dies with the test process, however that ends.
 ///
 /// The library's own connections are private, so buses may follow each other in one process; g_bus_get() keeps its
 /// first one for good, so tests should not use it.

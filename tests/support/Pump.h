@@ -8,7 +8,7 @@
 
 namespace corvane {
 
-/// Runs the main loop until `condition` holds, looking every millisecond; false if it does not within `limit` of real
+/// Runs the main loop until `condition` holds, checking every millisecond; false if it does not within `limit` of real
 /// time. On the main queue.
 template <class Condition>
 bool pumpUntil(Condition&& condition, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
@@ -26,7 +26,7 @@ bool pumpUntil(Condition&& condition, std::chrono::milliseconds limit = std::chr
   return held;
 }
 
-/// Runs the main loop for a time long enough for what would be wrong to show, on most runs.
+/// Runs the main loop long enough for a fault to show, on most runs.
 inline void pump(std::chrono::milliseconds time = std::chrono::milliseconds(40)) {
   pumpUntil([] { return false; }, time);
 }

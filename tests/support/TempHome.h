@@ -33,8 +33,8 @@ inline std::vector<std::string> namesIn(const std::string& folder) {
 }
 
 /// A home folder in a temporary folder, in force until the end of the scope: HOME and the XDG folders lie inside it,
-/// and no session bus or display is to be found. Make it before anything else: GLib reads these variables once per
-/// process, so a test program whose cases need different homes runs each in a process of its own, as CTest does.
+/// and neither a session bus nor a display can be found. Make it before anything else: GLib reads these variables once
+/// per process, so a test program whose cases need different homes runs each in a process of its own, as CTest does.
 class TempHome {
  public:
   TempHome() {

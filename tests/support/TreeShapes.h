@@ -14,9 +14,9 @@ namespace corvane::testing {
 /// A tree as the parent of each node; node 0 is the root, and parents come before their children.
 using TreeShape = std::vector<std::size_t>;
 
-/// What layouts are tried on. In a comb every node of a long chain bears a tooth of two nodes on its right, so that the
-/// longest subtree stands on the left at every level; an uneven tree is a root with chains of 1 to 19 nodes; in a mixed
-/// one, which is deep too, every node hangs below one of the eight before it.
+/// The shapes that layouts are tried on. In a comb every node of a long chain bears a tooth of two nodes on its right,
+/// so that the longest subtree stands on the left at every level; an uneven tree is a root with chains of 1 to 19
+/// nodes; in a mixed one, which is deep too, every node hangs below one of the eight before it.
 inline const std::vector<std::string> TREE_SHAPES = {"wide", "deep", "comb", "random", "uneven", "mixed"};
 
 inline TreeShape treeShape(const std::string& kind, std::size_t count) {

@@ -1,4 +1,4 @@
-// A child that tells what it inherited, or sleeps ("sleeps"), or leaves its process group before it does
+// A child that reports what it inherited, or sleeps ("sleeps"), or leaves its process group and then sleeps
 // ("leaves-group").
 
 #include <dirent.h>

@@ -51,7 +51,7 @@ struct ExecuteTest : testing::Test {
   FakePlatform fake{home.path().string()};
 };
 
-// What a streaming reader got; nothing is lost or comes behind the end.
+// What a streaming reader got; nothing is lost, and nothing comes after the end.
 struct Stream {
   Execute::Reader reader() {
     return [this](const std::optional<std::string>& text) {
@@ -64,7 +64,7 @@ struct Stream {
       mutex.broadcast();
     };
   }
-  // The pieces, when the end has come.
+  // The pieces, once the end has come.
   Texts wait() {
     MutexLock lock(mutex);
     while (ends == 0)
@@ -119,7 +119,7 @@ TEST_F(ExecuteTest, OptionsSayWhereAndHowLong) {
   EXPECT_EQ(Execute::sync("/bin/sh", {"-c", "pwd; echo $ONE; exec /bin/cat"}, options),
             home.path().string() + "\n1\n" + input);
 
-  // Whoever has the output open, and wherever it has gone.
+  // Whichever process has the output open, and whatever group it is in.
   const Texts endless = {"-c", "printf before; setsid sleep 20 & exec sleep 60"};
   const Execute::Options limited{.limit = Timeval::usec(300'000)};
   EXPECT_EQ(Execute::syncWithStatus("/bin/sh", endless, limited), std::pair(SIGKILL, std::string("before")));
@@ -164,7 +164,7 @@ TEST_F(ExecuteTest, WhatCannotStartIsLogged) {
                                     "Execute.async exception: " + reason));
 }
 
-TEST_F(ExecuteTest, WithoutAThreadForItNothingIsStarted) {
+TEST_F(ExecuteTest, WithoutAThreadNothingIsStarted) {
   const auto setStackSize = [](std::size_t bytes) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
@@ -279,7 +279,7 @@ TEST_F(ExecuteTest, ReadPipeTakesInputAndEnvironment) {
   Execute::writeProcess(task, "gone");
 }
 
-TEST_F(ExecuteTest, AClosedPipeCallsTheReaderNoMore) {
+TEST_F(ExecuteTest, AfterClosePipeTheReaderIsNotCalled) {
   Stream stream;
   const auto task =
       Execute::readPipe("/bin/sh", QoS::DEFAULT, {"-c", "for i in first second third; do printf $i; sleep 0.15; done"},

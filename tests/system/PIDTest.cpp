@@ -27,7 +27,7 @@ using Names = std::vector<std::string>;
 Names s_log;
 constexpr LogSink SINK = {[](std::string_view line) { s_log.emplace_back(line); }, [] { return true; }};
 
-// Every member of a PID that is not there.
+// Every member of a PID that does not exist.
 void expectNobody(std::int32_t pid) {
   const PID nobody(pid);
   EXPECT_EQ(nobody.path() + nobody.name() + nobody.bundlePath(), "") << pid;
@@ -35,7 +35,7 @@ void expectNobody(std::int32_t pid) {
   nobody.bringToFront();
 }
 
-TEST(PIDTest, TellsOfProcesses) {
+TEST(PIDTest, DescribesProcesses) {
   const TempHome home;
   const PID self(getpid());
   EXPECT_EQ(self.path(), fs::read_symlink("/proc/self/exe"));
@@ -55,7 +55,7 @@ TEST(PIDTest, TellsOfProcesses) {
   EXPECT_EXIT(PID(-1).priority(), testing::KilledBySignal(SIGABRT), "fatal: PID.priority");
 }
 
-TEST(PIDTest, NobodyIsEmpty) {
+TEST(PIDTest, AMissingProcessGivesEmptyAnswers) {
   const TempHome home;
   pid_t ended = 0;
   {
@@ -103,19 +103,19 @@ class Desktop {
   explicit Desktop(TempHome& home) : m_home(home) { start(); }
   ~Desktop() {
     x.reset();
-    // Let it take its files away.
+    // Let it remove its files.
     kill(server->pid(), SIGTERM);
     waitUntil([this] { return !fs::exists("/tmp/.X" + display.substr(1) + "-lock"); });
   }
   Desktop(const Desktop&) = delete;
   Desktop& operator=(const Desktop&) = delete;
 
-  // Starts a server, the first time on a display that is free, and a window manager.
+  // Starts a server, the first time on a free display, and a window manager.
   void start() {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
     ASSERT_NE(fcntl(ends[1], F_SETFD, 0), -1);
-    // Dies with the test, whatever that dies of.
+    // It dies with the test, however that ends.
     Names command = {"setpriv", "--pdeathsig", "KILL",       "Xvfb",      "-displayfd", std::to_string(ends[1]),
                      "-screen", "0",           "640x400x24", "-nolisten", "tcp"};
     if (!display.empty()) command.push_back(display);
@@ -201,12 +201,12 @@ for {set i 1} {$i <= $count} {incr i} {
 )");
 };
 
-TEST(PIDTest, ApplicationsWithWindowsComeToTheFrontWhole) {
+TEST(PIDTest, ApplicationsComeToTheFrontWithAllWindows) {
   TempHome home;
   Desktop desktop(home);
   const auto a = desktop.show("a", 2, "Alpha");
   const auto b = desktop.show("b", 2, "Beta");
-  // Its windows say that they are the other one's.
+  // Its windows claim to be the other one's.
   for (const auto window : desktop.windows("_NET_CLIENT_LIST"))
     desktop.set(window, "_NET_WM_PID", XCB_ATOM_CARDINAL, 32, {static_cast<std::uint32_t>(a->pid())});
   const auto dock = desktop.show("d", 1, "Dock", "dock");
@@ -282,7 +282,7 @@ TEST(PIDTest, HostilePropertiesAndServers) {
   const auto window = desktop.windows("_NET_CLIENT_LIST_STACKING").front();
   ASSERT_TRUE(waitUntil([&] { return alpha.isFrontMost(); }));
 
-  desktop.manager.reset();  // so that nobody puts them right
+  desktop.manager.reset();  // so that nothing corrects them
   const std::vector<std::uint32_t> many(200'000, window);
   std::vector<std::uint32_t> vanished;
   for (std::uint32_t i = 0; i < 5000; ++i) vanished.push_back(window + 1000 + i);
@@ -308,7 +308,7 @@ TEST(PIDTest, HostilePropertiesAndServers) {
     expectNobody(0);
   }
 
-  // A server that does not answer holds nobody up for long, and only the first who asks.
+  // A server that does not answer delays only the first question, and not for long.
   kill(desktop.server->pid(), SIGSTOP);
   const auto start = steady_clock::now();
   EXPECT_FALSE(alpha.isApplication());
@@ -318,7 +318,7 @@ TEST(PIDTest, HostilePropertiesAndServers) {
   kill(desktop.server->pid(), SIGCONT);
   EXPECT_TRUE(waitUntil([&] { return alpha.isApplication(); }));
 
-  // One that is gone is like none, and the next one is found.
+  // One that is gone counts as none, and the next one is found.
   for (const char* display : {":nonsense", static_cast<const char*>(nullptr), desktop.display.c_str()}) {
     home.set("DISPLAY", display);
     EXPECT_EQ(alpha.isApplication(), display == desktop.display.c_str());
@@ -360,14 +360,14 @@ struct StartedTest : testing::Test {
   mutable pid_t grandchild = 0;
 };
 
-TEST_F(StartedTest, TheEnvironmentTells) {
+TEST_F(StartedTest, TheEnvironmentShowsIt) {
   ASSERT_EQ(mkfifo((home / "pipe.desktop").c_str(), 0600), 0);
   const struct {
     std::string file;
     std::string pid;
     bool application;
   } rows[] = {
-      {home / "pipe.desktop", "$$", false},  // first: nothing else would be told while it waits for a writer
+      {home / "pipe.desktop", "$$", false},  // first: nothing else would be answered while it waits for a writer
       {installed("org.example.One"), "$$", true},
       {entry("elsewhere/with blank.desktop"), "$$", true},
       {installed("org.example.One"), "1", false},
@@ -390,8 +390,8 @@ TEST_F(StartedTest, TheEnvironmentTells) {
   }
 }
 
-TEST_F(StartedTest, TheUnitTells) {
-  // Another cgroup file takes the place of the process's own, for this test process alone.
+TEST_F(StartedTest, TheUnitShowsIt) {
+  // Another cgroup file replaces the process's own, for this test process alone.
   if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
     GTEST_SKIP() << "may not make a mount namespace";
   const std::string file = installed("org.example.My-App");

@@ -73,7 +73,7 @@ TEST(ProcInfo, ACProgramCallsEveryFunction) {
   EXPECT_EQ(checkProcInfoApi(), 0) << "is the line of tests/system/ProcInfoApi.c that failed";
 }
 
-TEST(ProcInfo, NamesMayHoldAnything) {
+TEST(ProcInfo, NamesMayContainAnything) {
   for (const std::string name :
        {"two words", "(x) R 1 1", ") Z 0 0 0", "((", "a\nUid:\t7 7", "\xFF\xFE\xC3", "fifteen bytes!!"}) {
     const Child child([&name] { prctl(PR_SET_NAME, name.c_str()); });
@@ -146,7 +146,7 @@ TEST(ProcInfo, ADeletedExecutableKeepsItsPath) {
   }
 }
 
-TEST(ProcInfo, AThreadIsNoProcess) {
+TEST(ProcInfo, AThreadIsNotAProcess) {
   std::atomic<pid_t> id = 0;
   std::atomic<bool> done = false;
   std::thread thread([&] {
@@ -175,7 +175,7 @@ TEST(ProcInfo, OpenFilesAreThoseWithAPath) {
 
   std::map<int, std::string> seen;
   procinfo_files context{&seen, nullptr, [](procinfo_files* self, int32_t fd, const char* path) -> int32_t {
-                           close(open("/", O_RDONLY | O_CLOEXEC));  // what the caller does does not matter
+                           close(open("/", O_RDONLY | O_CLOEXEC));  // what the caller does is irrelevant
                            return static_cast<std::map<int, std::string>*>(self->first)->emplace(fd, path).second ? 1
                                                                                                                   : 0;
                          }};
@@ -201,7 +201,7 @@ TEST(ProcInfo, KernelThreadsHaveNoProgram) {
 
 constexpr uid_t NOBODY = 65534;
 
-TEST(ProcInfo, AnOrdinaryUserSeesWhatEverybodyMay) {
+TEST(ProcInfo, AnOrdinaryUserSeesWhatEveryUserMay) {
   if (geteuid() != 0) GTEST_SKIP() << "needs two users";
   const pid_t root = getpid();
   const pid_t child = fork();
@@ -230,7 +230,7 @@ TEST(ProcInfo, AnOrdinaryUserSeesWhatEverybodyMay) {
   EXPECT_EQ(status, 0) << "exit status " << WEXITSTATUS(status) << " is the number of the check";
 }
 
-TEST(ProcInfo, AProcessThatHidesItselfHasItsUserAllTheSame) {
+TEST(ProcInfo, AProcessThatHidesItselfStillHasItsUser) {
   if (geteuid() != 0) GTEST_SKIP() << "needs two users";
   const Child child([] {
     if (setresgid(NOBODY, NOBODY, NOBODY) != 0 || setresuid(1, NOBODY, 2) != 0) _exit(1);

@@ -16,7 +16,7 @@ namespace {
 
 using namespace corvane;
 
-// A process as the kernel tells of it.
+// A process as the kernel describes it.
 FakeProcessTable::Process example() {
   FakeProcessTable::Process process;
   EXPECT_TRUE(
@@ -105,10 +105,10 @@ TEST(ProcRecords, EveryKnownMemberIsFilled) {
   proclist_dispose(&list);
 }
 
-TEST(ProcRecords, WhatMayNotBeReadIsZeroAndWhoIsGoneIsGone) {
+TEST(ProcRecords, WhatMayNotBeReadIsZeroAndEndedProcessesAreLeftOut) {
   FakePlatform fake;
   fake.processTable->processes[70].info.userTime = 41;
-  for (const bool gone : {false, true}) {  // behind the first of several reads
+  for (const bool gone : {false, true}) {  // after the first of several reads
     fake.processTable->lacking = gone ? ESRCH : EACCES;
     rusage_info_v3 usage{};
     proc_regioninfo region{};
@@ -125,7 +125,7 @@ TEST(ProcRecords, WhatMayNotBeReadIsZeroAndWhoIsGoneIsGone) {
   }
 }
 
-TEST(ProcList, GrowsWhereThereAreMoreThanEstimated) {
+TEST(ProcList, GrowsWhenThereAreMoreThanEstimated) {
   FakePlatform fake;
   for (pid_t pid = 1; pid <= 40'000; ++pid) fake.processTable->processes[pid].info.name = "many";
   for (const std::size_t estimated : {0U, 7U, 40'000U}) {
@@ -168,14 +168,14 @@ TEST(ProcList, ARefusedTableLeavesAnEmptyList) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "sysctl: Too many open files\n");
 }
 
-TEST(ProcList, WithoutDescriptorsThereIsNoHalfAList) {
+TEST(ProcList, WithoutDescriptorsTheListIsEmptyNotPartial) {
   proclist_t list;
   ASSERT_EQ(proclist_create(&list), 0);  // a sanitizer looks at new types in files
   proclist_dispose(&list);
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   const FileDescriptor highest(dup(0));
-  for (rlim_t room = 0; room < 2; ++room) {  // none; one for /proc, and none for what is in it
+  for (rlim_t room = 0; room < 2; ++room) {  // none; then one for /proc, but none for what is in it
     const rlimit tight{static_cast<rlim_t>(highest.get()) + 1 + room, limit.rlim_max};
     setrlimit(RLIMIT_NOFILE, &tight);
     const int32_t result = proclist_create(&list);
@@ -187,7 +187,7 @@ TEST(ProcList, WithoutDescriptorsThereIsNoHalfAList) {
   }
 }
 
-TEST(ProcList, TheMachineIsWhatTheSystemSays) {
+TEST(ProcList, TheMachineIsWhatTheSystemReports) {
   FakePlatform fake;
   EXPECT_EQ(process_architecture(), arch_intel);
   fake.processTable->translating = true;

@@ -96,7 +96,7 @@ TEST(ProcessListTest, WhereNoneIsTranslated) {
   for (const std::int32_t pid : {3, 4, -1}) EXPECT_EQ(list.kind(pid), "Intel");
 }
 
-TEST(ProcessListTest, WhereTheSystemDoesNotTell) {
+TEST(ProcessListTest, WhereTheSystemDoesNotReportTranslation) {
   FakePlatform fake;
   fake.processTable->translating = failure("posix", EACCES, "");
   fake.processTable->processes[3].info.translated = true;

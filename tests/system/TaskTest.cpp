@@ -53,7 +53,7 @@ Task::Settings shell(const std::string& command) {
   return {.executable = "/bin/sh", .arguments = {"-c", command}};
 }
 
-// A task whose output is kept, and that tells when it is over.
+// A task whose output is kept, and which reports when it is over.
 struct Kept {
   explicit Kept(Task::Settings settings) {
     settings.output = Stream::read([this](Task&, std::string_view bytes) {
@@ -190,7 +190,7 @@ TEST(TaskTest, WithoutDescriptorsOrMemoryNothingIsLaunched) {
     ASSERT_FALSE(launched);
     EXPECT_EQ(launched.error().code, code);
   }
-  // With every number of free descriptors: all fails cleanly, or all works, also without one for the process.
+  // With every number of free descriptors: all fails cleanly or all works, even without one for the process.
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   const int before = entries("/proc/self/fd");
@@ -234,7 +234,7 @@ TEST(TaskTest, AChildStartsClean) {
               {QoS::BACKGROUND, false, "own", 10}};
   const int own = getpriority(PRIO_PROCESS, 0);
   for (const auto& row : rows) {
-    // The niceness comes from outside: it has time to.
+    // The niceness is set from outside: wait for it.
     Kept kept({.executable = "/bin/sh",
                .arguments = {"-c", "sleep 0.3; exec " + CHILD},
                .environment = {{{"ONE", "1"}, {"SPACED", "a b"}}},
@@ -309,7 +309,7 @@ TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.command);
     Kept kept(shell(row.command));
-    (kept.task.get()->*row.end)();  // nothing yet
+    (kept.task.get()->*row.end)();  // too early: does nothing
     ASSERT_TRUE(kept.launch());
     ASSERT_TRUE(waitUntil([&] { return kept.soFar() == "ready"; }));
     if (row.command.starts_with("trap")) {
@@ -321,7 +321,7 @@ TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
     ASSERT_TRUE(kept.wait()) << "the grandchild holds the output";
     EXPECT_EQ(kept.task->terminationReason(), Reason::UNCAUGHT_SIGNAL);
     EXPECT_EQ(kept.task->terminationStatus(), row.signal);
-    (kept.task.get()->*row.end)();  // nothing any more
+    (kept.task.get()->*row.end)();  // too late: does nothing
   }
 }
 
@@ -348,7 +348,7 @@ TEST(TaskTest, InputOfAnySizeIsWrittenWithoutWaiting) {
   EXPECT_TRUE(kept.text == sent);
 }
 
-TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
+TEST(TaskTest, AReaderThatIsGoneIsAnErrorNotASignal) {
   signal(SIGPIPE, SIG_DFL);
   const int before = entries("/proc/self/fd");
   {
@@ -365,7 +365,7 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
       EXPECT_TRUE(kept.task->isRunning());
     };
     writeToNobody();
-    // One that the application holds back for itself stays.
+    // One that the application has blocked stays pending.
     sigset_t pipe, pending, mask;
     sigemptyset(&pipe);
     sigaddset(&pipe, SIGPIPE);
@@ -379,7 +379,7 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorAndNoSignal) {
   EXPECT_TRUE(waitUntil([&] { return entries("/proc/self/fd") == before; }));
 }
 
-TEST(TaskTest, TheStatusIsThereForReadersAndManyWaiters) {
+TEST(TaskTest, TheStatusIsKnownToReadersAndManyWaiters) {
   for (int i = 0; i < 20; ++i) {
     std::atomic<int> found = 0;
     const auto task = Task::create({.executable = "/bin/sh",
