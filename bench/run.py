@@ -17,7 +17,7 @@ from pathlib import Path
 
 @dataclass
 class Bar:
-    """What a path is to reach. The reference is a peer by name, "peer" for the best of them, or a number."""
+    """What a path should reach. The reference is a peer by name, "peer" for the best of them, or a number."""
     path: str       # the benchmarks PATH/...
     title: str
     metric: str     # "time" or a counter
@@ -26,7 +26,7 @@ class Bar:
     against: str = "peer"
     more: bool = False  # more is better
     corvane: str = "Corvane"  # how the candidate's name begins
-    plus: str | float = 0  # what may come on top: a figure, or a candidate with one
+    plus: str | float = 0  # what may be added to it: a figure, or a candidate with one
 
 
 # Not peers, but the least that the operating system itself needs.
@@ -202,7 +202,7 @@ def details(results):
     lines = ["| path | candidate | figures |", "|---|---|---|"]
     for path, candidates in results.items():
         for candidate, metrics in candidates.items():
-            # Where latencies or counts are taken, the time of the whole run says nothing more.
+            # Where latencies or counts are taken, the time of the whole run adds nothing.
             shown = {name: value for name, value in metrics.items() if name in units}
             if len(shown) > 1 and path not in ("log", "lines"):
                 shown.pop("time", None)
@@ -227,7 +227,7 @@ def report(results, rounds, loads):
         f"{machine()}, {datetime.date.today()}, load average {loads[0]:.1f} at the beginning and {loads[1]:.1f} at the "
         f"end. Every candidate ran up to {rounds} times (short ones {3 * rounds}), each time in a process of its own and "
         "in turn with the others; a figure is the median of its runs. Compare ratios within this table only: the "
-        "figures of another day or machine are others.", "",
+        "figures of another day or machine differ.", "",
         "Round trips and wake-ups have both threads on one processor, so that the hand-over is compared and not how "
         "long an idle processor takes to rouse. 100 timers or more fall due in groups, a group every millisecond; "
         "lateness is the start of a run minus its due time. Processor time is that of the whole process.", "",
@@ -246,7 +246,7 @@ def main():
     arguments = parser.parse_args()
     programs = sorted((arguments.build / "bin" / "bench").glob("*Bench"))
     if not programs:
-        sys.exit(f"{arguments.build} holds no benchmarks; is Google Benchmark installed?")
+        sys.exit(f"{arguments.build} contains no benchmarks; is Google Benchmark installed?")
     before = os.getloadavg()[0]
     results, rounds = measure(programs, re.compile(arguments.filter), arguments.rounds, 0 if arguments.full else 600)
     if not results:

@@ -252,7 +252,7 @@ TEST_F(MasterTimerTest, ARepeaterLivesUntilStopEvenIfItsOwnerDropsIt) {
   int runs = 0;
   std::weak_ptr<Repeater> weak;
   std::shared_ptr<int> held(new int, [](int* number) {
-    EXPECT_TRUE(IsMainQueue()) << "what a task holds dies where it ran";
+    EXPECT_TRUE(IsMainQueue()) << "what a task holds is destroyed where it ran";
     delete number;
   });
   const std::weak_ptr<int> capture = held;

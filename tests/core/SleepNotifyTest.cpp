@@ -121,7 +121,7 @@ TEST_F(SleepNotifyTest, TheLoginManagersSleepIsDelayedUntilTheHandlersAreDone) {
     EXPECT_EQ(names, (Names{std::string(WILL_SLEEP), std::string(DID_WAKE)})) << "duplicates are suppressed";
   }
   notify.deregister();
-  EXPECT_TRUE(pumpUntil([&] { return bus.inhibitors() == 0; })) << "given back at the end";
+  EXPECT_TRUE(pumpUntil([&] { return bus.inhibitors() == 0; })) << "released at the end";
   bus.prepareForSleep(true);
   pump();
   EXPECT_EQ(names.size(), 2U);

@@ -57,7 +57,7 @@ TEST_F(DefaultSettingsTest, MissingKeysGiveTheDefaultsAndOtherKindsAreConverted)
                settings.loadFont("k"));
   put("k", "12");
   EXPECT_EQ(settings.loadInteger("k", 7), 12);
-  EXPECT_EQ(settings.loadData("k", Data{{1}}), std::nullopt) << "the default is for absent keys";
+  EXPECT_EQ(settings.loadData("k", Data{{1}}), std::nullopt) << "the default is for missing keys";
 }
 
 TEST_F(DefaultSettingsTest, TimesAreWholeMicroseconds) {

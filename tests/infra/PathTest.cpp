@@ -98,7 +98,7 @@ TEST_F(PathTest, CopiesWithPermissionsAndTime) {
   EXPECT_EQ(fs::last_write_time(m_copy), fs::last_write_time(m_resource));
   m_home.write("resources/bare", "no type");
   EXPECT_EQ(CopyResourceFile("bare", "", m_home / "to", true), 0);
-  EXPECT_THAT(namesIn(m_home / "to"), ElementsAre("bare.", "words.txt")) << "the dot is there all the same";
+  EXPECT_THAT(namesIn(m_home / "to"), ElementsAre("bare.", "words.txt")) << "the dot is still there";
   EXPECT_EQ(logged(), "");
 }
 
@@ -112,7 +112,7 @@ TEST_F(PathTest, NothingIsEverReplaced) {
   EXPECT_EQ(logged(), exists);
   EXPECT_EQ(contentOf(m_copy), "old");
   fs::remove(m_resource);
-  EXPECT_EQ(copy(false), -1) << "the destination is looked at before the resource";
+  EXPECT_EQ(copy(false), -1) << "the destination is checked before the resource";
   EXPECT_DEATH(copy(true), "fatal: CopyResourceFile: the main bundle has no resource words.txt");
   m_home.write("resources/words.txt", "new");
   fs::remove(m_copy);

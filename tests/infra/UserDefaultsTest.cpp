@@ -218,7 +218,7 @@ TEST_F(UserDefaultsTest, EightThreadsInEachOfFourProcessesLoseNothing) {
             const std::string key = name + "." + std::to_string(save);
             EXPECT_TRUE(defaults->set(key, save));
             EXPECT_EQ(defaults->integer(key), save);
-            EXPECT_TRUE(defaults->set("last", key)) << "all fight for this one";
+            EXPECT_TRUE(defaults->set("last", key)) << "all compete for this one";
           }
         });
     }));
@@ -337,7 +337,7 @@ TEST_F(UserDefaultsTest, DamageUnderARunningProgramIsFoundByTheNextSave) {
   ASSERT_TRUE(defaults->set("a", 1));
   for (const char* end : {"", "-wal"}) std::ofstream(database + end) << std::string(20'000, 'g');
   inChild([] { EXPECT_THAT(standardErrorOf([] { fresh()->set("b", 2); }), HasSubstr(".damaged-")); });
-  EXPECT_EQ(defaults->integer("b"), 2) << "the program that has the old file open turns to the new one";
+  EXPECT_EQ(defaults->integer("b"), 2) << "the program that has the old file open switches to the new one";
   ASSERT_TRUE(defaults->set("c", 3));
   EXPECT_EQ(fresh()->domainDictionary()->size(), 2U);
 }
@@ -424,7 +424,7 @@ TEST_F(UserDefaultsTest, WhatPermissionsForbidIsLeftAloneAndReadAsFarAsPossible)
     });
     EXPECT_THAT(log, AllOf(HasSubstr(folderMode == 0 ? folder : database), Not(HasSubstr("damaged"))));
     EXPECT_LE(std::ranges::count(log, '\n'), 3) << "the same failure is reported once\n" << log;
-    EXPECT_EQ(standardErrorOf([] { fresh()->value("a"); }).empty(), readable.has_value()) << "reads tell too";
+    EXPECT_EQ(standardErrorOf([] { fresh()->value("a"); }).empty(), readable.has_value()) << "reads report it too";
     fs::permissions(folder, fs::perms(0700));
     fs::permissions(database, fs::perms(0600));
     EXPECT_TRUE(reader->set("c", 3)) << "once the permissions are back";
@@ -511,7 +511,7 @@ TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceObserved) {
   defaults.reset();
   ASSERT_TRUE(fresh()->set("foreign", 2));
   pump();
-  EXPECT_EQ(listener->keys.size(), 4U) << "who is gone does not watch";
+  EXPECT_EQ(listener->keys.size(), 4U) << "settings that are gone do not watch";
 }
 
 TEST(UserDefaultsFakeTest, AFailedReadKeepsTheKnownValuesAndIsTriedAgain) {

@@ -89,7 +89,7 @@ TEST(LiveView, ReadsProcessesOnlyWhileTheyAreShown) {
   for (const int back : {static_cast<int>('p'), key::ESCAPE, static_cast<int>('b')}) {
     view.press('p');
     EXPECT_TRUE(isLooking());
-    EXPECT_FALSE(showsItself()) << "the rows of the last time";
+    EXPECT_FALSE(showsItself()) << "the previous rows";
     MainLoop::run();
     EXPECT_TRUE(showsItself());
     view.press(back);

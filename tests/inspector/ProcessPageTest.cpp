@@ -165,7 +165,7 @@ TEST(ProcessPage, FiltersWhatIsTyped) {
   EXPECT_EQ(selected(page), "quack") << "what was hidden is no longer selected";
   page.press(key::ENTER);
   EXPECT_TRUE(shows(page, "2 of 3 with \"q\""));
-  EXPECT_FALSE(page.press('q')) << "no more typed: it quits";
+  EXPECT_FALSE(page.press('q')) << "no longer typing: it quits";
   EXPECT_TRUE(page.press(key::ESCAPE)) << "clears the filter";
   EXPECT_TRUE(shows(page, "Processes, 3 "));
   EXPECT_FALSE(page.press(key::ESCAPE)) << "back";

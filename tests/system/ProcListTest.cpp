@@ -105,7 +105,7 @@ TEST(ProcRecords, EveryKnownMemberIsFilled) {
   proclist_dispose(&list);
 }
 
-TEST(ProcRecords, WhatMayNotBeReadIsZeroAndEndedProcessesAreLeftOut) {
+TEST(ProcRecords, WhatMayNotBeReadIsZeroAndEndedProcessesAreErrors) {
   FakePlatform fake;
   fake.processTable->processes[70].info.userTime = 41;
   for (const bool gone : {false, true}) {  // after the first of several reads
