@@ -15,19 +15,19 @@ struct Command {
   std::string_view summary;  ///< what it does, in one line: "show a log"
   std::string_view details;  ///< the help for its arguments and options, in lines; may be empty
   int (*run)(const Arguments& arguments);
-  bool takesAnyText = false;  ///< only its first argument is looked at for --help, because others may be any text
+  bool takesAnyText = false;  ///< only its first argument is checked for --help, because others may be any text
 };
 
 /// A program of several commands.
 struct Program {
   std::string_view name;
   std::span<const Command> commands;
-  std::string_view notes = {};  ///< stands below the list of commands, in lines
-  bool hasDefault = false;      ///< the first command runs where the command line names none
+  std::string_view notes = {};  ///< shown below the list of commands, in lines
+  bool hasDefault = false;      ///< the first command runs if the command line names none
 };
 
-/// Runs the command that the command line names, with the arguments behind its name, and gives back what main()
-/// returns. "--help" and "-h" show the list of commands or, behind a command's name and before any "--", the help for
+/// Runs the command that the command line names, with the arguments after its name, and gives what main()
+/// returns. "--help" and "-h" show the list of commands or, after a command's name and before any "--", the help for
 /// that command alone. An exception that leaves a command is reported.
 int runProgram(const Program& program, int argc, char** argv);
 

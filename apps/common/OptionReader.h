@@ -11,7 +11,7 @@
 namespace corvane {
 
 /// Goes through the options and operands of a command line. Options are "--name", "--name value" or "--name=value";
-/// what stands behind "--" is operands only. Errors are one line for the user.
+/// after "--" there are only operands. Errors are one line for the user.
 ///
 ///     for (OptionReader option(arguments); option.next();)
 ///       if (option.name() == "--lines") lines = option.value();

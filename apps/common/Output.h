@@ -18,7 +18,7 @@ void setProgramName(std::string_view name);
 /// Reports something on standard error in one line.
 void report(std::string_view line);
 
-/// Reports a failure in one line, and gives back the status.
+/// Reports a failure in one line, and gives the exit status.
 int fail(std::string_view reason, int status = 1);
 
 /// The same, with status 2, for a command line that the program does not understand.

@@ -53,7 +53,7 @@ void print(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-// A domain that must be there, and what it holds.
+// A domain that must exist, and its content.
 struct Existing {
   UserDefaults defaults;
   Value::Dictionary content;

@@ -14,8 +14,8 @@ inline constexpr std::string_view GET_HELP =
     "  --limit MSECS        give up after so many milliseconds (default: 10000)\n";
 
 /// The get command: makes one HTTP request and prints the body to standard output and one line about the outcome to
-/// standard error. The process's exit status: 0 if the server answered with a status from 200 to 399, 2 for arguments
-/// that make no sense, else 1.
+/// standard error. The process's exit status: 0 if the server answered with a status from 200 to 399, 2 for invalid
+/// arguments, otherwise 1.
 int get(const Arguments& arguments);
 
 }  // namespace corvane::inspector

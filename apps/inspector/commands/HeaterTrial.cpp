@@ -57,7 +57,7 @@ std::vector<HeaterTrial::Sample> HeaterTrial::run(const Tuning& tuning) {
   for (double time = 0; time <= END; time += STEP) {
     const double setpoint = time < SETPOINT_CHANGE ? 60 : 50;
     SimulatedTime::pass();
-    // Without gains at first, so that the derivative begins at the temperature that is there.
+    // Without gains at first, so that the derivative starts at the present temperature.
     if (samples.empty()) {
       control.output(setpoint, heater.temperature(), false);
       control.coeff(tuning.kp, tuning.ki, tuning.kd);

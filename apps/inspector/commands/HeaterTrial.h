@@ -5,7 +5,7 @@
 
 namespace corvane::inspector {
 
-/// The gains of a PIDControl, by the name of what they were found with.
+/// The gains of a PIDControl, by the name of the rule that gave them.
 struct Tuning {
   std::string name;
   double kp, ki, kd;

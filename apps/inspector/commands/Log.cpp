@@ -51,7 +51,7 @@ std::vector<OpenLog> successors(const std::string& path, const std::optional<Ope
     auto archive = OpenLog::open(archiveOf(path, number));
     if (!archive) continue;
     if (archive->isSameAs(*shown)) return logs;
-    // A rotation in this very moment shows a file twice.
+    // A rotation at this very moment shows a file twice.
     const auto isArchive = [&](const OpenLog& log) { return log.isSameAs(*archive); };
     if (std::ranges::none_of(logs, isArchive)) logs.push_back(std::move(*archive));
   }
@@ -59,12 +59,13 @@ std::vector<OpenLog> successors(const std::string& path, const std::optional<Ope
   return logs;
 }
 
-// Shows what is written until the output fails or nobody reads it any more.
+// Shows what is written until the output fails or has no reader any longer.
 int follow(const std::string& path, std::optional<OpenLog> log) {
   static constexpr int INTERVAL_MSEC = 200;
   pollfd output = {.fd = STDOUT_FILENO, .events = 0, .revents = 0};
   for (;;) {
-    const bool replaced = !log || !log->isAt(path);  // asked first: whoever moves a log has written its last line
+    const bool replaced =
+        !log || !log->isAt(path);  // checked first: the process that moves a log has written its last line
     if (const int error = log ? log->show() : 0) return error;
     if (replaced) {
       for (OpenLog& next : successors(path, log) | std::views::reverse) {

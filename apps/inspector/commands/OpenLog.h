@@ -8,20 +8,21 @@
 
 namespace corvane::inspector {
 
-/// A log file that is being shown: open, so that it is the same file under whatever name, with how far it was shown.
+/// A log file that is being shown: kept open, so that it stays the same file under any name, with how far it has been
+/// shown.
 class OpenLog {
  public:
   static Result<OpenLog> open(const std::string& path);
 
-  /// Passes over all but the last so many lines; how many the file has less.
+  /// Skips all but the last so many lines; returns how many the file lacks.
   unsigned skipToTail(unsigned lines);
 
-  /// Shows what has not been shown; from the beginning if the file has become shorter. The code of the output's
-  /// failure.
+  /// Shows what has not been shown; from the beginning if the file has become shorter. The error code of the
+  /// output.
   int show();
 
   bool isSameAs(const OpenLog& other) const { return m_device == other.m_device && m_inode == other.m_inode; }
-  /// True if this file bears that name now.
+  /// True if this file has that name now.
   bool isAt(const std::string& path) const;
 
  private:

@@ -44,7 +44,7 @@ std::optional<uid_t> userOf(std::string_view text) {
   return numberIn<uid_t>(text);
 }
 
-// Takes the option's value into the options; an error if it makes no sense.
+// Takes the option's value into the options; an error if it is invalid.
 tl::expected<void, std::string> read(OptionReader& option, Options& options) {
   if (option.name() == "--for") return option.seconds().map([&](unsigned seconds) { options.seconds = seconds; });
   if (option.name() == "--json" || option.name() == "--tree") {

@@ -64,13 +64,13 @@ std::uint64_t ownPeak() {
   return 0;
 }
 
-// Takes the signals that would end this process and hands them to the child, until that has ended. Those of the
-// terminal's keys the child has had already.
+// Takes the signals that would end this process and passes them on to the child, until that has ended. Those of the
+// terminal's keys have reached the child already.
 class Signals {
  public:
-  // Before there is another thread, so that all of them leave the signals to this one.
+  // Before there are other threads, so that all of them leave the signals to this one.
   Signals() {
-    ::signal(SIGCHLD, SIG_DFL);  // ignored, it would take the child's status with it
+    ::signal(SIGCHLD, SIG_DFL);  // if it were ignored, the child's status would be lost
     sigemptyset(&m_set);
     for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGCHLD}) sigaddset(&m_set, number);
     pthread_sigmask(SIG_BLOCK, &m_set, nullptr);
@@ -126,7 +126,7 @@ std::string objectOf(const std::vector<std::string>& command, const Outcome& out
 }  // namespace
 
 int runCommand(const Arguments& arguments) {
-  // The command begins behind "--", or with the first argument that is not an option.
+  // The command begins after "--", or with the first argument that is not an option.
   auto begin = std::ranges::find_if(arguments, [](std::string_view a) { return !a.starts_with("-") || a == "--"; });
   const Arguments own(arguments.begin(), begin);
   if (begin != arguments.end() && *begin == "--") ++begin;

@@ -43,7 +43,7 @@ class EndSignals {
   MainLoopSource m_terminate = MainLoopSource::signal(SIGTERM, [this] { end(SIGTERM); });
 };
 
-/// Hears of changed settings; its name is seen on the page of the broadcaster.
+/// Is notified of changed settings; its name is seen on the page of the broadcaster.
 struct SettingsReload {
   std::function<void()> reload;
   void operator()(std::string_view, const std::any&) const { reload(); }
@@ -83,7 +83,7 @@ int showLive(Screen& screen, LocalSource& source, EndSignals& signals, std::opti
     screen.resize();
     refresh();
   });
-  // Also those of another live view, and of the settings command.
+  // Including those made by another live view and by the settings command.
   const auto changes = Listen(UserDefaults::DID_CHANGE, SettingsReload{[&] {
                                 view.apply(ViewSettings::load());
                                 refresh();
@@ -142,7 +142,7 @@ int view(const Arguments& arguments) {
   }
   MasterTimer::instance()->stop();
   logger->close();
-  // Whoever waits for the process sees what ended it.
+  // The parent sees what ended the process.
   if (received != 0) std::raise(received);
   return status;
 }

@@ -7,7 +7,7 @@
 
 namespace corvane::inspector {
 
-/// The page about the broadcaster, listener by listener, and what the log holds.
+/// The page about the broadcaster, listener by listener, and the figures of the log.
 class BroadcasterPage : public Page {
  public:
   BroadcasterPage(const Source& source, const Glyphs& glyphs);

@@ -8,7 +8,7 @@ namespace corvane::inspector {
 
 namespace {
 
-constexpr std::size_t WITH_HINTS = 6, WITH_TITLE = 4;  // rows from which on there are
+constexpr std::size_t WITH_HINTS = 6, WITH_TITLE = 4;  // the least rows for them
 
 }  // namespace
 

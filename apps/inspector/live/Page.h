@@ -27,10 +27,10 @@ class Page {
   /// Takes a key; false if it means nothing here.
   virtual bool press(int pressed) = 0;
 
-  /// The first line, as it fits to the last draw().
+  /// The first line, to match the last draw().
   virtual Line title(std::size_t columns) const = 0;
 
-  /// What stands below the title; lines beyond so many are cut off.
+  /// What is shown below the title; further lines are cut off.
   virtual Frame draw(std::size_t rows, std::size_t columns) = 0;
 
   /// What takes the place of the hints: a question, a message. Usually nothing.

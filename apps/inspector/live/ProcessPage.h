@@ -15,7 +15,7 @@
 
 namespace corvane::inspector {
 
-/// The page of all processes: their order, the filter, the one that the user stands on, and the questions before a
+/// The page of all processes: their order, the filter, the one that is selected, and the questions before a
 /// signal is sent. It looks at the processes only while it is shown.
 class ProcessPage : public Page {
  public:
@@ -27,11 +27,11 @@ class ProcessPage : public Page {
   void sortBy(ProcessColumn column, bool descending);
 
   /// Takes new rows, or why there are none. The selection stays with its process; if that one has ended or the filter
-  /// hides it nothing is selected, so that no key meets another one.
+  /// hides it, nothing is selected, so that no key reaches another one.
   void take(Result<std::vector<ProcessRow>> rows);
 
   void open() override;
-  /// Forgets all but the order and the filter.
+  /// Forgets everything but the order and the filter.
   void close() override;
   bool press(int pressed) override;
   Line title(std::size_t columns) const override;

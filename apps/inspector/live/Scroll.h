@@ -10,7 +10,7 @@ namespace corvane::inspector {
 /// Which lines of a longer text are on the screen.
 class Scroll {
  public:
-  /// Where the text begins to be shown. At its end, lines that come later are shown too, unless the user has gone up.
+  /// Where the text is shown first. At its end, lines that come later are shown too, unless the user has scrolled up.
   enum class Start { BEGINNING, END };
 
   explicit Scroll(Start start) : m_start(start), m_follows(start == Start::END) {}
@@ -18,7 +18,7 @@ class Scroll {
   /// Back to where it began.
   void reset() { *this = Scroll(m_start); }
 
-  /// Goes through the text with up, down, page up, page down, home and end; false for other keys.
+  /// Scrolls the text by up, down, page up, page down, home and end; false for other keys.
   bool press(int pressed);
 
   /// The lines that so many rows show.

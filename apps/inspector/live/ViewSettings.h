@@ -23,7 +23,7 @@ struct ViewSettings {
 
   bool operator==(const ViewSettings&) const = default;
 
-  /// The stored ones; those above for what is not stored or makes no sense.
+  /// The stored ones; those above for what is not stored or invalid.
   static ViewSettings load();
 
   /// Stores what differs from `before`, together.
@@ -33,7 +33,7 @@ struct ViewSettings {
 /// One of them, as text.
 struct ViewSetting {
   std::string_view key;
-  /// Takes the setting from its text; false if that makes no sense.
+  /// Takes the setting from its text; false if that is invalid.
   bool (*read)(std::string_view text, ViewSettings& settings);
   Value (*value)(const ViewSettings& settings);
   std::string_view expected;  ///< what read() accepts: "expects ..."

@@ -48,7 +48,7 @@ LocalSource::LocalSource(const std::string& root)
   for (std::size_t i = 0; i < GAUGES; ++i) AddListener(KEYS[i], m_histories[i] = std::make_shared<History>());
   AddListener(HEARTBEAT, m_heartbeatLog);
   startReaders();
-  // A program without an identifier, one copied out of its place say, keeps no log.
+  // A program without an identifier, for instance a copy elsewhere, keeps no log.
   if (Bundle::mainBundle()->identifier()) m_repeaters.start("log heartbeat", 10, [this] { announceHeartbeat(); });
 }
 

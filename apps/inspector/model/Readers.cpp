@@ -23,7 +23,7 @@ Folder openFolder(const std::string& path) {
   return {opendir(path.c_str()), closedir};
 }
 
-// Names in a folder that begin and end so, sorted; empty if it cannot be read.
+// Names in a folder with this beginning and end, sorted; empty if it cannot be read.
 std::vector<std::string> namesIn(const std::string& path, std::string_view begin, std::string_view end) {
   std::vector<std::string> names;
   if (const Folder folder = openFolder(path)) {
@@ -41,7 +41,7 @@ std::string textIn(const std::string& path) {
   return std::string(trimmed(readText(path, 4096).value_or(std::string())));
 }
 
-// The file holds thousandths of a degree. Sensors without anything attached report numbers far off.
+// The file contains thousandths of a degree. Sensors without anything attached report absurd numbers.
 std::optional<double> celsiusIn(const std::string& path) {
   const auto thousandths = numberIn<std::int64_t>(textIn(path));
   if (!thousandths || *thousandths < -100'000 || *thousandths > 250'000) return std::nullopt;
@@ -72,7 +72,7 @@ std::optional<ProcessorReader::Times> ProcessorReader::parse(const std::optional
 std::optional<double> ProcessorReader::read() {
   const auto before = std::exchange(m_before, parse(readText(m_path, 4096)));
   if (!before || !m_before || m_before->total <= before->total) return std::nullopt;
-  // The time waited for disks may go back by a little.
+  // The time waited for disks may decrease a little.
   const auto idle = static_cast<double>(m_before->idle) - static_cast<double>(before->idle);
   return std::clamp(100 - 100 * idle / static_cast<double>(m_before->total - before->total), 0.0, 100.0);
 }

@@ -68,7 +68,7 @@ struct Screen::Terminal {
     return A_NORMAL;
   }
 
-  // After an escape: drops the rest of a key that this kind of terminal is not said to have, which would otherwise pass
+  // After an escape: drops the rest of a key that this kind of terminal should not have, which would otherwise pass
   // for several keys. False if nothing follows, so that it was the key of that name.
   bool skipSequence() const {
     int next = wgetch(input);

@@ -7,7 +7,7 @@
 namespace corvane::inspector {
 
 /// Gives the user's terminal back when the process ends while the screen is up: on a crash, on abort(), on a signal
-/// that nobody handles, and on exit(). One at a time; made before the screen changes the terminal.
+/// that nothing else handles, and on exit(). One at a time; made before the screen changes the terminal.
 class TerminalGuard {
  public:
   explicit TerminalGuard(HeldStderr& held);

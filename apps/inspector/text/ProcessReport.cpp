@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t GAP = 2;
 constexpr std::size_t USEFUL = 12;  // a text column that is cut shorter than this is of no use
 
-// What narrow tables go without, in this order.
+// What narrow tables leave out, in this order.
 constexpr std::array DISPENSABLE = {ProcessColumn::COMMAND, ProcessColumn::TIME,   ProcessColumn::THREADS,
                                     ProcessColumn::KIND,    ProcessColumn::PARENT, ProcessColumn::USER,
                                     ProcessColumn::STATE};
