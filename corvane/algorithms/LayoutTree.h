@@ -17,15 +17,15 @@
 
 namespace corvane {
 
-/// A place in the layout: x to the right in the unit of the separations, y down, one unit a level.
+/// A place in the layout: x to the right in the unit of the separations, y down, one unit per level.
 struct LayoutPoint {
   double x = 0;
   double y = 0;
   bool operator==(const LayoutPoint&) const = default;
 };
 
-/// What a laid-out tree covers, from its first to its last node's location in each direction. The nodes' own sizes come
-/// on top.
+/// The area of a laid-out tree, between the outermost node locations in each direction. The sizes of the nodes
+/// themselves are not included.
 struct LayoutBox {
   double left = 0;
   double top = 0;
@@ -35,8 +35,8 @@ struct LayoutBox {
   double height() const { return bottom - top; }
 };
 
-/// A tree that can tell where to draw its nodes: parents over their children, siblings and neighbouring subtrees apart,
-/// nothing left of x = 0. Each node carries a value of the application's.
+/// A tree that computes where to draw its nodes: parents above their children, siblings and neighbouring subtrees
+/// apart, and nothing to the left of x = 0. Each node carries a value of the application.
 ///
 ///     const auto root = std::make_shared<corvane::LayoutTree<std::string>>("root");
 ///     for (const char* name : {"left", "middle", "right"})
@@ -44,24 +44,24 @@ struct LayoutBox {
 ///     root->calculateNodePositions();
 ///     root->traverse([](auto& node) { draw(*node.data(), node.location()); });  // root at (1, 0), left at (0, 1), ...
 ///
-/// **Ownership.** Nodes are held by std::shared_ptr. Whoever holds the root holds the tree; a child refers to its
-/// parent weakly, and becomes a root when the parent is destroyed. A node that goes with its tree has lost its children
-/// before its destructor runs.
+/// **Ownership.** Nodes are held by std::shared_ptr. Holding the root holds the tree; a child refers to its parent
+/// weakly, and becomes a root when the parent is destroyed. When a whole tree is destroyed, each node has lost its
+/// children before its destructor runs.
 ///
-/// **Two views of the children.** allChildNodes() are all; children() are the visible ones: none while
-/// childrenHidden(), else all. Navigation, walks, search, layout and the box go by the visible ones; sorting and
-/// autoHideNodes() by all.
+/// **Two views of the children.** allChildNodes() returns all children; children() returns the visible ones: none while
+/// childrenHidden(), otherwise all. Navigation, walks, search, layout and the box use the visible ones; sorting and
+/// autoHideNodes() use all.
 ///
-/// **Shape.** addChildNode() checks neither for a node that is added twice nor for one that has a parent already; such
-/// a node is met as often as it is listed, and its siblings are those in the list of its parent(). A node below itself
-/// is fatal for every walk. Any depth will do: nothing recurses.
+/// **Shape.** addChildNode() does not check for a node that is added twice or already has a parent; such a node is
+/// visited as often as it is listed, and its siblings are those in the list of its parent(). A node below itself is
+/// fatal in every walk. Trees may be of any depth: nothing recurses.
 ///
-/// **Callables** may change nodes, and hide and show children; a walk goes on with the lists that it has begun.
+/// **Callables** may change nodes, and hide and show children; a walk continues with the lists that it has begun.
 ///
-/// **Fatal**, besides that: the sibling operations (isLeftMost() to leftMostSibling()) on a node whose parent's
-/// children are hidden, and a null child.
+/// **Fatal**, in addition: the sibling operations (isLeftMost() to leftMostSibling()) on a node whose parent's children
+/// are hidden, and a null child.
 ///
-/// No lock: a tree is used from one thread at a time. A class of its own may override every virtual operation.
+/// No lock: use a tree from one thread at a time. A derived class may override every virtual operation.
 template <class T>
 class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
  public:
@@ -83,7 +83,7 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
 
   /// Whether there are no visible children.
   virtual bool isLeaf() const { return children().empty(); }
-  /// Whether there is no parent, or none any more.
+  /// Whether the node has no parent, or its parent has been destroyed.
   virtual bool isRoot() const { return m_parentnode.expired(); }
   /// The number of all children.
   virtual std::int64_t childCount() const { return static_cast<std::int64_t>(m_childnodes.size()); }
@@ -92,14 +92,14 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
   virtual bool childrenHidden() const { return m_hide_children; }
   virtual void setChildrenHidden(bool hidden) { m_hide_children = hidden; }
 
-  /// How far the node and its subtree stay to the right of the siblings on its left and of their subtrees, on each
-  /// level that both have. 1 at first. A finite number; with a negative one they may overlap.
+  /// The distance that the node and its subtree keep from the siblings on its left and their subtrees, on each level
+  /// that both have. Initially 1. A finite number; with a negative one they may overlap.
   virtual double nodeSeparation() const { return m_nodeSeparation; }
   virtual void setNodeSeparation(double separation) { m_nodeSeparation = separation; }
 
   /// Null for a root.
   virtual Pointer parent() const { return m_parentnode.lock(); }
-  /// Changes what this node takes for its parent, and nobody's children.
+  /// Changes this node's parent(), but no list of children.
   virtual void setParent(const Pointer& parent) {
     m_parentnode = parent;
     if (m_index != NOT_LISTED) m_index = UNKNOWN;
@@ -142,11 +142,11 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
     return parent ? parent->shownChildren().front() : nullptr;
   }
 
-  /// The first visible child, and the last; null without.
+  /// The first and the last visible child; null if there is none.
   virtual Pointer leftMostChild() const { return children().empty() ? nullptr : children().front(); }
   virtual Pointer rightMostChild() const { return children().empty() ? nullptr : children().back(); }
 
-  /// Adds a child behind the others and becomes its parent. A former parent keeps it in its list.
+  /// Adds a child after the others and becomes its parent. A previous parent keeps it in its list.
   virtual void addChildNode(const Pointer& child) {
     const std::weak_ptr<LayoutTree> self = this->weak_from_this();
     if (!child) fatal("LayoutTree::addChildNode: the child is null");
@@ -156,13 +156,13 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
     if (child->m_index == NOT_LISTED)
       child->m_index = static_cast<std::uint32_t>(m_childnodes.size() - 1);
     else if (!child->isChildOf(self))
-      child->m_index = UNKNOWN;  // it may be in this list already
+      child->m_index = UNKNOWN;  // it may already be in this list
     child->m_parentnode = self;
   }
 
-  /// Sorts the children of every node of the tree, hidden ones included, those of the lowest nodes first.
-  /// `isBefore(a, b)` tells whether a goes before b. Equal nodes keep their order. If it throws, the list that it was
-  /// called for stays as it was.
+  /// Sorts the children of every node of the tree, hidden ones included, starting with the lowest nodes. `isBefore(a,
+  /// b)` tells whether a comes before b. Equal nodes keep their order. If it throws, the list that it was called for
+  /// stays as it was.
   virtual void sortChildNodes(const std::function<bool(const LayoutTree& a, const LayoutTree& b)>& isBefore) {
     walk(*this, all, goOn, [&isBefore](LayoutTree& node) {
       Nodes sorted = node.m_childnodes;
@@ -173,21 +173,22 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
     });
   }
 
-  /// Calls `condition` for every node of the tree, hidden ones included, after the nodes below it. It decides by
+  /// Calls `condition` for every node of the tree, hidden ones included, after the nodes below it. It may call
   /// setChildrenHidden().
   virtual void autoHideNodes(const std::function<void(LayoutTree&)>& condition) { walk(*this, all, goOn, condition); }
 
   /// Calls `action` for every visible node, after the nodes below it.
   virtual void traverse(const std::function<void(LayoutTree&)>& action) { walk(*this, visible, goOn, action); }
 
-  /// Asks `until` of the visible nodes, a node before those below it, until it answers true; whether it did.
+  /// Calls `until` for the visible nodes, each before the nodes below it, until it returns true. Returns whether it
+  /// did.
   virtual bool search(const std::function<bool(LayoutTree&)>& until) {
     return walk(
         *this, visible, [&until](LayoutTree& node, std::size_t) { return until(node); }, nothing);
   }
 
-  /// Gives every visible node its location, with this node as the root, in linear time. The result depends on shape,
-  /// order and separations alone, not on earlier layouts. docs/layout.md has the mathematics.
+  /// Gives every visible node its location, with this node as the root, in linear time. The result depends only on
+  /// shape, order and separations, not on earlier layouts. docs/layout.md has the mathematics.
   virtual void calculateNodePositions() {
     const std::vector<Visible> nodes = initialiseNodes();
     TidyLayout layout(nodes.size());
@@ -201,7 +202,7 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
     }
   }
 
-  /// What the locations of this node and the visible nodes below it cover.
+  /// The area of the locations of this node and the visible nodes below it.
   LayoutBox boundingBox() const {
     LayoutBox box{m_locn.x, m_locn.y, m_locn.x, m_locn.y};
     const auto include = [&box](const LayoutTree& node) {
@@ -215,11 +216,11 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
   }
 
  private:
-  // Values of m_index besides the place among the children of m_parentnode.
+  // Values of m_index other than the index among the children of m_parentnode.
   static constexpr std::uint32_t NOT_LISTED = std::numeric_limits<std::uint32_t>::max();  // was never added anywhere
   static constexpr std::uint32_t UNKNOWN = NOT_LISTED - 1;
 
-  // Nodes lie anywhere in memory: asking for so many before their turn halves the time of a pass over them.
+  // Nodes may be anywhere in memory: prefetching this many of them halves the time of a pass.
   static constexpr std::size_t AHEAD = 6;
 
   // Arguments for walk().
@@ -228,14 +229,14 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
   static bool goOn(const LayoutTree&, std::size_t) { return false; }
   static void nothing(const LayoutTree&) {}
 
-  // Goes through the tree from left to right: enter(node, depth) before what is below a node, leave(node) after it.
-  // Ends when an enter() gives true, and tells whether one did.
+  // Goes through the tree from left to right: enter(node, depth) before the nodes below a node, leave(node) after them.
+  // Ends when an enter() returns true; returns whether one did.
   template <class Node, class ChildrenOf, class Enter, class Leave>
   static bool walk(Node& root, ChildrenOf childrenOf, const Enter& enter, const Leave& leave) {
     struct Level {
       Node* node;
       const Nodes* children;
-      std::size_t count;  // when the walk came to the node
+      std::size_t count;  // when the walk reached the node
       std::size_t next;
     };
     const auto announce = [](const Level& level, std::size_t child) {
@@ -247,7 +248,7 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
     std::vector<Level> path;
     for (Node* node = &root;;) {
       if (enter(*node, path.size())) return true;
-      // A path that goes round meets, before long, the node at the last power of two of its length.
+      // A path with a cycle soon comes to the node at the last power of two of its length again.
       if (!path.empty() && path[std::bit_floor(path.size() - 1)].node == node)
         fatal("LayoutTree: a node is below itself");
       const Nodes& children = childrenOf(*node);
@@ -291,10 +292,10 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
     return !m_parentnode.owner_before(parent) && !parent.owner_before(m_parentnode);
   }
 
-  // The first place of a node, whose parent this is, among the visible children.
+  // The first index of a child of this node among the visible children.
   std::optional<std::size_t> childIndex(const LayoutTree& child) const {
     const Nodes& nodes = children();
-    if (&nodes != &m_childnodes) {  // a derived class has a list of its own
+    if (&nodes != &m_childnodes) {  // a derived class has its own list
       const auto found = std::ranges::find(nodes, &child, &Pointer::get);
       return found == nodes.end() ? std::nullopt : std::optional(static_cast<std::size_t>(found - nodes.begin()));
     }
@@ -312,8 +313,8 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
     }
   }
 
-  // Takes the nodes below apart from the lowest up, without recursion or memory: on the way down the last place in each
-  // list of children holds the way back.
+  // Destroys the nodes below from the lowest up, without recursion or extra memory: on the way down, the last place in
+  // each list of children holds the way back.
   void destroyChildren() {
     while (!m_childnodes.empty()) {
       Pointer node = std::move(m_childnodes.back());
@@ -333,7 +334,7 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
     }
   }
 
-  // What a walk looks at comes first, so that it lies together.
+  // The members that a walk uses come first, so that they are close together.
   Nodes m_childnodes;
   double m_nodeSeparation = 1;
   std::uint32_t m_index = NOT_LISTED;

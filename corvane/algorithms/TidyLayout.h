@@ -7,16 +7,16 @@
 
 namespace corvane {
 
-/// The arithmetic of LayoutTree::calculateNodePositions(), without the tree: horizontal positions for nodes that are
-/// given by depth and separation. For applications, LayoutTree is the class to use.
+/// The arithmetic of LayoutTree::calculateNodePositions(), without the tree: horizontal positions for nodes given by
+/// depth and separation. Applications use LayoutTree.
 ///
 /// Time and memory are linear in the number of nodes, whatever the shape. Every subtree has a contour: for each of its
-/// levels the least and the greatest x. The contours of siblings are merged from left to right level by level, which
-/// ends at the lower of the two, and each level that is gone over disappears into another one; so all merges together
-/// cost no more than there are nodes. What moves a whole subtree is noted in one place and added when it is read.
+/// levels the least and the greatest x. The contours of siblings are merged from left to right level by level, down to
+/// the last level that both have, and each merged level disappears into another one; so all merges together take no
+/// more steps than there are nodes. A shift of a whole subtree is stored in one place and added when it is read.
 class TidyLayout {
  public:
-  /// A layout for so many nodes.
+  /// A layout for this number of nodes.
   explicit TidyLayout(std::size_t count) { m_nodes.reserve(count); }
 
   /// Adds the next node in pre-order: the root (depth 0), then every subtree in order.
@@ -26,7 +26,7 @@ class TidyLayout {
     m_nodes.push_back({.separation = separation});
   }
 
-  /// Gives every node an x beside its left sibling, moved to the right until its subtree clears those on its left.
+  /// Gives every node an x next to its left sibling, moved to the right until its subtree clears those on its left.
   void calculateInitialX() {
     close(0);
     for (std::size_t node = m_nodes.size(); node-- > 0;) placeChildren(node);
@@ -45,7 +45,7 @@ class TidyLayout {
     root.mod += shift;
   }
 
-  /// Adds to every node what the nodes above it were moved by.
+  /// Adds the shifts of the nodes above it to every node.
   void calculateFinalPositions() {
     m_nodes.front().modSum = 0;
     for (std::size_t parent = 0; parent < m_nodes.size(); ++parent) {
@@ -57,28 +57,28 @@ class TidyLayout {
     }
   }
 
-  /// Position of a node, by its number in pre-order.
+  /// Position of a node by its number in pre-order.
   double x(std::size_t node) const { return m_nodes[node].x; }
 
  private:
   static constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
 
-  // As large as a line of the processor's cache, and never in two of them: the passes jump from sibling to sibling.
+  // As large as a cache line, and never across two of them: the passes jump from sibling to sibling.
   struct alignas(64) Node {
     double separation = 1;
-    double x = -1;        // until the node has its place: where its children want it
+    double x = -1;        // until the node is placed: the middle of its children
     double mod = 0;       // owed to the nodes below
-    std::size_t end = 0;  // the node behind its subtree
+    std::size_t end = 0;  // the node after its subtree
 
     // A level of a contour. The list that begins with a node is the contour of its subtree, and when siblings merge,
     // the list of the first one becomes that of them all.
     double leftContour = 0;   // least x, less the modSums of the levels above
-    double rightContour = 0;  // greatest x, likewise
+    double rightContour = 0;  // greatest x, less the same modSums
     double modSum = 0;        // to be added to all levels below; at the end: what is owed to this node
     std::size_t below = NONE;
   };
 
-  // The nodes that are open at a depth and deeper have got their last descendant.
+  // The open nodes at a depth and deeper have their last descendant.
   void close(std::size_t depth) {
     for (; m_open.size() > depth; m_open.pop_back()) m_nodes[m_open.back()].end = m_nodes.size();
   }
@@ -128,7 +128,7 @@ class TidyLayout {
     node.mod += shift;
   }
 
-  // Merges a contour into another one. The levels that both have are brought up to date on the way.
+  // Merges a contour into another one. The levels that both have are updated on the way.
   void mergeContours(std::size_t into, std::size_t from) {
     double intoModSum = 0, fromModSum = 0;
     for (;;) {

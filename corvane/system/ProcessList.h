@@ -13,53 +13,53 @@
 
 namespace corvane {
 
-/// The processes of the system as they were at one moment, sorted by their ids. Between two updates the list stays as
-/// it is: it does not know processes that started later, and has those that ended. See corvane/system/PID.h for more
-/// about one of them.
+/// A snapshot of the system's processes, sorted by id. The list does not change between two updates: it does not
+/// contain processes that were started later, and still contains those that have ended. See corvane/system/PID.h for
+/// more about a single process.
 ///
 ///     corvane::ProcessList processes;
 ///     processes.iterate([](const corvane::ProcessList::Process& process) { use(process.id, process.name); });
 ///
-/// Any thread may call any member, but isTranslated() and kind() take no lock, so that the body of iterate() can call
-/// them. Callers keep them apart from an update() on another thread.
+/// Any thread may call any member. isTranslated() and kind() take no lock, so that the body of iterate() can call them;
+/// callers must make sure that they do not run during an update() on another thread.
 class CORVANE_API ProcessList {
  public:
-  /// Takes the first snapshot; as update() does.
+  /// Takes the first snapshot, as update() does.
   ProcessList();
   ~ProcessList();
   ProcessList(const ProcessList&) = delete;
   ProcessList& operator=(const ProcessList&) = delete;
 
-  /// Takes a new snapshot in the place of the one before. If the system refuses, the list is empty.
+  /// Replaces the snapshot by a new one. If the system refuses, the list is empty.
   void update() CORVANE_EXCLUDES(m_mutex);
 
-  /// The kind of machine; see process_architecture(). Found out on first use and the same from then on.
+  /// The kind of machine; see process_architecture(). Determined on first use and constant from then on.
   static arch_t architecture();
 
-  /// How many processes run translated; 0 unless the architecture is arch_apple.
+  /// The number of processes that run translated; 0 unless the architecture is arch_apple.
   int translated() const CORVANE_EXCLUDES(m_mutex);
 
-  /// What the list has of a process.
+  /// The data that the list has of a process.
   struct Process {
     std::int32_t id;
     std::int32_t parent;
     uid_t user;             ///< effective
-    std::string_view name;  ///< 16 bytes of the short name, in whatever encoding; good during the call
+    std::string_view name;  ///< 16 bytes of the short name, in any encoding; valid during the call
     Timeval started;
-    Timeval processorTime;  ///< what it has used
+    Timeval processorTime;  ///< used so far
   };
 
   /// Calls `body` with the id of each process (std::int32_t), or with a `const Process&`, ascending by id. The list is
-  /// locked meanwhile: a body that calls update(), translated() or iterate() of the same list waits for ever.
+  /// locked meanwhile: a body that calls update(), translated() or iterate() of the same list deadlocks.
   template <class Body>
   void iterate(Body&& body) const CORVANE_EXCLUDES(m_mutex);
 
-  /// Whether a process runs translated; false if the list does not have it.
+  /// Whether a process runs translated; false if it is not in the list.
   bool isTranslated(std::int32_t pid) const CORVANE_NO_THREAD_SAFETY_ANALYSIS;
 
-  /// What code a process runs: "Intel" for every id where the architecture is arch_intel; where it is arch_apple
-  /// "Intel" for translated processes and "Apple" for all other ids; else the empty text. These are fixed names, on
-  /// Linux whatever the processor: "Apple" is native code there, and "Intel" that of another machine.
+  /// The kind of code that a process runs: if the architecture is arch_intel, "Intel" for every id; if it is
+  /// arch_apple, "Intel" for translated processes and "Apple" for all other ids; otherwise the empty text. These are
+  /// fixed names; on Linux, whatever the processor, "Apple" is native code and "Intel" is that of another machine.
   std::string kind(std::int32_t pid) const;
 
  private:

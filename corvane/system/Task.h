@@ -34,33 +34,33 @@ namespace corvane {
 ///     task->closeInput();
 ///     task->waitUntilExit();
 ///
-/// To run a command and take its output, Execute (corvane/system/Execute.h) is shorter.
+/// To run a command and take its output, use Execute (corvane/system/Execute.h), which is simpler.
 ///
-/// The child starts with the default action for every signal, none blocked, no descriptors but its three standard
-/// streams, and in a process group of its own, unless Settings say otherwise: a terminal's Ctrl-C does not reach it,
-/// and a child that touches the terminal is stopped until somebody ends it. Nothing of the calling process changes: no
-/// signal handler, no signal mask. The process is always reaped; a task may be let go of while it runs. Starting takes
-/// as long in a large process as in a small one.
+/// The child starts with the default action for every signal, no blocked signals, no descriptors except its three
+/// standard streams, and, unless Settings say otherwise, a process group of its own: a terminal's Ctrl-C does not reach
+/// it, and a child that uses the terminal is stopped until it is killed. Nothing changes in the calling process,
+/// neither signal handlers nor the signal mask. The process is always reaped; a task may be released while it runs.
+/// Starting takes as long in a large process as in a small one.
 ///
 /// Any thread.
 class CORVANE_API Task : public std::enable_shared_from_this<Task> {
  public:
-  /// Takes a piece of output as it arrives, of at most 64 KiB; an empty piece is the end, which comes exactly once.
-  /// Called on a thread of the task (with run(): on the caller's), one call at a time, and while it runs the child may
-  /// fill its pipe and wait. The bytes are good during the call. It must not throw.
+  /// Receives output as it arrives, in pieces of at most 64 KiB; an empty piece marks the end and is passed exactly
+  /// once. Called on a thread of the task (with run(), on the caller's), one call at a time; while it runs, the child
+  /// may fill its pipe and wait. The bytes are valid during the call. It must not throw.
   using Reader = std::function<void(Task& task, std::string_view bytes)>;
 
   /// Where a standard stream of the child leads.
   class CORVANE_API Stream {
    public:
-    static Stream inherited();  ///< where the caller's leads
+    static Stream inherited();  ///< to where the caller's leads
     static Stream nothing();    ///< to /dev/null
-    /// To the file behind a descriptor of the caller's, which must be open at launch() and may be closed after it.
+    /// To the file of one of the caller's descriptors, which must be open at launch() and may be closed after it.
     static Stream file(int descriptor);
     static Stream written();                ///< input only: to write(), through a pipe
-    static Stream text(std::string bytes);  ///< input only: these bytes, and then their end
+    static Stream text(std::string bytes);  ///< input only: these bytes, and then the end
     static Stream read(Reader reader);      ///< output and error: to a reader, through a pipe
-    static Stream output();                 ///< error only: where standard output leads
+    static Stream output();                 ///< error only: to where standard output leads
 
    private:
     friend class Task;
@@ -80,20 +80,21 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
     /// The child's whole environment; std::nullopt: the caller's.
     std::optional<std::map<std::string, std::string>> environment = {};
     std::string folder = {};  ///< working folder; empty: the caller's
-    /// How urgent the child is. On Linux its niceness: at least 5 for UTILITY, 10 for BACKGROUND, else the caller's.
+    /// How urgent the child is. On Linux this sets its niceness: at least 5 for UTILITY, 10 for BACKGROUND, otherwise
+    /// the caller's.
     QoS qos = QoS::DEFAULT;
     Stream input = Stream::inherited();
     Stream output = Stream::inherited();
     Stream error = Stream::inherited();
-    /// Leaves it in the caller's process group, for a program that gives its terminal to the child: the terminal's keys
-    /// reach both, and the child may read from it. Signals of the task then go to the child alone.
+    /// Leaves the child in the caller's process group, so that it may use the caller's terminal: signals from the
+    /// terminal's keys reach both, and the child may read from it. The task's signals then go only to the child.
     bool sharesGroup = false;
-    /// How long it may run from launch() on, until its outputs have ended too. Then it is killed, with its group, if it
-    /// still runs, and the outputs end, whoever has them open. A reader that is busy delays that. std::nullopt: as long
-    /// as it likes.
+    /// A time limit, from launch() until the child has exited and its outputs have ended. After that the child is
+    /// killed with its group if it is still running, and the outputs end, even if other processes have them open. A
+    /// busy reader delays this. std::nullopt: no limit.
     std::optional<Timeval> limit = {};
-    /// Called once on the thread of the readers, when the child has exited and its outputs have been read to their ends
-    /// (also by processes that the child started and that still have them open). It must not throw.
+    /// Called once, on the readers' thread, when the child has exited and its outputs have been read to the end
+    /// (including from processes that the child started and that still have them open). It must not throw.
     TerminationHandler terminationHandler = {};
   };
 
@@ -103,7 +104,7 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
     UNCAUGHT_SIGNAL  ///< a signal killed it: the status is the signal's number
   };
 
-  /// Starts nothing yet.
+  /// Does not start anything yet.
   static std::shared_ptr<Task> create(Settings settings);
   ~Task();
   Task(const Task&) = delete;
@@ -111,48 +112,50 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
 
   const std::string& executable() const { return m_executable; }
 
-  /// Starts the child, once: later calls fail. The error's code is an errno code, its description what the system says
-  /// of it: no such file, no permission (a folder, or not executable), not a program, arguments or environment beyond
-  /// the system's limits (one argument: 128 KiB), no descriptor, memory or thread left. A text with a zero byte, or a
-  /// variable's name that is empty or has "=", is an invalid argument. When this fails no handler is ever called.
+  /// Starts the child, once: later calls fail. The error has an errno code and the system's description: no such file,
+  /// no permission (a folder, or not executable), not a program, arguments or environment beyond the system's limits
+  /// (128 KiB for one argument), no descriptor, memory or thread left. A text with a zero byte, or a variable name that
+  /// is empty or contains "=", is an invalid argument. If this fails, no handler is ever called.
   Result<void> launch();
 
-  /// The same, and returns when the child has exited and its outputs have been read to their ends. The readers and the
-  /// termination handler are called on this thread, which takes fewer changes of threads than launch().
+  /// Like launch(), but returns when the child has exited and its outputs have been read to the end. The readers and
+  /// the termination handler are called on this thread, which takes fewer thread switches than launch().
   Result<void> run();
 
-  /// Its process number; std::nullopt before it runs. After its end the number may be another's.
+  /// The process id; std::nullopt before the child runs. After it has ended the id may be reused.
   std::optional<pid_t> processIdentifier() const;
   /// True from launch() until it has exited.
   bool isRunning() const;
-  /// Waits until it has exited, also for a launch() to come; not for its output. Returns at once if launch() failed.
+  /// Waits until it has exited, but not for its output. Also waits for a launch() that is still to come; returns at
+  /// once if launch() failed.
   void waitUntilExit();
 
-  /// Exit status or signal number; std::nullopt until it has exited. -1 if nobody knows: the application ignores
-  /// SIGCHLD, or its handler has waited for every child there is.
+  /// Exit status or signal number; std::nullopt until it has exited. -1 if it is unknown, because the application
+  /// ignores SIGCHLD or has itself waited for all children.
   std::optional<std::int32_t> terminationStatus() const;
   TerminationReason terminationReason() const;  ///< EXIT until it has exited
-  /// Whether the time limit was over before it and its outputs had ended.
+  /// Whether the time limit expired before it and its outputs had ended.
   bool exceededLimit() const { return m_exceededLimit; }
-  /// What it used, and its children that it waited for; all zero until it has exited. On Linux its peak of memory
-  /// (ru_maxrss) is never below the caller's at launch, in whose memory it began.
+  /// The resources used by it and by the children that it waited for; all zero until it has exited. On Linux its peak
+  /// memory (ru_maxrss) is never below the caller's at launch, because it started in the caller's memory.
   rusage resourceUsage() const;
 
-  // Signals, to the child and the processes of its group; nothing if it does not run.
+  // Signals to the child and the processes of its group. These do nothing if it is not running.
   void signal(int number);
   void interrupt();  ///< SIGINT
   void terminate();  ///< SIGTERM, which it may ignore
   void kill();       ///< SIGKILL
 
-  /// Gives bytes to the child's standard input if that is Stream::written(). Never waits, and raises no SIGPIPE: what
-  /// the child has no room for yet is kept, and written on another thread. False if nothing takes them (the input was
-  /// closed, the child is gone, or has no room and there is no thread left to wait for it, which closes the input).
+  /// Writes bytes to the child's standard input if that is Stream::written(). Never waits, and raises no SIGPIPE: bytes
+  /// that do not fit the pipe yet are kept and written on another thread. False if they cannot be written: the input
+  /// was closed, the child has ended, or the pipe is full and the system refuses the thread to wait for it (the input
+  /// is then closed).
   bool write(std::string_view bytes);
   /// Ends the child's standard input after what has been written.
   void closeInput();
 
-  /// Calls the readers no more (a call under way on another thread still ends): what the child writes is read and
-  /// dropped, so it neither waits for a reader nor fails.
+  /// The readers are not called any more (a call in progress on another thread still completes): further output is read
+  /// and dropped, so the child neither waits nor fails.
   void dropOutput();
 
  private:

@@ -8,7 +8,7 @@
 
 namespace corvane {
 
-/// The one kind of exception that TryCatch catches: a name for programs and a reason for people.
+/// The only kind of exception that TryCatch catches, with a name for programs and a reason for people.
 class CORVANE_API Exception final : public std::exception {
  public:
   Exception(std::string name, std::string reason);
@@ -24,18 +24,18 @@ class CORVANE_API Exception final : public std::exception {
   std::string m_reason;
 };
 
-/// Runs what may throw an Exception, handles it, and runs a last step whatever happened. Any thread.
+/// Runs code that may throw an Exception, handles it, and runs a final step in every case. Any thread.
 struct CORVANE_API TryCatch {
-  /// Calls `body`. An Exception that it throws goes to `catchRun` and no further, also if there is no `catchRun`;
-  /// anything else that it throws, and what `catchRun` throws, leaves this function. `finallyRun` runs last in every
-  /// case. Each of the three may be empty.
+  /// Calls `body`. An Exception that it throws is passed to `catchRun` and goes no further, even if `catchRun` is
+  /// empty; any other exception from `body`, and any from `catchRun`, leaves this function. `finallyRun` runs last in
+  /// every case. Each of the three may be empty.
   static void tryRun(const std::function<void()>& body, const std::function<void(const Exception&)>& catchRun,
                      const std::function<void()>& finallyRun);
 
   /// Throws an Exception whose name and reason are both the text.
   [[noreturn]] static void throwString(const std::string& text);
 
-  /// Throws the exception (again).
+  /// Throws the exception.
   [[noreturn]] static void throwException(const Exception& exception);
 };
 

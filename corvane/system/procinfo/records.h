@@ -1,8 +1,8 @@
 #pragma once
 
-/** The records of the process information functions: fixed layouts, for C (C11 and later) and C++.
- *  Each record names its members that are filled; all others are zero, because the system does not tell them. So is a
- *  filled member that this user may not read of that process, or that the process does not have. Times are nanoseconds,
+/** The records of the process information functions: fixed layouts, for C (C11 and later) and C++. In each record the
+ *  members marked "filled" are set; all others are zero, because the system does not report them. A filled member is
+ *  also zero if this user may not read it for that process, or if the process does not have it. Times are nanoseconds,
  *  sizes are bytes, unless a member says otherwise. */
 
 #include <assert.h>
@@ -47,7 +47,7 @@ enum { SM_COW = 1 /**< of a file, changes stay private */, SM_PRIVATE = 2, SM_SH
 struct proc_bsdinfo {
   uint32_t pbi_flags;   /**< filled: PROC_FLAG_* */
   uint32_t pbi_status;  /**< filled */
-  uint32_t pbi_xstatus; /**< filled, of a zombie: its end as waitpid() gives it */
+  uint32_t pbi_xstatus; /**< filled for a zombie: its status as from waitpid() */
   uint32_t pbi_pid;     /**< filled */
   uint32_t pbi_ppid;    /**< filled */
   uid_t pbi_uid;        /**< filled: effective */
@@ -70,7 +70,7 @@ struct proc_bsdinfo {
   uint64_t pbi_start_tvusec; /**< filled: and microseconds */
 };
 
-/** What a process uses at the moment, and has used. */
+/** The resources that a process is using and has used. */
 struct proc_taskinfo {
   uint64_t pti_virtual_size;  /**< filled */
   uint64_t pti_resident_size; /**< filled */
@@ -88,7 +88,7 @@ struct proc_taskinfo {
   int32_t pti_syscalls_unix;
   int32_t pti_csw;        /**< filled: context switches of the first thread */
   int32_t pti_threadnum;  /**< filled */
-  int32_t pti_numrunning; /**< filled: 1 if the first thread runs or is ready to, else 0 */
+  int32_t pti_numrunning; /**< filled: 1 if the first thread runs or is ready to, otherwise 0 */
   int32_t pti_priority;   /**< filled: the kernel's, 0 to 39 in ordinary classes, negative in real-time classes */
 };
 
@@ -123,7 +123,7 @@ struct proc_regioninfo {
   uint64_t pri_size;    /**< filled */
 };
 
-/** What a process has cost. */
+/** The resources that a process has used. */
 struct rusage_info_v3 {
   uint8_t ri_uuid[16];
   uint64_t ri_user_time;   /**< filled, in steps of the system's clock tick (10 ms) */
@@ -133,7 +133,7 @@ struct rusage_info_v3 {
   uint64_t ri_pageins;            /**< filled: page faults that waited for a disk */
   uint64_t ri_wired_size;         /**< filled: memory that is locked */
   uint64_t ri_resident_size;      /**< filled */
-  uint64_t ri_phys_footprint;     /**< filled: memory that no file backs, also what of it is swapped out */
+  uint64_t ri_phys_footprint;     /**< filled: memory not backed by a file, including swapped memory */
   uint64_t ri_proc_start_abstime; /**< filled: start, since the system's start */
   uint64_t ri_proc_exit_abstime;
   uint64_t ri_child_user_time;   /**< filled: of children that it has waited for */
@@ -201,7 +201,7 @@ struct extern_proc {
   char p_comm[17]; /**< filled: the first 16 bytes of what pbi_name has */
   void* p_pgrp;
   void* p_addr;
-  uint16_t p_xstat; /**< filled, of a zombie: its end as waitpid() gives it */
+  uint16_t p_xstat; /**< filled for a zombie: its status as from waitpid() */
   uint16_t p_acflag;
   void* p_ru;
 };
@@ -247,7 +247,7 @@ struct eproc {
   int32_t e_spare[4];
 };
 
-/** A process in a snapshot of all. */
+/** A process in a snapshot of all processes. */
 struct kinfo_proc {
   struct extern_proc kp_proc;
   struct eproc kp_eproc;
