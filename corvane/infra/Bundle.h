@@ -59,8 +59,8 @@ class CORVANE_API Bundle {
 
   /// The icon of the file at a path; std::nullopt for an empty path or if the desktop has no picture for it.
   static std::optional<Image> icon(const std::string& path);
-  /// The file that stands for the application with an identifier (on Linux its desktop entry); std::nullopt if
-  /// not found.
+  /// The file that represents the application with an identifier (on Linux its desktop entry); std::nullopt if not
+  /// found.
   static std::optional<std::string> path(const std::string& identifier);
   /// The same, as a file: URL.
   static std::optional<std::string> url(const std::string& identifier);

@@ -11,12 +11,12 @@
 
 namespace corvane {
 
-/// When an operation must be over. It is passed on from step to step, so that all of them together keep to one limit.
+/// The time by which an operation must end. It is passed on from step to step, so that all steps share one limit.
 class Deadline {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// What an operation may take unless it says otherwise.
+  /// The default limit of an operation.
   static constexpr std::chrono::milliseconds LIMIT{5000};
 
   explicit Deadline(std::chrono::milliseconds limit = LIMIT) : m_end(Clock::now() + limit) {}
@@ -24,7 +24,7 @@ class Deadline {
   Clock::time_point end() const { return m_end; }
   bool isOver() const { return Clock::now() >= m_end; }
 
-  /// The time left in milliseconds, rounded up; 0 when it is over.
+  /// The time left in milliseconds, rounded up; 0 if the deadline has passed.
   int msec() const {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_end - Clock::now());
     return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(left.count(), 0, INT_MAX));
@@ -34,7 +34,7 @@ class Deadline {
   Clock::time_point m_end;
 };
 
-/// The failure of what was not done within its limit: domain "posix", code ETIMEDOUT.
+/// The failure of an operation that exceeded its limit: domain "posix", code ETIMEDOUT.
 inline tl::unexpected<Error> timedOut(const std::string& prefix) {
   return failure("posix", ETIMEDOUT, prefix + "no answer in time");
 }

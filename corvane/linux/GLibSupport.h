@@ -10,7 +10,7 @@
 #include "corvane/linux/Deadline.h"
 #include "corvane/platform/Result.h"
 
-/// Owning pointers and small helpers over GLib, for the Linux backend only.
+/// Owning pointers and small helpers for GLib; for the Linux backend only.
 namespace corvane::glib {
 
 struct Release {
@@ -31,9 +31,9 @@ struct Release {
 template <class T>
 using Ptr = std::unique_ptr<T, Release>;
 
-/// Turns a GError into an Error with a text in front, and frees it. The domain of an error that a peer on a bus
-/// answered with is its D-Bus name, "org.freedesktop.DBus.Error.ServiceUnknown". See timedOut() for a limit that was
-/// exceeded.
+/// Turns a GError into an Error with a prefix, and frees it. The domain of an error that was returned by a peer on a
+/// bus is its D-Bus name, such as "org.freedesktop.DBus.Error.ServiceUnknown". For a limit that was exceeded, see
+/// timedOut().
 inline tl::unexpected<Error> takeError(GError* error, const std::string& prefix = {}) {
   if (!error) return failure("gio", 0, prefix + "unknown error");
   const Ptr<GError> owner(error);
@@ -45,7 +45,7 @@ inline tl::unexpected<Error> takeError(GError* error, const std::string& prefix 
   return failure(name.get(), 0, prefix + error->message);
 }
 
-/// A file of groups of keys, as desktop entries and icon themes are; null if it cannot be read.
+/// A key file, such as a desktop entry or an icon theme; null if it cannot be read.
 inline Ptr<GKeyFile> readKeyFile(const std::string& path, GKeyFileFlags flags = G_KEY_FILE_NONE) {
   Ptr<GKeyFile> file(g_key_file_new());
   if (!g_key_file_load_from_file(file.get(), path.c_str(), flags, nullptr)) return nullptr;
@@ -54,7 +54,7 @@ inline Ptr<GKeyFile> readKeyFile(const std::string& path, GKeyFileFlags flags = 
 
 /// Attaches a source that calls `work` (once for an idle source) to a context. `work` is destroyed with the source.
 inline Ptr<GSource> attach(GMainContext* context, GSource* source, std::function<void()> work) {
-  // GLib orders the hand-over between threads already; the flag shows that to tools that cannot look into GLib.
+  // GLib already orders the hand-over between threads; the flag makes that visible to tools that cannot look into GLib.
   struct Task {
     std::function<void()> work;
     std::atomic<bool> ready = false;
@@ -78,13 +78,13 @@ inline void invoke(GMainContext* context, std::function<void()> work) {
   attach(context, source, std::move(work));
 }
 
-/// Runs `work` there after a time, unless the returned source is destroyed before.
+/// Runs `work` there after a time, unless the returned source is destroyed first.
 inline Ptr<GSource> timeout(GMainContext* context, guint msec, std::function<void()> work) {
   return attach(context, g_timeout_source_new(msec), std::move(work));
 }
 
-/// Makes asynchronous GIO calls, one after the other, and waits for each; when the deadline is over they are cancelled.
-/// They run on a context of their own, so that no main loop is needed, and none runs meanwhile.
+/// Makes asynchronous GIO calls, one after the other, and waits for each; they are cancelled when the deadline passes.
+/// They run on a context of their own, so they need no main loop, and none runs meanwhile.
 class Waiter {
  public:
   explicit Waiter(const Deadline& deadline) : m_context(g_main_context_new()), m_cancellable(g_cancellable_new()) {

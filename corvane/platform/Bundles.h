@@ -10,26 +10,27 @@
 
 namespace corvane {
 
-/// Where a bundle's pieces are. Paths are absolute; a piece that the bundle lacks is empty.
+/// The locations of a bundle's parts. Paths are absolute; the path of a missing part is empty.
 struct BundleFiles {
-  std::string path;                 ///< its folder (a lone executable's: the one it lies in), or its desktop entry
-  std::string executable;           ///< its executable
-  std::string resources;            ///< its resources folder, whether or not it exists
+  std::string path;        ///< its folder (for a lone executable, the one that contains it), or its desktop entry
+  std::string executable;  ///< its executable
+  std::string resources;   ///< its resources folder, whether or not it exists
   std::optional<std::string> info;  ///< the bytes of its information dictionary, a property list
 };
 
-/// Finds bundles on disk. Any thread; reads files, never waits for another process.
+/// Finds bundles on disk. Any thread. Reads files; never waits for another process.
 class Bundles {
  public:
   virtual ~Bundles() = default;
 
-  /// The bundle of the running executable X/exe, by the first of: the wrapper X/Contents/MacOS/exe with
-  /// X/Contents/Info.plist; prefix/bin/exe with prefix/share/exe/Info.plist; X/exe.resources/Info.plist; a section
-  /// .info_plist in the executable itself. Otherwise a bundle without an information dictionary.
+  /// The bundle of the running executable X/exe, determined by the first of these that exists: the wrapper
+  /// X/Contents/MacOS/exe with X/Contents/Info.plist; prefix/bin/exe with prefix/share/exe/Info.plist;
+  /// X/exe.resources/Info.plist; a section .info_plist in the executable itself. Otherwise a bundle without an
+  /// information dictionary.
   virtual BundleFiles mainBundle() = 0;
 
   /// The bundle at a path: a wrapper folder, or an executable, looked up as for mainBundle(). On Linux also a desktop
-  /// entry, with which goes what the bundle of the program that it starts has, if any. An Error if nothing is there.
+  /// entry, combined with the bundle of the program that it starts, if any. An Error if nothing is there.
   virtual Result<BundleFiles> bundleAt(const std::string& path) = 0;
 };
 

@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what the shared libraries export; everything else is hidden. Usable from C.
+/// Marks the symbols that the shared libraries export; all others are hidden. Usable from C.
 #define CORVANE_API __attribute__((visibility("default")))

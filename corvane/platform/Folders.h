@@ -9,7 +9,7 @@
 
 namespace corvane {
 
-/// The user's folders, as absolute paths without a trailing slash. None is created. Any thread.
+/// The user's folders, as absolute paths without a trailing slash. Nothing is created. Any thread.
 class Folders {
  public:
   virtual ~Folders() = default;

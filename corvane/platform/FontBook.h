@@ -21,9 +21,9 @@ class FontBook {
  public:
   virtual ~FontBook() = default;
 
-  /// The installed face of a name, which may be, in this order, a PostScript name, the name of a family (its regular
-  /// upright face, or the nearest to it) or a full name ("DejaVu Sans Bold"); letter case does not count.
-  /// std::nullopt if nothing of this name is installed: there is no substitute.
+  /// The installed face with a name, which may be, in this order, a PostScript name, the name of a family (for its
+  /// regular upright face, or the nearest to it) or a full name ("DejaVu Sans Bold"); case-insensitive. std::nullopt if
+  /// no such font is installed; no substitute is given.
   virtual Result<std::optional<FontFace>> face(const std::string& name) = 0;
 };
 

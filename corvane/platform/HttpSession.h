@@ -15,23 +15,24 @@
 
 namespace corvane {
 
-/// Names and values, in order; a name may come more than once.
+/// Names and values, in order; a name may occur more than once.
 using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 
-/// What an HTTP server answered, apart from the body: of the last exchange if there were redirects.
+/// What an HTTP server answered, without the body; after redirects, that of the last exchange.
 struct HTTPResponse {
   int status = 0;       ///< 0 as long as there is no answer
   std::string url;      ///< where the answer came from, after redirects
   HttpHeaders headers;  ///< as received
 
-  /// The value of a header, however its name is spelled; the values of several headers of that name joined by ", ".
+  /// The value of a header, whatever the case of its name; the values of several headers with that name are joined by
+  /// ", ". std::nullopt if there is none.
   CORVANE_API std::optional<std::string> header(std::string_view name) const;
 };
 
-/// May an answer come from a store of earlier answers?
+/// Whether an answer may come from a cache of earlier answers.
 enum class HttpCachePolicy : std::uint8_t {
   USE_PROTOCOL = 0,                ///< as the protocol's rules allow
-  RELOAD_IGNORING_LOCAL_CACHE = 1  ///< never from a store on this machine
+  RELOAD_IGNORING_LOCAL_CACHE = 1  ///< never from a cache on this machine
 };
 
 /// What to ask of a server.
@@ -40,46 +41,47 @@ struct HttpRequest {
 
   std::string url;
   Method method = Method::GET;
-  HttpHeaders headers;             ///< added to those that the exchange needs
+  HttpHeaders headers;             ///< in addition to those that the exchange needs
   std::vector<std::uint8_t> body;  ///< of a POST
   HttpCachePolicy cachePolicy = HttpCachePolicy::USE_PROTOCOL;
-  double timeout = 0;  ///< seconds for which nothing may move before the task fails; no limit if not positive
+  double timeout = 0;  ///< seconds without any transfer before the task fails; no limit if not positive
 };
 
-/// A complete answer; the body is what the server meant, whatever compression it travelled in.
+/// A complete answer; the body is uncompressed.
 struct HttpReply {
   HTTPResponse response;
   std::vector<std::uint8_t> body;
 };
 
-/// A request on its way. Dropping it does not end the request.
+/// A request in progress. Dropping the task does not end the request.
 class HttpTask {
  public:
   virtual ~HttpTask() = default;
 
-  /// Ends the request, whose completion is called with the Error "cancelled" unless it was on its way. Returns at once.
-  /// Any thread.
+  /// Ends the request; its completion is called with the Error "cancelled" unless it is already being called. Returns
+  /// at once. Any thread.
   virtual void cancel() = 0;
 };
 
-/// The desktop's way to HTTP servers: http and https only, also after redirects. Certificates are checked. Redirects
-/// are followed, at most 20 of them: after 301, 302 and 303 a POST goes on as a GET, after 307 and 308 it stays one.
-/// Cookies are kept in memory for the life of the process, up to some thousands. Any thread.
+/// Access to HTTP servers: http and https only, including after redirects. Certificates are checked. At most 20
+/// redirects are followed: after 301, 302 and 303 a POST becomes a GET, after 307 and 308 it remains a POST. Cookies
+/// are kept in memory for the life of the process, up to a few thousand. Any thread.
 ///
-/// On Linux one thread serves all requests of the process. It ends, and with it the connections that were kept, 5 s
-/// after the last request; so does each resolver thread when the resolver answers, which delays nothing but its own
-/// request. A forked child has a session of its own. There is no store of answers, so the cache policy changes nothing.
-/// The environment chooses proxies (http_proxy, https_proxy, all_proxy, no_proxy) and the certificates of trusted
-/// authorities in place of the system's (SSL_CERT_FILE, SSL_CERT_DIR).
+/// On Linux one thread serves all requests of the process. It ends 5 s after the last request, together with the
+/// connections that were kept open. Each resolver thread ends when the resolver answers; a slow answer delays only its
+/// own request. A forked child has its own session. There is no cache of answers, so the cache policy has no effect.
+/// The environment selects proxies (http_proxy, https_proxy, all_proxy, no_proxy) and may replace the system's trusted
+/// certificates (SSL_CERT_FILE, SSL_CERT_DIR).
 class HttpSession {
  public:
   virtual ~HttpSession() = default;
 
-  /// Receives the answer, or why there is none. Called once, on the session's thread, which it must not hold up.
+  /// Receives the answer, or the reason why there is none. Called once, on the session's thread, which it must not
+  /// block.
   using Completion = std::function<void(Result<HttpReply>)>;
 
-  /// Starts a request and returns at once. An Error, and no call of the completion, if there is nothing to start: a URL
-  /// of another scheme ("unsupported URL"), a header that cannot be sent, no thread to be had.
+  /// Starts a request and returns at once. An Error, and no call of the completion, if the request cannot be started: a
+  /// URL with another scheme ("unsupported URL"), a header that cannot be sent, or no thread available.
   virtual Result<std::shared_ptr<HttpTask>> start(HttpRequest request, Completion completion) = 0;
 };
 

@@ -13,13 +13,13 @@ class Localization {
  public:
   virtual ~Localization() = default;
 
-  /// The translation of an English text, as UTF-8 whatever the locale's encoding; the English text itself where the
-  /// library has none.
+  /// The translation of an English text, as UTF-8 whatever the locale's encoding; the English text itself if there is
+  /// no translation.
   ///
   /// On Linux the language is that of the application's locale for messages, and of the environment (LC_ALL,
-  /// LC_MESSAGES, LANG) if the application never called setlocale(); LANGUAGE takes precedence over both. The
-  /// locale must be installed on the machine. The catalogues are share/locale/LANGUAGE/LC_MESSAGES/corvane.mo in one of
-  /// the folders above the library.
+  /// LC_MESSAGES, LANG) if the application never called setlocale(); LANGUAGE takes precedence over both. The locale
+  /// must be installed on the machine. The catalogues are share/locale/LANGUAGE/LC_MESSAGES/corvane.mo in a folder
+  /// above the library.
   virtual std::string text(const std::string& english) = 0;
 };
 

@@ -11,22 +11,21 @@ namespace corvane {
 
 /// An application that the desktop session is to start. All texts are UTF-8.
 struct LoginItem {
-  std::string label;       ///< what this item is called; names its file
+  std::string label;       ///< the item's label, which names its file
   std::string identifier;  ///< of the application
   std::string name;        ///< for people
   std::string executable;  ///< path of the program, for a desktop that does not know the identifier
 };
 
-/// What the user's desktop session starts when it begins. Any thread; reads and writes files only.
+/// The items that the user's desktop session starts when it begins. Any thread. Only reads and writes files.
 ///
 /// On Linux: the entry LABEL.desktop in $XDG_CONFIG_HOME/autostart (~/.config/autostart if the variable is not an
-/// absolute path). It starts what the application's installed desktop
-/// entry says, else the executable.
+/// absolute path). It starts the command of the application's installed desktop entry, or else the executable.
 class LoginItems {
  public:
   virtual ~LoginItems() = default;
 
-  /// Makes the session start the item from the next time on, in place of one with the same label: all or nothing.
+  /// Adds an item, or replaces the one with the same label, from the next session on; all or nothing.
   virtual Result<void> add(const LoginItem& item) = 0;
 
   /// Removes the item with this label; succeeds if there is none.

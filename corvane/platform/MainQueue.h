@@ -13,22 +13,24 @@ class MainQueue {
  public:
   virtual ~MainQueue() = default;
 
-  /// True if the caller runs on the main queue: on the thread that owns the main loop or, while nobody owns it, on the
-  /// process's first thread.
+  /// True if the caller runs on the main queue: on the thread that owns the main loop or, while no thread owns it, on
+  /// the process's first thread.
   virtual bool isCurrent() = 0;
 
   /// Queues work; items run one at a time in the order of posting, on the main queue, once the main loop runs. Work
   /// must not throw: an exception that leaves it ends the process.
   virtual void post(std::function<void()> work) = 0;
 
-  /// Runs the main loop until quit(); for programs whose toolkit does not. On the main queue only; calls may nest.
+  /// Runs the main loop until quit(); for programs without a toolkit that does so. On the main queue only; calls may
+  /// nest.
   virtual void run() = 0;
 
-  /// Makes the innermost run() return after the items posted before; if none runs, the next run() returns so.
+  /// Makes the innermost run() return after the items posted so far. If run() is not active, the next call returns in
+  /// the same way.
   virtual void quit() = 0;
 
-  /// Makes the first SIGTERM and the first SIGINT call quit(), unless the signal is ignored; the second ones get the
-  /// default action again.
+  /// Makes the first SIGTERM and the first SIGINT call quit(), unless the signal is ignored; after that each signal has
+  /// its default action again.
   virtual void quitOnSignals() = 0;
 };
 

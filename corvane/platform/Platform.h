@@ -24,9 +24,9 @@
 
 namespace corvane {
 
-/// One service of a platform: made on first use, so that a program pays only for what it touches.
-/// The backend's implementation lives in the library of the subsystem that uses the service (see makeService), so a
-/// program that links only the core carries nothing of the rest.
+/// One service of a platform: created on first use, so that a program pays only for what it uses. The backend's
+/// implementation is in the library of the subsystem that uses the service (see makeService), so a program that links
+/// only the core contains nothing of the rest.
 template <class Service>
 class ServiceSlot {
  public:
@@ -34,7 +34,7 @@ class ServiceSlot {
   ServiceSlot(const ServiceSlot&) = delete;
   ServiceSlot& operator=(const ServiceSlot&) = delete;
 
-  /// The service. Any thread; the reference is good for as long as the Platform.
+  /// The service. Any thread. The reference is valid for as long as the Platform.
   Service& operator()() {
     if (Service* service = m_service.load(std::memory_order_acquire)) return *service;
     std::call_once(m_once, [this] {
@@ -44,7 +44,7 @@ class ServiceSlot {
     return *m_service.load(std::memory_order_acquire);
   }
 
-  /// Puts another implementation in, before anything has used the slot.
+  /// Sets another implementation. Call this before the service is used.
   void set(std::shared_ptr<Service> service) { m_owner = std::move(service); }
 
  private:
@@ -53,11 +53,11 @@ class ServiceSlot {
   std::once_flag m_once;
 };
 
-/// Everything that the library asks of the operating system beyond POSIX.
-/// Shared code reaches it through platform() only; which backend is behind it is the build's choice.
+/// Everything that the library asks of the operating system beyond POSIX. Shared code uses it through platform() only;
+/// the build selects the backend.
 struct Platform {
-  /// Tells platforms apart, also those that follow each other at the same address: what is remembered about one is good
-  /// while platform().serial stays the same.
+  /// Distinguishes platforms, even successive ones at the same address: cached data about a platform is valid while
+  /// platform().serial stays the same.
   const std::uint64_t serial = nextSerial();
 
   ServiceSlot<MainQueue> mainQueue;
@@ -80,8 +80,8 @@ struct Platform {
   CORVANE_API static std::uint64_t nextSerial();
 };
 
-/// The platform in force. The default one is made on first use and never destroyed, so that code which runs while the
-/// process exits still finds it. Any thread.
+/// The platform in force. The default one is created on first use and never destroyed, so that code that runs while the
+/// process exits can still use it. Any thread.
 CORVANE_API Platform& platform();
 
 /// Puts another platform in force until the end of the scope: for tests, from one thread, while no thread of the

@@ -21,9 +21,9 @@ struct Notification {
 inline constexpr std::string_view WILL_SLEEP = "NSWorkspaceWillSleepNotification";
 /// The screens were switched off or blanked.
 inline constexpr std::string_view SCREENS_DID_SLEEP = "NSWorkspaceScreensDidSleepNotification";
-/// The system has woken, or the service that announced its sleep is gone.
+/// The system has woken, or the service that announced its sleep has disappeared.
 inline constexpr std::string_view DID_WAKE = "NSWorkspaceDidWakeNotification";
-/// The screens are on again, or the service that announced that they are off is gone.
+/// The screens are on again, or the service that announced that they are off has disappeared.
 inline constexpr std::string_view SCREENS_DID_WAKE = "NSWorkspaceScreensDidWakeNotification";
 
 /// Source of the four notifications above.
@@ -39,8 +39,8 @@ class PowerEvents {
   /// waits. Any thread.
   virtual Token subscribe(Listener listener, std::function<void(const Error&)> unavailable) = 0;
 
-  /// Ends a subscription; an unknown token is ignored. Called on the main queue: neither callable is called any more.
-  /// From another thread: a call that has already begun may still be running.
+  /// Ends a subscription; an unknown token is ignored. If called on the main queue, neither function is called any
+  /// more. If called on another thread, a call that has begun may still be running.
   virtual void unsubscribe(Token token) = 0;
 };
 

@@ -2,8 +2,8 @@
 
 namespace corvane {
 
-/// Asks the kernel, for the calling thread and the scope, to end timed waits as near to their time as it can. (Linux
-/// otherwise lets them run over by up to 50 µs.)
+/// Asks the kernel to end the calling thread's timed waits as punctually as it can, for the length of a scope. (Linux
+/// may otherwise let them overrun by up to 50 µs.)
 class PreciseTimers {
  public:
   PreciseTimers();

@@ -4,7 +4,7 @@
 
 namespace corvane {
 
-/// The name that the program was started by, without its folders. Any thread, at any time.
+/// The name under which the program was started, without its folders. Any thread, at any time.
 std::string_view programName() noexcept;
 
 }  // namespace corvane

@@ -7,8 +7,8 @@ namespace corvane {
 
 /// Why a call failed. `description` is a sentence for people and for the log.
 struct Error {
-  std::string domain;  ///< who reports it: "posix", "dbus", "propertylist", …
-  int code = 0;        ///< the domain's own number, 0 where it has none
+  std::string domain;  ///< the source of the error: "posix", "dbus", "propertylist", …
+  int code = 0;        ///< the domain's own number, 0 if it has none
   std::string description;
 };
 

@@ -10,12 +10,12 @@
 
 namespace corvane {
 
-/// How urgent a queue's work is. On Linux it chooses the niceness of the threads that run it: 0 for the first four,
-/// 5 for UTILITY, 10 for BACKGROUND.
+/// How urgent a queue's work is. On Linux it selects the niceness of the threads that run it: 0 for the first four, 5
+/// for UTILITY, 10 for BACKGROUND.
 enum class QoS : std::uint8_t { UNSPECIFIED, USER_INTERACTIVE, USER_INITIATED, DEFAULT, UTILITY, BACKGROUND };
 
-/// A queue that runs its items one at a time in the order they were queued, off the main queue.
-/// Destroying it does not wait: items already queued still run.
+/// A queue that runs its items one at a time, in the order in which they were queued, off the main queue. Destroying it
+/// does not wait: items already queued still run.
 class SerialQueue {
  public:
   virtual ~SerialQueue() = default;
@@ -23,11 +23,11 @@ class SerialQueue {
   /// Queues work. False if the queue has no thread and the system refuses another one: then `work` stays untouched and
   /// does not run. Any thread. Work must not throw: an exception that leaves it ends the process.
   ///
-  /// A caller that must not begin something without a thread for the rest queues the rest first, and lets it wait.
+  /// A caller that must not begin something without a thread for the rest can queue the rest first and make it wait.
   [[nodiscard]] virtual bool async(std::function<void()>&& work) = 0;
 };
 
-/// Makes serial queues. A queue without work owns no thread; one whose work blocks keeps no other from running.
+/// Makes serial queues. A queue without work owns no thread; a queue whose work blocks does not hold up the others.
 class SerialQueues {
  public:
   virtual ~SerialQueues() = default;

@@ -4,8 +4,8 @@
 
 namespace corvane {
 
-/// Makes the backend's implementation of a service. Each service's header declares its specialisation; the backend
-/// folder that is built defines it.
+/// Creates the backend's implementation of a service. Each service's header declares its specialisation; the backend
+/// that is built defines it.
 template <class Service>
 std::shared_ptr<Service> makeService();
 

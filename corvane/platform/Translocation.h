@@ -10,17 +10,18 @@
 
 namespace corvane {
 
-/// Applications that the platform runs from another place than the user put them, and their signatures. Any thread.
+/// Applications that the platform runs from a place other than where the user put them, and their signatures. Any
+/// thread.
 ///
-/// Linux relocates no application and signs none: there no path has an original, and every application is valid.
+/// Linux neither relocates nor signs applications: no path has an original, and every application is valid.
 class Translocation {
  public:
   virtual ~Translocation() = default;
 
-  /// The path of what the platform has relocated to `path`; none if that is its own place.
+  /// The original path of what the platform has relocated to `path`; std::nullopt if it has not been relocated.
   virtual std::optional<std::string> originalPath(const std::string& path) = 0;
 
-  /// Fails, with the reason, if the running application is not as its maker signed it.
+  /// Fails, with the reason, if the running application's signature is not valid.
   virtual Result<void> verifySignature() = 0;
 };
 

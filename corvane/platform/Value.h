@@ -14,15 +14,15 @@
 
 namespace corvane {
 
-/// Bytes without a meaning of their own, as a Value.
+/// Uninterpreted bytes, as a Value.
 struct Data {
   std::vector<std::uint8_t> bytes;
 
   bool operator==(const Data&) const = default;
 };
 
-/// A moment, counted as property lists count it: seconds since 2001-01-01T00:00:00Z without leap seconds, negative
-/// before, fractions allowed.
+/// A moment, counted as in property lists: seconds since 2001-01-01T00:00:00Z without leap seconds, negative before
+/// that, fractions allowed.
 struct Date {
   /// 2001-01-01T00:00:00Z in Unix seconds.
   static constexpr double UNIX_SECONDS_AT_ZERO = 978307200;
@@ -35,20 +35,20 @@ struct Date {
   bool operator==(const Date&) const = default;
 };
 
-/// What settings and property lists are made of: a dictionary, an array, or one of six plain kinds. A Value owns all it
-/// holds, is copied deeply, and is as safe to share between threads as a std::string.
+/// What settings and property lists consist of: a dictionary, an array, or one of six plain kinds. A Value owns its
+/// contents, is copied deeply, and is as safe to share between threads as a std::string.
 ///
-/// Values are made by plain conversion and read by asking for the kind that is expected:
+/// Values are created by implicit conversion and read by asking for the expected kind:
 ///
 ///     const Value window = Value::Dictionary{{"title", "Inbox"}, {"width", 640}};
 ///     const Value* width = window.find("width");
 ///     if (width && width->isInteger()) resize(*width->asInteger());
 ///
-/// Nothing is converted on the way out: an integer is not a real, nor a string holding digits a number.
+/// Nothing is converted when reading: an integer is not a real, and a string of digits is not a number.
 ///
 /// Copying, comparing and destroying a Value takes stack for each level of nesting, up to 1 KiB: 512 KiB for the
-/// deepest property list (MAX_PROPERTY_LIST_DEPTH, 512 levels). A thread with a smaller stack must not be given Values
-/// that are nested so deeply: see PropertyListLimits::maxDepth.
+/// deepest property list (MAX_PROPERTY_LIST_DEPTH, 512 levels). A thread with a small stack must not use Values that
+/// are nested so deeply: see PropertyListLimits::maxDepth.
 class CORVANE_API Value {
  public:
   using Array = std::vector<Value>;
@@ -72,7 +72,7 @@ class CORVANE_API Value {
   Value(Date date) : m_content(date) {}
   Value(std::same_as<bool> auto truth) : m_content(truth) {}
   Value(std::floating_point auto real) : m_content(static_cast<double>(real)) {}
-  /// Integers of every type whose whole range fits; others have to be converted with care by the caller.
+  /// Integers of every type whose whole range fits; the caller must convert others with care.
   template <std::integral T>
     requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t)))
   Value(T integer) : m_content(static_cast<std::int64_t>(integer)) {}
@@ -86,7 +86,7 @@ class CORVANE_API Value {
   bool isData() const { return asData() != nullptr; }
   bool isDate() const { return asDate() != nullptr; }
 
-  /// What the Value holds, or nullptr when it is of another kind. Valid until the Value is changed or destroyed.
+  /// The Value's content, or nullptr if it is of another kind. Valid until the Value is changed or destroyed.
   const Dictionary* asDictionary() const { return std::get_if<Dictionary>(&m_content); }
   const Array* asArray() const { return std::get_if<Array>(&m_content); }
   const std::string* asString() const { return std::get_if<std::string>(&m_content); }
@@ -96,10 +96,10 @@ class CORVANE_API Value {
   const Data* asData() const { return std::get_if<Data>(&m_content); }
   const Date* asDate() const { return std::get_if<Date>(&m_content); }
 
-  /// The dictionary's entry of that name; nullptr when there is none, or when this is not a dictionary.
+  /// The dictionary's entry with that name; nullptr if there is none or if this is not a dictionary.
   const Value* find(std::string_view key) const;
 
-  /// Same kind and same content. A real that is not a number equals another such, so that a Value equals its copy.
+  /// Same kind and same content. Two reals that are not numbers are equal, so that a Value equals its copy.
   bool operator==(const Value& other) const;
 
  private:

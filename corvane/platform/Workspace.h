@@ -10,23 +10,23 @@
 
 namespace corvane {
 
-/// How to launch an application. On Linux WITHOUT_ACTIVATION passes no start-up notification; the other options have
-/// no counterpart that every desktop honours: they are accepted and change nothing.
+/// How to launch an application. On Linux WITHOUT_ACTIVATION omits the start-up notification; the other options have no
+/// counterpart that all desktops support: they are accepted and have no effect.
 enum class LaunchOptions : std::uint32_t {
   DEFAULT = 0,
   WITHOUT_ACTIVATION = 1U << 0,  ///< do not bring the application to the front
-  NEW_INSTANCE = 1U << 1,        ///< start another process even if one runs
+  NEW_INSTANCE = 1U << 1,        ///< start another process even if one is running
 };
 
-/// What the desktop does for applications. Any thread. Calls that talk to another process end within 5 s.
+/// Services of the desktop for applications. Any thread. Calls that talk to another process end within 5 s.
 class Workspace {
  public:
   virtual ~Workspace() = default;
 
-  /// Path of a picture file (PNG or SVG) that is the icon of the file at `path`; `size` is the wanted width in pixels.
+  /// Path of a picture file (PNG or SVG) with the icon of the file at `path`; `size` is the wanted width in pixels.
   virtual Result<std::string> iconFile(const std::string& path, int size) = 0;
 
-  /// The file that stands for the application with this identifier; on Linux its desktop entry.
+  /// The file that represents the application with this identifier; on Linux its desktop entry.
   virtual Result<std::string> applicationPath(const std::string& identifier) = 0;
 
   /// Launches the application with this identifier; success means that its start was confirmed.

@@ -8,7 +8,7 @@
 
 namespace corvane {
 
-/// Bundles that a test describes.
+/// Bundles defined by a test.
 class CORVANE_API FakeBundles : public Bundles {
  public:
   BundleFiles main;                           ///< what mainBundle() gives

@@ -13,19 +13,19 @@
 
 namespace corvane {
 
-/// Programs that a test describes; there are no others, and nothing is really started.
+/// Programs defined by a test. There are no others, and nothing is actually started.
 class CORVANE_API FakeChildProcesses : public ChildProcesses {
  public:
   /// What a program does: it writes to its standard output and exits.
   struct Program {
     std::int32_t status = 0;
-    std::string output = {};          ///< at most 64 KiB, which a pipe takes
+    std::string output = {};          ///< at most 64 KiB, the capacity of a pipe
     std::optional<Error> error = {};  ///< if set, it cannot be started
   };
 
-  std::map<std::string, Program> programs;  ///< by path; complete before the code under test starts one
+  std::map<std::string, Program> programs;  ///< by path; do not change it after the code under test has started one
 
-  /// The arguments of each program that was started, its own name first, in the order of their starts.
+  /// The arguments of each program that was started, its own name first, in the order of starting.
   std::vector<std::vector<std::string>> started() const;
 
   Result<std::array<int, 2>> pipe() override;

@@ -20,7 +20,7 @@ class CORVANE_API FakeDefaultsStore : public DefaultsStore {
   Result<std::vector<std::string>> domains() override;
   Result<std::shared_ptr<void>> observe(std::function<void()> changed) override;
 
-  /// From now on every read and write fails with the error; with none they work again.
+  /// From now on every read and write fails with the error; with std::nullopt they work again.
   void fail(std::optional<Error> error);
   /// Changes a domain as another process would.
   void changeFromOutside(const std::string& domain, const std::vector<DefaultsChange>& changes);

@@ -7,7 +7,7 @@
 
 namespace corvane {
 
-/// Folders below a root of the test's choice, laid out as on Linux. With an empty root every call fails.
+/// Folders below a root chosen by the test, laid out as on Linux. With an empty root every call fails.
 class CORVANE_API FakeFolders : public Folders {
  public:
   explicit FakeFolders(std::string root) : m_root(std::move(root)) {}

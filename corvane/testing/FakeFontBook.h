@@ -9,7 +9,7 @@
 
 namespace corvane {
 
-/// Fonts that a test names.
+/// Fonts defined by a test.
 class CORVANE_API FakeFontBook : public FontBook {
  public:
   std::map<std::string, FontFace> faces;  ///< by the names under which they are found

@@ -13,7 +13,7 @@
 
 namespace corvane {
 
-/// A network that a test describes, and that remembers what it was asked. Answers come on a thread of the session.
+/// A network defined by a test, which records the requests. Answers arrive on a thread of the session.
 class CORVANE_API FakeHttpSession : public HttpSession {
  public:
   std::map<std::string, HttpReply> replies;  ///< URL → answer; any other URL fails
@@ -21,7 +21,7 @@ class CORVANE_API FakeHttpSession : public HttpSession {
 
   Result<std::shared_ptr<HttpTask>> start(HttpRequest request, Completion completion) override;
 
-  std::vector<HttpRequest> requests() const;   ///< that were started, in order
+  std::vector<HttpRequest> requests() const;   ///< all that were started, in order
   std::vector<std::string> cancelled() const;  ///< the URLs of those that were cancelled, in order
 
  private:

@@ -9,7 +9,7 @@
 
 namespace corvane {
 
-/// A session that only remembers what it is to start.
+/// A session that only records what it is to start.
 class CORVANE_API FakeLoginItems : public LoginItems {
  public:
   std::map<std::string, LoginItem> items;  ///< by label

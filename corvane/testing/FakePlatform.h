@@ -20,8 +20,8 @@
 
 namespace corvane {
 
-/// A platform of fakes, in force until it is destroyed; the queues stay those of the platform before, because
-/// the library's threads use them, and programs really run unless fakeChildProcesses() is called. Change the fakes
+/// A platform of fakes, in force until it is destroyed. The queues remain those of the previous platform, because the
+/// library's threads use them, and programs are actually run unless fakeChildProcesses() is called. Set up the fakes
 /// before the code under test uses them.
 ///
 ///     corvane::FakePlatform fake("/tmp/home");
@@ -43,11 +43,11 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeTranslocation> translocation;
   const std::shared_ptr<FakeRunningApplications> runningApplications;
 
-  /// From now on there are no programs but those that the test describes here. Call it before the first one is started.
+  /// From now on only the programs that the test defines here exist. Call this before the first one is started.
   FakeChildProcesses& fakeChildProcesses();
 
  private:
-  Platform& m_queues = corvane::platform();  // the platform before, whose queues threads may still use afterwards
+  Platform& m_queues = corvane::platform();  // the previous platform, whose queues threads may still use afterwards
   Platform m_platform;
   std::shared_ptr<FakeChildProcesses> m_childProcesses;
   ScopedPlatform m_scope;

@@ -10,13 +10,13 @@
 
 namespace corvane {
 
-/// Power events that a test emits.
+/// Power events emitted by a test.
 class CORVANE_API FakePowerEvents : public PowerEvents {
  public:
   Token subscribe(Listener listener, std::function<void(const Error&)> unavailable) override;
   void unsubscribe(Token token) override;
 
-  /// Calls every listener with an event of this name, on the calling thread.
+  /// Calls every listener with the named event, on the calling thread.
   void emit(std::string_view name);
 
   /// Reports to every subscriber that a source of events is missing.

@@ -15,11 +15,11 @@
 
 namespace corvane {
 
-/// Processes that a test describes.
+/// Processes defined by a test.
 class CORVANE_API FakeProcessTable : public ProcessTable {
  public:
   struct Process {
-    ProcessInfo info;  ///< its pid is the one that it is stored under
+    ProcessInfo info;  ///< its pid is the key that it is stored under
     std::optional<ProcessDetails> details;
     std::optional<DiskBytes> diskBytes;
     std::optional<std::string> path;
@@ -28,11 +28,11 @@ class CORVANE_API FakeProcessTable : public ProcessTable {
     std::map<int, std::string> files;   ///< by descriptor
   };
   std::map<pid_t, Process> processes;  ///< by id
-  int lacking = EACCES;                ///< what a process lacks fails with this code: EACCES, or ESRCH as if it ended
-  std::optional<Error> error;          ///< if set, every call fails with it
-  Result<bool> translating = false;    ///< what translates() answers
-  std::size_t estimated = 0;           ///< what estimate() answers
-  std::int64_t boot = 0;               ///< what bootTime() answers
+  int lacking = EACCES;  ///< reading what a process lacks fails with this code: EACCES, or ESRCH as if it had ended
+  std::optional<Error> error;        ///< if set, every call fails with it
+  Result<bool> translating = false;  ///< the result of translates()
+  std::size_t estimated = 0;         ///< the result of estimate()
+  std::int64_t boot = 0;             ///< the result of bootTime()
 
   std::size_t estimate() override { return estimated; }
   Result<std::size_t> pids(std::span<pid_t> into) override;
@@ -45,7 +45,7 @@ class CORVANE_API FakeProcessTable : public ProcessTable {
   Result<MemoryRegion> region(pid_t pid, std::uint64_t address) override;
   Result<std::size_t> descriptors(pid_t pid) override;
   Result<void> openFiles(pid_t pid, const std::function<void(int, const char*)>& visit) override;
-  /// Succeeds if there is such a process, and does nothing.
+  /// Succeeds if there is such a process; sends nothing.
   Result<void> signal(pid_t pid, std::uint64_t started, int number) override;
   Result<bool> translates() override { return translating; }
   std::int64_t bootTime() override { return boot; }

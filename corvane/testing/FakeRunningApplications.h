@@ -10,11 +10,11 @@
 
 namespace corvane {
 
-/// Applications that a test describes, and that remember which of them were brought to the front.
+/// Applications defined by a test, which record which of them were brought to the front.
 class CORVANE_API FakeRunningApplications : public RunningApplications {
  public:
-  std::map<pid_t, std::string> applications;  ///< process → what path() answers; empty if nothing stands for it
-  pid_t active = 0;                           ///< the process of the application that is active
+  std::map<pid_t, std::string> applications;  ///< process → the result of path(); empty if no file represents it
+  pid_t active = 0;                           ///< the process of the active application
   std::optional<Error> error;                 ///< if set, every call fails with it
   std::vector<pid_t> activated;               ///< in order
 

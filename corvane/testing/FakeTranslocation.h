@@ -9,7 +9,7 @@
 
 namespace corvane {
 
-/// A platform that relocates applications as a test describes.
+/// A platform that relocates applications as defined by a test.
 class CORVANE_API FakeTranslocation : public Translocation {
  public:
   std::map<std::string, std::string> originals;  ///< path → path of its original

@@ -10,7 +10,7 @@
 
 namespace corvane {
 
-/// A desktop that a test describes, and that remembers what it was asked to do.
+/// A desktop defined by a test, which records what it was asked to do.
 class CORVANE_API FakeWorkspace : public Workspace {
  public:
   std::map<std::string, std::string> icons;         ///< path of a file → path of its picture

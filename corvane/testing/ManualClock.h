@@ -5,10 +5,10 @@
 
 namespace corvane {
 
-/// A clock that stands still until a test or a simulation moves it: as long as it exists, Timeval() reads it, and timed
-/// waits of the library (Mutex, Repeater, TimerQueue) end when it passes their deadline. Waits notice a move within
-/// about a millisecond of real time. Make it before the waits that it is to end: one that has begun on the real clock
-/// stays there. One at a time; move it from any thread.
+/// A clock that stands still until a test or a simulation moves it: while it exists, Timeval() reads it, and the
+/// library's timed waits (Mutex, Repeater, TimerQueue) end when it passes their deadlines. Waits notice a change within
+/// about a millisecond of real time. Create it before the waits that it is to end: a wait that has begun on the real
+/// clock stays on it. Only one at a time; any thread may move it.
 ///
 ///     corvane::ManualClock clock(corvane::Timeval::sec(1'000'000));
 ///     timer->start();

@@ -16,64 +16,65 @@
 
 namespace corvane {
 
-/// A method on a bus, and how it is called.
+/// A method on a bus, and how to call it.
 struct BusMethod {
-  std::string service;  ///< the bus name of who is called
+  std::string service;  ///< the bus name of the callee
   std::string object;   ///< path
   std::string interface;
   std::string name;
   const char* replyType = "()";  ///< a reply of another type is an Error
   GDBusCallFlags flags = G_DBUS_CALL_FLAGS_NONE;
-  std::string trouble = {};  ///< begins the description of an Error
+  std::string trouble = {};  ///< prefix of an Error's description
 };
 
 /// A signal on a bus, from any object.
 struct BusSignal {
-  std::string service;  ///< the bus name of who sends it
+  std::string service;  ///< the bus name of the sender
   std::string interface;
   std::string name;
   const char* type = "()";         ///< of the arguments; a signal with other ones is ignored
   std::string firstArgument = {};  ///< if not empty: only signals that begin with this text
 };
 
-/// What a method answered.
+/// The answer of a method.
 struct BusReply {
   glib::Ptr<GVariant> values;
-  glib::Ptr<GUnixFDList> descriptors;  ///< that came along; may be null
+  glib::Ptr<GUnixFDList> descriptors;  ///< sent with the answer; may be null
 
-  /// The caller's own copy of a descriptor, by the handle in the values.
+  /// A copy of a descriptor, owned by the caller, for its handle in the values.
   CORVANE_API FileDescriptor descriptor(gint32 handle) const;
 };
 
-/// A connection of the owner's own to a message bus. Its end, and that of the bus, does not end the process.
+/// A private connection to a message bus. The process survives the end of the connection or of the bus.
 ///
-/// Calls block, need no main loop, and may come from any thread, several at a time. An Error of the service has the
-/// name of the D-Bus error as its domain, one of the limit the code ETIMEDOUT (see timedOut()). Signals arrive on the
-/// thread-default context of the thread that subscribed, and only while that is iterated. After a fork() the connection
-/// is of no use in the child.
+/// Calls block, need no main loop, and may come from any thread, several at a time. The domain of an Error from the
+/// service is the name of the D-Bus error; a call that exceeds its limit fails with the code ETIMEDOUT (see
+/// timedOut()). Signals arrive on the thread-default context of the thread that subscribed, and only while that context
+/// is iterated. After a fork() the child must not use the connection.
 class CORVANE_API Bus {
  public:
-  /// Connects to the bus that the environment names now. No bus is started for it.
+  /// Connects to the bus that the environment currently names. Does not start a bus.
   static Result<std::unique_ptr<Bus>> connect(GBusType type, const Deadline& deadline);
 
-  /// Ends all subscriptions and closes the connection, without waiting. On the thread that subscribed; its context
-  /// frees the handlers when it is iterated next.
+  /// Ends all subscriptions and closes the connection, without waiting. Must run on the thread that subscribed; that
+  /// thread's context frees the handlers when it is next iterated.
   ~Bus();
 
   Bus(const Bus&) = delete;
   Bus& operator=(const Bus&) = delete;
 
-  /// Calls a method and waits for the answer. Takes `arguments`, a tuple or null for none, over if it is floating. When
-  /// the deadline is over already, nothing is sent.
+  /// Calls a method and waits for the answer. `arguments` is a tuple, or null for none; a floating reference is taken
+  /// over. If the deadline has already passed, nothing is sent.
   Result<BusReply> call(const BusMethod& method, GVariant* arguments, const Deadline& deadline) const;
 
   /// Calls `handler` with the arguments of every such signal from now on.
   void subscribe(const BusSignal& signal, std::function<void(GVariant* arguments)> handler);
 
-  /// Calls `handler` whenever a name changes hands, with the unique name of its new owner, empty if it has none.
+  /// Calls `handler` whenever the owner of a name changes, with the unique name of the new owner, or empty if there is
+  /// none.
   void watchName(const std::string& name, std::function<void(const std::string& owner)> handler);
 
-  /// For what this class does not do, such as offering objects.
+  /// For features that this class does not cover, such as exporting objects.
   GDBusConnection* connection() const { return m_connection.get(); }
 
  private:

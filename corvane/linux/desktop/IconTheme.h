@@ -6,17 +6,18 @@
 
 namespace corvane {
 
-/// The user's icon theme: finds pictures by name as the freedesktop Icon Theme convention says. Only PNG and SVG; how
-/// large a picture is shows in the folder it lies in. Any thread.
+/// The user's icon theme: finds pictures by name according to the freedesktop Icon Theme specification. Only PNG and
+/// SVG; the size of a picture is that of its folder. Any thread.
 class IconTheme {
  public:
-  /// The theme that the user chose (GNOME's setting, else KDE's), else the desktop's default, else Adwaita; behind it
-  /// what it inherits, hicolor, and the pictures outside themes. Folders that appear later are not seen.
+  /// The theme that the user chose (in GNOME's settings, otherwise in KDE's), otherwise the desktop's default,
+  /// otherwise Adwaita; then the themes that it inherits, hicolor, and the pictures outside themes. Folders that appear
+  /// later are not seen.
   IconTheme();
 
-  /// Path of a picture for one of these names, `size` pixels wide if there is one, else of the nearest size. A theme
-  /// with a picture for any of the names takes precedence over the themes behind it; within a theme the first name
-  /// counts.
+  /// Path of a picture for one of these names, `size` pixels wide if there is one, otherwise of the nearest size. A
+  /// theme with a picture for any of the names takes precedence over the themes after it; within a theme, names are
+  /// tried in order.
   std::optional<std::string> find(const std::vector<std::string>& names, int size) const;
 
  private:
@@ -36,8 +37,8 @@ class IconTheme {
   void load(const std::string& name);
   static std::optional<std::string> find(const Theme& theme, const std::string& name, int size);
 
-  std::vector<std::string> m_bases;  // where themes lie, the user's first
-  std::vector<std::string> m_names;  // of the themes loaded, so that circles of inheritance end
+  std::vector<std::string> m_bases;  // the folders of themes, the user's first
+  std::vector<std::string> m_names;  // of the loaded themes, so that cycles of inheritance end
   std::vector<Theme> m_themes;
 };
 

@@ -6,11 +6,11 @@
 
 namespace corvane {
 
-/// What the kernel puts behind the target of a link in /proc whose file is deleted, or replaced.
+/// The kernel appends this to the target of a link in /proc whose file has been deleted or replaced.
 constexpr std::string_view DELETED_REMARK = " (deleted)";
 
-/// Whether the target of such a link, relative to a folder's descriptor, ends with the remark: a file may also be named
-/// like that.
+/// Whether the target of such a link, relative to a folder's descriptor, ends with the remark; a file may also have
+/// such a name.
 inline bool bearsDeletedRemark(int folder, const char* link, const char* target) {
   if (!std::string_view(target).ends_with(DELETED_REMARK)) return false;
   struct stat opened {};

@@ -8,8 +8,8 @@
 
 namespace corvane {
 
-/// A descriptor of a process (pidfd), which stays that process's when its number becomes another's; empty, with errno,
-/// on failure. The C library's header for these system calls is not for C++.
+/// A descriptor of a process (pidfd), which never refers to another process even if the id is reused; empty, with
+/// errno, on failure. The C library's header for these system calls cannot be used from C++.
 inline FileDescriptor openProcess(pid_t process) {
   return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
 }

@@ -10,16 +10,17 @@
 
 namespace corvane {
 
-/// Readers of the texts in /proc. They accept any bytes, and answer none for what the kernel would not have written.
+/// Parsers for the texts in /proc. They accept any bytes, and return nothing for what the kernel would not have
+/// written.
 
-/// What the numbers of a stat file count.
+/// The units of the numbers in a stat file.
 struct ProcessUnits {
   std::uint64_t tickNsec = 10'000'000;
   std::uint64_t pageBytes = 4096;
 };
 
-/// /proc/PID/stat: everything that it tells; the user and the group are not in it. False also for the text of a thread
-/// that is not its process's first: /proc has those by their numbers too, though it does not list them.
+/// /proc/PID/stat: everything in it; it does not contain the user and the group. Also false for the text of a thread
+/// that is not the first of its process: /proc has those under their ids too, although it does not list them.
 bool readProcessStat(std::string_view text, const ProcessUnits& units, ProcessInfo& info);
 
 /// /proc/PID/status
@@ -28,21 +29,21 @@ std::optional<ProcessDetails> readProcessStatus(std::string_view text);
 /// /proc/PID/io
 std::optional<DiskBytes> readProcessIo(std::string_view text);
 
-/// /proc/PID/cgroup: the innermost unit that is named as those of applications are, app-….scope or app-….service; empty
-/// if the process is in none.
+/// /proc/PID/cgroup: the innermost unit with the name of an application's unit, app-….scope or app-….service; empty if
+/// the process is not in one.
 std::string_view applicationUnit(std::string_view text);
 
-/// The identifiers of the application that such a unit may have its name from, app-[LAUNCHER-]ID-RANDOM.scope or
-/// app-[LAUNCHER-]ID[@RANDOM].service: the longest first, for some launchers do not escape what is in an identifier.
+/// The application identifiers that the name of such a unit may contain, app-[LAUNCHER-]ID-RANDOM.scope or
+/// app-[LAUNCHER-]ID[@RANDOM].service: the longest first, because some launchers do not escape identifiers.
 std::vector<std::string> applicationIdentifiers(std::string_view unit);
 
-/// /proc/PID/cmdline: the arguments, each of which ends with a zero byte; the last may lack it.
+/// /proc/PID/cmdline: the arguments. Each ends with a zero byte, which the last one may lack.
 std::vector<std::string> argumentsOf(std::string_view text);
 
 /// /proc/PID/environ: the value of a variable.
 std::optional<std::string_view> environmentValue(std::string_view text, std::string_view variable);
 
-/// /proc/PID/smaps: reads line after line of it and keeps the first region that ends above an address.
+/// /proc/PID/smaps: takes it line by line and keeps the first region that ends above an address.
 class RegionReader {
  public:
   explicit RegionReader(std::uint64_t address) : m_address(address) {}
@@ -58,10 +59,10 @@ class RegionReader {
   std::optional<MemoryRegion> m_region;
 };
 
-/// A file in /proc/sys/fs/binfmt_misc: whether it puts an interpreter for executables in force.
+/// A file in /proc/sys/fs/binfmt_misc: whether it registers and enables an interpreter for executables.
 bool interpretsExecutables(std::string_view text);
 
-/// Whether the executable of this name runs programs of another machine than this one (as uname(2) calls it).
+/// Whether the executable with this name runs programs for a machine other than this one (as named by uname(2)).
 bool isEmulator(std::string_view executable, std::string_view machine);
 
 }  // namespace corvane

@@ -11,16 +11,16 @@
 
 namespace corvane::defaults_files {
 
-/// The generation of a domain in its file, and the lock under which databases are opened and set aside.
+/// The file with the generation of a domain, and the lock under which databases are opened and set aside.
 class ChangeCounter {
  public:
-  // Opens or makes the file; only to read where more is not allowed. The file may not be written by its mode, so that
-  // copying over it replaces it or fails: cut off, it would end every process that has it mapped.
+  // Opens or creates the file; only for reading if no more is permitted. Its mode forbids writing, so that copying over
+  // it replaces it or fails: truncating it would end every process that has it mapped.
   static Result<std::unique_ptr<ChangeCounter>> open(const std::string& path);
 
   ~ChangeCounter();
 
-  // The number, for as long as the counter.
+  // The number; valid for as long as the counter.
   const std::uint64_t* value() const { return m_value; }
   std::uint64_t get() const { return __atomic_load_n(m_value, __ATOMIC_ACQUIRE); }
   std::uint64_t next() const { return get() + 1 == 0 ? 1 : get() + 1; }
@@ -28,20 +28,21 @@ class ChangeCounter {
   bool isAtItsPath() const { return Identity::at(m_path) == m_identity; }
   const std::string& path() const { return m_path; }
 
-  // With a write and not through memory: a full disk is an error and no signal, and watchers of the file hear of it.
+  // With write() and not through the mapping: a full disk is then an error and not a signal, and watchers of the file
+  // are notified.
   Result<void> set(std::uint64_t number);
 
-  // Tells whoever still looks at the file that it is out of date, and closes it. The number stays where it is.
+  // Tells processes that still use the file that it is out of date, and closes it. The number remains readable.
   void retire();
 
-  // Keeps other processes that want it waiting, for as long as it lives. Not inherited across a fork.
+  // Excludes other processes for as long as it lives. Not inherited across a fork.
   class Lock {
    public:
     static Result<Lock> take(const ChangeCounter& counter);
 
    private:
     explicit Lock(FileDescriptor file) : m_file(std::move(file)) {}
-    FileDescriptor m_file;  // opened for this lock alone
+    FileDescriptor m_file;  // opened only for this lock
   };
 
  private:

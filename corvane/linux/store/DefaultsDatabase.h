@@ -14,13 +14,13 @@
 
 namespace corvane::defaults_files {
 
-/// True if a database is not whole, or not one of ours.
+/// True if a database is damaged, or not one of ours.
 bool isDamage(const Error& error);
 
 /// An open database.
 class DefaultsDatabase {
  public:
-  // With the counter's lock held, if the file may be written.
+  // Call with the counter's lock held, if the file may be written.
   static Result<std::unique_ptr<DefaultsDatabase>> open(const std::string& path, bool create);
 
   bool isReadOnly() const { return sqlite3_db_readonly(m_database.get(), "main") != 0; }
@@ -28,14 +28,14 @@ class DefaultsDatabase {
   bool isAtItsPath() const { return Identity::at(m_path) == m_identity; }
   std::optional<Identity> identity() const { return m_identity; }
 
-  // Leaves what has been written in the files for others, rather than tidying up: fast, and nothing else is touched.
+  // Closes without a checkpoint: fast, and nothing else is touched.
   void closeQuickly();
 
-  // All entries, and the generation that goes with them. Does not wait for a writer that takes its time.
+  // All entries, and the generation that goes with them. Does not wait for a slow writer.
   Result<DefaultsContents> read(const ChangeCounter* counter);
 
-  // The number goes up before the commit: a process that is killed in between has announced a change too many, which
-  // costs others a look, and never one too few.
+  // The number goes up before the commit: a process that is killed in between has announced one change too many, which
+  // costs others an extra read, but never one too few.
   Result<DefaultsWritten> write(const std::vector<DefaultsChange>& changes, ChangeCounter& counter,
                                 std::atomic<std::uint64_t>& inFlight);
 
@@ -83,7 +83,7 @@ class DefaultsDatabase {
 
   static Result<std::unique_ptr<DefaultsDatabase>> openAs(const std::string& path, const std::string& name, int flags);
 
-  // Makes a new database under another name, whole, so that none is ever seen half made.
+  // Creates a complete database under another name first, so that an incomplete one is never seen.
   static Result<void> make(const std::string& path);
 
   Result<void> attach(const std::string& name, int flags);
@@ -106,7 +106,7 @@ class DefaultsDatabase {
   std::chrono::microseconds m_patience = LIMIT;
   std::chrono::steady_clock::time_point m_waitEnd;
   std::unique_ptr<sqlite3, Release> m_database;
-  Statement m_begin, m_beginRead, m_commit, m_rollback, m_select, m_upsert, m_remove;  // end before the database
+  Statement m_begin, m_beginRead, m_commit, m_rollback, m_select, m_upsert, m_remove;  // destroyed before the database
 };
 
 }  // namespace corvane::defaults_files

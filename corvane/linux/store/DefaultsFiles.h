@@ -15,7 +15,7 @@ namespace corvane::defaults_files {
 inline constexpr std::string_view DATABASE = ".db";
 inline constexpr std::string_view CHANGES = ".changes";
 
-/// How long one call waits for other processes, and how often it looks.
+/// How long one call waits for other processes, and how often it checks.
 inline constexpr std::chrono::seconds LIMIT(5);
 inline constexpr std::chrono::microseconds PAUSE(500);
 
@@ -23,7 +23,7 @@ inline tl::unexpected<Error> passedOn(const Error& error) {
   return tl::unexpected<Error>(error);
 }
 
-/// Which file stands at a path; std::nullopt if there is no file.
+/// The identity of the file at a path; std::nullopt if there is no file.
 struct Identity {
   dev_t device = 0;
   ino_t inode = 0;
@@ -33,18 +33,18 @@ struct Identity {
   bool operator==(const Identity&) const = default;
 };
 
-/// Takes others' rights away from a file of ours. What cannot be changed stays.
+/// Removes other users' rights from one of our files. Failures are ignored.
 void keepPrivate(const std::string& path);
 
-/// Makes a folder of mode 0700, and those that lead to it.
+/// Creates a folder with mode 0700, and its missing parents.
 Result<void> makeFolder(const std::string& path);
 
 Result<std::string> settingsFolder();
 
-/// The name, without an ending, of a domain's files.
+/// The name of a domain's files, without an extension.
 std::string fileNameOf(const std::string& domain);
 
-/// The domain of such a name; std::nullopt if no domain has that name.
+/// The domain for such a name; std::nullopt if no domain has it.
 std::optional<std::string> domainOf(std::string_view name);
 
 }  // namespace corvane::defaults_files

@@ -7,7 +7,7 @@
 
 namespace corvane::defaults_files {
 
-/// Calls `changed` on the main queue after changes of counters in the settings' folder, for as long as the returned
+/// Calls `changed` on the main queue after counters in the settings folder have changed, for as long as the returned
 /// object lives.
 Result<std::shared_ptr<void>> watchChanges(std::function<void()> changed);
 

@@ -9,8 +9,8 @@
 
 namespace corvane {
 
-/// The windows that the window manager of an X server keeps. One thread at a time. The server is waited for without a
-/// limit. Nothing that windows say of themselves can do harm, and windows may vanish at any time.
+/// The windows managed by the window manager of an X server. One thread at a time. Waits for the server without a
+/// limit. Properties of windows are not trusted, and windows may disappear at any time.
 class WindowsX11 {
  public:
   using Window = std::uint32_t;
@@ -21,19 +21,19 @@ class WindowsX11 {
 
   const std::string& display() const;
 
-  /// False once the server is gone.
+  /// False once the connection to the server is lost.
   bool isConnected();
 
-  /// The windows of a process, the lowest first; without desktops and docks.
+  /// The windows of a process, from the lowest to the highest, without desktops and docks.
   std::vector<Window> of(pid_t pid);
 
-  /// The window that the user works with; 0 if there is none.
+  /// The window that the user is working with; 0 if there is none.
   Window active();
 
-  /// Asks the window manager to bring one window after the other to the front.
+  /// Asks the window manager to bring the windows to the front, one after the other.
   void activate(const std::vector<Window>& windows);
 
-  /// The two names of a window's class, the one of the instance first; none if it has no class.
+  /// The two names of a window's class, that of the instance first; empty if it has no class.
   std::vector<std::string> classOf(Window window);
 
  private:

@@ -11,13 +11,13 @@
 
 namespace corvane {
 
-/// A connection to an X server, for one thread at a time. The server is waited for without a limit.
+/// A connection to an X server, for one thread at a time. Waits for the server without a limit.
 class CORVANE_API X11Connection {
  public:
   struct Free {
     void operator()(void* memory) const { std::free(memory); }
   };
-  /// What came from the server.
+  /// A reply or event from the server.
   template <class T>
   using Ptr = std::unique_ptr<T, Free>;
 
@@ -30,13 +30,13 @@ class CORVANE_API X11Connection {
   xcb_connection_t* get() const { return m_connection; }
   xcb_window_t root() const { return m_root; }
 
-  /// False once the server is gone.
+  /// False once the connection to the server is lost.
   bool isConnected() const;
 
-  /// The next event that has arrived; null if there is none.
+  /// The next event that has arrived; null if none has.
   Ptr<xcb_generic_event_t> event() const;
 
-  /// The answer to a request, by the function that reads it; null if it is an error.
+  /// The reply to a request, obtained by the function that reads it; null if it is an error.
   template <class Read, class Cookie>
   auto answer(Read read, Cookie cookie) const {
     xcb_generic_error_t* error = nullptr;
