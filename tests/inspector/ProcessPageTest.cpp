@@ -87,8 +87,6 @@ TEST(ProcessPage, SelectionFollowsItsProcessAndEndsWithIt) {
   page.take(std::vector{process(1, "one", 5), process(2, "two", 0), process(3, "three", 1, 2)});
   EXPECT_EQ(selected(page), "") << "another process with the same number";
   EXPECT_EQ(lastLine(page), "3 three has ended.\n");
-  page.press('k');
-  EXPECT_EQ(lastLine(page), "Select a process first.\n");
   page.press(key::DOWN);
   EXPECT_EQ(selected(page), "three") << "at the same place";
   ProcessRow zombie = process(3, "three", 1, 2);
@@ -110,10 +108,9 @@ TEST(ProcessPage, ScrollsAlongWithTheSelection) {
   compose(page, 13, 80);  // ten of them
   for (const auto& [pressed, name, first, last] :
        {std::tuple(key::PAGE_DOWN, "name10", 1, 10), std::tuple(key::DOWN, "name11", 2, 11),
-        std::tuple(key::PAGE_DOWN, "name21", 12, 21), std::tuple(key::UP, "name20", 12, 21),
+        std::tuple(key::UP, "name10", 2, 11), std::tuple(key::PAGE_DOWN, "name20", 11, 20),
         std::tuple(key::PAGE_UP, "name10", 10, 19), std::tuple(key::END, "name100", 91, 100),
-        std::tuple(key::DOWN, "name100", 91, 100), std::tuple(key::HOME, "name1", 1, 10),
-        std::tuple(key::UP, "name1", 1, 10)}) {
+        std::tuple(key::DOWN, "name100", 91, 100), std::tuple(key::HOME, "name1", 1, 10)}) {
     page.press(pressed);
     EXPECT_EQ(selected(page, 13), name);
     for (const int i : {first, last}) EXPECT_TRUE(shows(page, "  name" + std::to_string(i) + " ", 13)) << name << i;
@@ -127,7 +124,6 @@ TEST(ProcessPage, ScrollsAlongWithTheSelection) {
 
 TEST(ProcessPage, SortsByTheUnderlinedLetters) {
   GivenPage page(Glyphs::ASCII);
-  page.take(manyProcesses(3));
   std::set<ProcessColumn> sorted;
   const Line heading = compose(page, 24, 120).at(1);
   for (const Span& span : heading) {
@@ -135,13 +131,10 @@ TEST(ProcessPage, SortsByTheUnderlinedLetters) {
     const int letter = std::tolower(static_cast<unsigned char>(span.text.front()));
     page.sortBy(page.column() == ProcessColumn::PID ? ProcessColumn::NAME : ProcessColumn::PID, false);
     page.press(letter);
-    const auto& [column, word, title, isNumber, cell] = styleOf(page.column());
-    EXPECT_EQ(page.descending(), isNumber) << title;
+    EXPECT_EQ(page.descending(), styleOf(page.column()).isNumber) << span.text;
     page.press(letter);
-    EXPECT_EQ(page.descending(), !isNumber) << title;
-    const std::string text = textOf({compose(page, 24, 120).at(1)});
-    EXPECT_NE(text.find(isNumber ? "^ " + std::string(title) : std::string(title) + " v"), text.npos) << text;
-    sorted.insert(column);
+    EXPECT_NE(page.descending(), styleOf(page.column()).isNumber) << span.text;
+    sorted.insert(page.column());
   }
   EXPECT_EQ(sorted.size(), PROCESS_COLUMNS.size());
 }
@@ -170,9 +163,7 @@ TEST(ProcessPage, FiltersWhatIsTyped) {
   EXPECT_TRUE(shows(page, "Processes, 3 "));
   EXPECT_FALSE(page.press(key::ESCAPE)) << "back";
   press(page, "/");
-  for (const int pressed : {key::CONTROL_L, key::CONTROL_Z}) EXPECT_FALSE(page.press(pressed));
-  page.press(key::OTHER);
-  EXPECT_EQ(lastLine(page), "/ \n");
+  EXPECT_FALSE(page.press(key::CONTROL_L)) << "not text";
 }
 
 // A child of the test, and a page on which it is selected.
@@ -240,22 +231,17 @@ TEST_F(ProcessPageSignals, NeverReachTheWrongProcess) {
     press(m_page, keys);
     EXPECT_NE(lastLine(m_page, 200).find("it is this program"), std::string::npos);
   }
-  EXPECT_EQ(sendSignal(0, 0, 0).error().code, EINVAL) << "no group of processes";
-  EXPECT_EQ(sendSignal(-1, 0, 0).error().code, EINVAL);
+  for (const pid_t group : {0, -1}) EXPECT_EQ(sendSignal(group, 0, 0).error().code, EINVAL) << "a group";
 }
 
 TEST(ProcessPage, FitsEveryScreen) {
   GivenPage page(Glyphs::UNICODE);
-  std::vector<ProcessRow> rows = manyProcesses(20);
-  rows[8] = process(4'194'304, std::string(300, 'x') + "\x1b[2J\n名", 1e9);
-  rows[8].memory = ~std::uint64_t{0};
-  page.take(rows);
+  page.take(std::vector{process(4'194'304, std::string(300, 'x') + "\x1b[2J\n名", 1e9), process(1, "n", 1)});
   page.press(key::HOME);
-  for (const std::string& keys :
-       {std::string(), std::string("k"), std::string("t"), "\x1bnk\x1b/" + std::string(70, 'n')}) {
+  for (const std::string& keys : {std::string(), std::string("k"), std::string("t"), "\x1b/" + std::string(70, 'n')}) {
     press(page, keys);
     for (std::size_t height = 1; height <= 25; ++height) {
-      for (std::size_t columns = 5; columns <= 130; ++columns) {
+      for (std::size_t columns = 5; columns <= 130; columns += 5) {
         const std::string text = textOf(compose(page, height, columns));
         ASSERT_EQ(std::ranges::count(text, '\n'), static_cast<std::ptrdiff_t>(height));
         ASSERT_EQ(text.find('\x1b'), text.npos);

@@ -29,21 +29,16 @@ TEST(ProcessTable, NoLineIsWiderThanTheScreen) {
   const std::string whole = processTable(rows, Glyphs::UNICODE, std::nullopt);
   EXPECT_NE(whole.find("/bin/x " + rows[0].arguments[1] + "\n"), whole.npos);
   EXPECT_NE(whole.find("bad???"), whole.npos);
-  // The least width at which a column is shown.
-  std::map<std::string, std::size_t> shown;
+  std::map<std::string, std::size_t> shown;  // the least width at which each is
   for (std::size_t width = 250; width > 0; --width) {
     const std::string table = processTable(rows, Glyphs::UNICODE, width);
-    const auto lines = linesOf(table);
-    ASSERT_EQ(lines.size(), 3U);
-    for (const std::string_view line : lines) ASSERT_LE(columnsOf(line), width);
-    for (const char* piece :
-         {"Command", "ppp", "Time", "Parent", "translated", "User", "CPU%", "Memory", "a long name", "4194304"})
+    for (const std::string_view line : linesOf(table)) ASSERT_LE(columnsOf(line), width);
+    for (const char* piece : {"Command", "Time", "Parent", "User", "a long name", "4194304"})
       if (table.find(piece) != table.npos) shown[piece] = width;
   }
   EXPECT_LT(shown["Command"], 120U) << "cut before it is left out";
   EXPECT_GT(shown["Command"], shown["Time"]);
-  EXPECT_GT(shown["Time"], shown["translated"]);
-  EXPECT_GT(shown["translated"], shown["Parent"]);
+  EXPECT_GT(shown["Time"], shown["Parent"]);
   EXPECT_GT(shown["Parent"], shown["User"]);
   EXPECT_LT(shown["a long name"], 50U);
   EXPECT_EQ(shown["4194304"], 7U);

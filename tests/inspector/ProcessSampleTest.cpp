@@ -57,42 +57,29 @@ TEST(ProcessSampler, SharesAreOfTheSameProcessOverTheInterval) {
 TEST(ProcessSampler, TellsWhatTheTableTells) {
   FakePlatform fake;
   fake.processTable->boot = 5'000'000;
-  ProcessInfo info = process("a name that fills more than 16 bytes", 2000, 0, 0);
-  info.parent = 1;
-  info.uid = 4'000'000'000;
-  info.state = ProcessState::RUNNING;
-  info.residentBytes = 4096;
-  info.threads = 3;
-  fake.processTable->processes[PID].info = info;
-  fake.processTable->processes[PID].path = "/bin/x y";
-  info.kernel = true;
-  info.name = "short";
-  info.uid = 0;
-  fake.processTable->processes[PID + 1].info = info;
-  fake.processTable->processes[PID + 1].path = "none of its own";
-  const ProcessRow expected{PID,
-                            1,
-                            4'000'000'000,
-                            "4000000000",
-                            'R',
-                            ProcessKind::NATIVE,
-                            "a name that fills more than 16 ",
-                            "/bin/x y",
-                            0,
-                            0,
-                            4096,
-                            3,
-                            5'002'000,
-                            {}};
+  auto& plain = fake.processTable->processes[PID];
+  plain.info = process("a name that fills more than 16 bytes", 2000, 0, 0);
+  plain.info.parent = 1;
+  plain.info.uid = 4'000'000'000;
+  plain.info.residentBytes = 4096;
+  plain.info.threads = 3;
+  plain.path = "/bin/x y";
+  auto& kernel = fake.processTable->processes[PID + 1];
+  kernel = plain;
+  kernel.info.kernel = true;
+  kernel.info.uid = 0;
+  const char* name = "a name that fills more than 16 ";
+  const ProcessRow expected{
+      PID, 1, 4'000'000'000, "4000000000", 'S', ProcessKind::NATIVE, name, "/bin/x y", 0, 0, 4096, 3, 5'002'000, {}};
   const auto rows = ProcessSampler(BEGIN).sample(BEGIN + milliseconds(100));
   ASSERT_TRUE(rows);
   EXPECT_EQ(rows->at(0), expected);
   EXPECT_EQ(rows->at(1).user, "root");
   EXPECT_EQ(rows->at(1).kind, ProcessKind::KERNEL);
   EXPECT_EQ(rows->at(1).path, "");
-  for (const auto& [state, letter] : {std::pair(ProcessState::SLEEPING, 'S'), std::pair(ProcessState::STOPPED, 'T'),
+  for (const auto& [state, letter] : {std::pair(ProcessState::RUNNING, 'R'), std::pair(ProcessState::STOPPED, 'T'),
                                       std::pair(ProcessState::ZOMBIE, 'Z'), std::pair(ProcessState::UNKNOWN, '?')}) {
-    fake.processTable->processes[PID].info.state = state;
+    plain.info.state = state;
     EXPECT_EQ(ProcessSampler().sample()->front().state, letter);
   }
 }

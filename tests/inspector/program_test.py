@@ -21,8 +21,6 @@ from xml.etree import ElementTree
 from terminal import TIMEOUT, Terminal, environment
 
 PROGRAM = sys.argv.pop(1)
-REPEATERS = ["disk throughput", "live view", "log heartbeat", "memory", "network throughput", "processes",
-             "processor load"]
 DOWN = "\x1bOB"
 COLOUR = re.compile(rb"\x1b\[(?:\d+;)*(?:3[0-9]|4[0-9]|9[0-7]|10[0-7])(?:;\d+)*m")
 
@@ -31,98 +29,54 @@ def live(*arguments, **options):
     return Terminal(PROGRAM, *arguments, **options)
 
 
-def rows(terminal):
-    """The table's rows by name, in their order: name, paused, count, total, interval, duration."""
-    found = {}
-    for line in terminal.lines():
-        match = re.match(r"([a-z ]+?)( \(paused\))? +(\d+) +([\d.]+) +([\d.]+) +([\d.]+)$", line)
-        if match:
-            name, paused, count, *numbers = match.groups()
-            found[name] = (paused is not None, int(count), *map(float, numbers))
-    return found
-
-
 class LiveView(unittest.TestCase):
-    def test_shows_readings_and_repeaters(self):
+    def test_shows_what_the_machine_does(self):
         with live() as terminal:
-            terminal.wait_for(lambda: set(rows(terminal)) >= set(REPEATERS), "the table")
-            terminal.wait_for(lambda: re.search(r"^Network in +[\d.]+ .?B/s", terminal.text(), re.M), "a rate")
-            for pattern in [r"^Corvane Inspector .* running for 0:00:\d\d +\d\d:\d\d:\d\d$",
-                            r"^Memory +[\d.]+/[\d.]+ GiB +[▁▂▃▄▅▆▇█ ]+$", r"^Processor +\d+\.\d % +[▁▂▃▄▅▆▇█]+$",
-                            r"^Processes +\d+",
-                            r"^Name ▲ +Count +Total s +Interval s +Duration µs$", r"^q quit  h help  p processes .*"]:
-                self.assertRegex(terminal.text(), re.compile(pattern, re.M))
-            terminal.wait_for(lambda: rows(terminal)["processor load"][1] >= 6, "six runs")
-            self.assertAlmostEqual(rows(terminal)["processor load"][3], 0.5, delta=0.4)
-            self.assertLess(rows(terminal)["memory"][1], rows(terminal)["processor load"][1])
+            for pattern in [r"^Network in +[\d.]+ .?B/s", r"^Memory +[\d.]+/[\d.]+ GiB +[▁▂▃▄▅▆▇█ ]+$",
+                            r"^Corvane Inspector .* running for 0:00:\d\d +\d\d:\d\d:\d\d$",
+                            r"^processor load +[3-9] +[\d.]+ +0\.[3-8]\d* +[\d.]+$"]:
+                terminal.wait_for(lambda: re.search(pattern, terminal.text(), re.M), pattern)
+            terminal.wait_for(lambda: COLOUR.search(terminal.raw), "colour")
 
     def test_ignores_keys_that_it_does_not_know(self):
         with live() as terminal:
             terminal.wait_for("averaged over 10 s")
-            terminal.press("\x1b[9~\x1b[1;5c\x1bl\x1b[d\x1bOq#é")
-            terminal.press("+")
+            terminal.press("\x1b[9~\x1b[1;5c\x1bl\x1b[d\x1bOq#é+")
             terminal.wait_for("averaged over 11 s")
             self.assertIn("Name ▲", terminal.text())
 
     def test_shows_processes_and_sends_signals(self):
-        # Names that would clear the screen, and that have wide letters.
-        with live(NO_COLOR="1") as terminal:
+        # A name that would clear the screen, and one that has wide letters.
+        with live(NO_COLOR="1") as terminal, contextlib.ExitStack() as stack:
             preys = []
             for name in ["prey\x1b[2J\n\udcff", "prey \u540d\u524d"]:
                 path = os.path.join(terminal.home, name)
                 shutil.copy("/bin/sleep", path)
-                preys.append(subprocess.Popen([path, "1000"]))
-            try:
-                self.hunt(terminal, *preys)
-            finally:
-                for prey in preys:
-                    prey.kill()
-                    prey.wait()
+                preys.append(stack.enter_context(subprocess.Popen([path, "1000"])))
+                stack.callback(preys[-1].kill)
+            prey, bystander = preys
+            terminal.press(f"p/{terminal.home}/PREY\r")
+            shown = rf"(?m)^ *{prey.pid} +{os.getpid()} +\S+ +S +native +\d+\.\d +[\d.]+ .iB +1  prey\?\[2J\?\?$"
+            terminal.wait_for(lambda: re.search(shown, terminal.text()), "the row")
+            self.assertRegex(terminal.text(), rf"(?m)^ *{bystander.pid} .*  prey \?\?$")
+            terminal.press("ii" + DOWN)
+            terminal.wait_for(lambda: f" {prey.pid} " in terminal.reversed_text(), "the selection")
+            terminal.press("kt")
+            terminal.wait_for(f"Send SIGTERM to {prey.pid} prey?[2J??? y/n")
+            terminal.press("y")
+            self.assertEqual(prey.wait(TIMEOUT), -signal.SIGTERM)
+            terminal.wait_for(f"{prey.pid} prey?[2J?? has ended.")
+            self.assertIsNone(bystander.poll())
+            self.assertIsNone(COLOUR.search(terminal.raw))
 
-    def hunt(self, terminal, prey, bystander):
-        shown = rf"(?m)^ *{prey.pid} +{os.getpid()} +\S+ +S +native +\d+\.\d +[\d.]+ .iB +1  prey\?\[2J\?\?$"
-        terminal.wait_for("processor load")
-        terminal.press("p")
-        terminal.wait_for("CPU%")
-        terminal.press(f"/{terminal.home}/PREY\r")
-        terminal.wait_for(lambda: re.search(shown, terminal.text()), "the row")
-        self.assertRegex(terminal.text(), rf"(?m)^ *{bystander.pid} .*  prey \?\?$")
-        terminal.press("ii" + DOWN)
-        terminal.wait_for(lambda: f" {prey.pid} " in terminal.reversed_text(), "the selection")
-        question = f"Send SIGTERM to {prey.pid} prey?[2J??? y/n"
-        terminal.press("kt")
-        terminal.wait_for(question)
-        terminal.resize(5, 46)
-        terminal.wait_for(lambda: terminal.lines()[4] == question)
-        terminal.press("y")
-        self.assertEqual(prey.wait(TIMEOUT), -signal.SIGTERM)
-        terminal.resize(24, 80)
-        terminal.wait_for(f"{prey.pid} prey?[2J?? has ended.")
-        self.assertIsNone(bystander.poll())
-        self.assertIsNone(COLOUR.search(terminal.raw))
-
-    def test_shows_every_page_on_any_terminal(self):
-        pages = {"h": "Overview", "l": "Logging begins for:", "b": "Listener", "p": "CPU%"}
-        with live() as terminal:
-            for height, width, overview in [(24, 80, "Total s"), (5, 20, "CPU "), (3, 10, "CPU "),
-                                            (10, 40, "Duration µs"), (40, 120, "processor load")]:
-                terminal.resize(height, width)
-                terminal.wait_for(overview)
-                for key, text in pages.items() if width >= 80 else []:
-                    terminal.press(key)
-                    terminal.wait_for(text)
-                    terminal.press("\x1b")
-                    terminal.wait_for("Repeaters, averaged")
-            terminal.press("q")
-            self.assertEqual(terminal.wait_for_end(), 0)
+    def test_follows_the_size_of_the_terminal(self):
         with live(rows=1, columns=1) as terminal:
             terminal.wait_for(lambda: terminal.raw, "a sign")
+            for height, width, overview in [(24, 80, "Total s"), (3, 10, "CPU "), (40, 120, "processor load")]:
+                terminal.resize(height, width)
+                terminal.wait_for(overview)
             terminal.press("q")
             self.assertEqual(terminal.wait_for_end(), 0)
-
-    def test_colour_only_if_wanted(self):
-        with live() as terminal:  # that there is none is seen with the processes
-            terminal.wait_for(lambda: COLOUR.search(terminal.raw), "colour")
 
     def test_ascii_where_the_locale_has_nothing_else(self):
         with live(LC_ALL="C") as terminal:
@@ -246,22 +200,16 @@ class InHome(unittest.TestCase):
             file.write(content)
 
     def check_picture(self, file):
-        """The boxes of a picture of a tree by their texts; none lies over another, and all texts fit."""
-        groups = [group for group in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}g") if group.get("class")]
-        boxes, names = [], {}
-        for group in groups:
-            rect = {key: float(group.find("{*}rect").get(key)) for key in ["x", "y", "width", "height"]}
-            boxes.append(rect)
-            names["".join(group.find("{*}text").itertext())] = rect
+        """The boxes of a picture of a tree by their texts, each of which fits."""
+        names = {}
+        for group in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}g"):
+            if not group.get("class"):
+                continue
+            rect, text = group.find("{*}rect"), "".join(group.find("{*}text").itertext())
+            names[text] = float(rect.get("x"))
             # Letters of 12 pixels that are 0.602 as wide, those of East Asia twice.
-            text = "".join(group.find("{*}text").itertext())
             columns = sum(2 if ord(c) > 0x2e80 and ord(c) != 0xfffd else 1 for c in text)
-            self.assertLess(columns * 12 * 0.603, rect["width"])
-        for i, one in enumerate(boxes):
-            for other in boxes[:i]:
-                apart = (one["x"] + one["width"] < other["x"] or other["x"] + other["width"] < one["x"] or
-                         one["y"] + one["height"] < other["y"] or other["y"] + other["height"] < one["y"])
-                self.assertTrue(apart, (one, other))
+            self.assertLess(columns * 12 * 0.603, float(rect.get("width")))
         return names
 
     def check_refused(self, *cases):
@@ -274,19 +222,11 @@ class InHome(unittest.TestCase):
 
 
 class Printing(InHome):
-    def check_plain(self, text, count):
+    def check_plain(self, text):
         lines, _, table = text.replace("\r", "").partition("\n\n")
         for line in lines.split("\n"):
             self.assertRegex(line, r"^\d\d:\d\d:\d\d  CPU [\d.-]+( %)?  Mem [\d.]+/[\d.]+ GiB  Disk r .*  Procs \d+")
-        self.assertEqual(len(lines.split("\n")), count)
-        self.assertRegex(table, r"^Repeater +Count +Total s +Interval s +Duration .s\n")
-        self.assertEqual({line[:20].strip() for line in table.strip().split("\n")[1:]},
-                         {"plain output", *REPEATERS} - {"live view"})
-
-    def test_plain_lines_for_a_pipe(self):
-        status, out, err = self.run_program("--for", "2")
-        self.assertEqual((status, err), (0, ""))
-        self.check_plain(out, 2)
+        self.assertRegex(table, r"^Repeater +Count +Total s +Interval s +Duration .s\n(.+\n)*plain output")
 
     def test_plain_lines_on_a_terminal(self):
         cases = [(("--plain",), {}), ((), {"TERM": "dumb"}), ((), {"TERM": "nonsense"})]
@@ -294,31 +234,24 @@ class Printing(InHome):
             for terminal in [stack.enter_context(live(*arguments, "--for", "1", **variables)) for arguments, variables in cases]:
                 self.assertEqual(terminal.wait_for_end(), 0)
                 self.assertNotIn(b"\x1b", terminal.raw)
-                self.check_plain(terminal.raw.decode(), 1)
+                self.check_plain(terminal.raw.decode())
 
     def test_json(self):
-        self.write("proc/stat", b"cpu  1 2 3 4 5 6 7 8\n")
         self.write("proc/meminfo", b"MemTotal: 1000 kB\nMemAvailable: 400 kB\n")
         self.write("sys/class/hwmon/hwmon0/temp1_input", b"54321\n")
         self.write("sys/class/hwmon/hwmon0/name", b"bad \"name\"\\ \x01\xff\n")
-        for count, arguments in [(1, ()), (2, ("--root", self.home))]:
-            status, out, err = self.run_program("--json", "--for", str(count), *arguments)
-            self.assertEqual((status, err), (0, ""))
-            objects = [json.loads(line, parse_constant=self.fail) for line in out.splitlines()]
-            self.assertEqual(len(objects), count)
-            for value in objects:
-                names = [repeater["name"] for repeater in value["repeaters"]]
-                self.assertIn("processor load", names)
-        self.assertEqual(value["memory"], {"used": 600 * 1024, "total": 1000 * 1024})
-        self.assertIsNone(value["processor_percent"])
-        self.assertIsNone(value["disk"])
+        status, out, err = self.run_program("--json", "--for", "1", "--root", self.home)
+        self.assertEqual((status, err, out.count("\n")), (0, "", 1))
+        value = json.loads(out, parse_constant=self.fail)
+        self.assertEqual((value["memory"], value["disk"]), ({"used": 600 * 1024, "total": 1000 * 1024}, None))
         self.assertEqual(value["temperatures"], [{"sensor": 'bad "name"\\ \x01\ufffd temp1', "celsius": 54.3}])
 
     def test_closed_pipe_ends_quietly(self):
-        for arguments in [("--plain",), ("--json",)]:
-            process = self.start(*arguments)
+        processes = [self.start(argument) for argument in ["--plain", "--json"]]
+        for process in processes:
             self.assertTrue(process.stdout.readline())
             process.stdout.close()
+        for process in processes:
             self.assertEqual(process.wait(TIMEOUT), 0)
             self.assertEqual(process.stderr.read(), "")
             process.stderr.close()
@@ -333,29 +266,35 @@ class Printing(InHome):
         process = self.start("--for", "1000")
         first = process.stdout.readline()
         process.terminate()
-        out, _ = process.communicate(timeout=TIMEOUT)
-        self.assertEqual(process.returncode, -signal.SIGTERM)
-        self.check_plain(first + out, (first + out).partition("\n\n")[0].count("\n") + 1)
+        out, err = process.communicate(timeout=TIMEOUT)
+        self.assertEqual((process.returncode, err), (-signal.SIGTERM, ""))
+        self.check_plain(first + out)
 
     def test_bad_options(self):
-        self.check_refused(("--nonsense",), ("--for",), ("--for", "x"), ("--for=0",), ("--json", "--plain"), ("-x",),
-                           ("dance",), ("view", "extra"), ("",), ("--json=yes",), ("--for=",), ("--for=1.5",), ("--for=1000001",), ("--root",))
+        """Of each command: what no other one refuses, or refuses by another rule."""
+        self.check_refused(
+            ("--nonsense",), ("--for",), ("--for", "x"), ("--for=0",), ("--for=",), ("--for=1.5",), ("--for=1000001",),
+            ("--json", "--plain"), ("--json=yes",), ("dance",), ("view", "extra"), ("",),
+            ("heater",), ("heater", "--svg="), ("heater", "file"), ("tree", self.home), ("tree", "--svg", "x"),
+            ("tree", self.home, "--svg", "x", "--depth", "-1"), ("tree", self.home, "--svg", "x", "--hide", "x"),
+            ("log", "x"), ("log", "--lines", "1000001"), ("log", "--archive", "11"), ("log", "--archive", "0", "--follow"),
+            ("log", "--archives", "--lines", "1"), ("log", "--identifier", ".."), ("log", "--identifier", "a/b"),
+            ("login",), ("login", "maybe"), ("login", "on", "off"),
+            ("settings", "colour"), ("settings", "average", "61"), ("settings", "sort", "size"), ("settings", "average", "1", "2"),
+            ("get",), ("get", "a", "--limit", "0"), ("get", "a", "--header", "x:y"), ("get", "a", "--post", "b", "--header", "x"),
+            ("get", "a", "--post", "b", "--head"), ("ps", "x"), ("ps", "--sort", "path"), ("ps", "--user", "no one"),
+            ("ps", "--tree"), ("ps", "--hide", "1"), ("ps", "--tree", "--json", "--svg", "x"),
+            ("run",), ("run", "--"), ("run", "--jason", "--", "true"))
 
     def test_plots_a_heater(self):
         file = os.path.join(self.home, "heater.svg")
-        for arguments in [("--svg", file), ("--svg=" + file,)]:
-            self.assertEqual(self.run_program("heater", *arguments), (0, "", ""))
-            texts = [text.text for text in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}text")]
-            for text in ["Time, s", "Temperature (input), °C", "Power (output), %", "Setpoint", "Proportional", "AMIGO",
-                         "Ziegler–Nichols", "100"]:
-                self.assertEqual(texts.count(text), 1, text)
-            os.remove(file)
+        self.assertEqual(self.run_program("heater", "--svg", file), (0, "", ""))
+        texts = [text.text for text in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}text")]
+        for text in ["Time, s", "Power (output), %", "Setpoint", "AMIGO"]:
+            self.assertEqual(texts.count(text), 1, text)
         self.assertIn("<svg", self.run_program("heater", "--svg", "-")[1])
-        for path, reason in [(self.home, "Is a directory"), (self.home + "/no/file", "No such file or directory"),
-                             ("/dev/full", "No space left on device")]:
+        for path, reason in [(self.home, "Is a directory"), ("/dev/full", "No space left on device")]:
             self.assertEqual(self.run_program("heater", "--svg", path), (1, "", f"corvane-inspector: {path}: {reason}\n"))
-        self.check_refused(*(("heater", *rest) for rest in
-                             [(), ("--svg",), ("--svg=",), ("--svg", ""), (file,), ("--svg", file, file)]))
 
     def test_draws_a_folder_as_a_tree(self):
         for path in ["tree/src/deep/er/most.txt", "tree/src/a & <b>.txt", "tree/src/\u540d\u524d.txt", "tree/many/1",
@@ -377,25 +316,15 @@ class Printing(InHome):
         names = drawn("--hide", "3", "--depth=9")
         self.assertEqual(list(names)[:3] + list(names)[-1:], ["tree", "many +5", "src +5", "loop"])
         self.assertEqual(list(drawn("--depth", "0")), ["tree \u2026"])
-
-        for arguments, reason in [((folder + "/none", "--svg", file), folder + "/none: No such file or directory"),
-                                  ((file, "--svg", file), file + ": Not a directory"),
-                                  ((folder, "--svg", "/dev/full"), "/dev/full: No space left on device")]:
-            self.assertEqual(self.run_program("tree", *arguments), (1, "", f"corvane-inspector: {reason}\n"))
-        self.check_refused(*(("tree", *rest) for rest in
-                             [(), (folder,), ("--svg", file), (folder, folder, "--svg", file), (folder, "--svg"),
-                              (folder, "--svg", file, "--depth", "-1"), (folder, "--svg", file, "--hide", "x"),
-                              (folder, "--svg", file, "--depth"), (folder, "--svg", file, "--wide")]))
+        for path, reason in [(folder + "/none", "No such file or directory"), (file, "Not a directory")]:
+            self.assertEqual(self.run_program("tree", path, "--svg", file), (1, "", f"corvane-inspector: {path}: {reason}\n"))
 
     def test_help_and_version(self):
-        for arguments, text in [((), "\n  tree +draw a folder as a tree\n"), (("view",), "--for"), (("log",), "--archives"),
-                                (("settings",), "--reset"), (("run",), "127 if it is not found")]:
+        for arguments, text in [((), "\n  tree +draw a folder as a tree\n"), (("log",), "--archives")]:
             status, out, err = self.run_program(*arguments, "-h")
             self.assertEqual((status, err), (0, ""))
             self.assertRegex(out, rf"(?s)\AUsage: corvane-inspector {' '.join(arguments)}.*{text}")
-        status, out, _ = self.run_program("--version")
-        self.assertEqual(status, 0)
-        self.assertRegex(out, r"^Corvane Inspector-\d+\.\d+\.\d+\(\d+\)\n$")
+        self.assertRegex(self.run_program("--version")[1], r"^Corvane Inspector-\d+\.\d+\.\d+\(\d+\)\n$")
 
     def test_runs_without_its_bundle(self):
         program = os.path.join(self.home, "alone")
@@ -448,17 +377,16 @@ class Logs(InHome):
         os.rename(path, path + ".0")
 
     def test_shows_the_last_lines(self):
-        for content, shown in [(b"", {"1": ""}), (b"one", {"0": "", "1": "one"}), (b"\n\n\n", {"1": "\n", "2": "\n\n"}),
+        for content, shown in [(b"", {"1": ""}), (b"\n\n\n", {"1": "\n", "2": "\n\n"}),
                                (b"one\ntwo\n", {"0": "", "1": "two\n", "2": "one\ntwo\n", "1000000": "one\ntwo\n"}),
                                (b"one\ntwo", {"1": "two", "2": "one\ntwo"}),
-                               (b"a\n" + b"x" * 100_000 + b"\nb\n", {"2": "x" * 100_000 + "\nb\n", "1": "b\n"})]:
+                               (b"a\n" + b"x" * 100_000 + b"\nb\n", {"2": "x" * 100_000 + "\nb\n"})]:
             self.write(self.LOG, content)
             for count, text in shown.items():
                 self.assertEqual(self.show("--lines", count), text)
         self.write(self.LOG, self.lines(0, 30_000).encode())
         self.assertEqual(self.show(), self.lines(29_990, 30_000))
         self.assertEqual(self.show("--lines=20001"), self.lines(9_999, 30_000))
-        self.assertEqual(os.listdir(os.path.join(self.home, self.FOLDER)), ["Inspector.log"])
 
     def test_other_applications_and_archives(self):
         self.write("Library/Logs/a.b.Other/Other.log", b"other\n")
@@ -529,12 +457,6 @@ class Logs(InHome):
             status, _, err = self.run_program("log", "--identifier", "a.b", stdout=full)
         self.assertEqual((status, err), (1, "corvane-inspector: standard output: No space left on device\n"))
 
-    def test_bad_options(self):
-        self.check_refused(*(("log", *arguments) for arguments in [
-            ("x",), ("--lines",), ("--lines", "-1"), ("--lines", "1000001"), ("--lines=",), ("--follow=1",), ("--archive", "11"),
-            ("--archive", "a"), ("--archive", "0", "--follow"), ("--archives", "--lines", "1"), ("--archives", "--archive", "1"),
-            ("--identifier", ".."), ("--identifier", "a/b"), ("--identifier", "")]))
-
 
 class Login(InHome):
     AGENT = "Library/LaunchAgents/org.corvane.Inspector.launchAtLogin.plist"
@@ -549,7 +471,6 @@ class Login(InHome):
                 self.assertEqual(os.path.exists(os.path.join(self.home, path)), on)
 
     def test_failures(self):
-        self.check_refused(*(("login", *arguments) for arguments in [(), ("maybe",), ("on", "off"), ("--on",)]))
         self.write(self.AGENT + "/in the way", b"")
         self.assertEqual(self.run_program("login", "off"),
                          (1, "", "corvane-inspector: login: the launch agent could not be changed\n"))
@@ -559,6 +480,8 @@ class Login(InHome):
                                 timeout=TIMEOUT, check=False)
         self.assertEqual((result.returncode, result.stderr),
                          (1, "corvane-inspector: login: the program's information dictionary is missing\n"))
+
+
 class Settings(InHome):
     def settings(self, *arguments):
         status, out, err = self.run_program("settings", *arguments)
@@ -566,35 +489,21 @@ class Settings(InHome):
         return out
 
     def test_remembers_the_view(self):
-        self.assertEqual(self.settings(), "average = 10\nsort = name\nprocesses = -cpu\n")
         with live(HOME=self.home) as terminal:
             terminal.wait_for("averaged over 10 s")
-            terminal.press("+d")
-            terminal.wait_for("averaged over 11 s")
-            terminal.press("pn")
+            terminal.press("+dpn")
             expected = "average = 11\nsort = -duration\nprocesses = name\n"
             terminal.wait_for(lambda: self.settings() == expected, "the stored settings")
             terminal.press("p")
             self.settings("average", "30")
             terminal.wait_for("averaged over 30 s")
-            self.settings("sort", "count")
-            terminal.wait_for("▲ Count")
-        self.assertEqual((self.settings("average"), self.settings("sort")), ("30\n", "count\n"))
+        self.assertEqual(self.settings("average"), "30\n")
         with live(HOME=self.home) as terminal:
             terminal.wait_for("averaged over 30 s")
-            terminal.wait_for("▲ Count")
-            terminal.press("p")
-            terminal.wait_for("Name ▲")
+            terminal.wait_for("▼ Duration")
             self.settings("--reset")
-            terminal.wait_for("▼ CPU%")
-            terminal.press("p")
             terminal.wait_for("averaged over 10 s")
             terminal.wait_for("Name ▲")
-
-    def test_refuses_nonsense(self):
-        self.check_refused(*(("settings", *arguments) for arguments in [
-            ("colour",), ("average", "0"), ("average", "61"), ("average", "x"), ("sort", "size"), ("processes", "path"), ("sort", ""),
-            ("average", "1", "2"), ("--nonsense",)]))
 
     def test_folder_that_may_not_be_made(self):
         self.write(".config", b"a file")
@@ -655,30 +564,16 @@ class Requests(InHome):
         self.write("data", b"from a file")
         self.check((self.url, "--post", "a=b", "--header=X-Name: v:w"), 0, "v:w|a=b", r": status 200, ")
         self.check((self.url, "--post", "@" + os.path.join(self.home, "data")), 0, "|from a file", r": status 200, ")
-        self.check((self.url + "/201", "--post="), 0, "", r": status 201, ")
         self.check((self.url, "--post", "@/nowhere"), 1, "", r": /nowhere: cannot be read$")
-        self.check((self.url, "--post", "@/"), 1, "", r": /: cannot be read$")
 
     def test_says_what_went_wrong(self):
         for arguments, err in [((self.url + "/silent", "--limit", "200"), ": no answer within 200 ms$"),
-                               (("http://127.0.0.1:1/",), "[Cc]onnect"), (("ftp://a/",), ": unsupported URL$"),
-                               (("http://a b/",), ": not a valid URL$"), (("",), ": not a valid URL$")]:
+                               (("ftp://a/",), ": unsupported URL$"), (("http://a b/",), ": not a valid URL$")]:
             self.check(arguments, 1, "", err)
-
-    def test_refuses_arguments_that_make_no_sense(self):
-        for arguments in [(), ("a", "b"), ("a", "--nonsense"), ("a", "--limit"), ("a", "--limit", "0"), ("a", "--limit", "x"),
-                          ("a", "--header", "x:y"), ("a", "--post", "b", "--header", "x"), ("a", "--post", "b", "--head"),
-                          ("a", "--head=b")]:
-            self.check(arguments, 2, "", r"^corvane-inspector: .* \(see --help\)$")
 
 
 class Processes(InHome):
     """The ps command beside what the system reports."""
-
-    def ps(self, *arguments):
-        status, out, err = self.run_program("ps", "--json", *arguments)
-        self.assertEqual((status, err), (0, ""))
-        return {row["pid"]: row for row in map(json.loads, out.splitlines())}
 
     def child(self, *arguments):
         process = subprocess.Popen(arguments, stdout=subprocess.PIPE, start_new_session=True)
@@ -690,33 +585,25 @@ class Processes(InHome):
     def test_reports_what_the_system_reports(self):
         path = os.fsencode(self.home) + b"/a) R 1\n\x1b[31m\xff \xe5\x90\x8d"
         shutil.copy(shutil.which("sleep"), path)
-        sleeper, dead = self.child(path, b"1000"), self.child("true")
-        while b"State:\tS" not in self.status(sleeper.pid) or b"State:\tZ" not in self.status(dead.pid):
+        sleeper = self.child(path, b"1000")
+        while b"State:\tS" not in self.status(sleeper.pid):
             time.sleep(0.02)
-        row = self.ps("--filter", str(sleeper.pid))[sleeper.pid]
-        status = dict(line.split(b":\t", 1) for line in self.status(sleeper.pid).splitlines() if b":\t" in line)
-        with open(f"/proc/{sleeper.pid}/stat", "rb") as file:
-            ticks = int(file.read().rpartition(b")")[2].split()[19])
-        started = time.time() - time.clock_gettime(time.CLOCK_BOOTTIME) + ticks / os.sysconf("SC_CLK_TCK")
-        shown = time.strptime(row["started"][:19], "%Y-%m-%dT%H:%M:%S")
-        self.assertAlmostEqual(calendar.timegm(shown), started, delta=1.1)
-        self.assertEqual((row["parent"], row["state"], row["kind"], row["uid"], row["threads"]),
-                         (os.getpid(), "S", "native", os.geteuid(), 1))
+        status, out, err = self.run_program("ps", "--json", "--filter", str(sleeper.pid))
+        row = json.loads(out)
+        self.assertEqual((status, err, row["pid"], row["parent"], row["state"], row["kind"]),
+                         (0, "", sleeper.pid, os.getpid(), "S", "native"))
+        started = calendar.timegm(time.strptime(row["started"][:19], "%Y-%m-%dT%H:%M:%S"))
+        self.assertAlmostEqual(started, time.time(), delta=TIMEOUT)
         # The kernel keeps two counts, of which one is quick and rough.
-        self.assertAlmostEqual(row["memory_bytes"], int(status[b"VmRSS"].split()[0]) * 1024, delta=1 << 20)
+        memory = int(re.search(rb"VmRSS:\s+(\d+)", self.status(sleeper.pid)).group(1)) * 1024
+        self.assertAlmostEqual(row["memory_bytes"], memory, delta=1 << 20)
         self.assertEqual(row["user"], pwd.getpwuid(os.geteuid()).pw_name)
         self.assertEqual(row["name"], os.path.basename(path)[:31].decode(errors="replace"))
-        self.assertEqual(row["path"], path.decode(errors="replace"))
         self.assertEqual(row["command"], [path.decode(errors="replace"), "1000"])
-        self.assertEqual((row["processor_percent"], row["processor_seconds"]), (0, 0))
         # A table has one line for each, whatever its name.
         out = self.run_program("ps", "--filter", "R 1", "--user", str(os.geteuid()))[1]
-        self.assertRegex(out, r"^ *PID +Parent  User +S  Kind +CPU%% +Memory +Thr +Time  Name +Command\n *%d +%d .* S  native +0\.0 "
-                              r".* a\) R 1\?\?\[31m\? \?  /[^\x1b\n]+ 1000\n$" % (sleeper.pid, os.getpid()))
-        rows = self.ps()
-        self.assertEqual((rows[dead.pid]["state"], rows[dead.pid]["memory_bytes"]), ("Z", 0))
-        self.assertEqual(list(rows), sorted(rows))
-        self.assertEqual({pid: row["name"] for pid, row in rows.items() if row["kind"] == "kernel" and row["path"]}, {})
+        self.assertRegex(out, r"^ *PID +Parent .*\n *%d +%d .* a\) R 1\?\?\[31m\? \?  /[^\x1b\n]+ 1000\n$" %
+                         (sleeper.pid, os.getpid()))
 
     @staticmethod
     def status(pid):
@@ -724,36 +611,20 @@ class Processes(InHome):
             return file.read()
 
     def test_fits_the_terminal(self):
-        for columns in [200, 60, 20, 3]:
-            with live("ps", columns=columns, rows=50) as terminal:
-                self.assertEqual(terminal.wait_for_end(), 0)
-                lines = terminal.raw.decode().split("\r\n")
-                self.assertGreater(len(lines), 3)
-                self.assertLessEqual(max(map(len, lines)), columns)
-                self.assertEqual("CPU%" in lines[0], columns >= 20)
+        with live("ps", columns=60, rows=50) as terminal:
+            self.assertEqual(terminal.wait_for_end(), 0)
+            self.assertEqual(max(map(len, terminal.raw.decode().split("\r\n"))), 60)
 
     def test_draws_the_tree(self):
-        shell = self.child("sh", "-c", "while :; do :; done & sleep 1001 & echo; wait")
+        shell = self.child("sh", "-c", "sleep 1001 & echo; wait")
         shell.stdout.readline()
         file = self.home + "/processes.svg"
-        self.assertEqual(self.run_program("ps", "--tree", "--svg", file), (0, "", ""))
-        everybody = self.check_picture(file)
-        self.assertRegex(list(everybody)[0], r"^\d+ processes$")
-        self.assertIn(f"{shell.pid} sh", everybody)
-        self.assertIn("class='strong'", self.run_program("ps", "--tree", "--svg", "-", "--filter", "sh")[1])
         self.assertEqual(self.run_program("ps", "--tree", "--svg=" + file, "--filter", "1001"), (0, "", ""))
         names = self.check_picture(file)
         sleeper = next(name for name in names if name.endswith(" sleep"))
-        self.assertLess(names[f"{shell.pid} sh"]["x"], names[sleeper]["x"])
-        self.assertLess(len(names), len(everybody))
+        self.assertLess(names[f"{shell.pid} sh"], names[sleeper])
 
-    def test_impossible_requests(self):
-        self.check_refused(*(("ps", *arguments) for arguments in [
-            ("x",), ("--sort", "path"), ("--sort", "-"), ("--sort",), ("--for", "0"), ("--for", "1.5"), ("--user", "no one"),
-            ("--user", "-1"), ("--filter",), ("--json=1",), ("--tree",), ("--svg", "x"), ("--hide", "1"),
-            ("--tree", "--json", "--svg", "x"), ("--tree", "--svg", "x", "--hide", "-1"), ("--nonsense",)]))
-        self.assertEqual(self.run_program("ps", "--tree", "--svg", "/dev/full"),
-                         (1, "", "corvane-inspector: /dev/full: No space left on device\n"))
+    def test_full_disk_is_an_error(self):
         with open("/dev/full", "w", encoding="utf-8") as full:
             self.assertEqual(self.run_program("ps", stdout=full),
                              (1, None, "corvane-inspector: standard output: No space left on device\n"))
@@ -765,48 +636,37 @@ class Commands(InHome):
     SUMMARY = r"%s, \d+\.\d{3} s, user \d+\.\d{3} s, system \d+\.\d{3} s, peak memory (at most )?[\d.]+ [KMG]iB\n$"
 
     def test_status_is_the_commands(self):
-        script, broken = self.home + "/script", self.home + "/broken"
         self.write("script", b"#!/bin/sh\nexit 3\n")
         self.write("broken", b"#!/nowhere/at/all\n")
         self.write("text", b"")
-        os.chmod(script, 0o755)
-        os.chmod(broken, 0o755)
+        for name in ["script", "broken"]:
+            os.chmod(os.path.join(self.home, name), 0o755)
         variables = {"PATH": f"/nowhere:{self.home}:" + os.environ["PATH"]}
         for command, status, summary in [
-                (("true",), 0, "true: status 0"), (("sh", "-c", "exit 255"), 255, "sh: status 255"),
-                (("script", "--help"), 3, "script: status 3"), ((script, "--", "--version"), 3, script + ": status 3"),
-                (("sh", "-c", "kill -KILL $$"), 137, "sh: killed by SIGKILL"),
-                (("sh", "-c", "kill -40 $$"), 168, "sh: killed by signal 40"),
-                (("sh", "-c", "echo a; echo b >&2; exit 1"), 1, "sh: status 1")]:
+                (("script", "--help"), 3, "script: status 3"), (("sh", "-c", "kill -KILL $$"), 137, "sh: killed by SIGKILL"),
+                (("sh", "-c", "kill -40 $$"), 168, "sh: killed by signal 40")]:
             result = self.run_program("run", "--", *command, **variables)
-            self.assertEqual((result[0], result[1]), (status, "a\n" if "echo" in command[-1] else ""))
-            self.assertRegex(result[2], r"^(b\n)?corvane-inspector: " + self.SUMMARY % re.escape(summary))
+            self.assertEqual(result[:2], (status, ""))
+            self.assertRegex(result[2], r"^corvane-inspector: " + self.SUMMARY % re.escape(summary))
         for command, status, reason in [
-                ("none", 127, "not found"), ("", 127, "not found"), ("./none", 127, "No such file or directory"),
-                ("text", 126, "Permission denied"), ("/", 126, "Permission denied"),
-                (broken, 126, "its interpreter is missing"), ("a\nb", 127, "not found")]:
+                ("none", 127, "not found"), ("./none", 127, "No such file or directory"), ("text", 126, "Permission denied"),
+                (self.home + "/broken", 126, "its interpreter is missing"), ("a\nb", 127, "not found")]:
             line = f"corvane-inspector: {command}: {reason}\n".replace("a\nb", "a?b")
             self.assertEqual(self.run_program("run", "--", command, **variables), (status, "", line))
         self.assertEqual(self.run_program("run", "sh", "-c", "echo $0", "--json")[:2], (0, "--json\n"), "without --")
-        self.check_refused(*(("run", *arguments) for arguments in [(), ("--",), ("--json",), ("--jason", "--", "true"),
-                                                                   ("--json=1", "--", "true")]))
 
     def test_measures(self):
-        work = ("import sys, time; x = bytearray(80 << 20); end = time.process_time() + 0.3\n"
-                "while time.process_time() < end: pass\ntime.sleep(0.5); sys.exit(4)")
+        work = ("import sys, time; x = bytearray(80 << 20); end = time.process_time() + 0.2\n"
+                "while time.process_time() < end: pass\ntime.sleep(0.3); sys.exit(4)")
         status, out, err = self.run_program("run", "--json", "--", sys.executable, "-c", work)
         outcome = json.loads(err)
         self.assertEqual((status, out), (4, ""))
         self.assertEqual((outcome["command"], outcome["status"], outcome["signal"]), ([sys.executable, "-c", work], 4, None))
-        self.assertGreater(outcome["peak_memory_bytes"], 80 << 20)
-        self.assertLess(outcome["peak_memory_bytes"], 400 << 20)
-        self.assertFalse(outcome["peak_memory_is_bound"])
-        self.assertGreater(outcome["user_seconds"] + outcome["system_seconds"], 0.3)
-        self.assertGreater(outcome["wall_seconds"], 0.8)
-        err = self.run_program("run", "--json", "--", "sh", "-c", "kill $$")[2]
-        outcome = json.loads(err)
-        self.assertEqual((outcome["status"], outcome["signal"]), (None, "SIGTERM"))
-        self.assertTrue(outcome["peak_memory_is_bound"])
+        self.assertTrue(80 << 20 < outcome["peak_memory_bytes"] < 400 << 20)
+        self.assertGreater(outcome["user_seconds"] + outcome["system_seconds"], 0.2)
+        self.assertGreater(outcome["wall_seconds"], 0.5)
+        outcome = json.loads(self.run_program("run", "--json", "--", "sh", "-c", "kill $$")[2])
+        self.assertEqual((outcome["status"], outcome["signal"], outcome["peak_memory_is_bound"]), (None, "SIGTERM", True))
 
     def test_streams_pass_unchanged(self):
         data = bytes(range(256)) * 20000
@@ -833,9 +693,8 @@ class Commands(InHome):
             process = self.start("run", "--", "sh", "-c", self.TRAP)
             self.assertEqual(process.stdout.readline(), "ready\n")
             process.send_signal(number)
-            out, err = process.communicate(timeout=TIMEOUT)
-            self.assertEqual((process.returncode, out), (9, "caught\n"))
-            self.assertRegex(err, self.SUMMARY % "sh: status 9")
+            self.assertEqual(process.communicate(timeout=TIMEOUT)[0], "caught\n")
+            self.assertEqual(process.returncode, 9)
 
     def test_keys_of_the_terminal_reach_the_command(self):
         with live("run", "--", "sh", "-c", "read x; echo got $x; " + self.TRAP) as terminal:
