@@ -9,7 +9,7 @@ PIDControl::~PIDControl() = default;
 
 double PIDControl::elapsedSeconds() {
   const double seconds = static_cast<double>(m_prev_time.elapsed()) / 1'000'000.0;
-  m_prev_time = Timeval();  // a reading of its own: the gap between the two belongs to no step
+  m_prev_time = Timeval();  // read separately: the gap between the two is not part of any step
   return seconds;
 }
 
@@ -32,7 +32,7 @@ void PIDControl::bounds(double lower, double upper) {
   m_upper = upper;
 }
 
-// The comparisons are written so that what is not a number fails them.
+// The comparisons are written so that NaN fails them.
 double PIDControl::output(double setpoint, double input, bool useLPF) {
   const double dt = elapsedSeconds();
   if (!(dt > 0)) return setpoint;

@@ -7,7 +7,7 @@
 namespace corvane {
 
 namespace {
-// Plain values rather than an object, because threads of the library may look at any time.
+// Plain values rather than an object, because threads of the library may read them at any time.
 std::atomic<bool> s_isManual = false;
 std::atomic<std::int64_t> s_manual = 0;
 }  // namespace

@@ -12,14 +12,14 @@
 
 namespace corvane {
 
-// Guarded by the mutex of Waiting; `run` is empty once it was taken.
+// Guarded by the mutex of Waiting; `run` is empty once it has been taken.
 struct Delayed::Work {
   std::function<void()> run;
   Submit submit;
   std::pair<Timeval, std::uint64_t> place{Timeval::nsec(0), 0};
 };
 
-// What waits, in the order of due times, equal ones in the order in which they came.
+// The waiting work in the order of due times; work with equal due times in the order of arrival.
 class Delayed::Waiting {
  public:
   void add(const std::shared_ptr<Work>& work, Timeval due) {
@@ -34,7 +34,7 @@ class Delayed::Waiting {
     m_served = false;
   }
 
-  // What a work is to run, for the one that asks first.
+  // The function to run, for the first caller only.
   std::function<void()> take(Work& work) {
     MutexLock lock(m_mutex);
     m_works.erase(work.place);
@@ -53,7 +53,7 @@ class Delayed::Waiting {
     while (!m_works.empty()) {
       const Timeval due = m_works.begin()->first.first;
       if (due > Timeval()) {
-        m_mutex.waituntil((due + Timeval::nsec(999)).tv());  // rounded up: not before its time
+        m_mutex.waituntil((due + Timeval::nsec(999)).tv());  // rounded up, so as not to be early
         continue;
       }
       const auto work = m_works.extract(m_works.begin()).mapped();

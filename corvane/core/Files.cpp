@@ -92,11 +92,11 @@ Result<std::string> makeFolders(std::string path) {
 
 namespace {
 
-// What the names of pending files begin and end with.
+// The beginning and end of the names of pending files.
 constexpr std::string_view TEMPORARY = ".corvane-";
 constexpr std::string_view TEMPORARY_END = ".tmp";
 
-// Removes what writers that were killed have left in a folder: files that nobody has written to for a day.
+// Removes what killed writers have left in a folder: files that have not been written to for a day.
 void removeAbandoned(const std::filesystem::path& folder) {
   namespace fs = std::filesystem;
   const auto yesterday = fs::file_time_type::clock::now() - std::chrono::hours(24);
@@ -114,7 +114,7 @@ void removeAbandoned(const std::filesystem::path& folder) {
 
 Result<PendingFile> PendingFile::create(std::string path) {
   static std::atomic<unsigned> counter = 0;
-  // Another process may have died and left a file of the same name, for process numbers come back.
+  // A process that has died may have left a file with the same name, because process ids are reused.
   constexpr int ATTEMPTS = 100;
   const std::string folder = path.substr(0, path.rfind('/') + 1);
   std::string name;
@@ -160,7 +160,7 @@ Result<void> PendingFile::claim() {
       return 0;
     }
     if (errno == EEXIST) return -1;
-    // A file system without hard links: an empty file takes the name first.
+    // The file system has no hard links: an empty file takes the name first.
     const FileDescriptor taken(
         uninterrupted([to] { return ::open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644); }));
     if (taken.get() < 0) return -1;

@@ -67,7 +67,7 @@ void MasterTimer::resetStats() {
   m_schedule->resetStats();
 }
 
-// These lines are notices: a program that keeps no log must not end because its screen was blanked.
+// These lines are notices: a program without a log must not end because its screen was blanked.
 void MasterTimer::sleepListener(const Notification& notification) {
   if (notification.name == WILL_SLEEP) {
     m_schedule->suspend();

@@ -21,7 +21,7 @@ timespec realTimeAfter(std::int64_t usec) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   const std::int64_t later = now.tv_nsec / 1000 + usec % 1'000'000;
-  // A deadline beyond the range of the clock is as good as any other that never comes.
+  // A deadline beyond the range of the clock is the same as one that is never reached.
   const std::int64_t sec =
       now.tv_sec + std::min(usec / 1'000'000, std::numeric_limits<std::int64_t>::max() / 1'000'000);
   return {sec + later / 1'000'000, later % 1'000'000 * 1000};
@@ -42,7 +42,7 @@ bool ptlock::wait(long long usec) {
   return pthread_cond_timedwait(&m_condition, &m_mutex, &deadline) == ETIMEDOUT;
 }
 
-// A clock that is set by hand wakes nobody: look at it every millisecond of real time.
+// A manual clock does not wake threads: check it every millisecond of real time.
 bool ptlock::waitForManualClock(std::int64_t nsec) {
   const unsigned broadcasts = m_broadcasts.load(std::memory_order_relaxed);
   while (const auto now = Clock::manual()) {
@@ -57,7 +57,7 @@ bool ptlock::waitForManualClock(std::int64_t nsec) {
 bool Mutex::waituntil(const timeval& tv) {
   const std::int64_t elapsed = elapsed_usec(tv);
   if (elapsed > 0) return true;
-  // Not through a duration: the clock may be set between two readings.
+  // Not by way of a duration: the clock may be set between two readings.
   if (Clock::manual()) return m_lock.waitForManualClock(Timeval(tv).nsec());
   return wait(checkedSub(0, elapsed));
 }

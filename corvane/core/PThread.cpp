@@ -11,7 +11,7 @@ void PThread::start(std::any context, Action action) {
   MutexLock lock(shared.mutex);
   shared.context = std::move(context);
   shared.action = std::move(action);
-  // Not examined: without a thread, the wait below is the documented outcome.
+  // Not checked: without a thread, the wait below is the documented behaviour.
   m_thread = startDetached([held = m_context] {
     threadContext& own = *held;
     MutexLock ownLock(own.mutex);

@@ -17,7 +17,7 @@ void checkInterval(const std::string& ident, double interval) {
   if (interval <= 0) logNotice("Repeater " + ident + ": the interval is not positive; it runs every millisecond");
 }
 
-// Reports, once, a main loop that runs while repeaters wait for a timer that nobody started.
+// Reports, once, that a main loop runs while repeaters wait for a timer that was never started.
 void checkTimer(const std::shared_ptr<MasterTimer>& timer) {
   static std::atomic<bool> checked = false;
   if (!timer->schedule().isForgotten() || checked.exchange(true)) return;
@@ -75,7 +75,7 @@ const std::string& Repeater::ident() const {
   return m_entry->name;
 }
 
-// The entry is a part of the repeater, so a reference to it keeps the repeater.
+// The entry is part of the repeater, so a reference to it keeps the repeater alive.
 std::shared_ptr<ScheduleEntry> Repeater::entry() {
   auto self = weak_from_this().lock();
   if (!self) fatal("Repeater::start: the repeater is not held by a std::shared_ptr");

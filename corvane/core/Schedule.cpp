@@ -17,17 +17,17 @@ namespace {
 // An entry due within this time counts as due, so that no wait is shorter than a microsecond.
 constexpr std::int64_t TOLERANCE_NSEC = 999;
 
-// Due repeaters run on the main queue in one go for about this long at a time: going there for each alone would cost
-// many times what a short task does, and going there for all would keep other work out for too long.
+// Due repeaters run together in one item of the main queue for about this long: one item for each would cost many times
+// as much as a short task, and one item for all would keep other work waiting for too long.
 constexpr std::int64_t SLICE_NSEC = 1'000'000;
 
-// Stands in for an interval that is not positive, which would leave the main queue no time for anything else.
+// Replaces an interval that is not positive, which would leave the main queue no time for other work.
 constexpr std::int64_t FLOOR_NSEC = 1'000'000;
 
-// This many void places may stand in the order beside as many again as there are others.
+// The order may contain this many void places, plus as many as there are valid ones.
 constexpr std::size_t VOID_PLACES = 64;
 
-// Asks for an entry's memory ahead of its run: among thousands it is not in a near cache.
+// Prefetches an entry's memory ahead of its run: among thousands it is not in a near cache.
 void fetch(const ScheduleEntry* entry) {
   const auto* bytes = reinterpret_cast<const char*>(entry);
   for (std::size_t line = 0; entry && line < offsetof(ScheduleEntry, listings); line += alignof(ScheduleEntry))
@@ -199,8 +199,8 @@ void Schedule::serve(std::uint64_t generation) {
   }
 }
 
-// When the timer thread must look again. During a walk, which takes what is due now, that is the first later time, or
-// the one at which the first entry will be due again.
+// When the timer thread must check again. During a walk, which takes what is due now, that is the first later due time,
+// or the time at which the first entry will be due again.
 std::optional<Timeval> Schedule::nextDue() {
   const Listing* first = front();
   if (!first) return std::nullopt;
@@ -225,12 +225,12 @@ void Schedule::runSlice(std::uint64_t generation) {
   }
   m_walking = false;
   if (mayRun(generation)) sort();
-  // The timer thread need not wake to learn that it has to go on waiting.
+  // The timer thread need not wake only to continue waiting.
   const Listing* first = front();
   if (!mayRun(generation) || (first && (!m_wait_end || first->entry->due < *m_wait_end))) s_mutex.broadcast();
 }
 
-// Runs due entries from the front; true if time ran out before the end of the walk. Each entry runs once at most in a
+// Runs due entries from the front; true if time ran out before the end of the walk. Each entry runs at most once per
 // walk, because it stays out of the order until the next sort.
 bool Schedule::walk(MutexLock& lock, std::uint64_t generation) CORVANE_NO_THREAD_SAFETY_ANALYSIS {
   const Timeval begin;
@@ -249,8 +249,8 @@ bool Schedule::walk(MutexLock& lock, std::uint64_t generation) CORVANE_NO_THREAD
 }
 
 // The clock is read once before the task, by the caller, and once after it: more readings would only add their own
-// cost. The task may restart or stop the repeater: what it gives up meanwhile is kept until it returns, and dies
-// without the lock, because it may call back.
+// cost. The task may restart or stop the repeater: functions that it replaces are kept until it returns, and are
+// destroyed without the lock, because their destructors may call back.
 Timeval Schedule::run(MutexLock& lock, ScheduleEntry& entry, Timeval start) CORVANE_NO_THREAD_SAFETY_ANALYSIS {
   Timeval end = start;
   ++entry.inRun;
@@ -304,13 +304,13 @@ void Schedule::insert(std::uint32_t index, std::int64_t rank) {
   m_order.insert({listing.due, rank, index});
 }
 
-// Brings the order up to date: listings whose entry has another due time than their place says move, new ones are
-// appended. Among entries due at the same time the result is that of a stable sort of the list: one that moved to a
-// later time came from in front of the others, one that moved to an earlier time from behind them.
+// Updates the order: listings whose entry's due time differs from that of their place are moved, and new ones are
+// appended. Among entries due at the same time the result is that of a stable sort of the list: an entry that moved to
+// a later time came from before the others, and one that moved to an earlier time from after them.
 void Schedule::sort() {
   if (m_ran.empty() && m_added.empty()) return;
   takeMoved();
-  // Backwards, because each takes the place in front of those before it.
+  // Backwards, because each is inserted in front of the previous one.
   for (auto place = m_ran.rbegin(); place != m_ran.rend(); ++place)
     if (Listing* listing = at(*place); listing && listing->entry->due > place->due)
       place->rank = listing->rank = --m_first_rank;
@@ -330,8 +330,8 @@ void Schedule::sort() {
   }
 }
 
-// Where an entry ran that is listed more than once, or was started again, its other listings leave the order too. They
-// stood behind those that ran.
+// If an entry that ran is listed more than once, or was restarted, its other listings leave the order too. They were
+// after those that ran.
 void Schedule::takeMoved() {
   const std::size_t ran = m_ran.size();
   const auto take = [this](const ScheduleEntry& entry) CORVANE_REQUIRES(s_mutex) {

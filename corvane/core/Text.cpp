@@ -20,7 +20,7 @@ bool isAsciiSpace(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// Bytes of the space that the text begins (or ends) with, 0 if it does not.
+// The bytes of the space that the text begins (or ends) with, 0 if there is none.
 std::size_t spaceAt(std::string_view text, bool atEnd) {
   if (text.empty()) return 0;
   const char c = atEnd ? text.back() : text.front();
@@ -30,7 +30,7 @@ std::size_t spaceAt(std::string_view text, bool atEnd) {
   return 0;
 }
 
-// 64 characters at a time: most text is nothing else.
+// 64 characters at a time: most text is all ASCII.
 bool isAscii(std::string_view text) {
   constexpr std::uint64_t HIGH_BITS = 0x8080808080808080;
   std::array<std::uint64_t, 8> words{};
@@ -50,7 +50,7 @@ bool isAscii(std::string_view text) {
 
 bool isUtf8Block(std::string_view text) {
   UErrorCode status = U_ZERO_ERROR;
-  int32_t length = 0;  // only asked for, nothing is converted
+  int32_t length = 0;  // only the length; nothing is converted
   u_strFromUTF8(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), &status);
   return status == U_BUFFER_OVERFLOW_ERROR || U_SUCCESS(status);
 }
@@ -63,7 +63,7 @@ icu::UnicodeString unicode(std::string_view text) {
 
 bool isUtf8(std::string_view text) {
   if (isAscii(text)) return true;
-  constexpr std::size_t BLOCK = std::size_t{1} << 30;  // ICU counts with 32 bits
+  constexpr std::size_t BLOCK = std::size_t{1} << 30;  // ICU counts in 32 bits
   while (text.size() > BLOCK) {
     std::size_t end = BLOCK;
     while (end > BLOCK - 4 && (text[end] & 0xC0) == 0x80) --end;  // not inside a character

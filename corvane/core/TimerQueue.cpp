@@ -11,7 +11,7 @@
 namespace corvane {
 
 namespace {
-// A century: a longer wait is as good as this one.
+// A century: longer waits are equivalent.
 constexpr std::int64_t LONGEST_USEC = 100LL * 365 * 86'400 * 1'000'000;
 }  // namespace
 

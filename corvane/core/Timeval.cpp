@@ -26,7 +26,7 @@ tm localTime(std::int64_t seconds) {
   return parts;
 }
 
-// By hand: these texts stand in front of every log line, and snprintf would take most of the line's time.
+// Written by hand: these texts precede every log line, and snprintf would take most of the time of a line.
 char* putDigits(char* out, long long number, int width) {
   for (int i = width - 1; i >= 0; --i, number /= 10) out[i] = static_cast<char>('0' + number % 10);
   return out + width;
@@ -42,7 +42,7 @@ char* putTime(char* out, const tm& parts, std::int64_t nsecs) {
   return putDigits(out, nsecs / 1000, 6);
 }
 
-// Local times name the second that a point in time lies in, so before the epoch the fraction counts from below.
+// Local times name the second that contains a point in time, so before the epoch the fraction is rounded down.
 struct Split {
   std::int64_t sec;
   std::int64_t nsec;
@@ -107,8 +107,8 @@ std::string Timeval::date() const {
   std::array<char, ULOC_FULLNAME_CAPACITY> canonical{};
   UErrorCode status = U_ZERO_ERROR;
   uloc_canonicalize(locale.c_str(), canonical.data(), static_cast<int>(canonical.size()) - 1, &status);
-  // The C library knows the zone; ICU's zone data and reading of TZ are its own. It formats local time as if it were
-  // UTC.
+  // The C library supplies the zone, because ICU has its own zone data and its own reading of TZ. ICU formats the local
+  // time as if it were UTC.
   tm parts = localTime(sec());
   const auto local = static_cast<UDate>(timegm(&parts)) * 1000;
   UDateFormat* format = udat_open(UDAT_MEDIUM, UDAT_MEDIUM, canonical.data(), u"UTC", -1, nullptr, 0, &status);

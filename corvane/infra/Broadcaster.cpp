@@ -19,7 +19,7 @@ namespace corvane {
 
 namespace {
 
-// Figures that one thread at a time writes and any thread reads: cheaper than adding atomically.
+// Figures that are written by one thread at a time and read by any: cheaper than atomic addition.
 struct Tally {
   std::atomic<std::int64_t> count = 0;
   std::atomic<std::int64_t> elapsed = 0;  // microseconds
@@ -37,12 +37,12 @@ struct ListenerEntry {
   const std::shared_ptr<Listener> listener;
   const std::type_info& type;
   Tally sync;   // written with the registry's lock held
-  Tally async;  // written on its queue
+  Tally async;  // written on the queue
 };
 
 using Entries = std::vector<std::shared_ptr<ListenerEntry>>;
 
-// Calls a function until it is ended.
+// Calls a function until end() is called.
 class FunctionListener : public Listener {
  public:
   using Function = std::function<void(std::string_view, const std::any&)>;
@@ -58,7 +58,7 @@ class FunctionListener : public Listener {
   std::atomic<bool> m_ended = false;
 };
 
-// This thread is in a synchronous broadcast and holds the registry's lock.
+// Whether this thread is in a synchronous broadcast and holds the registry's lock.
 thread_local constinit bool t_delivering = false;
 
 void deliver(const Entries& entries, Tally ListenerEntry::*tally, const std::string& key, const std::any& object) {
@@ -67,7 +67,7 @@ void deliver(const Entries& entries, Tally ListenerEntry::*tally, const std::str
         Timeval start;
         for (const auto& entry : entries) {
           entry->listener->onBroadcast(key, object);
-          const Timeval end;  // and the start of the next
+          const Timeval end;  // also the start of the next one
           ((*entry).*tally).add((end - start).usec());
           start = end;
         }
@@ -97,7 +97,7 @@ class Broadcaster {
   }
 
   void remove(const std::string& key, const Listener* listener) {
-    Entries removed;  // destroyed after the lock is given up
+    Entries removed;  // destroyed after the lock is released
     refuseReentry("RemoveListener");
     MutexLock lock(m_mutex);
     const auto found = m_listeners.find(key);
@@ -123,7 +123,7 @@ class Broadcaster {
     }
     Entries entries = found->second;
     lock.unlock();  // copying the value is the caller's code
-    // Members that are not const, so that the value is copied here and moved from then on.
+    // Init-captures are not const, so that the value is copied here and moved from then on.
     m_queue.async([entries = std::move(entries), key = key, object = object] {
       deliver(entries, &ListenerEntry::async, key, object);
     });
@@ -159,7 +159,7 @@ class Broadcaster {
   }
 
   Mutex m_mutex;
-  std::unordered_map<std::string, Entries> m_listeners CORVANE_GUARDED_BY(m_mutex);  // no key has an empty list
+  std::unordered_map<std::string, Entries> m_listeners CORVANE_GUARDED_BY(m_mutex);  // never an empty list
   DispatchQueueSerial m_queue{"org.corvane.broadcaster", QoS::DEFAULT};
 };
 

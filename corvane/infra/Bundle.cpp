@@ -17,10 +17,10 @@ namespace corvane {
 
 namespace {
 
-// Width in pixels of the pictures asked for: the 32 points of an icon in a list, on a fine screen.
+// The requested width of pictures in pixels: an icon of 32 points in a list, on a high-resolution screen.
 constexpr int ICON_SIZE = 64;
 
-// The log itself asks for the main bundle, so a damaged dictionary is reported past it.
+// The log itself needs the main bundle, so a damaged dictionary is reported without it.
 std::optional<Value> readInfo(const BundleFiles& files) {
   if (!files.info) return std::nullopt;
   auto info = readPropertyList(*files.info);
@@ -32,11 +32,11 @@ std::optional<Value> readInfo(const BundleFiles& files) {
 
 struct MainBundle {
   Mutex mutex;
-  std::uint64_t serial CORVANE_GUARDED_BY(mutex) = 0;  // of the platform that the bundle comes from
+  std::uint64_t serial CORVANE_GUARDED_BY(mutex) = 0;  // that of the platform that the bundle comes from
   std::shared_ptr<const Bundle> bundle CORVANE_GUARDED_BY(mutex);
 };
 
-// The characters that a path in a URL may hold as they are (RFC 3986, 3.3).
+// The characters that a path in a URL may contain unescaped (RFC 3986, 3.3).
 bool standsForItself(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
          std::string_view("-._~!$&'()*+,;=:@/").find(c) != std::string_view::npos;
@@ -45,7 +45,7 @@ bool standsForItself(char c) {
 }  // namespace
 
 std::shared_ptr<const Bundle> Bundle::mainBundle() {
-  static auto& main = *new MainBundle;  // never destroyed: code that runs while the process exits may still ask
+  static auto& main = *new MainBundle;  // never destroyed: code that runs while the process exits may still use it
   Platform& current = platform();
   MutexLock lock(main.mutex);
   if (main.serial != current.serial) {
@@ -61,7 +61,7 @@ std::shared_ptr<const Bundle> Bundle::at(const std::string& path) {
 }
 
 Bundle::Bundle(BundleFiles files) : m_files(std::move(files)), m_info(readInfo(m_files)) {
-  m_files.info.reset();  // its bytes are not needed any more
+  m_files.info.reset();  // its bytes are no longer needed
 }
 
 const Value* Bundle::infoDictionary() const {

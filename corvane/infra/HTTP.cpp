@@ -35,7 +35,7 @@ bool hasBrackets(std::string_view text) {
   return text.find_first_of("[]") != std::string_view::npos;
 }
 
-// Only characters that a URI may consist of, and only whole escapes.
+// Only characters that are allowed in a URI, and only complete escapes.
 bool hasURLCharacters(std::string_view text) {
   static constexpr std::string_view MARKS = "-._~:/?#[]@!$&'()*+,;=%";
   static constexpr std::string_view HEX = "0123456789abcdefABCDEF";
@@ -74,11 +74,11 @@ bool isAuthority(std::string_view text, bool mayLackHost) {
   return port.empty() || std::from_chars(port.data(), port.data() + port.size(), number).ec == std::errc();
 }
 
-// A URI or a relative reference (RFC 3986, 4.1). Those of http and https need a host (RFC 9110, 4.2).
+// A URI or a relative reference (RFC 3986, 4.1). With http and https they need a host (RFC 9110, 4.2).
 bool isURL(std::string_view text) {
   if (text.empty() || !hasURLCharacters(text) || std::ranges::count(text, '#') > 1) return false;
   std::string_view scheme;
-  // What comes before a colon in the first segment is a scheme.
+  // Text before a colon in the first segment is a scheme.
   if (const std::size_t end = text.find_first_of(":/?#"); end != text.npos && text[end] == ':') {
     scheme = text.substr(0, end);
     text.remove_prefix(end + 1);
@@ -94,7 +94,7 @@ bool isURL(std::string_view text) {
   return !hasBrackets(text);
 }
 
-// What a call shares with the completion of its request, which may outlive it.
+// Shared by a call and the completion of its request, which may outlive the call.
 struct Slots {
   std::optional<Data> body;
   std::int64_t status = 0;
@@ -141,7 +141,7 @@ class Requests {
   }
 
  private:
-  // Starts the request and waits for its end or the limit. `keepsBody` says with which status the body counts.
+  // Starts the request and waits for its end or the limit. `keepsBody` tells for which status the body is kept.
   std::shared_ptr<Slots> perform(HttpRequest request, std::int64_t msecs, bool (*keepsBody)(int))
       CORVANE_REQUIRES(m_mutex) {
     const std::int64_t usecs = checkedMul(msecs, 1000);
@@ -157,7 +157,7 @@ class Requests {
         slots->error = std::move(reply.error().description);
       }
       slots->done = true;
-      lock.unlock();  // whom the broadcast wakes wants it
+      lock.unlock();  // woken threads need it
       m_mutex.broadcast();
     });
     if (!task) {
@@ -165,7 +165,7 @@ class Requests {
       return slots;
     }
     while (!slots->done) {
-      // Any broadcast, also that of another request, starts a full new wait.
+      // Any broadcast, including that of another request, restarts the full wait.
       if (!m_mutex.wait(usecs) || slots->done) continue;
       (*task)->cancel();
       slots->done = true;
@@ -182,7 +182,7 @@ class Requests {
   }
 
   Mutex m_mutex;
-  std::int64_t m_inFlight CORVANE_GUARDED_BY(m_mutex) = 0;  // for whoever debugs: nothing depends on it
+  std::int64_t m_inFlight CORVANE_GUARDED_BY(m_mutex) = 0;  // for debugging: nothing depends on it
 };
 
 }  // namespace

@@ -15,7 +15,7 @@ LineReader::LineReader(std::string path) : m_path(std::move(path)) {}
 bool LineReader::open() {
   auto file = openForReading(m_path);
   if (!file) return false;
-  // Only opening must not wait.
+  // Only opening must not block.
   ::fcntl(file->get(), F_SETFL, ::fcntl(file->get(), F_GETFL) & ~O_NONBLOCK);
   m_file.reset(::fdopen(file->get(), m_mode.c_str()));
   if (m_file) file->release();

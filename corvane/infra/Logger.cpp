@@ -38,7 +38,7 @@ constexpr LogSink SINK = {
     [] { return Bundle::mainBundle()->identifier().has_value(); },
 };
 
-// When the library is loaded, because the core writes to the log too.
+// Registered when the library is loaded, because the core writes to the log too.
 [[maybe_unused]] const bool s_registered = [] {
   setLogSink(&SINK);
   return true;
@@ -46,12 +46,11 @@ constexpr LogSink SINK = {
 
 }  // namespace
 
-// The open log file. Each line goes to the kernel in one write to the end of the file, so that the lines of several
-// processes do not mix.
+// The open log file. Each line is appended in a single write, so that the lines of several processes do not mix.
 class Logger::File {
  public:
   static std::unique_ptr<File> open(const std::string& path) {
-    // Not blocking: should a pipe stand in the log's place, nobody waits for its reader.
+    // Non-blocking: if there is a pipe in place of the log, this does not wait for its reader.
     FileDescriptor descriptor(uninterrupted(
         [&path] { return ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666); }));
     return descriptor.get() < 0 ? nullptr : std::unique_ptr<File>(new File(std::move(descriptor)));
@@ -62,18 +61,18 @@ class Logger::File {
     const ssize_t written = uninterrupted([&] { return write(m_descriptor.get(), line.data(), line.size()); });
     if (written == static_cast<ssize_t>(line.size())) return true;
     if (written <= 0) return false;
-    // The disk filled in the middle of the line. Take the piece away again, unless somebody has written behind it.
+    // The disk became full in the middle of the line. Remove the piece, unless another process has written after it.
     const off_t end = lseek(m_descriptor.get(), 0, SEEK_CUR);
     if (end >= written && end == size()) [[maybe_unused]]
       const int code = ftruncate(m_descriptor.get(), end - written);
     return false;
   }
 
-  // By seeking, not by fstat: a look at a file's times makes the next write to it several times slower on Linux.
+  // By seeking, not by fstat: on Linux, reading a file's times makes the next write to it several times slower.
   std::int64_t size() const { return lseek(m_descriptor.get(), 0, SEEK_END); }
 
-  // Keeps other processes from rotating the file until it is closed; false if one of them is at it. A file system
-  // without locks must not let the log grow for ever.
+  // Keeps other processes from rotating the file until it is closed; false if one of them is doing so. On a file system
+  // without locks the log must not grow forever.
   bool claim() {
     struct flock whole {};
     whole.l_type = F_WRLCK;
@@ -81,7 +80,7 @@ class Logger::File {
     return fcntl(m_descriptor.get(), F_SETLK, &whole) == 0 || (errno != EAGAIN && errno != EACCES);
   }
 
-  // Whether a path leads to this file, as that of the log does until some process has rotated it.
+  // Whether a path refers to this file, as that of the log does until a process has rotated it.
   bool isAt(const std::string& path) const {
     struct stat own {};
     struct stat named {};
@@ -174,7 +173,7 @@ void Logger::openLog() {
 }
 
 void Logger::rotate() {
-  if (!m_file->claim()) return;  // the next line looks again
+  if (!m_file->claim()) return;  // the next line checks again
   const auto log = path();
   if (log && !m_file->isAt(*log)) {
     m_file = File::open(*log);

@@ -12,11 +12,11 @@ namespace corvane {
 struct Object::Associations {
   struct Slot {
     std::shared_ptr<Object> value;
-    std::thread::id maker;  // of the thread whose initialiser runs, if one does
+    std::thread::id maker;  // the thread whose initialiser is running, if any
   };
 
   Mutex mutex;
-  std::map<Key, Slot> slots CORVANE_GUARDED_BY(mutex);  // a map, because its slots stay in place
+  std::map<Key, Slot> slots CORVANE_GUARDED_BY(mutex);  // a map, because its elements stay in place
 };
 
 Object::~Object() {
@@ -34,7 +34,7 @@ Object::Associations& Object::associations() {
 std::shared_ptr<Object> Object::associated(Key key, bool (*fits)(const Object*),
                                            const std::function<std::shared_ptr<Object>()>& make) {
   Associations& all = associations();
-  std::shared_ptr<Object> made;  // like a value that is replaced, released without the lock
+  std::shared_ptr<Object> made;  // like a replaced value, released without the lock
   MutexLock lock(all.mutex);
   Associations::Slot& slot = all.slots[key];
   const auto self = std::this_thread::get_id();
@@ -57,7 +57,7 @@ std::shared_ptr<Object> Object::associated(Key key, bool (*fits)(const Object*),
   }
   if (!made) fatal("Pointers::associatedObject: the initialiser made no object");
   finish();
-  if (!fits(slot.value.get())) slot.value.swap(made);  // unless one was associated meanwhile
+  if (!fits(slot.value.get())) slot.value.swap(made);  // unless one has been associated meanwhile
   return slot.value;
 }
 

@@ -27,7 +27,7 @@ std::optional<std::string> made(Result<std::string> folder, const char* prefix) 
   return std::nullopt;
 }
 
-// Copies bytes from one place to the same place of another file; true, or false with errno. Fewer are no failure.
+// Copies bytes to the same offset of another file; true, or false with errno. Copying fewer bytes is not a failure.
 bool copyRange(int from, int to, off_t begin, off_t end) {
   std::vector<char> buffer(128 << 10);
   while (begin < end) {
@@ -40,12 +40,12 @@ bool copyRange(int from, int to, off_t begin, off_t end) {
   return true;
 }
 
-// The content of a file of this size, leaving out its holes.
+// Copies the content of a file of this size, without its holes.
 bool copyContent(int from, int to, off_t size) {
   for (off_t end = 0; end < size;) {
     off_t data = ::lseek(from, end, SEEK_DATA);
     if (data < 0 && errno == ENXIO) break;  // a hole to the end
-    if (data < 0) data = end;               // a file system without the notion
+    if (data < 0) data = end;               // the file system does not support this
     end = ::lseek(from, data, SEEK_HOLE);
     if (end < 0) end = size;
     if (!copyRange(from, to, data, end)) return false;
@@ -60,14 +60,14 @@ Result<void> copyFile(const std::string& from, const std::string& to) {
   if (::fstat(source->get(), &status) < 0) return fileFailure(from, errno);
   if (S_ISDIR(status.st_mode)) return fileFailure(from, EISDIR);
   if (!S_ISREG(status.st_mode)) return failure("posix", 0, from + ": not a regular file");
-  // Asked first, so that nothing is copied in vain; claim() asks for good.
+  // Checked first, so that nothing is copied in vain; claim() decides.
   struct stat existing {};
   if (::lstat(to.c_str(), &existing) == 0) return fileFailure(to, EEXIST);
 
   auto copy = PendingFile::create(to);
   if (!copy) return tl::unexpected(copy.error());
   if (!copyContent(source->get(), copy->descriptor(), status.st_size)) return fileFailure(to, errno);
-  // As far as the file system can hold them.
+  // As far as the file system supports them.
   const std::array times = {status.st_atim, status.st_mtim};
   ::fchmod(copy->descriptor(), status.st_mode & 0777);
   ::futimens(copy->descriptor(), times.data());

@@ -16,7 +16,7 @@ namespace corvane {
 
 namespace {
 
-// Far above the largest entry anybody has; ends the growth where a database asks for more room without end.
+// Far larger than any real entry; ends the growth if a database keeps asking for more room.
 constexpr std::size_t MAX_ENTRY_BYTES = std::size_t{64} << 20;
 
 constexpr struct {
@@ -27,8 +27,8 @@ constexpr struct {
     {S_IFREG, "Regular file"}, {S_IFLNK, "Symbolic link"},     {S_IFSOCK, "Socket"},   {0160000, "Whiteout"},
 };
 
-// Looks an entry up by its id and returns its name, or else the id. The system's size for entries is where it begins:
-// glibc's is what suffices mostly, and a group with many members needs more.
+// Looks up an entry by its id and returns its name, or else the id. It starts with the system's size for entries:
+// glibc's is usually enough, but a group with many members needs more.
 template <class Entry>
 std::string nameOf(id_t id, int (*lookup)(id_t, Entry*, char*, std::size_t, Entry**), char* Entry::*name,
                    int sizeOfEntries) {

@@ -15,7 +15,7 @@ std::string_view withoutLeading(std::string_view text, std::string_view characte
   return first == std::string_view::npos ? std::string_view() : text.substr(first);
 }
 
-// A text with white space in front and perhaps a sign, which is taken off.
+// A text after removal of leading white space and a sign, if any.
 struct Signed {
   bool isNegative = false;
   std::string_view rest;
@@ -49,7 +49,7 @@ double leadingReal(const std::string& text) {
   double magnitude = 0;
   const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), magnitude);
   if (error == std::errc::result_out_of_range) {
-    // The end of the range shows in the exponent's sign or, without one, in a whole part of zeros.
+    // Overflow or underflow is told by the exponent's sign or, without one, by a whole part of zeros.
     const std::string_view digits(rest.data(), static_cast<std::size_t>(end - rest.data()));
     const std::size_t exponent = digits.find_first_of("eE");
     const bool isSmall = exponent != std::string_view::npos ? digits.substr(exponent + 1).starts_with('-')

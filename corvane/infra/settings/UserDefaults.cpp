@@ -30,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds RETRY(1);
 
 // Two locks for all settings of the process, so that a fork can wait for both: one for work on the disk, taken first,
-// and one for what is in memory, which is never held for long.
+// and one for the data in memory, which is never held for long.
 Mutex& disk() {
   static auto& mutex = *new Mutex;
   return mutex;
@@ -57,13 +57,13 @@ struct Hash {
 using SharedValue = std::shared_ptr<const Value>;
 using Entries = std::unordered_map<std::string, SharedValue, Hash, std::equal_to<>>;
 
-// What there is to tell when the locks are free again.
+// What is to be reported once the locks are released.
 struct Report {
   std::vector<std::string> lines;
   std::set<std::string> changedKeys;
 };
 
-// A domain as it is known to this process.
+// A domain as known to this process.
 class Layer {
  public:
   explicit Layer(std::string name) : m_name(std::move(name)) {}
@@ -82,7 +82,7 @@ class Layer {
 
   const Entries& entries() const CORVANE_REQUIRES(memory()) { return m_entries; }
 
-  // Reads the domain unless it is known.
+  // Reads the domain unless it is up to date.
   Result<void> load(Report& report) CORVANE_REQUIRES(disk()) {
     {
       MutexLock lock(memory());
@@ -107,7 +107,7 @@ class Layer {
         report.lines.push_back("Settings of " + m_name + ": the value of " + key +
                                " is damaged: " + value.error().description);
     }
-    // The entries of before end after the lock.
+    // The previous entries are destroyed after the lock is released.
     MutexLock lock(memory());
     if (m_isLoaded) findChanges(m_entries, entries, report.changedKeys);
     m_entries.swap(entries);
@@ -132,7 +132,7 @@ class Layer {
     if (m_mustLoad || written->before != m_generation) {
       m_mustLoad = true;
       lock.unlock();
-      // Others have written in between. What was stored is stored, whatever comes of reading it.
+      // Others have written in between. The changes are stored, whether or not reading succeeds.
       [[maybe_unused]] const auto ignored = load(report);
       return {};
     }
@@ -172,13 +172,13 @@ class Layer {
   }
 
   const std::string m_name;
-  std::shared_ptr<DefaultsDomain> m_store CORVANE_GUARDED_BY(memory());  // set once
+  std::shared_ptr<DefaultsDomain> m_store CORVANE_GUARDED_BY(memory());  // set only once
   Entries m_entries CORVANE_GUARDED_BY(memory());
   std::uint64_t m_generation CORVANE_GUARDED_BY(memory()) = 0;
-  bool m_isLoaded CORVANE_GUARDED_BY(memory()) = false;  // at least once
+  bool m_isLoaded CORVANE_GUARDED_BY(memory()) = false;  // has been read at least once
   bool m_mustLoad CORVANE_GUARDED_BY(memory()) = true;
-  Clock::time_point m_retry CORVANE_GUARDED_BY(memory());  // not before, because it has just failed
-  std::string m_lastFailure CORVANE_GUARDED_BY(disk());    // since something was stored
+  Clock::time_point m_retry CORVANE_GUARDED_BY(memory());  // when to try again after a failure
+  std::string m_lastFailure CORVANE_GUARDED_BY(disk());    // since something was last stored
 };
 
 std::string programDomain() {
@@ -200,7 +200,7 @@ struct UserDefaults::State {
     return application.isCurrent() && (!global || global->isCurrent());
   }
 
-  // Brings memory up to date with the disk.
+  // Updates memory from the disk.
   Result<void> refresh() CORVANE_EXCLUDES(disk(), memory()) {
     Report report;
     Result<void> result;
@@ -214,7 +214,7 @@ struct UserDefaults::State {
     return result;
   }
 
-  // Calls `use`, with the lock on memory held, when memory is up to date.
+  // Updates memory, then calls `use` with its lock held.
   template <class Use>
   auto read(Use&& use) CORVANE_EXCLUDES(disk(), memory()) {
     MutexLock lock(memory());
@@ -261,8 +261,8 @@ struct UserDefaults::State {
     }
   }
 
-  // Takes what other programs have changed, on the main queue. They announce a change before they commit it, so one
-  // that is not there yet is looked for again.
+  // Reads what other programs have changed, on the main queue. They announce a change before they commit it, so a
+  // change that is not there yet is looked for again.
   static void look(const std::weak_ptr<UserDefaults>& observer) {
     static constexpr double PAUSE = 0.1;  // seconds
     const auto defaults = observer.lock();
@@ -272,15 +272,15 @@ struct UserDefaults::State {
     if (!isCurrent) main_after(PAUSE, [observer] { look(observer); });
   }
 
-  // What the listeners to this domain alone listen to.
+  // The key for listeners to this domain only.
   std::string changeKey() const { return std::string(DID_CHANGE).append(".").append(application.name()); }
 
   Layer application;
   std::optional<Layer> global;  // std::nullopt if the application's domain is the global one
   Entries registered CORVANE_GUARDED_BY(memory());
   bool isObserved CORVANE_GUARDED_BY(memory()) = false;
-  std::weak_ptr<UserDefaults> owner CORVANE_GUARDED_BY(memory());  // set when observed
-  std::set<std::string> pendingKeys CORVANE_GUARDED_BY(memory());  // changed, and not yet announced
+  std::weak_ptr<UserDefaults> owner CORVANE_GUARDED_BY(memory());  // set once observed
+  std::set<std::string> pendingKeys CORVANE_GUARDED_BY(memory());  // changed but not yet announced
   std::shared_ptr<void> watch CORVANE_GUARDED_BY(memory());
 };
 
@@ -354,7 +354,7 @@ std::optional<Value::Dictionary> UserDefaults::dictionary(std::string_view key) 
 }
 
 Value::Dictionary UserDefaults::dictionaryRepresentation() const {
-  // The values are copied without the lock.
+  // Values are copied without the lock.
   const Entries all = m_state->read([&]() CORVANE_REQUIRES(memory()) {
     Entries merged = m_state->application.entries();
     if (m_state->global) merged.insert(m_state->global->entries().begin(), m_state->global->entries().end());
@@ -385,9 +385,10 @@ Result<void> UserDefaults::remove(std::string_view key) {
 
 namespace {
 
-// A value as it is stored, if the next process will be able to read it.
+// The stored form of a value, if another process will be able to read it.
 Result<std::string> storable(const Value& value) {
-  constexpr std::size_t NEVER_TOO_LARGE = 16384;  // bytes, whose values and texts cannot reach the limits on reading
+  constexpr std::size_t NEVER_TOO_LARGE =
+      16384;  // bytes; values and texts of this size cannot reach the limits on reading
   auto bytes = writePropertyList(value, PropertyListFormat::BINARY);
   if (bytes && bytes->size() > NEVER_TOO_LARGE)
     if (const auto again = readPropertyList(*bytes); !again) return tl::unexpected<Error>(again.error());
@@ -441,7 +442,7 @@ void UserDefaults::observeChanges() {
     m_state->owner = weak_from_this();
   }
   auto watch = platform().defaultsStore().observe([self = weak_from_this()] { State::look(self); });
-  // What changes are compared with.
+  // Changes are compared with this.
   m_state->read([] {});
   if (!watch) {
     logNotice("Settings of " + domain() + ": changes of other programs are not reported: " + watch.error().description);

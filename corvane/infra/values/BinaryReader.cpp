@@ -19,12 +19,12 @@ std::uint64_t bigEndian(std::string_view bytes) {
   return number;
 }
 
-/// Builds a Value from the objects of a binary list, each as often as it is referred to.
+/// Builds a Value from the objects of a binary list; each object as often as it is referred to.
 ///
-/// The list is the magic bytes, the objects, a table of their offsets, and a trailer: 5 unused bytes, the sort version,
-/// the sizes of an offset and of a reference, 8 bytes each for the number of objects, the top object and the table's
-/// offset. An object starts with a marker: the high half tells the kind, the low half is the count of what follows (15:
-/// an integer object with the count follows) or the binary logarithm of a number's size.
+/// The list consists of the magic bytes, the objects, a table of their offsets, and a trailer: 5 unused bytes, the sort
+/// version, the sizes of an offset and of a reference, and 8 bytes each for the number of objects, the top object and
+/// the table's offset. An object starts with a marker: the high half is the kind, the low half is the count of what
+/// follows (15: an integer object with the count follows) or the binary logarithm of a number's size.
 class BinaryReader {
  public:
   BinaryReader(std::string_view bytes, const PropertyListLimits& limits) : m_bytes(bytes), m_budget(limits) {}
@@ -37,7 +37,7 @@ class BinaryReader {
     std::uint64_t offset;
     unsigned kind;
     unsigned info;
-    std::string_view rest;  ///< from behind what has been read of it to the end of all objects
+    std::string_view rest;  ///< from the first unread byte to the end of all objects
   };
 
   bool readTrailer();
@@ -80,7 +80,7 @@ class BinaryReader {
   std::uint64_t m_objects = 0;
   std::uint64_t m_top = 0;
   std::uint64_t m_tableOffset = 0;
-  std::vector<bool> m_entered;  ///< the containers that are being read, by index
+  std::vector<bool> m_entered;  ///< whether a container is being read, by index
   std::string m_problem;
 };
 
@@ -188,7 +188,7 @@ bool BinaryReader::readInteger(Object& object, Value& value) {
   if (object.info > 4) return fail(object, "is an integer of an unknown size");
   std::string_view bytes;
   if (!takeBytes(object, 1, std::size_t{1} << object.info, bytes)) return false;
-  // Only integers of 8 and more bytes have a sign; in 16 bytes, the upper half of one that fits repeats it.
+  // Only integers of 8 or more bytes have a sign; in 16 bytes, the upper half of one that fits repeats it.
   const auto number =
       static_cast<std::int64_t>(bigEndian(bytes.substr(bytes.size() - std::min(bytes.size(), std::size_t{8}))));
   if (bytes.size() == 16 && bigEndian(bytes.substr(0, 8)) != (number < 0 ? ~std::uint64_t{0} : 0))

@@ -15,7 +15,7 @@ void appendBigEndian(std::string& out, std::uint64_t number, std::size_t size) {
   while (size-- > 0) out += static_cast<char>(number >> 8 * size & 0xFF);
 }
 
-/// The binary logarithm of how many bytes the number takes: 1, 2, 4 or 8.
+/// The binary logarithm of the number of bytes that the number takes: 1, 2, 4 or 8.
 unsigned sizeLogarithm(std::uint64_t number) {
   return number <= 0xFF ? 0 : number <= 0xFFFF ? 1 : number <= 0xFFFFFFFF ? 2 : 3;
 }
@@ -27,7 +27,7 @@ std::string encodedInteger(std::uint64_t number) {
   return bytes;
 }
 
-/// The marker of an object with a count. `kind` is its high half in place.
+/// The marker of an object with a count. `kind` is its high half, already shifted.
 std::string encodedMarker(unsigned kind, std::size_t count) {
   if (count < 15) return {static_cast<char>(kind | count)};
   return static_cast<char>(kind | 15) + encodedInteger(count);
@@ -58,21 +58,21 @@ std::string encodedText(std::string_view text) {
   return encodedMarker(0x60, units.size() / 2).append(units);
 }
 
-/// Plain values that are encoded alike become one object.
+/// Plain values with the same encoding share one object.
 class BinaryWriter {
  public:
   std::string write(const Value& value);
 
  private:
   struct Object {
-    std::string bytes;                    ///< all of a plain value, the marker of a container
-    std::vector<std::size_t> references;  ///< to what a container holds
+    std::string bytes;                    ///< the whole encoding of a plain value, or the marker of a container
+    std::vector<std::size_t> references;  ///< to the contents of a container
   };
 
   std::size_t add(const Value& value);
   std::size_t addPlain(std::string bytes);
 
-  std::deque<Object> m_objects;  ///< a deque, as its elements stay where m_plain sees them
+  std::deque<Object> m_objects;  ///< a deque, because m_plain refers to its elements
   std::unordered_map<std::string_view, std::size_t> m_plain;
 };
 

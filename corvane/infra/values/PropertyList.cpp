@@ -107,7 +107,7 @@ Result<Value> readPropertyListFile(const std::string& path, const PropertyListLi
   std::string bytes;
   bytes.reserve(std::min(static_cast<std::size_t>(status.st_size), limits.maxBytes));
   std::vector<char> chunk(64 << 10);
-  while (bytes.size() <= limits.maxBytes) {  // one byte too many is enough to be refused
+  while (bytes.size() <= limits.maxBytes) {  // one byte too many suffices to refuse it
     const ssize_t size = uninterrupted([&] { return ::read(file->get(), chunk.data(), chunk.size()); });
     if (size < 0) return fileFailure(path, errno);
     if (size == 0) break;

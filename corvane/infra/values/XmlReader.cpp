@@ -32,7 +32,7 @@ bool endsName(char c) {
   return isSpace(c) || c == '>' || c == '/' || c == '=' || c == '<';
 }
 
-/// What a byte of an element's text needs.
+/// The treatment that a byte of an element's text needs.
 enum class Care : std::uint8_t { NOTHING, UTF8, MARKUP, REFERENCE, LINE_BREAK, REFUSAL };
 
 constexpr std::array<Care, 256> CARES = [] {
@@ -51,9 +51,9 @@ bool isCharacter(std::uint32_t point) {
   return point < 0xD800 || (point > 0xDFFF && point < 0xFFFE) || (point > 0xFFFF && point <= 0x10FFFF);
 }
 
-/// Reads the XML that property lists are made of: elements, texts, references to characters, comments, processing
-/// instructions and a document type without declarations. As nothing can be declared, nothing in the input makes the
-/// result larger than the input. The elements that are open are kept in a list, so depth takes no stack.
+/// Reads the XML of property lists: elements, texts, character references, comments, processing instructions and a
+/// document type without declarations. Because nothing can be declared, the result cannot be larger than the input.
+/// Open elements are kept in a list, so depth takes no stack.
 class XmlReader {
  public:
   XmlReader(std::string_view bytes, const PropertyListLimits& limits)
@@ -66,10 +66,10 @@ class XmlReader {
     std::string key;  ///< empty in arrays
     Value value;
   };
-  /// An element that is still open and holds others. A plist is an array of at most one value.
+  /// An open element that contains others. A plist is treated as an array of at most one value.
   struct Container {
     Element element;
-    bool keyed;         ///< the last entry of this dict is a key that waits for its value
+    bool keyed;         ///< whether the last entry of this dict is a key without its value yet
     std::size_t first;  ///< where its entries begin
   };
 
@@ -114,12 +114,12 @@ class XmlReader {
   bool check(const char* problem) { return !problem || fail(problem); }
 
   std::string_view m_bytes;
-  std::string_view m_rest;  ///< what has not been read yet
-  const char* m_place;      ///< where the tag or text starts that is being read: there, problems are reported
+  std::string_view m_rest;  ///< the unread rest
+  const char* m_place;      ///< the start of the current tag or text, where problems are reported
   Budget m_budget;
   std::vector<Container> m_open;
-  std::vector<Entry> m_entries;  ///< of the open containers, one container's behind the other's
-  std::string m_text;  ///< of the open element that holds only text, if it does not stand in the list as it is
+  std::vector<Entry> m_entries;  ///< those of the open containers, one container after the other
+  std::string m_text;            ///< that of the open text element, if it differs from the bytes in the list
   std::optional<Value> m_result;
   std::string m_problem;
 };
@@ -161,7 +161,7 @@ bool XmlReader::passTo(std::string_view end, const char* what) {
   return true;
 }
 
-/// Identifiers in a document type may hold any character within their quotes.
+/// Identifiers in a document type may contain any character within their quotes.
 bool XmlReader::passDoctype() {
   if (!m_open.empty() || m_result) return fail("a document type behind the start of the list");
   for (std::size_t end = m_rest.find_first_of("\"'[>"); end != m_rest.npos; end = m_rest.find_first_of("\"'[>")) {
@@ -190,7 +190,7 @@ bool XmlReader::readStartTag() {
   return !empty || endContainer();
 }
 
-/// The rest of a closing tag; false if it is another's.
+/// Reads the rest of a closing tag; false if it is that of another element.
 bool XmlReader::readEndTag(std::string_view name) {
   if (takeName() != name) return false;
   passSpace();
@@ -274,8 +274,8 @@ bool XmlReader::addPlain(Element element, std::string_view text) {
   }
 }
 
-/// Reads up to behind the closing tag. Most texts stand in the list as they are: `text` refers to these there, to the
-/// others in m_text.
+/// Reads to the end of the closing tag. For most texts, `text` refers to the bytes in the list; for the others, to
+/// m_text.
 bool XmlReader::readText(Element element, std::string_view& text) {
   const char* start = m_rest.data();
   bool wide = false;
@@ -298,7 +298,7 @@ bool XmlReader::readText(Element element, std::string_view& text) {
     m_text += plain;
     if (care == Care::REFUSAL) return fail(tag(element) + " holds a character that XML does not allow");
     if (care == Care::MARKUP ? !readTextMarkup(element) : care == Care::REFERENCE && !readReference()) return false;
-    if (care == Care::LINE_BREAK) {  // XML reads every line break as a line feed
+    if (care == Care::LINE_BREAK) {  // XML treats every line break as a line feed
       if (!m_rest.starts_with("\r\n")) m_text += '\n';
       m_rest.remove_prefix(1);
     }
@@ -308,7 +308,7 @@ bool XmlReader::readText(Element element, std::string_view& text) {
   return readEndTag(ELEMENT_NAMES[static_cast<std::size_t>(element)]) || fail(tag(element) + " is not closed");
 }
 
-/// What may stand inside of a text.
+/// Markup that is allowed inside a text.
 bool XmlReader::readTextMarkup(Element element) {
   if (take("<!--")) return passTo("-->", "a comment");
   if (take("<?")) return passTo("?>", "a processing instruction");

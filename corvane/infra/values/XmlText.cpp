@@ -35,7 +35,7 @@ constexpr std::array<std::int8_t, 256> BASE64_VALUES = [] {
   return values;
 }();
 
-/// Takes a sign off the front of `text`; true if it was a minus.
+/// Removes a leading sign from `text`; true if it was a minus.
 bool takeMinus(std::string_view& text) {
   const bool negative = text.starts_with('-');
   if (negative || text.starts_with('+')) text.remove_prefix(1);
@@ -67,7 +67,7 @@ const char* readReal(std::string_view text, Value& value) {
   const char* end = text.data() + text.size();
   const auto [stop, problem] = std::from_chars(text.data(), end, magnitude);
   if (problem == std::errc::result_out_of_range) return "<real> is beyond the range of a double";
-  // from_chars() would also take a second sign, and "nan(text)".
+  // from_chars() would also accept a second sign, and "nan(text)".
   if (problem != std::errc() || stop != end || text.starts_with('-') || text.ends_with(')'))
     return "<real> is not a number";
   value = negative ? -magnitude : magnitude;
@@ -106,7 +106,7 @@ const char* readData(std::string_view text, Value& value) {
   bytes.reserve(text.size() / 4 * 3);
   const auto append = [&bytes](std::uint32_t byte) { bytes.push_back(static_cast<std::uint8_t>(byte & 0xFF)); };
   std::uint32_t bits = 0;
-  unsigned digits = 0;  // of a group of four that is not complete
+  unsigned digits = 0;  // of an incomplete group of four
   unsigned padding = 0;
   for (const char c : text) {
     if (isSpace(c)) continue;
@@ -121,7 +121,7 @@ const char* readData(std::string_view text, Value& value) {
     for (const int shift : {16, 8, 0}) append(bits >> shift);
     digits = 0;
   }
-  // In the last group, the bits that make no whole byte are zero.
+  // In the last group, the bits beyond the last whole byte are zero.
   if (digits == 1 || padding != (4 - digits) % 4) return PROBLEM;
   if ((digits == 2 && (bits & 0xF) != 0) || (digits == 3 && (bits & 3) != 0)) return PROBLEM;
   if (digits == 3) append(bits >> 10);

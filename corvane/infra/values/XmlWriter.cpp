@@ -39,7 +39,7 @@ void XmlWriter::addElement(std::size_t depth, std::string_view element, std::str
       case '>':
         m_out += "&gt;";
         break;
-      case '\r':  // a plain one would be read as a line feed
+      case '\r':  // unescaped, it would be read as a line feed
         m_out += "&#13;";
         break;
       default:
