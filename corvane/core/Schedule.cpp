@@ -260,8 +260,9 @@ Timeval Schedule::run(MutexLock& lock, ScheduleEntry& entry, Timeval start) CORV
     else
       entry.interval_stats.fold(static_cast<double>((start - entry.last_run).usec()), entry.weight);
     entry.last_run = start;
+    const auto& task = *entry.task;  // read under the lock: a restart puts another in its place
     lock.unlock();
-    (*entry.task)();
+    task();
     lock.lock();
     end = Timeval();
     const auto duration = static_cast<double>((end - start).usec());

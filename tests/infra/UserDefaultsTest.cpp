@@ -274,7 +274,7 @@ TEST_F(UserDefaultsTest, EverySaveThatReturnedSurvivesAKill) {
     for (const auto& reader : {defaults, fresh()})
       for (int i = std::max(1, last - 48); i <= last; ++i) ASSERT_EQ(reader->integer(key(i)), i);
   }
-  EXPECT_GT(last, 200);
+  EXPECT_GT(last, 50);
   expectSoundFile();
   EXPECT_THAT(namesIn(folder), Not(Contains(HasSubstr("damaged"))));
 }
