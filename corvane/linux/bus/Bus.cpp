@@ -9,7 +9,7 @@ namespace corvane {
 
 namespace {
 
-// GIO's own search would end in starting a session bus, by a program that may wait for an X server without a limit.
+// GIO's own search would finally start a session bus, with a program that may wait for an X server without a limit.
 std::string sessionAddress() {
   if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS")) return address;
   const char* const folder = std::getenv("XDG_RUNTIME_DIR");
@@ -40,7 +40,7 @@ Result<std::unique_ptr<Bus>> Bus::connect(GBusType type, const Deadline& deadlin
   const std::string trouble = isSystem ? "No system bus: " : "No session bus: ";
   const std::string address = isSystem ? systemAddress() : sessionAddress();
   if (address.empty()) return failure("bus", 0, trouble + "the environment names none");
-  // Made before the waiter, so that its own signals are for the caller's context.
+  // Created before the waiter, so that its own signals go to the caller's context.
   glib::Ptr<GDBusConnection> connection(G_DBUS_CONNECTION(g_object_new(
       G_TYPE_DBUS_CONNECTION, "address", address.c_str(), "flags",
       G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION, nullptr)));
@@ -75,7 +75,7 @@ Result<BusReply> Bus::call(const BusMethod& method, GVariant* arguments, const D
 }
 
 void Bus::subscribe(const BusSignal& signal, std::function<void(GVariant*)> handler) {
-  // Signals are anybody's to send, in any shape.
+  // Any program may send signals, with any arguments.
   const GDBusSignalCallback received = [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
                                           GVariant* arguments, gpointer data) {
     const auto& subscription = *static_cast<Subscription*>(data);

@@ -19,8 +19,8 @@ namespace corvane {
 
 namespace {
 
-// The login manager waits 5 s for delay locks unless configured otherwise; handlers that take longer are not waited
-// for, so that its own limit never has to end the wait.
+// The login manager waits 5 s for delay locks unless configured otherwise; this does not wait for handlers that take
+// longer, so that its limit never has to end the wait.
 constexpr guint HANDLER_LIMIT_MSEC = 4500;
 
 constexpr const char* LOGIN = "org.freedesktop.login1";
@@ -37,11 +37,11 @@ bool boolean(GVariant* arguments) {
   return value != FALSE;
 }
 
-// Watches the login manager and the screens from a thread of its own with its own context, so that a slow bus never
-// holds up the main loop. Lives as long as somebody listens.
+// Watches the login manager and the screens on its own thread and context, so that a slow bus never holds up the main
+// loop. Lives for as long as there are listeners.
 class Watch : public std::enable_shared_from_this<Watch> {
  public:
-  // Both callables are called on the main queue.
+  // Both functions are called on the main queue.
   Watch(Listeners listeners, Unavailable unavailable)
       : m_listeners(std::move(listeners)), m_unavailable(std::move(unavailable)), m_context(g_main_context_new()) {}
 
@@ -50,7 +50,7 @@ class Watch : public std::enable_shared_from_this<Watch> {
       report({"posix", EAGAIN, "The system refuses a thread to watch for sleep"});
   }
 
-  // Any thread; does not wait.
+  // Any thread. Does not wait.
   void end() {
     invoke([this] { m_ended = true; });
   }
@@ -97,7 +97,7 @@ class Watch : public std::enable_shared_from_this<Watch> {
     m_system = std::move(*bus);
     m_system->subscribe({LOGIN, LOGIN_MANAGER, "PrepareForSleep", "(b)"},
                         [this](GVariant* arguments) { prepareForSleep(boolean(arguments)); });
-    // The end of a sleep that a login manager has announced is nobody else's to announce.
+    // If the login manager that announced a sleep disappears, no one else announces the end of that sleep.
     m_system->watchName(LOGIN, [this](const std::string& owner) {
       if (owner.empty()) prepareForSleep(false);
     });
@@ -132,7 +132,7 @@ class Watch : public std::enable_shared_from_this<Watch> {
       });
       return;
     }
-    ++m_sleeps;  // a handler that is still at it must not release the lock for the next sleep
+    ++m_sleeps;  // a handler that is still running must not release the lock for the next sleep
     release();
     emit(DID_WAKE);
     inhibit(Deadline());
@@ -157,7 +157,7 @@ class Watch : public std::enable_shared_from_this<Watch> {
     };
     g_source_set_callback(m_screenSource.get(), G_SOURCE_FUNC(readable), this, nullptr);
     g_source_attach(m_screenSource.get(), m_context.get());
-    // Looking for the extension may have read events already, for which the descriptor will not become readable.
+    // Querying the extension may already have read events, for which the descriptor will not become readable.
     m_screens->dispatch([this](bool asleep) { screens(asleep); });
   }
 
@@ -180,7 +180,7 @@ class Watch : public std::enable_shared_from_this<Watch> {
     return true;
   }
 
-  // Whether a service is there that knows of the screens. If it ends, they count as awake.
+  // Whether a service that knows about the screens exists. If it ends, the screens count as awake.
   bool answers(BusMethod question, GVariant* arguments) {
     question.flags = G_DBUS_CALL_FLAGS_NO_AUTO_START;
     if (!m_session->call(question, arguments, Deadline())) return false;
@@ -247,7 +247,7 @@ class LinuxPowerEvents : public PowerEvents, public std::enable_shared_from_this
     std::function<void(const Error&)> unavailable;
   };
 
-  // Calls each one that is still there when its turn comes.
+  // Calls each one that is still subscribed when its turn comes.
   template <class Call>
   void visit(Call&& call) {
     MutexLock lock(m_mutex);

@@ -30,7 +30,7 @@ namespace fs = std::filesystem;
 
 constexpr std::uint64_t MAX_INFO_BYTES = 16U << 20;
 
-// A regular file opened for reading. Reading beyond its end fails.
+// A regular file that is open for reading. Reading beyond its end fails.
 class InputFile {
  public:
   static Result<InputFile> open(const std::string& path) {
@@ -44,7 +44,7 @@ class InputFile {
 
   std::uint64_t size() const { return m_size; }
 
-  // All of the bytes, or false.
+  // Reads all of the bytes, or returns false.
   bool read(std::uint64_t offset, void* bytes, std::uint64_t length) const {
     auto* to = static_cast<char*>(bytes);
     while (length > 0) {
@@ -77,7 +77,7 @@ std::optional<std::string> contents(const fs::path& path) {
 
 using Info = Result<std::optional<std::string>>;
 
-// The content of an ELF file's section .info_plist. The file may be hostile: nothing in it is believed unchecked.
+// The content of an ELF file's section .info_plist. The file may be hostile: everything in it is checked.
 template <class Header, class Section>
 Info infoSection(const InputFile& file) {
   const auto damaged = [](const char* what) {
@@ -110,8 +110,7 @@ Info infoSection(const InputFile& file) {
   return std::nullopt;
 }
 
-// The dictionary inside an executable; std::nullopt in files that are not ELF files of this
-// machine's byte order.
+// The dictionary inside an executable; std::nullopt for files that are not ELF files with this machine's byte order.
 Info embeddedInfo(const InputFile& file) {
   constexpr unsigned char NATIVE = std::endian::native == std::endian::little ? ELFDATA2LSB : ELFDATA2MSB;
   std::array<unsigned char, EI_NIDENT> ident{};
@@ -128,7 +127,7 @@ Info embeddedInfo(const InputFile& file) {
   }
 }
 
-// The bundle of the executable at a path without symbolic links; `image` is where its bytes are read from.
+// The bundle of the executable at a path without symbolic links; its bytes are read from `image`.
 Result<BundleFiles> bundleOf(const fs::path& executable, const std::string& image) {
   const fs::path folder = executable.parent_path();
   const std::string name = executable.filename();
@@ -158,7 +157,7 @@ Result<BundleFiles> bundleOf(const fs::path& executable, const std::string& imag
   return files;
 }
 
-// What a desktop entry starts, as far as it can be told.
+// The bundle of the program that a desktop entry starts, as far as it can be determined.
 Result<BundleFiles> bundleOfEntry(const fs::path& entry) {
   std::error_code ignored;
   const glib::Ptr<GDesktopAppInfo> info(
@@ -172,7 +171,7 @@ Result<BundleFiles> bundleOfEntry(const fs::path& entry) {
   return files;
 }
 
-// The wrapper's executable that bears its name, or the only one.
+// The wrapper's executable with the same name, or its only one.
 std::string executableOf(const fs::path& wrapper) {
   std::error_code ignored;
   std::vector<fs::path> found;

@@ -30,7 +30,7 @@ FontFace faceOf(const FcPattern* font) {
 class LinuxFontBook : public FontBook {
  public:
   Result<std::optional<FontFace>> face(const std::string& name) override {
-    // Held, because a change of the fonts makes another the current one.
+    // Held, because a change of the fonts replaces the current configuration.
     const Ptr<FcConfig> config(FcConfigReference(nullptr));
     if (!config) return failure("fontconfig", 0, "The fonts cannot be read");
     if (name.empty()) return std::nullopt;
@@ -40,8 +40,8 @@ class LinuxFontBook : public FontBook {
   }
 
  private:
-  // Lists, which compares names, and then matches within the list. A match alone would put another font in the place of
-  // one that is not there.
+  // First lists, which compares names, and then matches within the list. Matching alone would substitute another font
+  // for a missing one.
   static std::optional<FontFace> regularFace(FcConfig* config, const char* object, const std::string& name) {
     const Ptr<FcPattern> wanted(FcPatternCreate());
     FcPatternAddString(wanted.get(), object, reinterpret_cast<const FcChar8*>(name.c_str()));

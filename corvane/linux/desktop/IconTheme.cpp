@@ -30,7 +30,7 @@ std::vector<std::string> list(const KeyFile& file, const char* key) {
   return items;
 }
 
-// Numbers stay where sums and products of them are safe.
+// Limits numbers so that their sums and products cannot overflow.
 int number(const KeyFile& file, const std::string& group, const char* key, int fallback) {
   GError* error = nullptr;
   const int value = g_key_file_get_integer(file.get(), group.c_str(), key, &error);
@@ -39,7 +39,7 @@ int number(const KeyFile& file, const std::string& group, const char* key, int f
   return fallback;
 }
 
-// GNOME's setting: what the user chose, or the default that the desktop came with.
+// GNOME's setting: the user's choice, or the desktop's default.
 std::string gnomeTheme(bool chosen) {
   GSettingsSchemaSource* source = g_settings_schema_source_get_default();
   const glib::Ptr<GSettingsSchema> schema(
@@ -52,7 +52,7 @@ std::string gnomeTheme(bool chosen) {
                                                                            : "";
 }
 
-// The user's folder and those of the system. A relative path counts as not there.
+// The user's folder and those of the system. Relative paths are ignored.
 std::vector<std::string> foldersOf(const Result<std::string>& users, const gchar* const* systems) {
   std::vector<std::string> folders;
   if (users) folders.push_back(*users);
@@ -78,7 +78,7 @@ std::optional<std::string> picture(const std::string& folder, const std::string&
   return std::nullopt;
 }
 
-// Names come from files of others; they must not lead out of the folders.
+// Names come from foreign files; they must not lead out of the folders.
 bool isFileName(const std::string& name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
 }
@@ -127,7 +127,7 @@ void IconTheme::load(const std::string& name) {
       if (std::filesystem::is_directory(folder.path, ignored)) theme.push_back(folder);
     }
   }
-  // Every theme inherits hicolor, which goes last even if one names it.
+  // Every theme inherits hicolor, which comes last even if a theme names it.
   for (const std::string& parent : list(index, "Inherits"))
     if (parent != "hicolor") load(parent);
 }

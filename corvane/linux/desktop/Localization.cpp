@@ -57,7 +57,7 @@ class GettextLocalization : public Localization {
   }
 
   std::string text(const std::string& english) override {
-    if (english.empty()) return {};  // stands for the catalogue's head
+    if (english.empty()) return {};  // the empty text stands for the catalogue's header
     const ScopedLocale scope(isLocaleSet() ? nullptr : environmentsLocale());
     return dgettext(CATALOGUE, english.c_str());
   }
@@ -67,7 +67,7 @@ class GettextLocalization : public Localization {
     return uselocale(nullptr) != LC_GLOBAL_LOCALE || std::string_view(setlocale(LC_MESSAGES, nullptr)) != "C";
   }
 
-  // The user's locale for messages; null if the machine lacks it.
+  // The user's locale for messages; null if it is not installed.
   Locale environmentsLocale() {
     const char* name = "";
     for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
@@ -85,7 +85,7 @@ class GettextLocalization : public Localization {
   }
 
   Mutex m_mutex;
-  std::string m_name CORVANE_GUARDED_BY(m_mutex);  // what m_locale was made of
+  std::string m_name CORVANE_GUARDED_BY(m_mutex);  // the name that m_locale was created from
   Locale m_locale CORVANE_GUARDED_BY(m_mutex);
 };
 

@@ -17,8 +17,8 @@ namespace {
 
 constexpr const char* GROUP = G_KEY_FILE_DESKTOP_GROUP;
 
-// What an entry of the menu says about starting the application and naming it. The rest says where the menu shows it
-// and which files it opens; DBusActivatable would need an entry that is named like the application.
+// The keys of a menu entry that start and name the application. The others are about menus and files; DBusActivatable
+// would need an entry that is named after the application.
 constexpr std::string_view TAKEN_OVER[] = {
     G_KEY_FILE_DESKTOP_KEY_NAME,     G_KEY_FILE_DESKTOP_KEY_COMMENT,
     G_KEY_FILE_DESKTOP_KEY_ICON,     G_KEY_FILE_DESKTOP_KEY_EXEC,
@@ -31,7 +31,7 @@ Result<std::string> pathOf(const std::string& label) {
       [&label](const std::string& folder) { return folder + "/autostart/" + label + ".desktop"; });
 }
 
-// An argument of a command, by the rules for the key Exec; the key file adds the escapes that every text in it has.
+// An argument of a command, quoted by the rules for the key Exec; the key file adds the escapes of all its texts.
 std::string quoted(std::string_view argument) {
   std::string result = "\"";
   for (const char c : argument) {
@@ -42,8 +42,8 @@ std::string quoted(std::string_view argument) {
   return result + '"';
 }
 
-// The rules forbid '=' in the name of a program, and GIO looks for one with '%' under its doubled name. In an argument
-// both are sound; a niceness of 0 more changes nothing.
+// The rules forbid '=' in the path of a program, and GIO does not undo the doubling of '%' in it. Both are fine in an
+// argument, and adding 0 to the niceness changes nothing.
 std::string commandFor(const std::string& program) {
   return (program.find_first_of("%=") == std::string::npos ? "" : "nice -n 0 ") + quoted(program);
 }
@@ -51,11 +51,11 @@ std::string commandFor(const std::string& program) {
 void describe(GKeyFile* entry, const LoginItem& item) {
   g_key_file_set_string(entry, GROUP, G_KEY_FILE_DESKTOP_KEY_NAME, item.name.c_str());
   g_key_file_set_string(entry, GROUP, G_KEY_FILE_DESKTOP_KEY_EXEC, commandFor(item.executable).c_str());
-  // A session passes over the entry of an application that is gone.
+  // Sessions ignore the entry of an application that no longer exists.
   g_key_file_set_string(entry, GROUP, G_KEY_FILE_DESKTOP_KEY_TRY_EXEC, item.executable.c_str());
 }
 
-// Takes over the application's installed entry; false if it has none that says how to start it.
+// Takes over the application's installed entry; false if it has none with a command.
 bool takeOver(GKeyFile* entry, const std::string& identifier) {
   const glib::Ptr<GDesktopAppInfo> installed(g_desktop_app_info_new((identifier + ".desktop").c_str()));
   if (!installed || !g_app_info_get_commandline(G_APP_INFO(installed.get()))) return false;
@@ -83,7 +83,7 @@ class LinuxLoginItems : public LoginItems {
         return failure("loginitems", 0, *path + ": the path of the executable is not known or not UTF-8");
       describe(entry.get(), item);
     }
-    // Sessions differ in what switches an entry on and off.
+    // Sessions use different keys to switch an entry on and off.
     g_key_file_set_boolean(entry.get(), GROUP, G_KEY_FILE_DESKTOP_KEY_HIDDEN, FALSE);
     g_key_file_set_boolean(entry.get(), GROUP, "X-GNOME-Autostart-enabled", TRUE);
     gsize length = 0;

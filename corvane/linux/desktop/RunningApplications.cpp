@@ -29,7 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t MAX_TEXT_BYTES = 4U << 20;  // of a file in /proc that a process has a say in
+constexpr std::size_t MAX_TEXT_BYTES = 4U << 20;  // of a file in /proc whose size a process can influence
 
 using Entry = glib::Ptr<GDesktopAppInfo>;
 
@@ -53,7 +53,7 @@ std::string unitOf(pid_t pid) {
   return std::string(applicationUnit(readText(pid, "cgroup")));
 }
 
-// Desktop entries. Hidden ones and those whose program is missing count as not there.
+// Desktop entries. Hidden ones and those whose program is missing are ignored.
 
 Entry entryNamed(const std::string& identifier) {
   return Entry(identifier.empty() ? nullptr : g_desktop_app_info_new((identifier + ".desktop").c_str()));
@@ -68,7 +68,7 @@ Entry entryOfUnit(std::string_view unit) {
 Entry entryOfEnvironment(pid_t pid) {
   const std::string text = readText(pid, "environ");
   const auto file = environmentValue(text, "GIO_LAUNCHED_DESKTOP_FILE");
-  // Both are inherited by processes that are something else.
+  // Both are inherited by processes that are not the application.
   if (!file || environmentValue(text, "GIO_LAUNCHED_DESKTOP_FILE_PID") != std::to_string(pid)) return nullptr;
   std::error_code ignored;
   if (!file->starts_with('/') || !file->ends_with(".desktop") || !fs::is_regular_file(*file, ignored)) return nullptr;
@@ -76,7 +76,7 @@ Entry entryOfEnvironment(pid_t pid) {
   return entry && !g_desktop_app_info_get_is_hidden(entry.get()) ? std::move(entry) : nullptr;
 }
 
-// The first of all entries that a test holds for.
+// The first entry that meets a condition.
 template <class Test>
 Entry findEntry(Test&& holds) {
   Entry found;
@@ -105,7 +105,7 @@ Entry entryOfClass(const std::vector<std::string>& names) {
   return nullptr;
 }
 
-// With arguments other than its files, a program may be many an application: an interpreter is.
+// With arguments other than files, one program may be many applications, as an interpreter is.
 Entry entryOfExecutable(const fs::path& executable) {
   return findEntry([&executable](GDesktopAppInfo* entry) {
     const char* const command = g_app_info_get_commandline(G_APP_INFO(entry));
@@ -145,10 +145,11 @@ Result<void> activateOnBus(const fs::path& entry, const Deadline& deadline) {
       .map([](const BusReply&) {});
 }
 
-// What the desktop session knows of processes. One thread at a time; may wait without a limit.
+// What the desktop session knows about processes. One thread at a time; may wait without a limit.
 class Session {
  public:
-  // The connection to the X server is kept, for it costs twice what is asked over it; nothing else is.
+  // The connection to the X server is kept, because opening it costs twice as much as the requests; nothing else is
+  // kept.
   void use(const std::string& display) {
     if (m_windows && m_windows->display() == display && m_windows->isConnected()) return;
     m_windows.reset();
@@ -175,7 +176,7 @@ class Session {
   Result<void> activate(pid_t pid, const Deadline& deadline) {
     const auto application = find(pid, true);
     if (!application) return none(pid, "is not an application");
-    // Who asked waits no more, and something else has come to the front meanwhile.
+    // The caller no longer waits, and another window may have come to the front meanwhile.
     if (deadline.isOver()) return none(pid, "was not found in time");
     if (!application->windows.empty()) {
       m_windows->activate(application->windows);
@@ -196,8 +197,8 @@ class Session {
 
  private:
   struct Application {
-    Entry entry;                              // that it was started by, null if it is not known
-    std::vector<WindowsX11::Window> windows;  // only looked for where they count
+    Entry entry;                              // that started it; null if unknown
+    std::vector<WindowsX11::Window> windows;  // only looked up if they matter
   };
 
   std::optional<Application> find(pid_t pid, bool withWindows = false) {
@@ -220,8 +221,8 @@ class Session {
   std::unique_ptr<WindowsX11> m_windows;
 };
 
-// Everything is asked on one queue, so that a server, a bus or a file system that does not answer holds up nobody for
-// longer than the limit, and one thread of this process at most.
+// All requests run on one queue, so that a server, a bus or a file system that does not answer blocks callers no longer
+// than the limit, and at most one thread of this process.
 class LinuxRunningApplications : public RunningApplications {
  public:
   Result<bool> contains(pid_t pid) override {
@@ -241,15 +242,15 @@ class LinuxRunningApplications : public RunningApplications {
   struct Shared {
     Session session;  // of the queue
     Mutex mutex;
-    bool isBusy CORVANE_GUARDED_BY(mutex) = false;  // something is being asked now
-    bool isLate CORVANE_GUARDED_BY(mutex) = false;  // and who asked has given up
+    bool isBusy CORVANE_GUARDED_BY(mutex) = false;  // a request is running
+    bool isLate CORVANE_GUARDED_BY(mutex) = false;  // and its caller has given up
   };
 
   template <class T>
   Result<T> ask(std::function<Result<T>(Session&, const Deadline&)> question) {
     const Deadline deadline;
     const auto late = [] { return failure("applications", ETIMEDOUT, "The desktop does not answer within 5 s"); };
-    // Behind a question that has no answer yet others need not wait.
+    // Others need not wait behind a request that is not answered.
     if (MutexLock lock(m_shared->mutex); m_shared->isLate) return late();
     const char* const display = std::getenv("DISPLAY");
     auto promise = std::make_shared<std::promise<Result<T>>>();
@@ -258,7 +259,7 @@ class LinuxRunningApplications : public RunningApplications {
                                        promise = std::move(promise), question = std::move(question), late] {
       if (deadline.isOver()) return promise->set_value(late());
       begin(*shared);
-      const WithoutSigpipe guard;  // for a server that is gone
+      const WithoutSigpipe guard;  // the server may be gone
       shared->session.use(display);
       auto result = question(shared->session, deadline);
       end(*shared);

@@ -19,12 +19,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Local files without the desktop's virtual file systems, which would ask other processes.
+// A local file, without the desktop's virtual file systems, which would ask other processes.
 glib::Ptr<GFile> localFile(const std::string& path) {
   return glib::Ptr<GFile>(g_vfs_get_file_for_path(g_vfs_get_local(), path.c_str()));
 }
 
-// An absolute path without a slash at its end, if anything is there.
+// The absolute path without a trailing slash, if anything is there.
 Result<std::string> existing(const std::string& path) {
   std::error_code error;
   fs::path absolute = fs::absolute(path, error).lexically_normal();
@@ -48,7 +48,7 @@ Result<void> openURI(glib::Waiter& wait, const std::string& uri) {
   return wait.failed(error, "Cannot open " + uri + ": ");
 }
 
-// The names of pictures for a file, the most fitting first.
+// The names of pictures for a file, the best match first.
 std::vector<std::string> iconNames(GIcon* icon) {
   std::vector<std::string> names;
   if (icon && G_IS_THEMED_ICON(icon))
@@ -71,7 +71,7 @@ class LinuxWorkspace : public Workspace {
     if (file->ends_with(".desktop")) {
       std::string icon = iconOfEntry(*file);
       if (isPicture(icon) && fs::path(icon).is_absolute()) return icon;
-      // Entries should name the picture without an extension; many do not know.
+      // Entries should name the picture without an extension; many do not.
       for (const char* extension : {".png", ".svg", ".xpm"})
         if (icon.ends_with(extension)) icon.resize(icon.size() - 4);
       names.push_back(std::move(icon));
@@ -82,7 +82,7 @@ class LinuxWorkspace : public Workspace {
     if (!info) return glib::takeError(error);
     for (std::string& name : iconNames(g_file_info_get_icon(info.get()))) names.push_back(std::move(name));
     if (auto found = theme()->find(names, size)) return std::move(*found);
-    // Themes have no picture for data that nobody knows.
+    // Themes have no picture for unknown data.
     if (auto found = theme()->find({"unknown", "text-x-generic"}, size)) return std::move(*found);
     return failure("workspace", 0, "The icon theme has no picture for " + path);
   }
@@ -102,7 +102,7 @@ class LinuxWorkspace : public Workspace {
         g_app_launch_context_unsetenv(context.get(), variable);
     GAppInfo* application = G_APP_INFO(found->get());
     glib::Waiter wait{Deadline()};
-    // The synchronous call reports success for applications on the bus whatever becomes of them.
+    // For applications on the bus, the synchronous call always reports success.
     GAsyncResult* result = wait([&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer data) {
       g_app_info_launch_uris_async(application, nullptr, context.get(), cancellable, done, data);
     });
@@ -129,7 +129,7 @@ class LinuxWorkspace : public Workspace {
   }
 
  private:
-  // Themes change seldom and take milliseconds to look through: changes count after some seconds.
+  // Themes rarely change and take milliseconds to read: changes are noticed after a few seconds.
   std::shared_ptr<const IconTheme> theme() {
     const auto now = std::chrono::steady_clock::now();
     MutexLock lock(m_mutex);
@@ -140,7 +140,7 @@ class LinuxWorkspace : public Workspace {
     return m_theme;
   }
 
-  // The entry's Icon. Hidden entries and those of programs that are not there have one too, so the file itself is read.
+  // The entry's Icon. Hidden entries and those of missing programs have one too, so the file itself is read.
   static std::string iconOfEntry(const std::string& path) {
     std::error_code ignored;
     if (!fs::is_regular_file(path, ignored)) return {};

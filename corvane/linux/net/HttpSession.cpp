@@ -32,8 +32,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr std::chrono::seconds IDLE{5};     // how long thread and connections stay without requests
-constexpr milliseconds TIMEOUT_SLACK{100};  // who waits as long as a request may be silent sees its own limit first
+constexpr std::chrono::seconds IDLE{5};     // how long the thread and connections are kept without requests
+constexpr milliseconds TIMEOUT_SLACK{100};  // so that a caller with the same limit as the request reaches its own first
 constexpr time_t EXIT_SECONDS = 1;          // how long the end of the process waits for the thread
 constexpr long MAX_REDIRECTS = 20;
 constexpr std::size_t MAX_HEADER_BYTES = 300 << 10;
@@ -52,7 +52,7 @@ bool startsWithScheme(const std::string& url, std::string_view scheme) {
   return url.size() > scheme.size() && strncasecmp(url.data(), scheme.data(), scheme.size()) == 0;
 }
 
-// What a header may consist of (RFC 9110, 5.5 and 5.6.2); anything else could forge further headers.
+// Whether a header is valid (RFC 9110, 5.5 and 5.6.2); an invalid one could forge further headers.
 bool canBeSent(const std::string& name, const std::string& value) {
   static constexpr std::string_view MARKS = "!#$%&'*+-.^_`|~";
   const auto isTokenCharacter = [](char c) {
@@ -62,7 +62,7 @@ bool canBeSent(const std::string& name, const std::string& value) {
   return !name.empty() && std::ranges::all_of(name, isTokenCharacter) && std::ranges::none_of(value, isControl);
 }
 
-// One request; but for cancelling, it belongs to the session's thread once it has been started.
+// One request. Once started, it belongs to the session's thread, except for cancelling.
 struct Transfer {
   HttpRequest request;
   HttpSession::Completion completion;
@@ -75,9 +75,9 @@ struct Transfer {
   std::size_t headerBytes = 0;
   int cookies = 0;  // headers that set one
 
-  // When the request has been silent for too long; the end of time if it has no limit.
+  // When the request will have been silent for too long; the end of time if it has no limit.
   Clock::time_point deadline() const {
-    constexpr double LONGEST = 1e9;  // more is no limit to speak of, and would overflow
+    constexpr double LONGEST = 1e9;  // more is practically no limit, and would overflow
     if (!(request.timeout > 0) || request.timeout > LONGEST) return Clock::time_point::max();
     return lastActivity + TIMEOUT_SLACK +
            std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(request.timeout));
@@ -105,7 +105,7 @@ std::size_t receiveHeader(char* data, std::size_t, std::size_t size, void* handl
   return transfer.headerBytes > MAX_HEADER_BYTES ? 0 : size;
 }
 
-// Programs that the application starts must not hold its connections.
+// Programs started by the application must not inherit its connections.
 curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
   return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
@@ -118,9 +118,9 @@ List headerList(const HttpRequest& request) {
     list.release();
     list.reset(longer);
   };
-  append("Expect:");  // the body goes with the request, without asking first
+  append("Expect:");  // sends the body with the request, without asking first
   for (const auto& [name, value] : request.headers) {
-    // How the body is framed is the transport's business.
+    // The transport decides how the body is framed.
     if (strcasecmp(name.c_str(), "Content-Length") == 0 || strcasecmp(name.c_str(), "Transfer-Encoding") == 0) continue;
     append(value.find_first_not_of(" \t") == value.npos ? name + ";" : name + ": " + value);
   }
@@ -132,18 +132,18 @@ void set(const EasyHandle& handle, CURLoption option, Value value) {
   curl_easy_setopt(handle.get(), option, value);
 }
 
-// A handle with what all requests have in common.
+// A handle with the options that all requests share.
 EasyHandle makeHandle(CURLSH* share) {
   EasyHandle handle(curl_easy_init());
   if (!handle) return nullptr;
-  set(handle, CURLOPT_PROTOCOLS_STR, "http,https");  // also after redirects
+  set(handle, CURLOPT_PROTOCOLS_STR, "http,https");  // including after redirects
   set(handle, CURLOPT_FOLLOWLOCATION, 1L);
   set(handle, CURLOPT_MAXREDIRS, MAX_REDIRECTS);
-  set(handle, CURLOPT_ACCEPT_ENCODING, "");  // all that can be decoded here
+  set(handle, CURLOPT_ACCEPT_ENCODING, "");  // all encodings that libcurl can decode
   set(handle, CURLOPT_SHARE, share);
   set(handle, CURLOPT_COOKIEFILE, "");  // cookies, but no file
   set(handle, CURLOPT_NOSIGNAL, 1L);    // the session's threads block all signals anyway
-  set(handle, CURLOPT_QUICK_EXIT, 1L);  // nobody waits for a resolver that hangs: its thread cleans up by itself
+  set(handle, CURLOPT_QUICK_EXIT, 1L);  // do not wait for a resolver that hangs: its thread cleans up by itself
   set(handle, CURLOPT_MAXAGE_CONN, long{IDLE.count()});
   set(handle, CURLOPT_OPENSOCKETFUNCTION, openSocket);
   set(handle, CURLOPT_WRITEFUNCTION, receiveBody);
@@ -151,7 +151,7 @@ EasyHandle makeHandle(CURLSH* share) {
   return handle;
 }
 
-// Where the certificates of trusted authorities are: what the environment names or, if it names nothing, the system's.
+// Where the certificates of trusted authorities are: as given by the environment, otherwise the system's.
 struct Authorities {
   const char* file;
   const char* folder;
@@ -188,8 +188,8 @@ void prepare(Transfer& transfer) {
   set(handle, CURLOPT_CAPATH, folder);
 }
 
-// A single line of the answer's head has become longer than libcurl takes, which calls that a lack of memory before its
-// version 8.6, and from then on CURLE_TOO_LARGE.
+// Whether a line of the answer's head is longer than libcurl allows. Before version 8.6 it reports this as a lack of
+// memory, from then on as CURLE_TOO_LARGE.
 bool isHeaderTooLong(const Transfer& transfer, CURLcode code) {
   constexpr int TOO_LARGE = 100;
   curl_off_t firstByte = 0;
@@ -243,7 +243,7 @@ class Alarm {
   bool works() const { return m_descriptor >= 0; }
   void ring() const { eventfd_write(m_descriptor, 1); }
 
-  // Lets the multi handle's transfers wait, until there is something to do or the time is over.
+  // Waits until the multi handle's transfers have something to do or the time is over.
   void wait(CURLM* multi, milliseconds limit) const {
     curl_waitfd descriptor{m_descriptor, CURL_WAIT_POLLIN, 0};
     curl_multi_poll(multi, &descriptor, 1, static_cast<int>(std::clamp<std::int64_t>(limit.count(), 0, INT_MAX)),
@@ -256,8 +256,8 @@ class Alarm {
   const int m_descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 };
 
-// The one session of a process: a list of what is to be started or cancelled, and the thread that does it. The multi
-// handle is there while the thread is, and only the thread uses it.
+// The one session of a process: a list of the requests to start or cancel, and the thread that does so. The multi
+// handle exists while the thread does, and only the thread uses it.
 class Session {
  public:
   Result<void> start(TransferPtr transfer) {
@@ -280,7 +280,7 @@ class Session {
   }
 
   // At the end of the process: the libraries below are about to be torn down. Waits for the thread itself and not only
-  // for its work, because these libraries have something to do when a thread ends.
+  // for its work, because these libraries do work when a thread ends.
   void end() {
     MutexLock lock(m_mutex);
     m_ending = true;
@@ -304,7 +304,7 @@ class Session {
     }
     m_alarm = std::make_shared<const Alarm>();
     if (!m_alarm->works()) return failure("posix", errno, std::string("No HTTP request: ") + std::strerror(errno));
-    // The thread before has left, and at the most has to end yet.
+    // The previous thread has left, and at most has yet to end.
     if (m_thread) pthread_join(*std::exchange(m_thread, std::nullopt), nullptr);
     m_multi = m_share ? curl_multi_init() : nullptr;
     if (!m_multi) return failure("curl", CURLE_OUT_OF_MEMORY, curl_easy_strerror(CURLE_OUT_OF_MEMORY));
@@ -312,7 +312,7 @@ class Session {
     sigfillset(&all);
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    // Signals are the application's; the resolver's threads inherit this.
+    // Signals are for the application's threads; the resolver's threads inherit this mask.
     pthread_attr_setsigmask_np(&attributes, &all);
     const auto enter = [](void* session) -> void* {
       callOrFatal([session] { static_cast<Session*>(session)->run(); });
@@ -352,7 +352,7 @@ class Session {
     }
   }
 
-  // Starts and cancels what was asked for.
+  // Starts and cancels requests as ordered.
   void takeOrders(CURLM* multi) {
     Transfers started;
     Transfers cancelled;
@@ -383,7 +383,7 @@ class Session {
     m_active.emplace(handle, std::move(transfer));
   }
 
-  // Takes a transfer out; null if it is not active (any more).
+  // Removes a transfer; null if it is not (or no longer) active.
   TransferPtr remove(CURLM* multi, CURL* handle) {
     auto node = m_active.extract(handle);
     if (node.empty()) return nullptr;
@@ -400,7 +400,7 @@ class Session {
     }
   }
 
-  // Making a handle and setting it up costs more than a request on a connection that is there.
+  // Creating and setting up a handle costs more than a request on an open connection.
   void keep(EasyHandle handle) {
     constexpr std::size_t MAX_SPARE = 8;
     if (m_spare.size() >= MAX_SPARE) return;
@@ -418,7 +418,7 @@ class Session {
     std::exchange(transfer->completion, nullptr)(std::move(result));
   }
 
-  // Ends the transfers that were silent for too long; when the next one may be.
+  // Ends the transfers that have been silent for too long; returns when the next one may be.
   Clock::time_point endSilentOnes(CURLM* multi, Clock::time_point now) {
     auto next = Clock::time_point::max();
     std::vector<CURL*> silent;
@@ -437,8 +437,8 @@ class Session {
     return next;
   }
 
-  // Cookies outlive their requests, so servers that set ever new ones must not fill the memory: beyond the limit all
-  // go.
+  // Cookies outlive their requests, so servers that keep setting new ones must not fill the memory: beyond the limit
+  // all are dropped.
   void limitCookies(const Transfer& transfer) {
     m_cookies += transfer.cookies;
     if (m_cookies <= MAX_COOKIES || !transfer.handle) return;
@@ -452,7 +452,7 @@ class Session {
     m_cookies = 0;
   }
 
-  // Ends the multi handle, and with it all kept connections, unless something has been started meanwhile.
+  // Ends the multi handle, and with it all kept connections, unless a request has been started meanwhile.
   bool leave() {
     MutexLock lock(m_mutex);
     if (!m_started.empty()) return false;
@@ -472,10 +472,10 @@ class Session {
   Transfers m_cancelled CORVANE_GUARDED_BY(m_mutex);
   CURLM* m_multi CORVANE_GUARDED_BY(m_mutex) = nullptr;
   std::shared_ptr<const Alarm> m_alarm CORVANE_GUARDED_BY(m_mutex);
-  std::optional<pthread_t> m_thread CORVANE_GUARDED_BY(m_mutex);  // the latest, until it has been joined
+  std::optional<pthread_t> m_thread CORVANE_GUARDED_BY(m_mutex);  // the latest one, until it is joined
   bool m_ending CORVANE_GUARDED_BY(m_mutex) = false;
 
-  // The thread's own.
+  // Used by the thread only.
   ShareHandle m_share;  // the cookies
   std::unordered_map<CURL*, TransferPtr> m_active;
   std::vector<EasyHandle> m_spare;  // set up, for the next requests
@@ -486,10 +486,10 @@ class Session {
 Session& session() {
   static auto& sessions = *new PerProcess<Session>;
   [[maybe_unused]] static const bool initialised = [] {
-    // Else OpenSSL is torn down at the end of the process, also while another thread is still in the next line.
+    // Otherwise OpenSSL is torn down at the end of the process, even while another thread is still in the next line.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     curl_global_init(CURL_GLOBAL_ALL);
-    // After the libraries below have registered theirs, so that this runs before.
+    // Registered after the handlers of the libraries below, so that it runs before them.
     std::atexit([] { sessions().end(); });
     return true;
   }();

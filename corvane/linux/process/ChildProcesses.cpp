@@ -15,8 +15,8 @@ namespace corvane {
 
 namespace {
 
-// Away from 0, 1 and 2, which a process may have closed: there the child's streams would get into each other's way, and
-// what the process prints into the child. Empty, with errno, on failure.
+// Moves a descriptor above 0, 1 and 2, which the process may have closed: there the child's streams would collide, and
+// the process would print into the child. Empty, with errno, on failure.
 FileDescriptor aboveStandard(FileDescriptor descriptor) {
   if (descriptor.get() < 0 || descriptor.get() > STDERR_FILENO) return descriptor;
   return FileDescriptor(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
@@ -59,7 +59,7 @@ struct SpawnOptions {
   posix_spawnattr_t attributes{};
 };
 
-// The list of texts that exec takes. It does not change them.
+// The list of texts for exec, which does not change them.
 std::vector<char*> pointers(const std::vector<std::string>& texts) {
   std::vector<char*> result;
   for (const std::string& text : texts) result.push_back(const_cast<char*>(text.c_str()));
@@ -94,8 +94,8 @@ class LinuxChild : public ChildProcess {
   }
 
  private:
-  // waitid(2) on the descriptor, or on the number where there was no descriptor left; with what the child used, which
-  // the C library's call does not give.
+  // waitid(2) on the descriptor, or on the process id if there was no descriptor left; with the resources used by the
+  // child, which the C library's function does not return.
   bool waitFor(int options, siginfo_t& info, rusage* usage) const {
     const int process = m_process.get();
     return uninterrupted([&] {

@@ -29,8 +29,8 @@ namespace {
 
 constexpr std::string_view PROC = "/proc/";
 constexpr char BINFMT[] = "/proc/sys/fs/binfmt_misc";
-constexpr std::size_t MAX_ARGUMENTS = 8 << 20;  // more than the kernel takes, if it keeps to its default
-constexpr std::size_t KERNEL_NAME_LENGTH = 15;  // what the kernel keeps of the name of a process
+constexpr std::size_t MAX_ARGUMENTS = 8 << 20;  // more than the kernel's default limit
+constexpr std::size_t KERNEL_NAME_LENGTH = 15;  // the length that the kernel keeps of a process name
 
 // The path of a file of a process: "/proc/N/name", or "N/name" below a descriptor of /proc.
 class ProcessFile {
@@ -48,7 +48,7 @@ class ProcessFile {
   std::array<char, 64> m_path;
 };
 
-// The system calls' failure; what is missing is the process, for the files themselves are always there.
+// The failure of a system call. A missing file means a missing process, because the files always exist.
 tl::unexpected<Error> processFailure(pid_t pid, int code = errno) {
   if (code == ENOENT) code = ESRCH;
   return fileFailure(ProcessFile(pid, "").path(), code);
@@ -62,7 +62,7 @@ FileDescriptor openFolder(const char* path) {
   return FileDescriptor(uninterrupted([path] { return ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
 }
 
-// Reads a file that the kernel writes in one piece, as far as the buffer goes.
+// Reads a file that the kernel writes in one piece, as far as it fits the buffer.
 template <std::size_t SIZE>
 Result<std::string_view> readText(pid_t pid, std::string_view name, std::array<char, SIZE>& buffer) {
   const ProcessFile path(pid, name);
@@ -78,7 +78,7 @@ Result<std::string_view> readText(pid_t pid, std::string_view name, std::array<c
   return std::string_view(buffer.data(), length);
 }
 
-// Calls `visit` with each number that is a name in a folder, until it answers false. False, with errno, on failure.
+// Calls `visit` with each number that is a name in a folder, until it returns false. False, with errno, on failure.
 template <class Visit>
 bool eachNumber(int folder, Visit visit) {
   alignas(dirent64) std::array<char, 32768> buffer;
@@ -97,8 +97,8 @@ bool eachNumber(int folder, Visit visit) {
   }
 }
 
-// What a link of a process leads to, with a NUL behind it; false, with errno, if that cannot be told or is longer than
-// any path.
+// The target of a link of a process, followed by a NUL; false, with errno, if it cannot be read or is longer than any
+// path.
 bool readLink(int folder, const char* path, std::array<char, PATH_MAX>& buffer, std::string_view& target) {
   const ssize_t length = ::readlinkat(folder, path, buffer.data(), buffer.size());
   if (length < 0) return false;
@@ -111,7 +111,7 @@ bool readLink(int folder, const char* path, std::array<char, PATH_MAX>& buffer, 
   return true;
 }
 
-// Takes away the kernel's remark that a file is deleted.
+// Removes the kernel's remark that a file is deleted.
 void dropRemark(int folder, const char* link, std::array<char, PATH_MAX>& buffer, std::string_view& target) {
   if (!bearsDeletedRemark(folder, link, buffer.data())) return;
   target.remove_suffix(DELETED_REMARK.size());
@@ -124,7 +124,7 @@ std::int64_t nowNsec(clockid_t clock) {
   return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
-// This machine by the names of emulators.
+// The name of this machine as used by emulators.
 std::string machineName() {
   utsname name{};
   uname(&name);
@@ -138,7 +138,7 @@ class LinuxProcessTable : public ProcessTable {
  public:
   std::size_t estimate() override {
     struct sysinfo info {};
-    return ::sysinfo(&info) == 0 ? info.procs : 0;  // threads, in truth
+    return ::sysinfo(&info) == 0 ? info.procs : 0;  // actually the number of threads
   }
 
   Result<std::size_t> pids(std::span<pid_t> into) override {
@@ -158,7 +158,7 @@ class LinuxProcessTable : public ProcessTable {
     if (folder.get() < 0) return fileFailure(PROC.data(), errno);
     const bool translating = translates().value_or(false);
     ProcessInfo info;
-    int refused = 0;  // what keeps this process, and not the one it reads, from reading
+    int refused = 0;  // an error that concerns this process, not the one that it reads
     const bool listed = eachNumber(folder.get(), [&](pid_t pid) {
       if (const int code = read(folder.get(), pid, info); code != 0) {
         refused = code == EMFILE || code == ENFILE || code == ENOMEM ? code : 0;
@@ -180,7 +180,8 @@ class LinuxProcessTable : public ProcessTable {
   }
 
   Result<ProcessDetails> details(pid_t pid) override {
-    // The list of groups alone may take a hundred kilobytes and more, but what we seek comes before it or after it.
+    // The list of groups alone may take more than a hundred kilobytes, but the lines that are needed come before or
+    // after it.
     std::array<char, 16384> buffer;
     const auto text = readText(pid, "status", buffer);
     if (!text) return tl::unexpected(text.error());
@@ -230,7 +231,7 @@ class LinuxProcessTable : public ProcessTable {
     std::array<char, 2 * PATH_MAX> buffer;
     std::size_t length = 0;
     for (bool more = true; more;) {
-      if (length == buffer.size()) length = 0;  // no line is as long as that
+      if (length == buffer.size()) length = 0;  // no needed line is that long
       const ssize_t got =
           uninterrupted([&] { return ::read(file.get(), buffer.data() + length, buffer.size() - length); });
       if (got < 0) return processFailure(pid);
@@ -268,7 +269,7 @@ class LinuxProcessTable : public ProcessTable {
         failed = errno == ENOENT || errno == EBADF ? 0 : errno;
         return failed == 0;
       }
-      // "socket:[1]", "pipe:[1]" and their like have no place in the file system; nor has shared memory.
+      // "socket:[1]", "pipe:[1]" and the like are not in the file system; nor is shared memory.
       if (!target.starts_with('/') || target.starts_with("/memfd:")) return true;
       dropRemark(folder.get(), name.data(), buffer, target);
       visit(descriptor, buffer.data());
@@ -278,8 +279,7 @@ class LinuxProcessTable : public ProcessTable {
     return {};
   }
 
-  // The descriptor stays with the process that has the number now; after that it is asked whether this is the one that
-  // is meant.
+  // The descriptor stays with the process that has the id now; after opening it, the start time is checked.
   Result<void> signal(pid_t pid, std::uint64_t started, int number) override {
     const FileDescriptor descriptor = openProcess(pid);
     if (descriptor.get() < 0) return processFailure(pid, errno);
@@ -322,8 +322,8 @@ class LinuxProcessTable : public ProcessTable {
     if (length == 0) return ESRCH;
     if (!readProcessStat({buffer.data(), static_cast<std::size_t>(length)}, m_units, info)) return ESRCH;
     info.pid = pid;
-    // The files of a process that keeps others out belong to root; its folder is always its own. Asking the folder of
-    // every process instead would cost those of others as much as it saves for those of root.
+    // The files of a protected process belong to root, but its folder always belongs to its user. Checking the folder
+    // of every process instead would cost as much for other users' processes as it saves for those of root.
     if (status.st_uid == 0 && !info.kernel) {
       const std::string own(name, std::strlen(name) - std::strlen("/stat"));
       if (fstatat(folder, own.c_str(), &status, 0) != 0) return errno;
@@ -334,7 +334,7 @@ class LinuxProcessTable : public ProcessTable {
     return 0;
   }
 
-  // The name of the executable's file, at whatever path, or nothing.
+  // The file name of the executable, without its path, or an empty text.
   static std::string_view executableName(int folder, pid_t pid, std::array<char, PATH_MAX>& buffer) {
     const ProcessFile link(pid, "exe");
     const char* const name = folder == AT_FDCWD ? link.path() : link.relative();
@@ -351,7 +351,7 @@ class LinuxProcessTable : public ProcessTable {
   }
 
   bool isTranslated(int folder, const ProcessInfo& info, bool translating) const {
-    // An emulator that was started by its name is known by it; one that the kernel started bears its guest's.
+    // An emulator that was started by name has its own name; one that the kernel started has its guest's.
     const std::string_view name = info.name;
     if (info.kernel || (!translating && !isEmulator(name, m_machine) && !name.starts_with("qemu-"))) return false;
     std::array<char, PATH_MAX> buffer;

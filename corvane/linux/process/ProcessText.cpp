@@ -19,7 +19,7 @@ constexpr std::string_view APPLICATION = "app-";
 constexpr std::string_view SCOPE = ".scope";
 constexpr std::string_view SERVICE = ".service";
 
-// Takes numbers from the front of a text that has them between blanks.
+// Takes numbers from the front of a text in which they are separated by blanks.
 class Numbers {
  public:
   explicit Numbers(std::string_view text) : m_next(text.data()), m_end(text.data() + text.size()) {}
@@ -79,7 +79,7 @@ ProcessState stateOf(char letter) {
   }
 }
 
-// The front of a text up to a separator, which is taken away with it.
+// Removes and returns the front of a text up to a separator, which is removed too.
 std::string_view takeUntil(std::string_view& text, char separator) {
   const std::size_t end = text.find(separator);
   const std::string_view front = text.substr(0, end);
@@ -95,7 +95,7 @@ std::optional<std::uint64_t> kibibytes(std::string_view value) {
   return number * 1024;
 }
 
-// A unit's name without the "\\xHH" that stand for characters in it.
+// A unit's name with its "\\xHH" escapes replaced by characters.
 std::string unescaped(std::string_view name) {
   std::string text;
   while (!name.empty()) {
@@ -111,7 +111,7 @@ std::string unescaped(std::string_view name) {
 }  // namespace
 
 bool readProcessStat(std::string_view text, const ProcessUnits& units, ProcessInfo& info) {
-  // The name may hold anything, also parentheses.
+  // The name may contain anything, including parentheses.
   const std::size_t open = text.find('(');
   const std::size_t close = text.rfind(')');
   if (open == text.npos || close == text.npos || close < open || text.size() - close < 4) return false;
@@ -210,7 +210,7 @@ std::string_view applicationUnit(std::string_view text) {
     const std::string_view controllers = takeUntil(line, ':');
     if (!controllers.empty() && controllers != "name=systemd") continue;
     while (!line.empty()) {
-      const std::string_view unit = line.substr(line.rfind('/') + 1);  // all of it without a slash
+      const std::string_view unit = line.substr(line.rfind('/') + 1);  // the whole line if it has no slash
       if (unit.starts_with(APPLICATION) && (unit.ends_with(SCOPE) || unit.ends_with(SERVICE))) return unit;
       line.remove_suffix(std::min(line.size(), unit.size() + 1));
     }

@@ -24,7 +24,7 @@ class GlibMainQueue : public MainQueue {
     m_source = reinterpret_cast<QueueSource*>(g_source_new(&functions, sizeof(QueueSource)));
     m_source->queue = this;
     g_source_set_name(&m_source->base, "corvane main queue");
-    // A nested loop inside an item (a dialog, say) goes on with the items behind it.
+    // A nested loop inside an item (for example, a dialog) continues with the items after it.
     g_source_set_can_recurse(&m_source->base, TRUE);
     g_source_attach(&m_source->base, nullptr);
   }
@@ -38,7 +38,7 @@ class GlibMainQueue : public MainQueue {
     GMainContext* context = g_main_context_default();
     if (g_main_context_is_owner(context)) return true;
     if (gettid() != getpid()) return false;
-    // The first thread: it counts while nobody runs the loop, which shows in that the context is to be had.
+    // The first thread counts while no thread runs the loop, that is, if the context can be acquired.
     if (!g_main_context_acquire(context)) return false;
     g_main_context_release(context);
     return true;
@@ -50,7 +50,7 @@ class GlibMainQueue : public MainQueue {
       m_work.push_back(std::move(work));
       if (m_waiting.exchange(true)) return;
     }
-    // Without the lock, so that a loop that wakes at once does not meet it.
+    // Without the lock, so that a loop that wakes at once does not have to wait for it.
     g_main_context_wakeup(nullptr);
   }
 
@@ -74,7 +74,7 @@ class GlibMainQueue : public MainQueue {
       if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) continue;
       const auto quitOnce = [](gpointer queue) -> gboolean {
         static_cast<GlibMainQueue*>(queue)->quit();
-        return G_SOURCE_REMOVE;  // GLib puts the default action back
+        return G_SOURCE_REMOVE;  // GLib restores the default action
       };
       g_unix_signal_add(signal, quitOnce, this);
     }
@@ -100,7 +100,8 @@ class GlibMainQueue : public MainQueue {
     return G_SOURCE_CONTINUE;
   }
 
-  // Runs what is queued now; what that queues waits for the next turn of the loop, so that other sources get theirs.
+  // Runs the items that are queued now; items that they queue wait for the next iteration, so that other sources get
+  // their turn.
   void drain() {
     MutexLock lock(m_mutex);
     for (std::size_t left = m_work.size(); left > 0 && !m_work.empty(); --left) {

@@ -19,23 +19,23 @@ namespace corvane {
 
 namespace {
 
-// A worker without work waits this long for more before it ends.
+// An idle worker waits this long for more work before it ends.
 constexpr std::int64_t IDLE_USEC = 5'000'000;
 
 using Work = std::function<void()>;
 
-// What a queue's handle and the worker that drains it share.
+// Shared by a queue's handle and the worker that drains it.
 struct Queue {
   explicit Queue(std::string_view label) : name(label.substr(label.size() - std::min<std::size_t>(label.size(), 15))) {}
 
   struct State {
     Mutex mutex;
     std::vector<Work> work CORVANE_GUARDED_BY(mutex);
-    bool active CORVANE_GUARDED_BY(mutex) = false;  // a worker drains it or is on the way
+    bool active CORVANE_GUARDED_BY(mutex) = false;  // a worker is draining it or is about to
   };
 
   const std::string name;   // the end of the label: the kernel keeps 15 bytes, and labels differ at the end
-  PerProcess<State> state;  // what was queued before a fork runs in the parent only
+  PerProcess<State> state;  // work queued before a fork runs in the parent only
 };
 
 using QueuePtr = std::shared_ptr<Queue>;
@@ -52,17 +52,17 @@ void drain(Queue::State& queue) {
       }
       batch.swap(queue.work);
     }
-    // More work often follows at once; a second look costs little beside going idle and being woken for it.
+    // More work often follows at once; a second check costs little compared with going idle and being woken.
     looked = batch.empty();
     if (looked) sched_yield();
     for (Work& work : batch) {
       callOrFatal(work);
-      work = nullptr;  // what it captured dies before the next item runs
+      work = nullptr;  // its captures are destroyed before the next item runs
     }
   }
 }
 
-// A thread that runs one queue after the other. Here it waits for the next one.
+// A thread that runs one queue after another, and where it waits for the next one.
 struct Worker {
   Mutex mutex;
   QueuePtr queue CORVANE_GUARDED_BY(mutex);
@@ -75,12 +75,12 @@ struct Worker {
 };
 
 // Threads of one niceness, shared by all queues of that urgency. There are as many as queues with work at the same
-// time, so a queue whose work blocks keeps no other from running.
+// time, so a queue whose work blocks does not hold up the others.
 class Pool {
  public:
   explicit Pool(int niceness) : m_niceness(niceness) {}
 
-  // A worker that waits to be handed a queue: the one that went idle last, else a new one; null if the system refuses.
+  // A worker that waits for a queue: the one that went idle last, otherwise a new one; null if the system refuses.
   Worker* claim() {
     MutexLock lock(m_mutex);
     if (!m_idle.empty()) {
@@ -107,7 +107,7 @@ class Pool {
     }
   }
 
-  // The next queue for a worker that is free; null if none came for a while and the worker ends.
+  // The next queue for an idle worker; null if there was none for a while and the worker must end.
   QueuePtr next(Worker& worker) {
     {
       MutexLock lock(m_mutex);
@@ -121,7 +121,7 @@ class Pool {
     return await(worker, COND_WAIT_FOREVER);  // claimed meanwhile: the queue is on its way
   }
 
-  // The queue that the worker is handed; null if the time is over before.
+  // The queue that the worker is given; null if the time runs out first.
   static QueuePtr await(Worker& worker, std::int64_t usec) {
     MutexLock lock(worker.mutex);
     for (bool late = false; !worker.queue && !late;) late = worker.mutex.wait(usec);
@@ -156,7 +156,7 @@ class PooledQueue : public SerialQueue {
     Worker* worker = nullptr;
     MutexLock lock(state.mutex);
     if (!state.active) {
-      // With the lock held: what others queue meanwhile is to share the worker or the refusal.
+      // With the lock held: items that others queue meanwhile share the worker or the refusal.
       worker = pools().of(m_qos).claim();
       if (!worker) return false;
       state.active = true;

@@ -18,9 +18,9 @@ namespace {
 
 constexpr mode_t MODE = 0400;
 
-// Opens the file for writing, with its mode put aside for a moment; negative, with errno, if that is not allowed.
+// Opens the file for writing, changing its mode for a moment; negative, with errno, if that is not permitted.
 FileDescriptor openToWrite(const std::string& path) {
-  constexpr int ATTEMPTS = 1000;  // others do the same, and put the mode back
+  constexpr int ATTEMPTS = 1000;  // others do the same and restore the mode
   for (int attempt = 0;; ++attempt) {
     FileDescriptor file(
         uninterrupted([&] { return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, MODE); }));
@@ -50,7 +50,7 @@ Result<std::unique_ptr<ChangeCounter>> ChangeCounter::open(const std::string& pa
 
   auto counter = std::unique_ptr<ChangeCounter>(new ChangeCounter(path, std::move(file), writable));
   if (writable) {
-    // A file begins with the time, so that the numbers of a file that was deleted do not come back.
+    // A new file starts from the time, so that the numbers of a deleted file do not recur.
     const auto lock = Lock::take(*counter);
     if (!lock) return passedOn(lock.error());
     if (fstat(counter->m_file.get(), &status) != 0) return fileFailure(path, errno);
@@ -60,7 +60,7 @@ Result<std::unique_ptr<ChangeCounter>> ChangeCounter::open(const std::string& pa
           !begun)
         return passedOn(begun.error());
   } else if (status.st_size < off_t{sizeof(std::uint64_t)}) {
-    return failure("defaults", 0, path + ": empty");  // mapped, it would stop the process at the first look
+    return failure("defaults", 0, path + ": empty");  // if it were mapped, the first read would end the process
   }
   void* mapped = mmap(nullptr, sizeof(std::uint64_t), PROT_READ, MAP_SHARED, counter->m_file.get(), 0);
   if (mapped == MAP_FAILED) return fileFailure(path, errno);

@@ -20,7 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-constexpr int APPLICATION_ID = 0x43525653;  // "CRVS": tells our databases from others
+constexpr int APPLICATION_ID = 0x43525653;  // "CRVS": identifies our databases
 constexpr int LAYOUT = 1;                   // the layout of the tables that this code knows
 constexpr std::chrono::milliseconds READERS_PATIENCE(2);
 
@@ -38,7 +38,7 @@ Result<std::unique_ptr<DefaultsDatabase>> DefaultsDatabase::open(const std::stri
       return made ? fileFailure(path, errno) : passedOn(made.error());
   }
   if (!S_ISREG(status.st_mode)) return failure("defaults", 0, path + ": not a regular file");
-  if (status.st_size == 0) return failure("sqlite", SQLITE_NOTADB, path + ": empty");  // none is made so
+  if (status.st_size == 0) return failure("sqlite", SQLITE_NOTADB, path + ": empty");  // none is created empty
   keepPrivate(path);
   if (eaccess(path.c_str(), R_OK) != 0) return fileFailure(path, errno);
 
@@ -47,7 +47,7 @@ Result<std::unique_ptr<DefaultsDatabase>> DefaultsDatabase::open(const std::stri
     const bool isFinal = connection || isDamage(connection.error());
     if (isFinal || eaccess(fs::path(path).parent_path().c_str(), W_OK) == 0) return connection;
   }
-  // To be read only. Left alone, SQLite would make the files that it shares with others, and with rights that later
+  // Read-only. Otherwise SQLite would create the files that it shares with other processes, with permissions that later
   // keep this user from writing.
   const glib::Ptr<gchar> uri(g_filename_to_uri(path.c_str(), nullptr, nullptr));
   if (!uri) return failure("defaults", 0, path + ": not a name that can be opened");
@@ -60,8 +60,8 @@ void DefaultsDatabase::closeQuickly() {
 }
 
 Result<DefaultsContents> DefaultsDatabase::read(const ChangeCounter* counter) {
-  // Having the writers' lock means that whoever announced a change has committed it, or has died. While a writer takes
-  // its time, what was committed before is read, with a generation that makes the next reader look again.
+  // Holding the writers' lock means that any writer that announced a change has committed it or has died. While a slow
+  // writer holds it, the previously committed state is read, with a generation that makes the next reader read again.
   bool isFinal = true;
   Transaction transaction(*this);
   if (isReadOnly()) {
@@ -119,7 +119,7 @@ Result<std::unique_ptr<DefaultsDatabase>> DefaultsDatabase::openAs(const std::st
 Result<void> DefaultsDatabase::make(const std::string& path) {
   const std::string unfinished = path + ".new";
   for (const char* suffix : {"", "-wal", "-shm", "-journal"}) unlink((unfinished + suffix).c_str());
-  // Made here, because SQLite would let others read it.
+  // Created here, because SQLite would let other users read it.
   if (FileDescriptor(uninterrupted([&] {
         return ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
       })).get() < 0)
@@ -128,7 +128,7 @@ Result<void> DefaultsDatabase::make(const std::string& path) {
     DefaultsDatabase connection(unfinished);
     return connection.attach(unfinished, SQLITE_OPEN_READWRITE).and_then([&] { return connection.fill(); });
   }();
-  // What an earlier database of this name has left belongs to that one.
+  // Leftovers of an earlier database with this name belong to that one.
   for (const char* suffix : {"-wal", "-shm"}) unlink((path + suffix).c_str());
   if (made && ::rename(unfinished.c_str(), path.c_str()) != 0) made = fileFailure(path, errno);
   if (!made) unlink(unfinished.c_str());
