@@ -13,7 +13,7 @@ struct Command {
   std::string_view name;
   std::string_view usage;    ///< what follows the name on the command line: "DOMAIN [KEY]"
   std::string_view summary;  ///< what it does, in one line: "show a log"
-  std::string_view details;  ///< the help for its arguments and options, in lines; may be empty
+  std::string_view details;  ///< help for its arguments and options, as lines; may be empty
   int (*run)(const Arguments& arguments);
   bool takesAnyText = false;  ///< only its first argument is checked for --help, because others may be any text
 };
@@ -22,13 +22,13 @@ struct Command {
 struct Program {
   std::string_view name;
   std::span<const Command> commands;
-  std::string_view notes = {};  ///< shown below the list of commands, in lines
+  std::string_view notes = {};  ///< shown below the list of commands, as lines
   bool hasDefault = false;      ///< the first command runs if the command line names none
 };
 
-/// Runs the command that the command line names, with the arguments after its name, and gives what main()
-/// returns. "--help" and "-h" show the list of commands or, after a command's name and before any "--", the help for
-/// that command alone. An exception that leaves a command is reported.
+/// Runs the command named on the command line, with the arguments after its name; returns the result for main().
+/// "--help" and "-h" show the list of commands or, after a command's name and before any "--", the help for that
+/// command alone. An exception that leaves a command is reported.
 int runProgram(const Program& program, int argc, char** argv);
 
 }  // namespace corvane

@@ -10,7 +10,7 @@
 
 namespace corvane {
 
-/// Goes through the options and operands of a command line. Options are "--name", "--name value" or "--name=value";
+/// Iterates over the options and operands of a command line. Options are "--name", "--name value" or "--name=value";
 /// after "--" there are only operands. Errors are one line for the user.
 ///
 ///     for (OptionReader option(arguments); option.next();)
@@ -19,19 +19,19 @@ class OptionReader {
  public:
   explicit OptionReader(const Arguments& arguments) : m_arguments(arguments) {}
 
-  /// Goes to the next option; false if there is none.
+  /// Moves to the next argument; false if there is none.
   bool next();
 
-  /// Its name, with the dashes.
+  /// The option's name, with the dashes.
   std::string_view name() const { return m_name; }
 
   /// The whole argument if it is not an option (as "-" alone is not); std::nullopt if it is one.
   std::optional<std::string_view> operand() const;
 
-  /// Its value, which may be empty; an error if that is missing.
+  /// Its value, which may be empty; an error if it is missing.
   tl::expected<std::string_view, std::string> text();
 
-  /// Its value; an error if that is missing or empty.
+  /// Its value; an error if it is missing or empty.
   tl::expected<std::string_view, std::string> value();
 
   /// Its value as a whole number of seconds from 1 to 1,000,000.

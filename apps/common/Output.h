@@ -5,23 +5,22 @@
 
 namespace corvane {
 
-/// Writes to standard output; the code of the system call that failed, 0 on success.
+/// Writes to standard output; returns the errno code of a failure, 0 on success.
 int writeOut(std::string_view text);
 
-/// What the program returns after output that ended with this code: a reader of a pipe that has seen enough is not a
-/// failure; others are reported.
+/// The exit status after output that ended with this code: a closed pipe is not a failure; others are reported.
 int statusAfterOutput(int error);
 
-/// The name that begins every report; must outlive its use.
+/// Sets the name at the beginning of every report; the text must outlive its use.
 void setProgramName(std::string_view name);
 
-/// Reports something on standard error in one line.
+/// Reports a line on standard error.
 void report(std::string_view line);
 
-/// Reports a failure in one line, and gives the exit status.
+/// Reports a failure in one line and returns the exit status.
 int fail(std::string_view reason, int status = 1);
 
-/// The same, with status 2, for a command line that the program does not understand.
+/// The same, with status 2, for invalid usage.
 int failUsage(std::string_view reason);
 
 }  // namespace corvane

@@ -8,7 +8,7 @@
 
 namespace corvane::defaults {
 
-/// The value that arguments like "-int 5" or "-array a -bool yes" describe; otherwise what is wrong with them.
+/// The value that arguments like "-int 5" or "-array a -bool yes" describe; otherwise what is wrong with the arguments.
 tl::expected<Value, std::string> valueOf(const Arguments& arguments);
 
 }  // namespace corvane::defaults

@@ -46,7 +46,7 @@ Result<Outcome> run(const std::string& path, const Execute::Arguments& args, con
   Task::Settings settings = settingsOf(path, args, options);
   settings.output = Task::Stream::read([&output](Task&, std::string_view bytes) { output.append(bytes); });
   settings.error = std::move(error);
-  settings.sharesGroup = !options.limit;  // which ends all of a group
+  settings.sharesGroup = !options.limit;  // which kills the whole group
   const auto task = Task::create(std::move(settings));
   if (auto ran = task->run(); !ran) return tl::unexpected(ran.error());
   logLimit(*task);
@@ -61,7 +61,7 @@ std::shared_ptr<Task> launched(std::shared_ptr<Task> task) {
   return task;
 }
 
-// A task that streams its output to `take`, which gets an empty piece at the end, and takes input.
+// A task that takes input and streams its output to `take`, with an empty piece at the end.
 template <class Take>
 std::shared_ptr<Task> streaming(const std::string& path, QoS qos, const Execute::Arguments& args,
                                 const std::optional<Execute::Environment>& env, Take take) {
@@ -76,7 +76,7 @@ std::shared_ptr<Task> streaming(const std::string& path, QoS qos, const Execute:
                                 })}));
 }
 
-// Makes lines of pieces.
+// Joins pieces into lines.
 class Lines {
  public:
   explicit Lines(Execute::Reader reader) : m_reader(std::move(reader)) {}
@@ -110,8 +110,8 @@ class Lines {
   std::string m_partial;
 };
 
-// The command line that gives a path to a program. Quotes and what else means something to the shell inside them stay
-// part of the path.
+// The command line that passes a path to a program. Quotes and other characters with a meaning to the shell remain part
+// of the path.
 std::string withPath(const std::string& command, const std::string& path) {
   std::string line = command + " \"";
   for (const char c : path) {
@@ -153,7 +153,7 @@ std::shared_ptr<Task> Execute::async(const std::string& path, const Arguments& a
       logNotice("Execute.async exception: " + task->executable() + ": " + started.error().description);
   };
   const bool queued = platform().serialQueues().make("org.corvane.execute", qos)->async([start] { start(&Task::run); });
-  if (!queued) start(&Task::launch);  // which says what is missing, if it still is
+  if (!queued) start(&Task::launch);  // which reports what is missing, if it still is
   return task;
 }
 

@@ -21,7 +21,7 @@ RunningApplications& applications() {
   return platform().runningApplications();
 }
 
-// What one of the functions that fill a buffer tells; empty if it tells nothing.
+// The result of one of the functions that fill a buffer; empty if it fails.
 std::string text(std::int32_t (*tell)(std::int32_t, char*, std::uint32_t), std::int32_t pid) {
   std::array<char, BUFFER_SIZE> buffer{};
   return tell(pid, buffer.data(), BUFFER_SIZE) < 1 ? std::string() : repaired(buffer.data());
@@ -54,7 +54,7 @@ std::vector<std::string> PID::arguments() const {
 std::string PID::commandLine() const {
   std::string text;
   for (const std::string& argument : arguments()) text += argument + " ";
-  return std::string(trimmed(text));  // a process that changes its title may leave many empty arguments behind
+  return std::string(trimmed(text));  // a process that changes its title may leave many empty arguments
 }
 
 std::string PID::bundlePath() const {

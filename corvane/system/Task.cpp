@@ -25,7 +25,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Of a descriptor, away from the standard ones; a program that is started does not inherit it.
+// A copy of a descriptor, above the standard ones; programs that are started do not inherit it.
 Result<FileDescriptor> duplicate(int fd) {
   FileDescriptor copy(::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   if (copy.get() < 0) return systemFailure(errno);
@@ -47,7 +47,7 @@ bool hasZero(const std::string& text) {
   return text.find('\0') != std::string::npos;
 }
 
-// What the child runs, without its streams.
+// The child's settings, without its streams.
 Result<ChildSettings> programOf(Task::Settings& settings) {
   ChildSettings child;
   child.executable = settings.executable;
@@ -69,7 +69,7 @@ Result<ChildSettings> programOf(Task::Settings& settings) {
   return child;
 }
 
-// For poll(): -1 for ever.
+// For poll(): -1 means forever.
 int millisecondsUntil(const std::optional<steady_clock::time_point>& end) {
   if (!end) return -1;
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(*end - steady_clock::now()).count();
@@ -88,7 +88,7 @@ ssize_t writeQuietly(int fd, std::string_view bytes) {
   return uninterrupted([&] { return ::write(fd, bytes.data(), bytes.size()); });
 }
 
-// Waits for room as long as somebody reads.
+// Waits for room for as long as there is a reader.
 bool writeAllQuietly(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = writeQuietly(fd, bytes);
@@ -140,7 +140,7 @@ Task::Stream Task::Stream::output() {
   return Stream(Kind::OUTPUT);
 }
 
-// The caller's end of a child's standard input. What the child has no room for waits in m_pending, for a queue that may
+// The caller's end of a child's standard input. Bytes that do not fit the pipe wait in m_pending, for a queue that may
 // block.
 class Task::Input : public std::enable_shared_from_this<Input> {
  public:
@@ -183,7 +183,7 @@ class Task::Input : public std::enable_shared_from_this<Input> {
 
   void drain() {
     MutexLock lock(m_mutex);
-    const int end = m_end.get();  // nobody else closes it while this runs
+    const int end = m_end.get();  // it is not closed while this runs
     while (!m_pending.empty()) {
       const std::string batch = std::exchange(m_pending, {});
       lock.unlock();
@@ -200,10 +200,10 @@ class Task::Input : public std::enable_shared_from_this<Input> {
   std::string m_pending CORVANE_GUARDED_BY(m_mutex);
   bool m_draining CORVANE_GUARDED_BY(m_mutex) = false;
   bool m_closing CORVANE_GUARDED_BY(m_mutex) = false;
-  std::unique_ptr<SerialQueue> m_queue CORVANE_GUARDED_BY(m_mutex);  // made when needed
+  std::unique_ptr<SerialQueue> m_queue CORVANE_GUARDED_BY(m_mutex);  // created when needed
 };
 
-// What the task's thread takes care of.
+// The state of the task's thread.
 struct Task::Run {
   struct Output {
     FileDescriptor end{};  // of the pipe, for reading
@@ -230,7 +230,7 @@ Task::~Task() = default;
 
 Result<void> Task::launch() {
   const auto run = std::make_shared<Run>();
-  // First the thread: no child without one that reads what it says.
+  // The thread comes first: no child may run without a thread to read its output.
   const bool queued = m_queue->async([self = shared_from_this(), run] {
     run->begun.wait();
     if (run->process) self->follow(*run);
@@ -245,12 +245,13 @@ Result<void> Task::run() {
   return begin(run, true).map([&] { follow(run); });
 }
 
-// Starts the child, if there is a thread to follow it, and lets waitUntilExit() know.
+// Starts the child, if there is a thread to follow it, and notifies waitUntilExit().
 Result<void> Task::begin(Run& run, bool hasThread) {
   MutexLock lock(m_mutex);
   if (m_state != State::NEW) return failure("task", EALREADY, "The task has been launched before");
   const auto started = hasThread ? start(run) : systemFailure(EAGAIN);
-  // Not the task's any more: the handlers may hold it, and what they hold is to live no longer than they are needed.
+  // Taken from the task: the handlers may hold the task, and their captures must live no longer than the handlers are
+  // needed.
   Settings settings = std::exchange(m_settings, {});
   m_state = started ? State::RUNNING : State::FAILED;
   m_mutex.broadcast();
@@ -258,7 +259,7 @@ Result<void> Task::begin(Run& run, bool hasThread) {
   if (started) {
     if (settings.limit) run.end = steady_clock::now() + std::chrono::nanoseconds(settings.limit->nsec());
     run.terminationHandler = std::move(settings.terminationHandler);
-  } else {  // at once, not when the thread lets go of it
+  } else {  // at once, not when the thread releases it
     run.outputs = {};
     run.input.reset();
   }
@@ -268,7 +269,7 @@ Result<void> Task::begin(Run& run, bool hasThread) {
 Result<void> Task::start(Run& run) {
   auto child = programOf(m_settings);
   if (!child) return tl::unexpected(child.error());
-  std::array<FileDescriptor, 3> ends;  // the child's; none where it inherits
+  std::array<FileDescriptor, 3> ends;  // the child's ends; empty where it inherits
   std::array<Stream*, 3> streams = {&m_settings.input, &m_settings.output, &m_settings.error};
   for (std::size_t i = 0; i < streams.size(); ++i) {
     auto end = open(i, *streams[i], run);
@@ -280,7 +281,7 @@ Result<void> Task::start(Run& run) {
 
   auto spawned = platform().childProcesses().spawn(*child);
   if (!spawned) {
-    // The same code may come from the folder.
+    // The same code may be due to the folder.
     if (const std::string& folder = child->folder;
         !folder.empty() && ::faccessat(AT_FDCWD, (folder + "/.").c_str(), X_OK, AT_EACCESS) != 0)
       return fileFailure(folder, errno);
@@ -294,7 +295,7 @@ Result<void> Task::start(Run& run) {
   return {};
 }
 
-// The child's end of a standard stream; none where it inherits.
+// The child's end of a standard stream; empty if it inherits the stream.
 Result<FileDescriptor> Task::open(std::size_t number, Stream& stream, Run& run) {
   switch (stream.m_kind) {
     case Stream::Kind::INHERITED:
@@ -331,7 +332,7 @@ Result<FileDescriptor> Task::open(std::size_t number, Stream& stream, Run& run) 
   return FileDescriptor();
 }
 
-// Until the child has exited and nobody writes its outputs any more.
+// Runs until the child has exited and its outputs have ended.
 void Task::follow(Run& run) {
   std::array<char, 65536> buffer;
   for (;;) {
@@ -340,7 +341,7 @@ void Task::follow(Run& run) {
     for (std::size_t i = 0; i < run.outputs.size(); ++i) waits[i] = {run.outputs[i].end.get(), POLLIN, 0};
     if (std::ranges::all_of(waits, [](const pollfd& wait) { return wait.fd < 0; })) break;
     const int found = ::poll(waits.data(), waits.size(), millisecondsUntil(run.end));
-    // Without memory there may be some again; a pause in any case.
+    // After a lack of memory there may be some again; pause in any case.
     if (found < 0 && errno != EINTR) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     if (overdue(run)) break;
     if (found < 0) continue;
@@ -353,7 +354,7 @@ void Task::follow(Run& run) {
   if (run.terminationHandler) callOrFatal([&] { run.terminationHandler(*this); }, "the termination handler of a Task");
 }
 
-// Whether the time limit is over: then it kills the child and ends the outputs.
+// If the time limit has expired, kills the child and ends the outputs. Returns whether it has.
 bool Task::overdue(Run& run) {
   if (!run.end || steady_clock::now() < *run.end) return false;
   m_exceededLimit = true;
@@ -366,7 +367,7 @@ bool Task::overdue(Run& run) {
   return true;
 }
 
-// Hands on what is there of an output, or its end.
+// Passes on the available bytes of an output, or its end.
 void Task::read(Run& run, std::size_t output, std::span<char> buffer) {
   auto& [end, reader] = run.outputs[output];
   const ssize_t count = uninterrupted([&] { return ::read(end.get(), buffer.data(), buffer.size()); });
@@ -406,7 +407,7 @@ void Task::waitUntilExit() {
   if (m_state != State::RUNNING) return;
   const std::shared_ptr<ChildProcess> process = m_process;
   lock.unlock();
-  process->wait();  // here and not on the task's thread, so that its readers can wait too
+  process->wait();  // here and not on the task's thread only, so that its readers can wait too
   reap();
 }
 
@@ -427,10 +428,10 @@ rusage Task::resourceUsage() const {
 
 void Task::signal(int number) {
   MutexLock lock(m_mutex);
-  // The number is the child's as long as the child is not reaped; the application may have done that by mistake.
+  // The id belongs to the child until it is reaped; the application may have done so by mistake.
   if (m_state != State::RUNNING || !m_process->exists()) return;
   ::kill(-m_pid, number);
-  if (::getpgid(m_pid) != m_pid) ::kill(m_pid, number);  // it has gone to another group, or shares ours
+  if (::getpgid(m_pid) != m_pid) ::kill(m_pid, number);  // it has moved to another group, or shares ours
 }
 
 void Task::interrupt() {

@@ -9,7 +9,7 @@ namespace corvane {
 
 namespace {
 
-// A child that has ended before anybody can ask.
+// A child that has already ended.
 class EndedChild : public ChildProcess {
  public:
   explicit EndedChild(std::int32_t status) : m_status(status) {}
@@ -21,7 +21,7 @@ class EndedChild : public ChildProcess {
   std::optional<ChildExit> take() override { return ChildExit{.status = m_status}; }
 
  private:
-  static constexpr pid_t NOBODY = 0x7FFFFFFE;  // no process has such a number
+  static constexpr pid_t NOBODY = 0x7FFFFFFE;  // no process has this id
 
   const std::int32_t m_status;
   const FileDescriptor m_ended{::open("/dev/null", O_RDONLY | O_CLOEXEC)};  // always readable

@@ -20,7 +20,7 @@ class FakeHttpSession::Task : public HttpTask {
  private:
   const std::shared_ptr<State> m_state;
   const std::string m_url;
-  Completion m_silent;  // of a request that has no answer
+  Completion m_silent;  // of a request without an answer
 };
 
 Result<std::shared_ptr<HttpTask>> FakeHttpSession::start(HttpRequest request, Completion completion) {

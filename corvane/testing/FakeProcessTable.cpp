@@ -31,7 +31,7 @@ Result<std::size_t> FakeProcessTable::pids(std::span<pid_t> into) {
 
 Result<void> FakeProcessTable::each(const std::function<void(const ProcessInfo&)>& visit) {
   if (error) return tl::unexpected<Error>(*error);
-  // Backwards: a system may list them in any order.
+  // Backwards, because a system may list them in any order.
   for (auto entry = processes.rbegin(); entry != processes.rend(); ++entry) {
     ProcessInfo info = entry->second.info;
     info.pid = entry->first;

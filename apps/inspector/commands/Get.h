@@ -13,8 +13,8 @@ inline constexpr std::string_view GET_HELP =
     "  --header NAME:VALUE  add a header to what --post sends (may be repeated)\n"
     "  --limit MSECS        give up after so many milliseconds (default: 10000)\n";
 
-/// The get command: makes one HTTP request and prints the body to standard output and one line about the outcome to
-/// standard error. The process's exit status: 0 if the server answered with a status from 200 to 399, 2 for invalid
+/// The get command: makes one HTTP request, and prints the body to standard output and one line about the outcome to
+/// standard error. Returns the exit status: 0 if the server answered with a status from 200 to 399, 2 for invalid
 /// arguments, otherwise 1.
 int get(const Arguments& arguments);
 

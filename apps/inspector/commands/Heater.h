@@ -6,7 +6,7 @@ namespace corvane::inspector {
 
 inline constexpr std::string_view HEATER_HELP = "  --svg FILE     write the picture to FILE, - being standard output\n";
 
-/// The command that plots HeaterTrial under three tunings.
+/// The heater command: plots a HeaterTrial under three tunings.
 int heater(const Arguments& arguments);
 
 }  // namespace corvane::inspector

@@ -4,7 +4,7 @@
 
 namespace corvane::inspector {
 
-/// The command that shows a log.
+/// The log command: shows a log.
 int showLog(const Arguments& arguments);
 
 }  // namespace corvane::inspector

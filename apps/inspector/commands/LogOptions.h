@@ -9,7 +9,7 @@
 
 namespace corvane::inspector {
 
-/// What the command line asks of the log command.
+/// The options of the log command.
 struct LogOptions {
   unsigned lines = 10;
   bool follow = false;

@@ -9,7 +9,7 @@ inline constexpr std::string_view LOGIN_HELP =
     "  off            stop starting it at login\n"
     "  status         show whether it is started\n";
 
-/// The command that switches the start at login.
+/// The login command: switches the start at login on and off.
 int login(const Arguments& arguments);
 
 }  // namespace corvane::inspector

@@ -8,17 +8,17 @@
 
 namespace corvane::inspector {
 
-/// A log file that is being shown: kept open, so that it stays the same file under any name, with how far it has been
-/// shown.
+/// A log file that is being shown: kept open, so that it stays the same file under any name, together with how much of
+/// it has been shown.
 class OpenLog {
  public:
   static Result<OpenLog> open(const std::string& path);
 
-  /// Skips all but the last so many lines; returns how many the file lacks.
+  /// Skips all but the last `lines` lines; returns how many lines the file lacks.
   unsigned skipToTail(unsigned lines);
 
-  /// Shows what has not been shown; from the beginning if the file has become shorter. The error code of the
-  /// output.
+  /// Shows what has not been shown yet; from the beginning if the file has become shorter. Returns the errno code of
+  /// the output.
   int show();
 
   bool isSameAs(const OpenLog& other) const { return m_device == other.m_device && m_inode == other.m_inode; }

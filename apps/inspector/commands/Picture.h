@@ -5,7 +5,7 @@
 
 namespace corvane::inspector {
 
-/// Writes a picture to a file, "-" being standard output; the program's exit status.
+/// Writes a picture to a file, "-" being standard output; returns the exit status.
 int writePicture(const std::string& file, std::string_view svg);
 
 }  // namespace corvane::inspector

@@ -16,7 +16,7 @@ inline constexpr std::string_view PS_HELP =
     "    --hide N       hide what is below processes with more than N shown below them\n"
     "                   (default: show 400, from the top down)\n";
 
-/// The command that lists the processes.
+/// The ps command: lists the processes.
 int ps(const Arguments& arguments);
 
 }  // namespace corvane::inspector

@@ -12,7 +12,7 @@ inline constexpr std::string_view RUN_HELP =
     "The exit status is the command's, 128 and more for a signal, 127 if it is not found, 126\n"
     "if it cannot be started.\n";
 
-/// The command that runs another program and reports what that took.
+/// The run command: runs another program and reports the resources that it used.
 int runCommand(const Arguments& arguments);
 
 }  // namespace corvane::inspector

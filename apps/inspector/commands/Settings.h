@@ -12,7 +12,7 @@ inline constexpr std::string_view SETTINGS_HELP =
     "                 memory, threads, time, name or command\n"
     "  --reset        forget all changes\n";
 
-/// The command that shows and changes the settings, even while a live view runs.
+/// The settings command: shows and changes the settings, even while a live view runs.
 int settings(const Arguments& arguments);
 
 }  // namespace corvane::inspector

@@ -10,7 +10,7 @@ inline constexpr std::string_view TREE_HELP =
     "  --depth N      go down N levels (default: 3)\n"
     "  --hide N       show no entries of folders with more than N shown below them (default: 50)\n";
 
-/// The command that draws a folder with SvgTree.
+/// The tree command: draws a folder with SvgTree.
 int tree(const Arguments& arguments);
 
 }  // namespace corvane::inspector

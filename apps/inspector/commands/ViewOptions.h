@@ -9,11 +9,11 @@
 
 namespace corvane::inspector {
 
-/// What the command line asks of the view command.
+/// The options of the view command.
 struct ViewOptions {
   enum class Format { LIVE, PLAIN, JSON };
 
-  Format format = Format::LIVE;     ///< LIVE becomes PLAIN where there is no terminal
+  Format format = Format::LIVE;     ///< LIVE becomes PLAIN without a terminal
   std::optional<unsigned> seconds;  ///< how long it runs
   std::string root;                 ///< folder to read /proc and /sys from
 

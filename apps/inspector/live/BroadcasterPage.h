@@ -23,7 +23,7 @@ class BroadcasterPage : public Page {
   Scroll m_scroll{Scroll::Start::BEGINNING};
 };
 
-/// What it shows of these figures.
+/// The lines for these figures.
 Frame broadcasterLines(const std::vector<broadcaster_stats>& listeners, const LogFigures& log, std::size_t columns,
                        const Glyphs& glyphs);
 

@@ -15,7 +15,8 @@
 
 namespace corvane::inspector {
 
-/// The live view: its pages, of which one is shown, and the keys that mean the same on all of them. Knows no terminal.
+/// The live view: its pages, one of which is shown, and the keys that mean the same on all of them. Independent of the
+/// terminal.
 class LiveView {
  public:
   /// What a key asks of the terminal.
@@ -27,11 +28,11 @@ class LiveView {
 
   Request press(int pressed);
 
-  /// What is worth remembering of the view, and the view as it was remembered.
+  /// The settings to remember, as they are now.
   ViewSettings settings() const;
   void apply(const ViewSettings& settings);
 
-  /// The view as it is now.
+  /// Draws the current view.
   Frame draw(std::size_t rows, std::size_t columns) { return compose(*m_shown, rows, columns); }
 
  private:

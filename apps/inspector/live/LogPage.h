@@ -7,7 +7,7 @@
 
 namespace corvane::inspector {
 
-/// The program's log, from its end.
+/// The page with the program's log, shown from its end.
 class LogPage : public Page {
  public:
   LogPage(const Source& source, const Glyphs& glyphs);

@@ -12,7 +12,7 @@ class MainLoopSource {
  public:
   using Callback = std::function<void()>;
 
-  /// Whenever the descriptor can be read; `hangup` once, as the last, when its other side is gone.
+  /// Calls `readable` whenever the descriptor can be read; finally calls `hangup` once, when its other side is closed.
   static MainLoopSource input(int fd, Callback readable, Callback hangup);
 
   /// After every delivery of SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGUSR2 or SIGWINCH.

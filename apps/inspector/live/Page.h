@@ -15,25 +15,25 @@ struct Hint {
   std::string_view text;
 };
 
-/// A page of the live view: it takes keys (see terminal/Keys.h) and gives lines, of whatever size the screen is.
+/// A page of the live view: it takes keys (see terminal/Keys.h) and draws lines for a screen of any size.
 class Page {
  public:
   virtual ~Page() = default;
 
-  /// Called when the page comes onto the screen, and when it leaves it.
+  /// Called when the page is shown, and when it is left.
   virtual void open() {}
   virtual void close() {}
 
-  /// Takes a key; false if it means nothing here.
+  /// Handles a key; false if it has no meaning here.
   virtual bool press(int pressed) = 0;
 
   /// The first line, to match the last draw().
   virtual Line title(std::size_t columns) const = 0;
 
-  /// What is shown below the title; further lines are cut off.
+  /// The lines below the title; further lines are cut off.
   virtual Frame draw(std::size_t rows, std::size_t columns) = 0;
 
-  /// What takes the place of the hints: a question, a message. Usually nothing.
+  /// Replaces the hints, with a question or a message. Usually empty.
   virtual Frame prompt(std::size_t /*columns*/) const { return {}; }
 
   std::string_view name() const { return m_name; }
@@ -41,8 +41,8 @@ class Page {
   std::span<const Hint> help() const { return m_help; }
 
  protected:
-  /// `hints` are the keys in a few words, the most needed first: narrow screens show as many as fit. `help` are all the
-  /// page's keys in more words, for the page of help. Both must outlive the page.
+  /// `hints` are the keys in a few words, the most important first: narrow screens show as many as fit. `help` explains
+  /// all the page's keys, for the help page. Both must outlive the page.
   Page(std::string_view name, std::span<const Hint> hints, std::span<const Hint> help)
       : m_name(name), m_hints(hints), m_help(help) {}
 

@@ -15,8 +15,8 @@
 
 namespace corvane::inspector {
 
-/// The page of all processes: their order, the filter, the one that is selected, and the questions before a
-/// signal is sent. It looks at the processes only while it is shown.
+/// The page of all processes: their order, the filter, the selection, and the questions before a signal is sent. It
+/// reads the processes only while it is shown.
 class ProcessPage : public Page {
  public:
   /// `changed` is called when there are new rows.
@@ -26,8 +26,8 @@ class ProcessPage : public Page {
   bool descending() const { return m_descending; }
   void sortBy(ProcessColumn column, bool descending);
 
-  /// Takes new rows, or why there are none. The selection stays with its process; if that one has ended or the filter
-  /// hides it, nothing is selected, so that no key reaches another one.
+  /// Takes new rows, or the reason why there are none. The selection stays with its process; if that process has ended
+  /// or is hidden by the filter, nothing is selected, so that no key affects another process.
   void take(Result<std::vector<ProcessRow>> rows);
 
   void open() override;
@@ -57,19 +57,19 @@ class ProcessPage : public Page {
   const std::function<void()> m_changed;
   std::shared_ptr<void> m_feed;            // while the page is shown
   std::vector<ProcessRow> m_rows;          // sorted
-  std::vector<const ProcessRow*> m_shown;  // those of them that the filter lets through
+  std::vector<const ProcessRow*> m_shown;  // those that pass the filter
   std::string m_failure;                   // why there are no rows
   ProcessColumn m_column = ProcessColumn::PROCESSOR;
   bool m_descending = true;
   std::string m_filter;
-  std::optional<ProcessRow> m_selected;  // as it was seen last
+  std::optional<ProcessRow> m_selected;  // as last seen
   std::ptrdiff_t m_place = 0;            // where the selection is, or where it was lost
   std::ptrdiff_t m_first = 0;            // the first row on the screen
   std::ptrdiff_t m_height = 1;           // rows on the screen
   Mode m_mode = Mode::BROWSE;
-  std::size_t m_signal = 0;            // which one is to be confirmed
-  std::optional<ProcessRow> m_target;  // the one that the questions are about
-  std::string m_message;               // until the next key
+  std::size_t m_signal = 0;            // the one to be confirmed
+  std::optional<ProcessRow> m_target;  // the process that the questions are about
+  std::string m_message;               // shown until the next key
 };
 
 }  // namespace corvane::inspector

@@ -10,21 +10,21 @@ namespace corvane::inspector {
 /// Which lines of a longer text are on the screen.
 class Scroll {
  public:
-  /// Where the text is shown first. At its end, lines that come later are shown too, unless the user has scrolled up.
+  /// Where the text is first shown. At its end, new lines are shown too, unless the user has scrolled up.
   enum class Start { BEGINNING, END };
 
   explicit Scroll(Start start) : m_start(start), m_follows(start == Start::END) {}
 
-  /// Back to where it began.
+  /// Returns to the start.
   void reset() { *this = Scroll(m_start); }
 
-  /// Scrolls the text by up, down, page up, page down, home and end; false for other keys.
+  /// Scrolls with up, down, page up, page down, home and end; false for other keys.
   bool press(int pressed);
 
-  /// The lines that so many rows show.
+  /// The lines that are visible in this number of rows.
   Frame cut(Frame lines, std::size_t rows);
 
-  /// Which lines cut() has shown, " (1-9 of 20)"; empty if they were all.
+  /// The range of lines that cut() has returned, " (1-9 of 20)"; empty if it was all of them.
   std::string range() const;
 
  private:

@@ -23,14 +23,14 @@ struct ViewSettings {
 
   bool operator==(const ViewSettings&) const = default;
 
-  /// The stored ones; those above for what is not stored or invalid.
+  /// The stored settings, with the defaults above for those that are missing or invalid.
   static ViewSettings load();
 
-  /// Stores what differs from `before`, together.
+  /// Stores the settings that differ from `before`, all or none.
   Result<void> save(const ViewSettings& before) const;
 };
 
-/// One of them, as text.
+/// One setting, as text.
 struct ViewSetting {
   std::string_view key;
   /// Takes the setting from its text; false if that is invalid.

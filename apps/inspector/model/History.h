@@ -16,7 +16,7 @@ struct Range {
   double high = 0;
 };
 
-/// The latest readings of one kind, gaps included. Adds what is broadcast to it: a std::optional<double>.
+/// The latest readings of one kind, gaps included. Adds each value that is broadcast to it: a std::optional<double>.
 class History : public Listener {
  public:
   static constexpr std::size_t CAPACITY = 512;

@@ -12,14 +12,15 @@
 
 namespace corvane::inspector {
 
-/// This process and its machine: repeaters that take the readings, each at its own pace, and what they found.
+/// This process and its machine: repeaters that take the readings, each at its own rate, and the results.
 ///
-/// Every reading is broadcast under a key of its own, and the histories listen. Now and then a line about the readings
+/// Every reading is broadcast under its own key, and the histories listen. From time to time a line about the readings
 /// is broadcast asynchronously under "heartbeat", for the log.
 class LocalSource : public Source {
  public:
-  /// Starts the repeaters. The readings come from the files below `root`; "" is the machine itself. Processes are
-  /// followed there only: elsewhere their numbers may be those of others than the ones that signals would go to.
+  /// Starts the repeaters. The readings come from the files below `root`; "" is the machine itself. Processes are shown
+  /// for the machine itself only: elsewhere their ids may belong to processes other than those that would receive
+  /// signals.
   explicit LocalSource(const std::string& root);
   ~LocalSource() override;
   LocalSource(const LocalSource&) = delete;

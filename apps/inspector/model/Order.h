@@ -7,14 +7,14 @@
 
 namespace corvane::inspector {
 
-/// The order of a table's rows. As a word: the column's name, with a dash in front if it is descending.
+/// The order of a table's rows. As a word, it is the column's name, preceded by a dash if it is descending.
 template <class AnyColumn>
 struct Order {
   AnyColumn column;
   bool descending;
   bool operator==(const Order&) const = default;
 
-  /// The order that a word stands for, of the first `columns` columns; `nameOf` gives the name of each.
+  /// The order for a word, among the first `columns` columns; `nameOf` returns the name of each.
   template <class NameOf>
   static std::optional<Order> fromWord(std::string_view word, std::size_t columns, NameOf nameOf) {
     const bool descending = word.starts_with('-');

@@ -10,15 +10,15 @@
 
 namespace corvane::inspector {
 
-/// Looks at the processes again and again for as long as it lives: a repeater asks for the samples, a queue off the
-/// main one takes them, because names of users may come from afar and machines may have very many processes. On the
-/// main queue only.
+/// Samples the processes periodically for as long as it lives: a repeater asks for the samples, and a serial queue
+/// takes them, because user names may come from the network and machines may have very many processes. On the main
+/// queue only.
 class ProcessFeed {
  public:
-  /// Seconds from one look to the next.
+  /// Seconds between samples.
   static constexpr double INTERVAL = 1;
 
-  /// Takes each sample, on the main queue.
+  /// Receives each sample, on the main queue.
   using Taker = std::function<void(Result<std::vector<ProcessRow>>)>;
 
   explicit ProcessFeed(Taker taker);

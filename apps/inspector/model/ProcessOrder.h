@@ -10,11 +10,11 @@ namespace corvane::inspector {
 
 enum class ProcessColumn { PID, PARENT, USER, STATE, KIND, PROCESSOR, MEMORY, THREADS, TIME, NAME, COMMAND };
 
-/// Rows that are equal in the column stand in the order of their ids.
+/// Sorts the rows; those that are equal in the column are sorted by id.
 void sortRows(std::vector<ProcessRow>& rows, ProcessColumn column, bool descending);
 
-/// Whether a row has the text in its name, its path, its command line or its user's name, or is the process of that
-/// number. Upper and lower case are the same. Every row has an empty text.
+/// Whether a row has the text in its name, its path, its command line or its user's name, or is the process with that
+/// id. Case is ignored. Every row contains the empty text.
 class ProcessFilter {
  public:
   explicit ProcessFilter(std::string_view text) : m_text(text) {}

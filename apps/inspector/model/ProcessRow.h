@@ -9,36 +9,36 @@
 
 namespace corvane::inspector {
 
-/// What kind of code a process runs.
+/// The kind of code that a process runs.
 enum class ProcessKind {
   NATIVE,
   TRANSLATED,  ///< under an emulator of another machine
   KERNEL,      ///< a kernel thread
-  UNKNOWN      ///< the system does not say whether it translates
+  UNKNOWN      ///< the system does not report whether it translates
 };
 
-/// What is shown of a process. Texts are bytes from outside.
+/// The data shown of a process. Texts are unchecked bytes.
 struct ProcessRow {
   pid_t pid = 0;
-  pid_t parent = 0;  ///< 0 without, or if it cannot be seen from here
+  pid_t parent = 0;  ///< 0 if there is none, or if it is not visible from here
   uid_t uid = 0;     ///< effective
-  std::string user;  ///< its name, or the number where it has none
-  char state = '?';  ///< R runs or is ready to, S sleeps, T is stopped, Z has ended and waits to be taken note of
+  std::string user;  ///< the user's name, or the id if there is none
+  char state = '?';  ///< R runs or is ready to, S sleeps, T is stopped, Z has ended and waits to be reaped
   ProcessKind kind = ProcessKind::UNKNOWN;
   std::string name;  ///< the short one, at most 31 bytes
   std::string path;  ///< of the executable; empty if unknown: a kernel thread, another user's process
   /// Share of one processor over the interval, in percent (more than 100 on several); std::nullopt without an interval.
   std::optional<double> processor;
-  std::int64_t processorUsec = 0;  ///< time on the processors in all
+  std::int64_t processorUsec = 0;  ///< total processor time
   std::uint64_t memory = 0;        ///< resident bytes
   int threads = 0;
   std::int64_t started = 0;                 ///< microseconds since 1970
-  std::vector<std::string> arguments = {};  ///< of the command line, its name first; empty if unknown
+  std::vector<std::string> arguments = {};  ///< the command line, its name first; empty if unknown
 
   bool operator==(const ProcessRow&) const = default;
 };
 
-/// The command line with blanks between the arguments; the path where there is none.
+/// The command line with blanks between the arguments; the path if there is none.
 std::string commandLine(const ProcessRow& row);
 
 }  // namespace corvane::inspector

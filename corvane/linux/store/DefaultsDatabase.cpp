@@ -162,7 +162,7 @@ Result<void> DefaultsDatabase::check() {
   if (!layout) return passedOn(layout.error());
   if (*layout != std::to_string(LAYOUT))
     return failure("defaults", 0, m_path + ": written by another version of this library (layout " + *layout + ")");
-  // Settings are small, and looking all over them takes less than a millisecond.
+  // Settings are small, and checking all of them takes less than a millisecond.
   auto sound = query("PRAGMA quick_check(1)");
   if (!sound) return passedOn(sound.error());
   std::ranges::replace(*sound, '\n', ' ');

@@ -34,7 +34,7 @@ StoredDomain::~StoredDomain() {
   std::erase(storage().domains, this);
 }
 
-// Whether the counter's file has gone, as far as is known; looks once a second.
+// Whether the counter's file has disappeared, as far as is known; checked once per second.
 bool StoredDomain::isLost(const ChangeCounter& counter) const noexcept {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC_COARSE, &now);  // without a system call
@@ -45,21 +45,21 @@ std::uint64_t StoredDomain::generation() const noexcept {
   const ChangeCounter* counter = m_current.load(std::memory_order_acquire);
   if (!counter) return 0;
   const std::uint64_t announced = counter->get();
-  // Nobody counts any more in a file that is gone. Even a fast clock takes a tenth of the time of a read.
+  // A file that has disappeared is no longer updated. Even a fast clock takes a tenth of the time of a read.
   const unsigned reads = m_reads.load(std::memory_order_relaxed) + 1;
   m_reads.store(reads, std::memory_order_relaxed);
   if (reads % READS_PER_LOOK == 0 && isLost(*counter)) return ~announced;
-  // Announced by this process, which has not committed it yet.
+  // Announced by this process but not committed yet.
   return announced == m_inFlight.load(std::memory_order_acquire) ? announced - 1 : announced;
 }
 
 Result<DefaultsContents> StoredDomain::read() {
   MutexLock lock(storage().mutex);
-  // Where no counter may be made, there may be a database all the same.
+  // There may be a database even if no counter may be created.
   if (const auto placed = place(); !placed && !(placed.error().domain == "posix" && isClosed(placed.error().code)))
     return passedOn(placed.error());
   DefaultsContents contents;
-  contents.generation = generation();  // before the look for the file, which may appear now
+  contents.generation = generation();  // before the file is looked for, because it may appear now
   struct stat status {};
   if (lstat(database().c_str(), &status) != 0) {
     if (errno != ENOENT) return fileFailure(database(), errno);
@@ -69,7 +69,7 @@ Result<DefaultsContents> StoredDomain::read() {
   for (bool again = true;; again = false) {
     const auto open = connect(false);
     Result<DefaultsContents> found = open ? (*open)->read(m_counter.get()) : passedOn(open.error());
-    // Opened as one that nobody changes, it would not show what the owner does later.
+    // Opened as immutable, it would not show later changes by its owner.
     if (!found || (*open)->isReadOnly()) m_connection.reset();
     if (found || !again || !isDamage(found.error())) return found;
     const auto aside = setAside(found.error());
@@ -118,7 +118,7 @@ Result<void> StoredDomain::place() {
   if (!opened) return passedOn(opened.error());
   m_current.store(opened->get(), std::memory_order_release);
   if (m_counter) {
-    // Others may still look at the file that is gone, and so may a thread of ours, now.
+    // Other processes may still be using the deleted file, as may a thread of this one.
     m_counter->retire();
     m_retired.push_back(std::move(m_counter));
   }
@@ -145,7 +145,7 @@ Result<DefaultsDatabase*> StoredDomain::connect(bool create) {
   const bool isNew = create && !Identity::at(database());
   auto opened = DefaultsDatabase::open(database(), create);
   if (!opened) return passedOn(opened.error());
-  // Another one than before: what is known of that holds no longer, here and in other processes.
+  // A different database: what is known about the previous one is no longer valid, here and in other processes.
   const auto identity = (*opened)->identity();
   if (isWritable && (isNew || (m_known && m_known != identity)))
     if (auto announced = m_counter->set(m_counter->next()); !announced) return passedOn(announced.error());
@@ -171,7 +171,8 @@ Result<bool> StoredDomain::setAside(const Error& reason) {
   std::string kept = path + time.data();
   for (int number = 2; Identity::at(kept); ++number) kept = path + time.data() + "-" + std::to_string(number);
   if (::rename(path.c_str(), kept.c_str()) != 0) return refused(std::strerror(errno));
-  // The log goes along. What processes share goes: those that have it open keep it, the new database needs its own.
+  // The log is renamed too. The shared memory is removed: processes that have it open keep it, and the new database
+  // needs its own.
   ::rename((path + "-wal").c_str(), (kept + "-wal").c_str());
   ::unlink((path + "-shm").c_str());
   if (auto told = m_counter->set(m_counter->next()); !told) return passedOn(told.error());
@@ -182,8 +183,8 @@ Result<bool> StoredDomain::setAside(const Error& reason) {
 
 namespace {
 
-// SQLite's databases must not be used on both sides of a fork, nor its file locks be inherited. Registered when the
-// library is loaded, so before handlers of code that calls this while it holds locks of its own.
+// SQLite databases must not be used on both sides of a fork, and their file locks must not be inherited. Registered
+// when the library is loaded, and so before the handlers of code that calls this while it holds its own locks.
 void beforeFork() CORVANE_NO_THREAD_SAFETY_ANALYSIS {
   storage().mutex.acquire();
   for (StoredDomain* domain : storage().domains) domain->closeForFork();

@@ -15,7 +15,7 @@ namespace corvane {
 
 namespace {
 
-constexpr std::uint32_t MAX_WINDOWS = 10'000;  // that are looked at
+constexpr std::uint32_t MAX_WINDOWS = 10'000;  // that are considered
 constexpr std::uint32_t MAX_TEXT_BYTES = 1024;
 
 enum Name : std::size_t { CLIENT_LIST_STACKING, CLIENT_LIST, ACTIVE_WINDOW, WM_PID, WINDOW_TYPE, DESKTOP, DOCK, NAMES };
@@ -24,8 +24,7 @@ constexpr std::array<std::string_view, NAMES> TEXTS = {"_NET_CLIENT_LIST_STACKIN
                                                        "_NET_WM_WINDOW_TYPE",       "_NET_WM_WINDOW_TYPE_DESKTOP",
                                                        "_NET_WM_WINDOW_TYPE_DOCK"};
 
-// A property that is not a list of T counts as empty; the server gives no value that has another type than was asked
-// for.
+// A property that is not a list of T counts as empty; the server does not return values of a type other than requested.
 template <class T>
 std::vector<T> valuesOf(const xcb_get_property_reply_t* reply) {
   if (!reply || reply->format != 8 * sizeof(T)) return {};
@@ -44,7 +43,7 @@ std::string hostName() {
 struct WindowsX11::State {
   std::string display;
   std::unique_ptr<X11Connection> x;
-  std::uint32_t clientMask = 0;  // of an id: the client that made the window
+  std::uint32_t clientMask = 0;  // the part of an id that is the client that created the window
   bool knowsProcesses = false;
   std::array<xcb_atom_t, NAMES> atoms{};
 
@@ -111,7 +110,7 @@ const std::string& WindowsX11::display() const {
 
 bool WindowsX11::isConnected() {
   while (m_state->x->event()) {
-    // Nothing of what is sent without being asked for counts.
+    // Unrequested events are ignored.
   }
   return m_state->x->isConnected();
 }
@@ -121,7 +120,7 @@ std::vector<WindowsX11::Window> WindowsX11::of(pid_t pid) {
   struct Candidate {
     Window window;
     xcb_get_property_cookie_t type;
-    bool claims;  // the server does not know whose it is, so the window may tell
+    bool claims;  // the server does not know the owner, so the window's own claim counts
     xcb_get_property_cookie_t pid;
     xcb_get_property_cookie_t machine;
   };
@@ -144,7 +143,7 @@ std::vector<WindowsX11::Window> WindowsX11::of(pid_t pid) {
   std::vector<Window> windows;
   for (const Candidate& candidate : candidates) {
     const auto type = state.property(candidate.type);
-    bool fits = type != nullptr;  // else the window is gone
+    bool fits = type != nullptr;  // false if the window no longer exists
     for (const xcb_atom_t kind : valuesOf<xcb_atom_t>(type.get()))
       fits = fits && kind != state.atoms[DESKTOP] && kind != state.atoms[DOCK];
     if (candidate.claims) {
@@ -178,7 +177,7 @@ void WindowsX11::activate(const std::vector<Window>& windows) {
                    XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                    reinterpret_cast<const char*>(&message));
   }
-  // Any question shows that the server has got them.
+  // The reply to any request shows that the server has received them.
   state.x->answer(xcb_get_input_focus_reply, xcb_get_input_focus(state.x->get()));
 }
 

@@ -17,7 +17,7 @@ using namespace corvane;
 
 namespace {
 
-constexpr std::size_t MAX_PIDS = 8192;  // that a look-up by name goes through
+constexpr std::size_t MAX_PIDS = 8192;  // considered in a look-up by name
 
 ProcessTable& table() {
   return platform().processTable();
@@ -39,7 +39,7 @@ int32_t store(std::string_view text, char* buffer, uint32_t size) {
   return static_cast<int32_t>(text.size());
 }
 
-// What cannot be read of a process that can be read otherwise is zero; a process that is gone is gone.
+// If a process can be read in part, the rest is zero; a process that no longer exists is an error.
 template <class T>
 Result<T> orZero(Result<T> value) {
   if (!value && value.error().code != ESRCH) return T{};
@@ -54,7 +54,7 @@ uint32_t pages(std::uint64_t bytes) {
   return static_cast<uint32_t>(bytes / static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)));
 }
 
-// What most records are made of.
+// The data for most records.
 struct Reading {
   ProcessInfo process;
   ProcessDetails details;

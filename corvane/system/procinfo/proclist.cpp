@@ -18,7 +18,7 @@ timeval timevalOf(std::int64_t usec) {
   return {static_cast<time_t>(usec / 1'000'000), static_cast<suseconds_t>(usec % 1'000'000)};
 }
 
-// Into a record that is zero.
+// Fills a zeroed record.
 void fill(kinfo_proc& record, const ProcessInfo& process, std::int64_t bootTime) {
   extern_proc& own = record.kp_proc;
   own.p_un.p_starttime = timevalOf(startUsec(process, bootTime));
@@ -45,10 +45,10 @@ void fill(kinfo_proc& record, const ProcessInfo& process, std::int64_t bootTime)
   rest.e_flag = bit(process.terminal != 0, EPROC_CTTY) | bit(process.session == process.pid, EPROC_SLEADER);
 }
 
-// Records on the C heap, zero where nothing was stored.
+// Records on the C heap, initially zero.
 class Records {
  public:
-  // Asks for an eighth more than the number, and makes do with the number.
+  // Tries to allocate an eighth more than the number, otherwise just the number.
   explicit Records(std::size_t number) : m_capacity(number + number / 8) {
     m_records = static_cast<kinfo_proc*>(calloc(m_capacity, sizeof(kinfo_proc)));
     if (m_records || m_capacity == number) return;
@@ -59,7 +59,7 @@ class Records {
   Records(const Records&) = delete;
   Records& operator=(const Records&) = delete;
 
-  // A zero record behind those that are there; null without memory.
+  // A zeroed record after the existing ones; null if memory runs out.
   kinfo_proc* add() {
     if (m_count == m_capacity && !grow()) return nullptr;
     return &m_records[m_count++];
@@ -106,7 +106,7 @@ int32_t proclist_create(proclist_t* list) {
   list->count = static_cast<int32_t>(records.count());
   list->procs = records.release();
   const std::span sorted(list->procs, static_cast<std::size_t>(list->count));
-  // Linux lists them so already.
+  // On Linux they are already sorted.
   if (!std::ranges::is_sorted(sorted, {}, [](const kinfo_proc& record) { return record.kp_proc.p_pid; }))
     qsort(list->procs, sorted.size(), sizeof(kinfo_proc), compare_pid);
   return 0;
