@@ -64,13 +64,14 @@ TEST(ProcessSampler, TellsWhatTheTableTells) {
   plain.info.residentBytes = 4096;
   plain.info.threads = 3;
   plain.path = "/bin/x y";
+  plain.arguments = {"x", "y z"};
   auto& kernel = fake.processTable->processes[PID + 1];
   kernel = plain;
   kernel.info.kernel = true;
   kernel.info.uid = 0;
   const char* name = "a name that fills more than 16 ";
-  const ProcessRow expected{
-      PID, 1, 4'000'000'000, "4000000000", 'S', ProcessKind::NATIVE, name, "/bin/x y", 0, 0, 4096, 3, 5'002'000, {}};
+  const ProcessRow expected{PID,  1, 4'000'000'000, "4000000000",   'S', ProcessKind::NATIVE, name, "/bin/x y", 0, 0,
+                            4096, 3, 5'002'000,     plain.arguments};
   const auto rows = ProcessSampler(BEGIN).sample(BEGIN + milliseconds(100));
   ASSERT_TRUE(rows);
   EXPECT_EQ(rows->at(0), expected);

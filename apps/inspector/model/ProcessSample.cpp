@@ -5,14 +5,12 @@
 #include <pwd.h>
 #include <string.h>
 
-#include <algorithm>
 #include <array>
 #include <span>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
-#include "apps/inspector/model/TextFile.h"
+#include "corvane/platform/Platform.h"
 
 namespace corvane::inspector {
 
@@ -84,18 +82,6 @@ std::string pathOf(pid_t pid) {
   return procinfo_pidpath(pid, path.data(), path.size()) > 0 ? path.data() : std::string();
 }
 
-// As the kernel keeps it, with a null byte behind each.
-std::vector<std::string> argumentsOf(pid_t pid) {
-  const std::string text = readText("/proc/" + std::to_string(pid) + "/cmdline").value_or(std::string());
-  std::vector<std::string> arguments;
-  for (std::string_view rest = text; !rest.empty();) {
-    const std::size_t end = std::min(rest.find('\0'), rest.size());
-    arguments.emplace_back(rest.substr(0, end));
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-  }
-  return arguments;
-}
-
 }  // namespace
 
 ProcessSampler::ProcessSampler(Clock::time_point now) : m_moment(now) {
@@ -128,7 +114,7 @@ Result<std::vector<ProcessRow>> ProcessSampler::sample(Clock::time_point now) {
     row.name = nameOf(record);
     if (row.kind != ProcessKind::KERNEL) {
       row.path = pathOf(row.pid);
-      row.arguments = argumentsOf(row.pid);
+      row.arguments = platform().processTable().arguments(row.pid).value_or(std::vector<std::string>());
     }
     row.processor = share(row);
     row.memory = task.pti_resident_size;
