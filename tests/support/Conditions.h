@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -47,6 +48,14 @@ class OrdinaryUser {
  private:
   const uid_t m_user = geteuid();
 };
+
+/// Lets the system refuse every new thread, or no longer.
+inline void allowThreads(bool allowed) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, allowed ? std::size_t{1} << 20 : std::size_t{1} << 47);  // no room for that
+  pthread_setattr_default_np(&attributes);
+}
 
 /// What is written to standard error while `work` runs, which is where the log's lines go in a program without an
 /// identifier.
