@@ -28,7 +28,7 @@ class LiveView {
 
   Request press(int pressed);
 
-  /// The settings to remember, as they are now.
+  /// Returns the settings to remember between runs, and restores them.
   ViewSettings settings() const;
   void apply(const ViewSettings& settings);
 

@@ -16,28 +16,28 @@
 
 namespace corvane::inspector {
 
-/// The process table with what each process used of the processors since the look before. Processes are distinguished
-/// by id and start. One thread at a time.
+/// The process table, with each process's use of the processors since the previous sample. Processes are identified by
+/// id and start time. One thread at a time.
 ///
 ///     ProcessSampler sampler;                       // notes what was used so far
 ///     std::this_thread::sleep_for(std::chrono::seconds(1));
 ///     const auto rows = sampler.sample();           // and what in this second
 ///
-/// The system counts time on the processors in steps of 10 ms, so a share over one second is good to one percent.
+/// The system counts processor time in steps of 10 ms, so a share over one second is accurate to one percent.
 class ProcessSampler {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// Over less than this there are no shares.
+  /// There are no shares over a shorter interval than this.
   static constexpr std::chrono::milliseconds SHORTEST{50};
 
   explicit ProcessSampler(Clock::time_point now = Clock::now());
 
-  /// The processes in ascending order of their ids, with their shares since the call before, or since the
-  /// constructor's. Those that end meanwhile are left out.
+  /// The processes in ascending order of their ids, with their shares since the previous call, or since construction.
+  /// Processes that end meanwhile are omitted.
   Result<std::vector<ProcessRow>> sample(Clock::time_point now = Clock::now());
 
-  /// Seconds that the last sample's shares cover; 0 before there is one.
+  /// The interval of the last sample's shares in seconds; 0 before the first one.
   double seconds() const { return m_interval.count(); }
 
  private:

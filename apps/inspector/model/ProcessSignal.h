@@ -8,9 +8,9 @@
 
 namespace corvane::inspector {
 
-/// Sends a signal to the process that has this number and was started then (microseconds since 1970), and to no other
-/// that has got its number since. The failure's description is a clause for the user: it has ended, this user may not
-/// signal it, or it is this program, which does not stop or kill itself because that would leave the terminal as it is.
+/// Sends a signal to the process with this id and start time (microseconds since 1970), never to another one that has
+/// since got the same id. The failure's description is a clause for the user: it has ended, this user may not signal
+/// it, or it is this program, which does not stop or kill itself because it could not restore the terminal.
 Result<void> sendSignal(pid_t pid, std::int64_t started, int number);
 
 }  // namespace corvane::inspector

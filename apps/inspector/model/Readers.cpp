@@ -23,7 +23,7 @@ Folder openFolder(const std::string& path) {
   return {opendir(path.c_str()), closedir};
 }
 
-// Names in a folder with this beginning and end, sorted; empty if it cannot be read.
+// The names in a folder with this prefix and suffix, sorted; empty if the folder cannot be read.
 std::vector<std::string> namesIn(const std::string& path, std::string_view begin, std::string_view end) {
   std::vector<std::string> names;
   if (const Folder folder = openFolder(path)) {
@@ -41,7 +41,7 @@ std::string textIn(const std::string& path) {
   return std::string(trimmed(readText(path, 4096).value_or(std::string())));
 }
 
-// The file contains thousandths of a degree. Sensors without anything attached report absurd numbers.
+// The file contains thousandths of a degree. Unconnected sensors report absurd numbers.
 std::optional<double> celsiusIn(const std::string& path) {
   const auto thousandths = numberIn<std::int64_t>(textIn(path));
   if (!thousandths || *thousandths < -100'000 || *thousandths > 250'000) return std::nullopt;
@@ -72,7 +72,7 @@ std::optional<ProcessorReader::Times> ProcessorReader::parse(const std::optional
 std::optional<double> ProcessorReader::read() {
   const auto before = std::exchange(m_before, parse(readText(m_path, 4096)));
   if (!before || !m_before || m_before->total <= before->total) return std::nullopt;
-  // The time waited for disks may decrease a little.
+  // The time of waiting for disks may decrease a little.
   const auto idle = static_cast<double>(m_before->idle) - static_cast<double>(before->idle);
   return std::clamp(100 - 100 * idle / static_cast<double>(m_before->total - before->total), 0.0, 100.0);
 }
@@ -108,7 +108,7 @@ std::optional<Throughput> RateMeter::update(Devices devices, Moment now) {
 }
 
 bool DiskReader::isPhysical(std::string name) const {
-  std::replace(name.begin(), name.end(), '/', '!');  // as in the names of folders in /sys
+  std::replace(name.begin(), name.end(), '/', '!');  // as in folder names in /sys
   const std::string folder = m_root + "/sys/block/" + name;
   // Hidden disks are single paths to a disk that is listed too.
   return access((folder + "/device").c_str(), F_OK) == 0 && textIn(folder + "/hidden") != "1";
@@ -127,7 +127,7 @@ std::optional<Throughput> DiskReader::read(Moment now) {
   }
   auto rate = m_meter.update(std::move(disks), now);
   if (!rate) return std::nullopt;
-  static constexpr double SECTOR = 512;  // in this file, whatever the disk's own is
+  static constexpr double SECTOR = 512;  // the unit of this file, whatever the disk's sector size
   return Throughput{rate->in * SECTOR, rate->out * SECTOR};
 }
 

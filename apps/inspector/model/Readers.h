@@ -11,8 +11,8 @@
 
 namespace corvane::inspector {
 
-// Each reader takes one kind of reading from the kernel's files below `root` ("" is the machine itself). Where the
-// files are missing or make no sense there is no reading.
+// Each reader takes one kind of reading from the kernel's files below `root` ("" is the machine itself). If the files
+// are missing or make no sense, there is no reading.
 
 using Moment = std::chrono::steady_clock::time_point;
 
@@ -21,7 +21,7 @@ class ProcessorReader {
  public:
   explicit ProcessorReader(const std::string& root) : m_path(root + "/proc/stat") {}
 
-  /// Percent of the time since the call before; std::nullopt at the first call.
+  /// The load in percent since the previous call; std::nullopt at the first call.
   std::optional<double> read();
 
  private:
@@ -44,7 +44,7 @@ class MemoryReader {
   std::string m_path;
 };
 
-/// Turns counters of devices that come and go into a rate.
+/// Computes a rate from the counters of devices that may come and go.
 class RateMeter {
  public:
   struct Counters {
@@ -53,8 +53,8 @@ class RateMeter {
   };
   using Devices = std::map<std::string, Counters, std::less<>>;
 
-  /// Units a second since the call before, over the devices that were there then and whose counters did not go back.
-  /// None at the first call, without devices, or if no time has passed.
+  /// Units per second since the previous call, over the devices that existed then and whose counters did not decrease.
+  /// std::nullopt at the first call, without devices, or if no time has passed.
   std::optional<Throughput> update(Devices devices, Moment now);
 
  private:
@@ -62,7 +62,7 @@ class RateMeter {
   Moment m_when;
 };
 
-/// Throughput of the whole physical disks: partitions and devices built on others would count the same bytes again.
+/// Throughput of whole physical disks: partitions and devices built on others would count the same bytes again.
 class DiskReader {
  public:
   explicit DiskReader(std::string root) : m_root(std::move(root)) {}
@@ -75,7 +75,7 @@ class DiskReader {
   RateMeter m_meter;
 };
 
-/// Throughput of all network interfaces but the loopback.
+/// Throughput of all network interfaces except the loopback.
 class NetworkReader {
  public:
   explicit NetworkReader(const std::string& root) : m_path(root + "/proc/net/dev") {}
@@ -96,12 +96,12 @@ class ProcessReader {
   std::string m_path;
 };
 
-/// The temperature sensors: those of the hardware monitors, or of the thermal zones where there are none.
+/// The temperature sensors: those of the hardware monitors or, if there are none, of the thermal zones.
 class TemperatureReader {
  public:
   explicit TemperatureReader(std::string root) : m_root(std::move(root)) {}
 
-  /// All that answer, in a steady order.
+  /// All sensors that answer, in a stable order.
   std::vector<Temperature> read() const;
 
  private:

@@ -8,13 +8,13 @@
 
 namespace corvane::inspector {
 
-/// Physical memory, in bytes. What the kernel can give back at once (caches) does not count as used.
+/// Physical memory, in bytes. Memory that the kernel can free at once (caches) does not count as used.
 struct Memory {
   std::uint64_t used = 0;
   std::uint64_t total = 0;
 };
 
-/// Bytes a second, in both directions: read and written, or received and sent.
+/// Bytes per second in both directions: read and written, or received and sent.
 struct Throughput {
   double in = 0;
   double out = 0;

@@ -7,7 +7,7 @@ namespace corvane::inspector {
 
 namespace {
 
-// Names are compared by themselves.
+// Names are compared separately.
 double figureIn(const RepeaterRow& row, RepeaterColumn column) {
   switch (column) {
     case RepeaterColumn::NAME:
@@ -58,7 +58,7 @@ std::size_t RepeaterTable::selectedIndex() const {
 }
 
 void RepeaterTable::sort() {
-  // Equal rows stand in the order of their names, so that they do not change places at every refresh.
+  // Equal rows are sorted by name, so that they do not change places with every refresh.
   std::sort(m_rows.begin(), m_rows.end(), [this](const RepeaterRow& a, const RepeaterRow& b) {
     const double x = figureIn(a, m_column);
     const double y = figureIn(b, m_column);

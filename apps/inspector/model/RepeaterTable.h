@@ -9,18 +9,18 @@ namespace corvane::inspector {
 
 enum class RepeaterColumn { NAME, COUNT, TOTAL, INTERVAL, DURATION };
 
-/// The order of the table's rows and the row that the user stands on, which is kept when rows move.
+/// The order of the table's rows and the selected row, which stays selected when rows move.
 class RepeaterTable {
  public:
-  /// Takes new rows, in any order. If the selected one is gone the first is selected.
+  /// Takes new rows, in any order. If the selected row has disappeared, the first one is selected.
   void setRows(std::vector<RepeaterRow> rows);
 
-  /// Sorts by a column, names up and numbers down; by the current one: the other way round.
+  /// Sorts by a column: names ascending, numbers descending; for the current column, reverses the order.
   void sortBy(RepeaterColumn column);
 
   void sortBy(RepeaterColumn column, bool descending);
 
-  /// Selects the row so many places below (negative: above), or the last one there is.
+  /// Moves the selection down by `places` (negative: up), at most to the last (first) row.
   void moveSelection(int places);
 
   const std::vector<RepeaterRow>& rows() const { return m_rows; }

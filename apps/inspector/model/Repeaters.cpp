@@ -23,7 +23,7 @@ void Repeaters::togglePause(std::string_view name) {
   if (entry == m_entries.end()) return;
   if (!entry->repeater->running()) {
     entry->repeater->start(entry->interval, entry->work);
-    // Only registered repeaters have been notified of changes.
+    // Changes were passed only to registered repeaters.
     MasterTimer::instance()->setTimeConstant(m_timeConstant);
     return;
   }

@@ -20,7 +20,7 @@
 
 namespace corvane::inspector {
 
-/// Statistics of one repeater, in the units that are shown.
+/// Statistics of one repeater, in the units for display.
 struct RepeaterRow {
   std::string name;
   std::int64_t count = 0;
@@ -30,7 +30,7 @@ struct RepeaterRow {
   bool paused = false;
 };
 
-/// The repeaters of a program, and what may be done with them.
+/// The repeaters of a program, and the operations on them.
 class RepeaterSource {
  public:
   static constexpr int MIN_TIME_CONSTANT = 1;
@@ -38,35 +38,36 @@ class RepeaterSource {
 
   virtual ~RepeaterSource() = default;
 
-  /// All of them in any order, the paused ones included. Names are unique.
+  /// All repeaters in any order, including paused ones. Names are unique.
   virtual std::vector<RepeaterRow> rows() const = 0;
 
-  /// Stops a repeater, or starts it again. A paused one keeps its last statistics; a resumed one begins with new ones.
+  /// Stops a repeater, or starts it again. A paused repeater keeps its last statistics; a resumed one starts with new
+  /// ones.
   virtual void togglePause(std::string_view name) = 0;
 
   virtual void resetStats() = 0;
 
-  /// Seconds over which the statistics average.
+  /// The time constant of the averages, in seconds.
   virtual int timeConstant() const = 0;
-  /// Sets them, within the limits.
+  /// Sets it, within the limits.
   virtual void setTimeConstant(int seconds) = 0;
 };
 
-/// What a program's log holds.
+/// The figures of a program's log.
 struct LogFigures {
-  std::string path;                   ///< empty if the program keeps no log
-  std::optional<std::uint64_t> size;  ///< bytes; std::nullopt if there is no such file now
+  std::string path;                   ///< empty if the program has no log
+  std::optional<std::uint64_t> size;  ///< in bytes; std::nullopt if the file does not exist now
   std::int64_t archives = 0;
-  std::int64_t lines = 0;  ///< written by the program since it was started
+  std::int64_t lines = 0;  ///< lines written by the program since it was started
 };
 
-/// Where the figures that are shown come from: a machine, and a program that runs there. On the main queue only; no
-/// call waits for another process. What changes is asked for again whenever it is shown.
+/// The source of the figures: a machine, and a program that runs there. On the main queue only; no call waits for
+/// another process. Values that change are read again whenever they are shown.
 class Source {
  public:
   virtual ~Source() = default;
 
-  /// The machine's name, in whatever bytes it was given.
+  /// The machine's name, as unchecked bytes.
   virtual std::string host() const = 0;
 
   /// When the program was started.
@@ -81,16 +82,16 @@ class Source {
   virtual std::vector<broadcaster_stats> listeners() const = 0;
 
   virtual LogFigures log() const = 0;
-  /// The last `limit` bytes of the log, from the first whole line; std::nullopt if there is no such file.
+  /// The last `limit` bytes of the log, from the first whole line; std::nullopt if the file does not exist.
   virtual std::optional<std::string> logTail(std::size_t limit) const = 0;
 
-  /// Gives the processes of the machine, again and again for as long as the result lives; or once why it cannot,
-  /// perhaps before this returns.
+  /// Passes on the processes of the machine periodically, for as long as the result lives; or once the reason why this
+  /// is not possible, perhaps before it returns.
   using ProcessTaker = std::function<void(Result<std::vector<ProcessRow>>)>;
   virtual std::shared_ptr<void> followProcesses(ProcessTaker taker) = 0;
 
-  /// Sends a signal to the process that has this number and was started then (see ProcessRow), and to no other that
-  /// has got its number since. The failure's description is a clause for the user.
+  /// Sends a signal to the process with this id and start time (see ProcessRow), never to another one that has since
+  /// got the same id. The failure's description is a clause for the user.
   virtual Result<void> signal(pid_t pid, std::int64_t started, int number) = 0;
 };
 

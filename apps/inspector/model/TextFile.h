@@ -11,13 +11,13 @@
 
 namespace corvane::inspector {
 
-/// Contents of a file, up to `limit` bytes of it; std::nullopt if it cannot be read. Never waits for a writer.
+/// The contents of a file, at most `limit` bytes; std::nullopt if it cannot be read. Never waits for a writer.
 std::optional<std::string> readText(const std::string& path, std::size_t limit = std::size_t{1} << 20U);
 
-/// The last `limit` bytes of a file, from the first line that is whole; std::nullopt if it cannot be read.
+/// The last `limit` bytes of a file, from the first whole line; std::nullopt if it cannot be read.
 std::optional<std::string> readTail(const std::string& path, std::size_t limit);
 
-/// Writes a file, or what else stands at the path.
+/// Writes to a file, or to whatever else is at the path.
 Result<void> writeText(const std::string& path, std::string_view text);
 
 /// The lines of a text.

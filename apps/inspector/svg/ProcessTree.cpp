@@ -34,7 +34,7 @@ std::shared_ptr<Tree> processTree(const std::vector<ProcessRow>& rows, std::opti
     const auto process = processes.find(row.pid);
     if (process == processes.end()) continue;
     const auto parent = processes.find(row.parent);
-    // A process that started later has the number of a parent that has ended.
+    // A process that started later has reused the id of a parent that has ended.
     const bool known = parent != processes.end() && parent != process && parent->second.row->started <= row.started;
     (known ? *parent->second.node : *root).addChildNode(process->second.node);
   }

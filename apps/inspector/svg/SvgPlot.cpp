@@ -24,14 +24,15 @@ class Axis {
     m_high = std::max(m_high, value);
   }
 
-  /// Puts the values between `from` and `to` pixels. The ticks are multiples of 1, 2 or 5 times a power of ten.
+  /// Maps the values to the range from `from` to `to` in pixels. The ticks are multiples of 1, 2 or 5 times a power of
+  /// ten.
   void fit(double from, double to) {
     if (m_low > m_high) m_low = m_high = 0;
     if (m_low == m_high) m_high = m_low + std::max(1.0, std::abs(m_low) * 0.1);
     const double rough = (m_high - m_low) / TICKS;
     const double power = std::pow(10, std::floor(std::log10(rough)));
     m_step = power * (rough <= power ? 1 : rough <= 2 * power ? 2 : rough <= 5 * power ? 5 : 10);
-    // A hair of the data beyond a tick, such as what rounding leaves, opens no new interval.
+    // Data that exceeds a tick only by rounding errors does not start another interval.
     m_low = std::floor(m_low / m_step + 1e-6) * m_step;
     m_high = std::ceil(m_high / m_step - 1e-6) * m_step;
     m_from = from;

@@ -5,8 +5,8 @@
 
 namespace corvane::inspector {
 
-/// A figure as an SVG picture: panels below each other over one horizontal axis, with ticks, a grid, and a legend at
-/// the right. Texts are UTF-8. The axes span the data, from tick to tick.
+/// A figure as an SVG picture: panels stacked over one horizontal axis, with ticks, a grid, and a legend on the right.
+/// Texts are UTF-8. The axes span the data, from tick to tick.
 struct SvgPlot {
   struct Point {
     double x, y;
@@ -14,15 +14,15 @@ struct SvgPlot {
   struct Line {
     std::string colour;  ///< as in CSS
     bool dashed = false;
-    std::string label = {};          ///< in the legend; without one the line is not listed
+    std::string label = {};          ///< in the legend; a line without a label is not listed
     std::string note = {};           ///< below the label, in smaller letters
-    std::vector<Point> points = {};  ///< in the order of drawing; one that is not finite leaves a gap
+    std::vector<Point> points = {};  ///< in drawing order; a point that is not finite leaves a gap
   };
   struct Panel {
     std::string axis;              ///< quantity and unit of the vertical axis
     std::vector<Line> lines = {};  ///< later ones are drawn over earlier ones
   };
-  /// Something that happened, drawn as a vertical line through all panels.
+  /// An event, drawn as a vertical line through all panels.
   struct Mark {
     double x;
     std::string label;

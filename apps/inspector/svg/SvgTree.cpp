@@ -106,7 +106,7 @@ class Drawing {
 
   LayoutBox m_area;
   std::vector<Box> m_boxes;
-  std::vector<double> m_left = {MARGIN};  // of each level; until all nodes are placed, the width of the level before
+  std::vector<double> m_left = {MARGIN};  // of each level; until all nodes are placed, the width of the previous level
 };
 
 }  // namespace

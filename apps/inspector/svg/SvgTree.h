@@ -6,35 +6,35 @@
 
 namespace corvane::inspector {
 
-/// What SvgTree draws of a node: a box with a label.
+/// A node as drawn by SvgTree: a box with a label.
 struct SvgNode {
-  std::string label;      ///< a long one is cut, and whole when the pointer rests on the box
-  std::string note = {};  ///< stands behind the label and marks the box, unless empty
-  bool strong = false;    ///< drawn with emphasis
+  std::string label;      ///< a long label is cut; a tooltip shows it whole
+  std::string note = {};  ///< if not empty, follows the label and marks the box
+  bool strong = false;    ///< whether it is emphasised
 };
 
-/// A laid-out tree as an SVG picture: the root at the left, levels in columns, parents at half the height of their
-/// children, with connectors. One unit of the layout is a row. A node with hidden children has their number, and that
-/// of the nodes below them, for its note.
+/// A laid-out tree as an SVG picture: the root on the left, levels in columns, parents centred on their children, with
+/// connectors. One unit of the layout is a row. The note of a node with hidden children is the number of those and the
+/// nodes below them.
 class SvgTree {
  public:
   using Tree = LayoutTree<SvgNode>;
 
-  /// Characters of a label at most; those of East Asia count twice.
+  /// The greatest length of a label in characters; wide (East Asian) ones count twice.
   static constexpr std::size_t MOST_COLUMNS = 28;
 
-  /// What hideLarge() is usually given.
+  /// The usual argument of hideLarge().
   static constexpr std::size_t HIDE = 50;
 
-  /// Hides the children of nodes with more than `most` nodes shown below them, from the lowest up; the root keeps its
-  /// own. Sets the separations.
+  /// Hides the children of nodes with more than `most` nodes shown below them, from the lowest up; the root's children
+  /// stay visible. Sets the separations.
   static void hideLarge(Tree& root, std::size_t most);
 
-  /// Hides the children for which there is no room among so many shown nodes, from the root down; the root keeps its
-  /// own. Sets the separations.
+  /// Hides children so that about `most` nodes are shown, from the root down; the root's children stay visible. Sets
+  /// the separations.
   static void fit(Tree& root, std::size_t most);
 
-  /// The picture of the visible nodes, which have been given their positions.
+  /// The picture of the visible nodes, whose positions must have been calculated.
   static std::string svg(Tree& root, const std::string& title);
 };
 

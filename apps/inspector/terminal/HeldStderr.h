@@ -2,20 +2,20 @@
 
 namespace corvane::inspector {
 
-/// Keeps standard error off a screen: while the object lives and standard error is a terminal, what the process writes
-/// there is held in a pipe (the first 64 KiB of it; more is dropped) and written out by release().
+/// Keeps standard error off the screen: if standard error is a terminal, what the process writes there while the object
+/// lives is held in a pipe (the first 64 KiB; more is dropped) and written out by release().
 class HeldStderr {
  public:
   HeldStderr();
 
-  /// Releases.
+  /// Calls release().
   ~HeldStderr();
 
   HeldStderr(const HeldStderr&) = delete;
   HeldStderr& operator=(const HeldStderr&) = delete;
 
-  /// Points standard error back to where it was and writes out what was held; again does nothing. May be called in a
-  /// signal handler.
+  /// Restores standard error and writes out what was held; calling it again does nothing. May be called in a signal
+  /// handler.
   void release() noexcept;
 
  private:

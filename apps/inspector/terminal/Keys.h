@@ -1,6 +1,6 @@
 #pragma once
 
-/// A key: a byte of what it types, or one of these.
+/// A key: a byte of the text that it types, or one of these.
 namespace corvane::inspector::key {
 
 inline constexpr int UP = 0x11'0000;
@@ -11,7 +11,7 @@ inline constexpr int PAGE_UP = 0x11'0004;
 inline constexpr int PAGE_DOWN = 0x11'0005;
 inline constexpr int BACKSPACE = 0x11'0006;
 inline constexpr int ENTER = 0x11'0007;
-inline constexpr int OTHER = 0x11'0008;  ///< one that means nothing here
+inline constexpr int OTHER = 0x11'0008;  ///< any key without a meaning here
 inline constexpr int ESCAPE = 27;
 inline constexpr int CONTROL_L = 12;
 inline constexpr int CONTROL_Z = 26;

@@ -27,10 +27,10 @@ enum Pair : short { CYAN = 1, GREEN, YELLOW };
 }  // namespace
 
 struct Screen::Terminal {
-  // Ignored from before ncurses looks at it: its own handler would draw on whichever thread gets the signal.
+  // Ignored before ncurses checks it: ncurses' own handler would draw on whichever thread gets the signal.
   void (*suspendAction)(int) = std::signal(SIGTSTP, SIG_IGN);
   SCREEN* screen = nullptr;
-  WINDOW* input = nullptr;  // reading keys from a window of its own leaves the shown one alone
+  WINDOW* input = nullptr;  // reading keys from a separate window does not affect the shown one
   bool colour = false;
 
   Terminal() = default;
@@ -68,8 +68,8 @@ struct Screen::Terminal {
     return A_NORMAL;
   }
 
-  // After an escape: drops the rest of a key that this kind of terminal should not have, which would otherwise pass
-  // for several keys. False if nothing follows, so that it was the key of that name.
+  // After an escape: drops the rest of the sequence of an unknown key, which would otherwise be taken for several keys.
+  // False if nothing follows, so that it was the escape key.
   bool skipSequence() const {
     int next = wgetch(input);
     if (next == ERR) return false;
@@ -80,7 +80,7 @@ struct Screen::Terminal {
     return true;
   }
 
-  // Control-Z is taken as a key.
+  // Makes Control-Z an ordinary key.
   static void disableSuspendKey() {
     termios settings{};
     if (tcgetattr(STDIN_FILENO, &settings) != 0) return;
@@ -118,7 +118,7 @@ std::unique_ptr<Screen> Screen::open() {
   return result;
 }
 
-// The terminal first, so that what was held of standard error is written to the restored one.
+// The terminal first, so that the held standard error is written to the restored terminal.
 Screen::~Screen() {
   m_terminal.reset();
 }

@@ -10,8 +10,8 @@
 
 namespace corvane::inspector {
 
-/// The terminal as a full screen, from open() to the destructor; whatever ends the process gives the terminal back.
-/// On the main queue only.
+/// The terminal as a full screen, from open() to the destructor. The terminal is restored however the process ends. On
+/// the main queue only.
 class Screen {
  public:
   /// Null if standard input and output are not a terminal that can show a screen.
@@ -26,16 +26,16 @@ class Screen {
 
   void show(const Frame& frame);
 
-  /// The next key that was pressed, see Keys.h; std::nullopt if there is none.
+  /// The next key that was pressed (see Keys.h); std::nullopt if there is none.
   std::optional<int> readKey();
 
-  /// Takes the terminal's new size.
+  /// Adapts to the terminal's new size.
   void resize();
 
-  /// Draws everything anew at the next show(), over whatever the terminal shows.
+  /// Makes the next show() redraw everything, whatever the terminal shows.
   void redraw();
 
-  /// Gives the terminal to the shell and stops the process (as Control-Z does) until it is continued.
+  /// Returns the terminal to the shell and stops the process (as Control-Z does) until it is continued.
   void suspend();
 
  private:

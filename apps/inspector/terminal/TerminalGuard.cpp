@@ -13,7 +13,7 @@ namespace corvane::inspector {
 
 namespace {
 
-// Signals whose default ends the process and that the main loop does not handle.
+// Signals that end the process by default and that the main loop does not handle.
 constexpr std::array SIGNALS = {SIGABRT, SIGBUS,  SIGFPE,  SIGILL,  SIGQUIT, SIGSEGV,
                                 SIGSYS,  SIGTRAP, SIGALRM, SIGUSR1, SIGUSR2};
 
@@ -35,7 +35,7 @@ void restore() noexcept {
   s_state.held->release();
 }
 
-// SA_RESETHAND has put the default back; raised again, the signal takes effect when the handler returns.
+// SA_RESETHAND has restored the default; raised again, the signal takes effect when the handler returns.
 void onSignal(int number) {
   restore();
   raise(number);

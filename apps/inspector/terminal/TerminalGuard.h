@@ -6,19 +6,19 @@
 
 namespace corvane::inspector {
 
-/// Gives the user's terminal back when the process ends while the screen is up: on a crash, on abort(), on a signal
-/// that nothing else handles, and on exit(). One at a time; made before the screen changes the terminal.
+/// Restores the user's terminal if the process ends while the screen is active: on a crash, abort(), an otherwise
+/// unhandled signal, or exit(). One at a time; create it before the screen changes the terminal.
 class TerminalGuard {
  public:
   explicit TerminalGuard(HeldStderr& held);
 
-  /// Disarms: the screen has been ended in order.
+  /// Disarms the guard: the screen has ended properly.
   ~TerminalGuard();
 
   TerminalGuard(const TerminalGuard&) = delete;
   TerminalGuard& operator=(const TerminalGuard&) = delete;
 
-  /// What the terminal must be sent. Armed from here on.
+  /// Arms the guard with the sequence to send to the terminal.
   void arm(const std::string& sequence);
 };
 

@@ -1,6 +1,6 @@
 #include "apps/inspector/terminal/Terminfo.h"
 
-// In a file of its own, because <term.h> makes macros of everyday words.
+// In a separate file, because <term.h> defines macros with everyday names.
 #include <curses.h>
 #include <term.h>
 #include <unistd.h>

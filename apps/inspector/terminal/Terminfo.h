@@ -4,10 +4,10 @@
 
 namespace corvane::inspector {
 
-/// True if standard output's terminal is of a known kind and its cursor can be put anywhere.
+/// True if standard output's terminal is of a known kind and its cursor can be positioned.
 bool terminalShowsScreens();
 
-/// What makes the current terminal do something, by terminfo's name for it; empty if the terminal cannot.
+/// The current terminal's sequence for a terminfo capability; empty if the terminal does not have it.
 std::string terminalSequence(const char* capability);
 
 }  // namespace corvane::inspector

@@ -83,7 +83,7 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t columns) {
   do {
     std::string piece = clipped(text, std::max(columns, indent.size() + 1) - indent.size());
     const auto blank = piece.rfind(' ');
-    // At a blank, unless that leaves most of the line empty.
+    // Breaks at a blank, unless that leaves most of the line empty.
     if (piece.size() < text.size() && blank != piece.npos && blank > piece.size() / 2) piece.resize(blank + 1);
     lines.push_back(indent + piece);
     text.remove_prefix(piece.size());

@@ -15,7 +15,7 @@ struct Span {
 
 using Line = std::vector<Span>;
 
-/// What the screen shows, from the top; what does not fit is cut off.
+/// The lines of the screen, from the top; what does not fit is cut off.
 using Frame = std::vector<Line>;
 
 }  // namespace corvane::inspector

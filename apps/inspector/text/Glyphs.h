@@ -5,7 +5,7 @@
 
 namespace corvane::inspector {
 
-/// The signs beyond plain letters, in two sets.
+/// The special characters, in two sets.
 struct Glyphs {
   std::array<std::string_view, 8> bars;  ///< from the lowest to the highest
   std::string_view micro;
@@ -13,7 +13,7 @@ struct Glyphs {
   std::string_view up;
   std::string_view down;
   std::string_view rule;
-  bool ascii;  ///< nothing but ASCII may be shown
+  bool ascii;  ///< whether only ASCII may be shown
 
   static const Glyphs UNICODE;
   static const Glyphs ASCII;

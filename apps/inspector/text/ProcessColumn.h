@@ -8,13 +8,13 @@
 
 namespace corvane::inspector {
 
-/// How one property of processes is shown to people, and what it is called.
+/// The display of one property of processes, and its name.
 struct ProcessColumnStyle {
   ProcessColumn column;
   std::string_view word;  ///< on the command line
   std::string_view title;
-  bool isNumber;  ///< aligned to the right; who sorts by it wants to see the largest first
-  /// The text; "-" if it is not known. Names and commands are bytes from outside, see printable().
+  bool isNumber;  ///< right-aligned, and sorted from the largest by default
+  /// The text; "-" if unknown. Names and commands are unchecked bytes; see printable().
   std::string (*cell)(const ProcessRow& row);
 };
 

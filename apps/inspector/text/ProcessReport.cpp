@@ -11,9 +11,9 @@ namespace corvane::inspector {
 namespace {
 
 constexpr std::size_t GAP = 2;
-constexpr std::size_t USEFUL = 12;  // a text column that is cut shorter than this is of no use
+constexpr std::size_t USEFUL = 12;  // a text column that is narrower than this is useless
 
-// What narrow tables leave out, in this order.
+// The columns that narrow tables omit, in this order.
 constexpr std::array DISPENSABLE = {ProcessColumn::COMMAND, ProcessColumn::TIME,   ProcessColumn::THREADS,
                                     ProcessColumn::KIND,    ProcessColumn::PARENT, ProcessColumn::USER,
                                     ProcessColumn::STATE};
@@ -33,7 +33,7 @@ Cells cellsOf(const ProcessColumnStyle& style, const std::vector<ProcessRow>& ro
   return cells;
 }
 
-// The least that the columns need.
+// The minimum width of the columns.
 std::size_t least(const std::vector<Cells>& columns) {
   std::size_t width = std::min(columns.back().width, USEFUL);
   for (const Cells& cells : columns)

@@ -46,7 +46,7 @@ Range fromZero(const Readings&, Range shown) {
   return {0, shown.high};
 }
 
-// Small changes of a large number are visible, but noise of one or two does not look like a storm.
+// Small changes of a large number are visible, but noise of one or two is not exaggerated.
 Range aroundShown(const Readings&, Range shown) {
   static constexpr double SPAN = 8;
   const double missing = std::max(0.0, SPAN - (shown.high - shown.low));

@@ -10,14 +10,14 @@
 
 namespace corvane::inspector {
 
-/// How one reading is shown to people.
+/// The display of one reading.
 struct ReadingRow {
   Gauge gauge;
   std::string_view name;
   std::string_view shortName;
   /// The reading with its unit; empty if there is none.
   std::string (*value)(const Readings& readings, const Glyphs& glyphs);
-  /// What the graph's ends stand for, given what it shows.
+  /// The range of the graph, given the range of the values shown.
   Range (*range)(const Readings& readings, Range shown);
 };
 

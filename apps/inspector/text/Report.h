@@ -8,14 +8,14 @@
 
 namespace corvane::inspector {
 
-/// The readings in one line for people, without the line's end.
+/// The readings in one human-readable line, without a line end.
 std::string plainLine(const Readings& readings, const Glyphs& glyphs);
 
-/// The repeaters' statistics as a table for people.
+/// The repeaters' statistics as a human-readable table.
 std::string plainTable(const std::vector<RepeaterRow>& rows, const Glyphs& glyphs);
 
-/// Readings and statistics as one JSON object in one line, without the line's end. Rates are bytes a second; what could
-/// not be read is null.
+/// Readings and statistics as a JSON object in one line, without a line end. Rates are in bytes per second; missing
+/// readings are null.
 std::string jsonLine(const Readings& readings, const std::vector<RepeaterRow>& rows, Timeval time);
 
 }  // namespace corvane::inspector

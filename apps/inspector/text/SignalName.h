@@ -4,7 +4,7 @@
 
 namespace corvane::inspector {
 
-/// "SIGTERM"; "signal 40" for one without a name of its own.
+/// "SIGTERM"; "signal 40" for a signal without a name.
 std::string signalName(int number);
 
 }  // namespace corvane::inspector

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t GAP = 2;
 
-// Calls `visit` with each column that is shown, its place, the blanks before it and its width.
+// Calls `visit` with each visible column, its position, the blanks before it and its width.
 template <class Visit>
 void eachShown(std::span<const TableColumn> table, std::size_t columns, Visit visit) {
   std::vector<std::size_t> shown;
