@@ -60,10 +60,8 @@ TEST_F(LineReaderTest, TriesToOpenAgainAndReportsEachFailure) {
   LineReader reader(path);
   for (int i = 0; i < 2; ++i)
     EXPECT_THAT(complaintsAbout(std::move(reader)), EndsWith(": Cannot open file: " + path + "\n"));
-  home.write("later", "now\n");
-  EXPECT_EQ(reader.readline(), "now\n");
   home.write("later", "now\nand then\n");
-  EXPECT_EQ(reader.readline(), "and then\n") << "the file stays open";
+  for (const char* line : {"now\n", "and then\n"}) EXPECT_EQ(reader.readline(), line);
 }
 
 TEST_F(LineReaderTest, WhatIsNotAReadableFileGivesNoLines) {

@@ -402,7 +402,8 @@ TEST_F(UserDefaultsTest, WhatPermissionsForbidIsLeftAloneAndReadAsFarAsPossible)
 
 TEST_F(UserDefaultsTest, ThingsThatAreNotFilesAreLeftAlone) {
   const auto refusal = [] { return standardErrorOf([] { EXPECT_FALSE(fresh()->set("a", 1)); }); };
-  fs::create_directories(database);
+  fs::create_directories(folder);
+  ASSERT_EQ(mkfifo(database.c_str(), 0600), 0);
   EXPECT_THAT(refusal(), HasSubstr(database + ": not a regular file"));
   fs::remove_all(folder);
   home.write(".config/corvane", "a file where the folder should be");
