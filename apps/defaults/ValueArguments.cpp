@@ -72,7 +72,7 @@ bool looksLikeOption(std::string_view text) {
   return text == "--" || (text.size() > 1 && text[0] == '-' && text[1] >= 'a' && text[1] <= 'z');
 }
 
-// Takes one plain value, with its option if it has one, off the front.
+// Takes one plain value from the front, with its type option if it has one.
 Parsed takePlain(const Arguments& arguments, std::size_t& at) {
   const std::string_view first = arguments[at++];
   if (!looksLikeOption(first)) return textValue(first);

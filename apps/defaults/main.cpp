@@ -23,7 +23,7 @@ namespace corvane::defaults {
 
 namespace {
 
-// How a command ended: status 2 for wrong usage, 1 for a failure.
+// How a command failed: status 2 for wrong usage, otherwise 1.
 struct Failure {
   int status;
   std::string text;
@@ -41,7 +41,7 @@ std::string domainName(std::string_view argument) {
   return std::string(argument == "-g" || argument == "--global" ? UserDefaults::GLOBAL_DOMAIN : argument);
 }
 
-// What the library would write to a log.
+// The lines that the library would write to a log.
 std::vector<std::string>& notices() {
   static std::vector<std::string> lines;
   return lines;
@@ -53,7 +53,7 @@ void print(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-// A domain that must exist, and its content.
+// A domain, which must exist, and its content.
 struct Existing {
   UserDefaults defaults;
   Value::Dictionary content;
@@ -86,7 +86,7 @@ Outcome stored(const Result<void>& result) {
   return {};
 }
 
-// Calls `use` with each domain that has settings. One that cannot be read does not hide the others.
+// Calls `use` with each domain that has settings. A domain that cannot be read does not hide the others.
 Outcome forEachDomain(const std::function<void(const std::string&, const Value::Dictionary&)>& use) {
   const auto names = UserDefaults::domains();
   if (!names) return failed(names.error().description);
@@ -168,7 +168,7 @@ Outcome find(const Arguments& arguments) {
   return {};
 }
 
-// Writes to what is at a path: replaces a regular file, even through a link; writes into anything else.
+// Writes to a path: replaces a regular file, even through a link; writes into anything else.
 Result<void> writeTo(const std::string& path, const Value& list, PropertyListFormat format) {
   namespace fs = std::filesystem;
   std::error_code error;
@@ -176,7 +176,7 @@ Result<void> writeTo(const std::string& path, const Value& list, PropertyListFor
   if (!fs::exists(there)) return writePropertyListFile(list, path, format);
   if (fs::is_regular_file(there)) {
     const fs::path file = fs::is_symlink(path, error) ? fs::canonical(path, error) : fs::path(path);
-    if (!error) return writePropertyListFile(list, file, format);  // otherwise it no longer has a name
+    if (!error) return writePropertyListFile(list, file, format);  // otherwise the file no longer has a name
   }
   const auto bytes = writePropertyList(list, format);
   if (!bytes) return tl::unexpected<Error>(bytes.error());
@@ -241,7 +241,7 @@ int finish(Outcome outcome) {
   return outcome.error().status == 2 ? failUsage(outcome.error().text) : fail(outcome.error().text);
 }
 
-// Runs a command that takes from LEAST to MOST operands. "--" before them says that the first one is not an option.
+// Runs a command that takes from LEAST to MOST operands. "--" before them means that the first one is not an option.
 template <Outcome (*COMMAND)(const Arguments& arguments), std::size_t LEAST, std::size_t MOST>
 int run(const Arguments& arguments) {
   Arguments operands = arguments;

@@ -68,7 +68,7 @@ tl::expected<Options, std::string> parse(const Arguments& arguments) {
   return options;
 }
 
-// What --post stands for: the text itself, or after an @ the contents of a file; std::nullopt if it cannot be read.
+// The data for --post: the text itself, or after an @ the contents of a file; std::nullopt if it cannot be read.
 std::optional<Data> postData(const std::string& argument) {
   if (!argument.starts_with("@")) return Data{{argument.begin(), argument.end()}};
   std::ifstream file(argument.substr(1), std::ios::binary);
@@ -85,7 +85,7 @@ std::string headersOf(const HTTPResponse& response) {
   return text;
 }
 
-// Why there is no answer.
+// The reason why there is no answer.
 std::string reasonOf(const Options& options, std::optional<std::int64_t> status, const std::string& error) {
   if (status) return error.empty() ? "no answer within " + std::to_string(options.limit) + " ms" : error;
   return options.post || Bundle::mainBundle()->appVersionName() ? "not a valid URL" : "this program has no bundle";

@@ -15,7 +15,7 @@ namespace corvane::inspector {
 
 namespace {
 
-// Even the colour-blind can tell them apart: blue, vermilion, green of Okabe and Ito's palette.
+// Distinguishable even by the colour-blind: blue, vermilion and green from Okabe and Ito's palette.
 constexpr std::array COLOURS = {"#0072b2", "#d55e00", "#009e73"};
 
 SvgPlot heaterPlot() {

@@ -18,7 +18,7 @@ class Heater {
 
   double temperature() const { return m_temperature; }
 
-  /// A step of time at this power.
+  /// Simulates one step of time at this power.
   void run(double power, double room) {
     m_pipe.push_back(power);
     const double goal = room + HeaterTrial::GAIN * m_pipe.front();
@@ -28,10 +28,10 @@ class Heater {
 
  private:
   double m_temperature;
-  std::deque<double> m_pipe;  // the power that is still on its way
+  std::deque<double> m_pipe;  // the power that has not taken effect yet
 };
 
-// Time that passes by the trial's steps alone.
+// Time that passes only with the trial's steps.
 struct SimulatedTime {
   SimulatedTime() { Clock::setManual(0); }
   ~SimulatedTime() { Clock::endManual(); }
@@ -41,7 +41,7 @@ struct SimulatedTime {
   static void pass() { Clock::advanceManual(static_cast<std::int64_t>(HeaterTrial::STEP * 1e9)); }
 };
 
-// From the form with times to that with three gains.
+// Converts from the form with times to the one with three gains.
 Tuning withTimes(std::string name, double gain, double integralTime, double derivativeTime) {
   return {std::move(name), gain, gain / integralTime, gain * derivativeTime};
 }
@@ -57,7 +57,7 @@ std::vector<HeaterTrial::Sample> HeaterTrial::run(const Tuning& tuning) {
   for (double time = 0; time <= END; time += STEP) {
     const double setpoint = time < SETPOINT_CHANGE ? 60 : 50;
     SimulatedTime::pass();
-    // Without gains at first, so that the derivative starts at the present temperature.
+    // Initially without gains, so that the derivative starts at the current temperature.
     if (samples.empty()) {
       control.output(setpoint, heater.temperature(), false);
       control.coeff(tuning.kp, tuning.ki, tuning.kd);
@@ -71,7 +71,7 @@ std::vector<HeaterTrial::Sample> HeaterTrial::run(const Tuning& tuning) {
 }
 
 std::vector<Tuning> HeaterTrial::tunings() {
-  const double slope = GAIN * DELAY / LAG;  // what the step response falls short by in its delay
+  const double slope = GAIN * DELAY / LAG;  // the shortfall of the step response during its delay
   return {{"Proportional", 3, 0, 0},
           withTimes("AMIGO", (0.2 + 0.45 * LAG / DELAY) / GAIN, DELAY * (0.4 * DELAY + 0.8 * LAG) / (DELAY + 0.1 * LAG),
                     0.5 * DELAY * LAG / (0.3 * DELAY + LAG)),

@@ -41,7 +41,7 @@ int listArchives(const std::string& path) {
   return statusAfterOutput(writeOut(text));
 }
 
-// The logs that came after the one shown, the newest first: several if the log was rotated more than once meanwhile.
+// The logs after the one shown, the newest first: several if the log has been rotated more than once meanwhile.
 std::vector<OpenLog> successors(const std::string& path, const std::optional<OpenLog>& shown) {
   std::vector<OpenLog> logs;
   if (auto live = OpenLog::open(path)) logs.push_back(std::move(*live));
@@ -51,15 +51,15 @@ std::vector<OpenLog> successors(const std::string& path, const std::optional<Ope
     auto archive = OpenLog::open(archiveOf(path, number));
     if (!archive) continue;
     if (archive->isSameAs(*shown)) return logs;
-    // A rotation at this very moment shows a file twice.
+    // A rotation at this very moment may list a file twice.
     const auto isArchive = [&](const OpenLog& log) { return log.isSameAs(*archive); };
     if (std::ranges::none_of(logs, isArchive)) logs.push_back(std::move(*archive));
   }
-  logs.erase(logs.begin() + static_cast<std::ptrdiff_t>(without), logs.end());  // the one shown was deleted
+  logs.erase(logs.begin() + static_cast<std::ptrdiff_t>(without), logs.end());  // the one shown has been deleted
   return logs;
 }
 
-// Shows what is written until the output fails or has no reader any longer.
+// Shows new lines until the output fails or no longer has a reader.
 int follow(const std::string& path, std::optional<OpenLog> log) {
   static constexpr int INTERVAL_MSEC = 200;
   pollfd output = {.fd = STDOUT_FILENO, .events = 0, .revents = 0};
@@ -84,7 +84,7 @@ int showArchive(const std::string& path, unsigned lines) {
   return statusAfterOutput(archive->show());
 }
 
-// The archives that hold the last so many lines, the newest first.
+// The archives that contain the last `lines` lines, the newest first.
 std::vector<OpenLog> newestArchives(const std::string& path, unsigned lines) {
   std::vector<OpenLog> archives;
   for (unsigned number = 0; number <= Logger::MAX_LOGS && lines > 0; ++number) {

@@ -27,7 +27,7 @@ tl::expected<LogOptions, std::string> LogOptions::parse(const Arguments& argumen
     } else if (option.name() == "--identifier") {
       const auto identifier = option.value();
       if (!identifier) return tl::unexpected(identifier.error());
-      // It becomes the name of a folder.
+      // It is used as the name of a folder.
       if (*identifier == "." || *identifier == ".." || identifier->find('/') != identifier->npos)
         return option.failure("expects an identifier like org.corvane.Inspector");
       options.identifier = *identifier;

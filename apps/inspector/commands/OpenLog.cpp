@@ -14,7 +14,7 @@ namespace {
 
 using Block = std::array<char, 32768>;
 
-// What a file holds at a place, as far as the block reaches and the file goes.
+// The content of a file from a position on, limited by the block's size and the end.
 std::string_view read(int fd, off_t from, off_t end, Block& block) {
   const auto wanted = std::min(static_cast<std::size_t>(std::max<off_t>(0, end - from)), block.size());
   const ssize_t got = uninterrupted([&] { return pread(fd, block.data(), wanted, from); });
@@ -40,7 +40,7 @@ unsigned OpenLog::skipToTail(unsigned lines) {
   Block block;
   m_shown = size();
   if (lines == 0 || m_shown == 0) return lines;
-  // The line feed at the very end begins no line.
+  // The line feed at the very end does not begin a line.
   off_t end = m_shown - 1;
   while (end > 0) {
     const off_t begin = std::max<off_t>(0, end - static_cast<off_t>(block.size()));

@@ -44,7 +44,7 @@ std::optional<uid_t> userOf(std::string_view text) {
   return numberIn<uid_t>(text);
 }
 
-// Takes the option's value into the options; an error if it is invalid.
+// Stores the option's value in the options; an error if it is invalid.
 tl::expected<void, std::string> read(OptionReader& option, Options& options) {
   if (option.name() == "--for") return option.seconds().map([&](unsigned seconds) { options.seconds = seconds; });
   if (option.name() == "--json" || option.name() == "--tree") {
@@ -85,7 +85,7 @@ tl::expected<Options, std::string> parse(const Arguments& arguments) {
   return options;
 }
 
-// Keeps those that the user asks for; for a tree also those above them.
+// Keeps the processes that the user asks for; for a tree, also those above them.
 void select(std::vector<ProcessRow>& rows, const Options& options) {
   const ProcessFilter filter(options.filter);
   std::map<pid_t, pid_t> parents;

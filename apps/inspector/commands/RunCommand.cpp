@@ -34,7 +34,7 @@ bool isFile(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// The path of a command, as the shell finds it; std::nullopt if there is none. One that may not be executed is
+// The path of a command, as the shell finds it; std::nullopt if there is none. A file that may not be executed is
 // better than none.
 std::optional<std::string> pathOf(const std::string& command) {
   if (command.find('/') != std::string::npos) return command;
@@ -64,13 +64,13 @@ std::uint64_t ownPeak() {
   return 0;
 }
 
-// Takes the signals that would end this process and passes them on to the child, until that has ended. Those of the
-// terminal's keys have reached the child already.
+// Receives the signals that would end this process and passes them on to the child until it has ended. Signals from the
+// terminal's keys have already reached the child.
 class Signals {
  public:
-  // Before there are other threads, so that all of them leave the signals to this one.
+  // Created before other threads, so that all of them block these signals.
   Signals() {
-    ::signal(SIGCHLD, SIG_DFL);  // if it were ignored, the child's status would be lost
+    ::signal(SIGCHLD, SIG_DFL);  // if it stayed ignored, the child's status would be lost
     sigemptyset(&m_set);
     for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGCHLD}) sigaddset(&m_set, number);
     pthread_sigmask(SIG_BLOCK, &m_set, nullptr);
@@ -88,13 +88,13 @@ class Signals {
   sigset_t m_set{};
 };
 
-// What a command took.
+// The resources that a command used.
 struct Outcome {
   int status;
   bool killed;  // the status is a signal's number
   std::chrono::duration<double> wall;
   rusage usage;
-  std::uint64_t floor;  // a peak of memory that is not above it is not known
+  std::uint64_t floor;  // a peak of memory up to this is unknown
 
   std::uint64_t peak() const { return static_cast<std::uint64_t>(usage.ru_maxrss) * 1024; }
 };
@@ -156,7 +156,7 @@ int runCommand(const Arguments& arguments) {
     if (error.code == ENOENT && isFile(*path)) return failed("its interpreter is missing", NOT_STARTED);
     return failed(error.description, error.code == ENOENT ? NOT_FOUND : NOT_STARTED);
   }
-  // The child is started in this process's memory, and its peak begins with the peak of that.
+  // The child starts in this process's memory, so its peak starts from the peak of this process.
   const std::uint64_t floor = ownPeak();
   signals.forwardTo(*task);
   const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - started;

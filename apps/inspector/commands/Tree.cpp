@@ -58,7 +58,7 @@ struct Entry {
   std::size_t parent;
   std::size_t depth;
   bool isFolder;
-  std::string note = {};  // why nothing of a folder is shown
+  std::string note = {};  // the reason why a folder's content is not shown
 };
 
 // The folder and what is in it, parents before their children; an error if not even the folder can be read.

@@ -25,10 +25,10 @@ namespace corvane::inspector {
 
 namespace {
 
-/// What ends the program from outside.
+/// The signals that end the program.
 class EndSignals {
  public:
-  /// The signal that came; 0 if none.
+  /// The signal that has arrived; 0 if none.
   int received() const { return m_received; }
 
   void end(int number) {
@@ -43,7 +43,7 @@ class EndSignals {
   MainLoopSource m_terminate = MainLoopSource::signal(SIGTERM, [this] { end(SIGTERM); });
 };
 
-/// Is notified of changed settings; its name is seen on the page of the broadcaster.
+/// Called when settings change; its name is shown on the broadcaster page.
 struct SettingsReload {
   std::function<void()> reload;
   void operator()(std::string_view, const std::any&) const { reload(); }
@@ -75,7 +75,7 @@ int showLive(Screen& screen, LocalSource& source, EndSignals& signals, std::opti
               break;
           }
         }
-        view.settings().save(before);  // a failure goes to the log
+        view.settings().save(before);  // a failure is logged
         refresh();
       },
       [&signals] { signals.end(SIGHUP); });
@@ -83,7 +83,7 @@ int showLive(Screen& screen, LocalSource& source, EndSignals& signals, std::opti
     screen.resize();
     refresh();
   });
-  // Including those made by another live view and by the settings command.
+  // Including changes by another live view and by the settings command.
   const auto changes = Listen(UserDefaults::DID_CHANGE, SettingsReload{[&] {
                                 view.apply(ViewSettings::load());
                                 refresh();
@@ -103,12 +103,12 @@ int print(ViewOptions::Format format, LocalSource& source, unsigned seconds) {
   int error = 0;
   bool first = true;
   source.repeaters().start(json ? "JSON output" : "plain output", 1, [&] {
-    // The first run comes at once, when there are no rates yet.
+    // The first run is immediate, when there are no rates yet.
     if (std::exchange(first, false)) return;
     const std::string line =
         json ? jsonLine(source.readings(), source.repeaters().rows(), Timeval()) : plainLine(source.readings(), glyphs);
     error = writeOut(line + "\n");
-    // Runs come a little before or after their second.
+    // Runs come slightly before or after the full second.
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
     if (error != 0 || elapsed.count() + 0.5 >= seconds) MainLoop::quit();
   });
@@ -142,7 +142,7 @@ int view(const Arguments& arguments) {
   }
   MasterTimer::instance()->stop();
   logger->close();
-  // The parent sees what ended the process.
+  // Shows the parent what ended the process.
   if (received != 0) std::raise(received);
   return status;
 }

@@ -23,7 +23,7 @@ constexpr std::array HINTS = {Hint{"q", "quit"}, Hint{"h", "help"}, Hint{"b", "b
 constexpr std::array HELP = {Hint{"b esc", "back to the overview"},
                              Hint{"up down", "scroll; so do page up and down, home and end"}};
 
-// The class alone: the namespaces are the program's own.
+// The class name without the namespaces, which are those of the program.
 std::string shortName(const std::string& type) {
   const auto colons = type.find('<') == type.npos ? type.rfind("::") : type.npos;
   return colons == type.npos ? type : type.substr(colons + 2);

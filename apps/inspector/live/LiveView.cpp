@@ -26,7 +26,7 @@ void LiveView::apply(const ViewSettings& settings) {
   m_processes.sortBy(settings.processes.column, settings.processes.descending);
 }
 
-// The key of the page that is shown leads back.
+// The key of the current page leads back.
 void LiveView::show(Page& page) {
   Page* const next = &page == m_shown ? &m_overview : &page;
   m_shown->close();

@@ -6,7 +6,7 @@
 
 namespace corvane::inspector {
 
-// Owned by the GLib source, because it may be in a callback when the MainLoopSource goes.
+// Owned by the GLib source, because it may be in a callback when the MainLoopSource is destroyed.
 struct MainLoopSource::Callbacks {
   Callback callback;
   Callback hangup = {};

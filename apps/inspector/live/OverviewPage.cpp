@@ -121,7 +121,7 @@ Line OverviewPage::title(std::size_t columns) const {
   return {{NAME, Style::TITLE}, {middle}, {std::string(columns - width + 1, ' ')}, {clock}};
 }
 
-// Readings and table share the rows. The table gets half if both cannot be whole.
+// Readings and table share the rows. The table gets half if they do not both fit.
 Frame OverviewPage::draw(std::size_t rows, std::size_t columns) {
   m_table.setRows(m_source.repeaters().rows());
   Frame above = readings(rows, columns);
@@ -142,7 +142,7 @@ Frame OverviewPage::draw(std::size_t rows, std::size_t columns) {
 Frame OverviewPage::readings(std::size_t rows, std::size_t columns) const {
   std::vector<std::size_t> shown;
   for (std::size_t i = 0; i < READING_ROWS.size(); ++i) {
-    // Without sensors nothing is read.
+    // There are no readings without sensors.
     if (READING_ROWS[i].gauge != Gauge::TEMPERATURE || !m_source.history(Gauge::TEMPERATURE).empty())
       shown.push_back(i);
   }
@@ -152,7 +152,7 @@ Frame OverviewPage::readings(std::size_t rows, std::size_t columns) const {
     for (const std::size_t index : shown) frame.push_back(reading(index, columns));
     return frame;
   }
-  // On a low screen two stand side by side, without their graphs.
+  // On a low screen two are side by side, without their graphs.
   static constexpr std::size_t GAP = 2;
   const std::size_t width = std::min((columns - GAP) / 2, NARROWEST_PAIR);
   for (std::size_t i = 0; i < shown.size(); i += 2) {

@@ -8,7 +8,7 @@ namespace corvane::inspector {
 
 namespace {
 
-constexpr std::size_t WITH_HINTS = 6, WITH_TITLE = 4;  // the least rows for them
+constexpr std::size_t WITH_HINTS = 6, WITH_TITLE = 4;  // the minimum numbers of rows for them
 
 }  // namespace
 

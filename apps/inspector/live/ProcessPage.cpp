@@ -15,7 +15,7 @@ namespace corvane::inspector {
 
 namespace {
 
-// What is shown of PROCESS_COLUMNS, in this order, and how.
+// The columns of PROCESS_COLUMNS that are shown, in this order, and how.
 struct PageColumn {
   ProcessColumn column;
   char key;
@@ -212,7 +212,7 @@ void ProcessPage::send() {
 
 bool ProcessPage::moveBy(int pressed) {
   const auto last = static_cast<std::ptrdiff_t>(m_shown.size()) - 1;
-  // If nothing is selected, the next one down is the one at that place.
+  // If nothing is selected, moving down selects the row at that place.
   const std::ptrdiff_t down = m_selected ? 1 : 0;
   switch (pressed) {
     case key::UP:
@@ -270,7 +270,7 @@ Frame ProcessPage::prompt(std::size_t columns) const {
     case Mode::BROWSE:
       return m_message.empty() ? Frame() : Frame{{{m_message, Style::HEADING}}};
     case Mode::FILTER: {
-      // Its end is shown.
+      // Shows the end of the filter.
       const std::string text = printable(m_filter, m_glyphs);
       std::string_view seen = text;
       while (columnsOf(seen) + 2 > std::max<std::size_t>(columns, 2)) seen.remove_prefix(clipped(seen, 1).size());

@@ -12,7 +12,7 @@ namespace corvane::inspector {
 
 namespace {
 
-// The columns' words, in their order.
+// The words for the columns, in their order.
 constexpr std::array<std::string_view, 5> COLUMNS = {"name", "count", "total", "interval", "duration"};
 
 std::string_view wordOf(RepeaterColumn column) {

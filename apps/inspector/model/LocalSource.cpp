@@ -21,7 +21,7 @@ constexpr std::array<const char*, GAUGES> KEYS = {"processor",  "memory",      "
                                                   "network in", "network out", "processes", "temperature"};
 constexpr char HEARTBEAT[] = "heartbeat";
 
-// Writes what is broadcast to the log, off the main queue.
+// Writes what is broadcast to the log, on the broadcaster's queue.
 class HeartbeatLog : public Listener {
   void onBroadcast(const std::string& key, const std::any& object) override {
     Logger::instance()->log(key + ": " + std::any_cast<const std::string&>(object));
@@ -48,7 +48,7 @@ LocalSource::LocalSource(const std::string& root)
   for (std::size_t i = 0; i < GAUGES; ++i) AddListener(KEYS[i], m_histories[i] = std::make_shared<History>());
   AddListener(HEARTBEAT, m_heartbeatLog);
   startReaders();
-  // A program without an identifier, for instance a copy elsewhere, keeps no log.
+  // A program without an identifier, such as a copy in another folder, has no log.
   if (Bundle::mainBundle()->identifier()) m_repeaters.start("log heartbeat", 10, [this] { announceHeartbeat(); });
 }
 

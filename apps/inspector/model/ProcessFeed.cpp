@@ -10,7 +10,7 @@
 namespace corvane::inspector {
 
 struct ProcessFeed::Sampling {
-  Taker take;                             // empty once it is no longer wanted
+  Taker take;                             // empty once it is no longer needed
   bool busy = false;                      // a sample is being taken
   std::optional<ProcessSampler> sampler;  // used on the queue
   DispatchQueueSerial queue{"processes", QoS::USER_INITIATED};

@@ -51,7 +51,7 @@ void sortRows(std::vector<ProcessRow>& rows, ProcessColumn column, bool descendi
 
 bool ProcessFilter::matches(const ProcessRow& row) const {
   const auto has = [this](std::string_view text) { return containsIgnoringCase(text, m_text); };
-  // This program's own command line contains what it is asked to look for.
+  // This program's own command line contains the text that it searches for.
   const bool inCommand = row.pid != ::getpid() && has(commandLine(row));
   return inCommand || has(row.name) || has(row.path) || has(row.user) || std::to_string(row.pid) == m_text;
 }

@@ -130,7 +130,7 @@ std::optional<double> ProcessSampler::share(const ProcessRow& row) const {
   if (!m_before || m_interval < SHORTEST) return std::nullopt;
   const auto before = m_before->find(row.pid);
   const bool known = before != m_before->end() && before->second.started == row.started;
-  // One that was not there has used since then what it has used at all.
+  // A new process has used all of its time since then.
   const std::int64_t usec = row.processorUsec - (known ? before->second.usec : 0);
   return static_cast<double>(usec) / (m_interval.count() * 1e6) * 100;
 }

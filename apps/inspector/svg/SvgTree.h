@@ -30,7 +30,7 @@ class SvgTree {
   /// stay visible. Sets the separations.
   static void hideLarge(Tree& root, std::size_t most);
 
-  /// Hides children so that about `most` nodes are shown, from the root down; the root's children stay visible. Sets
+  /// Hides children so that at most `most` nodes are shown, from the root down; the root's children stay visible. Sets
   /// the separations.
   static void fit(Tree& root, std::size_t most);
 
