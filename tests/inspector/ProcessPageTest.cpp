@@ -43,12 +43,6 @@ ProcessRow process(pid_t pid, std::string name, double share, std::int64_t start
   return row;
 }
 
-std::vector<ProcessRow> manyProcesses(pid_t count) {
-  std::vector<ProcessRow> rows;
-  for (pid_t i = 1; i <= count; ++i) rows.push_back(process(i, "name" + std::to_string(i), 1000 - i));
-  return rows;
-}
-
 void press(ProcessPage& page, std::string_view keys) {
   for (const char pressed : keys) page.press(static_cast<unsigned char>(pressed));
 }
@@ -104,7 +98,9 @@ TEST(ProcessPage, SelectionFollowsItsProcessAndEndsWithIt) {
 
 TEST(ProcessPage, ScrollsAlongWithTheSelection) {
   GivenPage page(Glyphs::ASCII);
-  page.take(manyProcesses(100));
+  std::vector<ProcessRow> rows;
+  for (pid_t i = 1; i <= 100; ++i) rows.push_back(process(i, "name" + std::to_string(i), 1000 - i));
+  page.take(std::move(rows));
   compose(page, 13, 80);  // ten of them
   for (const auto& [pressed, name, first, last] :
        {std::tuple(key::PAGE_DOWN, "name10", 1, 10), std::tuple(key::DOWN, "name11", 2, 11),

@@ -7,6 +7,7 @@ import json
 import os
 import pwd
 import re
+import resource
 import select
 import shutil
 import signal
@@ -85,18 +86,11 @@ class LiveView(unittest.TestCase):
             self.assertLess(max(terminal.raw), 0x80)
 
     def test_rests_between_the_seconds(self):
-        with live() as terminal:
-            terminal.wait_for("processor load")
-            terminal.settle(1)  # start-up is not counted
-            begin, ticks = time.monotonic(), self.ticks(terminal)
-            terminal.settle(2)
-            used = (self.ticks(terminal) - ticks) / os.sysconf("SC_CLK_TCK") / (time.monotonic() - begin)
-            self.assertLess(used, 0.2)
-
-    @staticmethod
-    def ticks(terminal):
-        with open(f"/proc/{terminal.process.pid}/stat", encoding="utf-8") as file:
-            return sum(map(int, file.read().rpartition(")")[2].split()[11:13]))
+        before = resource.getrusage(resource.RUSAGE_CHILDREN)
+        with live("--for", "3") as terminal:
+            self.assertEqual(terminal.wait_for_end(), 0)
+        used = resource.getrusage(resource.RUSAGE_CHILDREN)
+        self.assertLess(used.ru_utime + used.ru_stime - before.ru_utime - before.ru_stime, 1.5)
 
 
 def sanitized():
@@ -178,20 +172,26 @@ class InHome(unittest.TestCase):
     """Runs the program without a terminal, in a home of its own."""
 
     def setUp(self):
-        self.folder = tempfile.TemporaryDirectory(prefix="corvane-test-")
-        self.home = self.folder.name
-
-    def tearDown(self):
-        self.folder.cleanup()
+        folder = tempfile.TemporaryDirectory(prefix="corvane-test-")
+        self.addCleanup(folder.cleanup)
+        self.home = folder.name
 
     def start(self, *arguments, stdout=subprocess.PIPE, **variables):
-        return subprocess.Popen([PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE,
-                                env=environment(self.home, **variables), text=True)
+        process = subprocess.Popen([PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE,
+                                   env=environment(self.home, **variables), text=True)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
 
     def run_program(self, *arguments, **options):
         process = self.start(*arguments, **options)
         out, err = process.communicate(timeout=TIMEOUT)
         return process.returncode, out, err
+
+    def output(self, *arguments):
+        status, out, err = self.run_program(*arguments)
+        self.assertEqual((status, err), (0, ""))
+        return out
 
     def write(self, path, content):
         path = os.path.join(self.home, path)
@@ -236,31 +236,22 @@ class Printing(InHome):
                 self.assertNotIn(b"\x1b", terminal.raw)
                 self.check_plain(terminal.raw.decode())
 
-    def test_json(self):
-        self.write("proc/meminfo", b"MemTotal: 1000 kB\nMemAvailable: 400 kB\n")
-        self.write("sys/class/hwmon/hwmon0/temp1_input", b"54321\n")
-        self.write("sys/class/hwmon/hwmon0/name", b"bad \"name\"\\ \x01\xff\n")
-        status, out, err = self.run_program("--json", "--for", "1", "--root", self.home)
-        self.assertEqual((status, err, out.count("\n")), (0, "", 1))
-        value = json.loads(out, parse_constant=self.fail)
-        self.assertEqual((value["memory"], value["disk"]), ({"used": 600 * 1024, "total": 1000 * 1024}, None))
-        self.assertEqual(value["temperatures"], [{"sensor": 'bad "name"\\ \x01\ufffd temp1', "celsius": 54.3}])
-
     def test_closed_pipe_ends_quietly(self):
-        processes = [self.start(argument) for argument in ["--plain", "--json"]]
+        processes = [self.start("--plain"), self.start("--json", "--root", self.home)]
+        lines = [process.stdout.readline() for process in processes]
+        self.assertIn("  CPU ", lines[0])
+        self.assertIsNone(json.loads(lines[1], parse_constant=self.fail)["memory"])
         for process in processes:
-            self.assertTrue(process.stdout.readline())
             process.stdout.close()
         for process in processes:
-            self.assertEqual(process.wait(TIMEOUT), 0)
-            self.assertEqual(process.stderr.read(), "")
-            process.stderr.close()
+            self.assertEqual((process.wait(TIMEOUT), process.stderr.read()), (0, ""))
 
     def test_full_disk_is_an_error(self):
-        with open("/dev/full", "w", encoding="utf-8") as full:
-            status, _, err = self.run_program("--plain", stdout=full)
-        self.assertEqual(status, 1)
-        self.assertEqual(err, "corvane-inspector: standard output: No space left on device\n")
+        self.write("Library/Logs/a.b/b.log", b"text")
+        for arguments in [("--plain",), ("ps",), ("log", "--identifier", "a.b")]:
+            with open("/dev/full", "w", encoding="utf-8") as full:
+                self.assertEqual(self.run_program(*arguments, stdout=full),
+                                 (1, None, "corvane-inspector: standard output: No space left on device\n"))
 
     def test_signal_ends_with_the_table(self):
         process = self.start("--for", "1000")
@@ -321,18 +312,18 @@ class Printing(InHome):
 
     def test_help_and_version(self):
         for arguments, text in [((), "\n  tree +draw a folder as a tree\n"), (("log",), "--archives")]:
-            status, out, err = self.run_program(*arguments, "-h")
-            self.assertEqual((status, err), (0, ""))
-            self.assertRegex(out, rf"(?s)\AUsage: corvane-inspector {' '.join(arguments)}.*{text}")
-        self.assertRegex(self.run_program("--version")[1], r"^Corvane Inspector-\d+\.\d+\.\d+\(\d+\)\n$")
+            self.assertRegex(self.output(*arguments, "-h"), rf"(?s)\AUsage: corvane-inspector {' '.join(arguments)}.*{text}")
+        self.assertRegex(self.output("--version"), r"^Corvane Inspector-\d+\.\d+\.\d+\(\d+\)\n$")
 
     def test_runs_without_its_bundle(self):
         program = os.path.join(self.home, "alone")
         shutil.copy(PROGRAM, program)
-        result = subprocess.run([program, "--for", "1"], env=environment(self.home), capture_output=True, text=True,
-                                stdin=subprocess.DEVNULL, timeout=TIMEOUT, check=True)
-        self.assertIn("processor load", result.stdout)
-        self.assertNotIn("log heartbeat", result.stdout)
+        for arguments, status, shown in [(("--for", "1"), 0, "processor load"), (("login", "on"), 1, "dictionary is missing")]:
+            result = subprocess.run([program, *arguments], env=environment(self.home), stdout=subprocess.PIPE,
+                                    stderr=subprocess.STDOUT, text=True, timeout=TIMEOUT, check=False)
+            self.assertEqual(result.returncode, status)
+            self.assertIn(shown, result.stdout)
+            self.assertNotIn("log heartbeat", result.stdout)
         self.assertFalse(os.path.exists(os.path.join(self.home, "Library")))
 
 
@@ -341,20 +332,10 @@ class Logs(InHome):
     LOG = FOLDER + "Inspector.log"
 
     def show(self, *arguments):
-        status, out, err = self.run_program("log", *arguments)
-        self.assertEqual((status, err), (0, ""))
-        return out
+        return self.output("log", *arguments)
 
     def lines(self, first, last):
         return "".join(f"line {number}\n" for number in range(first, last))
-
-    def follow(self, *arguments):
-        process = self.start("log", "--follow", *arguments)
-        self.addCleanup(process.stderr.close)
-        self.addCleanup(process.stdout.close)
-        self.addCleanup(process.wait)
-        self.addCleanup(process.kill)
-        return process
 
     def wait_for(self, process, text):
         """Reads what the program shows until it is this text."""
@@ -389,31 +370,27 @@ class Logs(InHome):
         self.assertEqual(self.show("--lines=20001"), self.lines(9_999, 30_000))
 
     def test_other_applications_and_archives(self):
-        self.write("Library/Logs/a.b.Other/Other.log", b"other\n")
-        self.write("Library/Logs/a.b.Other/Other.log.0", b"newest\n")
-        self.write("Library/Logs/a.b.Other/Other.log.10", b"older\noldest\n")
-        os.utime(os.path.join(self.home, "Library/Logs/a.b.Other/Other.log.10"), (0, 86399))
+        log = "Library/Logs/a.b.Other/Other.log"
+        for suffix, content in [("", b"other\n"), (".0", b"newest\n"), (".10", b"older\noldest\n")]:
+            self.write(log + suffix, content)
+        os.utime(os.path.join(self.home, log + ".10"), (0, 86399))
         other = ("--identifier", "a.b.Other")
         self.assertEqual(self.show(*other), "older\noldest\nnewest\nother\n")
         self.assertEqual(self.show("--lines", "3", *other), "oldest\nnewest\nother\n")
-        self.assertEqual(self.show("--lines", "1", *other), "other\n")
-        os.remove(os.path.join(self.home, "Library/Logs/a.b.Other/Other.log"))
+        os.remove(os.path.join(self.home, log))
         self.assertEqual(self.show("--lines", "2", *other), "oldest\nnewest\n")
         self.assertEqual(self.show("--archive", "10", "--lines", "1", *other), "oldest\n")
-        title, newest, oldest = self.show("--archives", *other).splitlines()
-        self.assertEqual(title.split()[:2], ["Archive", "Bytes"])
+        _, newest, oldest = self.show("--archives", *other).splitlines()
         self.assertRegex(newest, r"^ +0 +7  20\d\d/")
         self.assertEqual(oldest.split(), ["10", "13", "1970/01/01", "23:59:59"])
-        self.assertEqual(len(self.show("--archives").splitlines()), 1)
 
     def test_follows_across_rotations(self):
         self.write(self.LOG, self.lines(0, 5).encode())
-        process = self.follow("--lines", "1")
+        process = self.start("log", "--follow", "--lines", "1")
         self.wait_for(process, "line 4\n")
-        self.append("par")
-        self.wait_for(process, "par")
-        self.append("tly\n")
-        self.wait_for(process, "tly\n")
+        for text in ["par", "tly\n"]:
+            self.append(text)
+            self.wait_for(process, text)
         self.append("last of the first\n")
         self.rotate()
         self.wait_for(process, "last of the first\n")
@@ -434,7 +411,7 @@ class Logs(InHome):
         self.assertEqual(process.wait(TIMEOUT), -signal.SIGINT)
 
     def test_follows_a_log_that_is_not_there_yet(self):
-        process = self.follow()
+        process = self.start("log", "--follow")
         time.sleep(0.5)
         self.write(self.LOG, b"first\n")
         self.wait_for(process, "first\n")
@@ -443,19 +420,13 @@ class Logs(InHome):
         self.assertEqual(process.stderr.read(), "")
 
     def test_what_cannot_be_shown(self):
-        for make in [None, os.mkdir, os.mkfifo]:
+        for path, make in [("none", None), ("folder", os.makedirs), ("pipe", os.mkfifo)]:
+            self.write(f"Library/Logs/a.{path}/other", b"")
             if make:
-                os.makedirs(os.path.join(self.home, self.FOLDER), exist_ok=True)
-                make(os.path.join(self.home, self.LOG))
-            status, out, err = self.run_program("log")
+                make(os.path.join(self.home, f"Library/Logs/a.{path}/{path}.log"))
+            status, out, err = self.run_program("log", "--identifier", "a." + path)
             self.assertEqual((status, out), (1, ""))
-            self.assertRegex(err, r"^corvane-inspector: /.*/Inspector\.log: .+\n$")
-            if make == os.mkdir:
-                os.rmdir(os.path.join(self.home, self.LOG))
-        self.write("Library/Logs/a.b/b.log", b"text")
-        with open("/dev/full", "w", encoding="utf-8") as full:
-            status, _, err = self.run_program("log", "--identifier", "a.b", stdout=full)
-        self.assertEqual((status, err), (1, "corvane-inspector: standard output: No space left on device\n"))
+            self.assertRegex(err, rf"^corvane-inspector: /.*/{path}\.log: .+\n$")
 
 
 class Login(InHome):
@@ -474,19 +445,11 @@ class Login(InHome):
         self.write(self.AGENT + "/in the way", b"")
         self.assertEqual(self.run_program("login", "off"),
                          (1, "", "corvane-inspector: login: the launch agent could not be changed\n"))
-        program = os.path.join(self.home, "alone")
-        shutil.copy(PROGRAM, program)
-        result = subprocess.run([program, "login", "on"], env=environment(self.home), capture_output=True, text=True,
-                                timeout=TIMEOUT, check=False)
-        self.assertEqual((result.returncode, result.stderr),
-                         (1, "corvane-inspector: login: the program's information dictionary is missing\n"))
 
 
 class Settings(InHome):
     def settings(self, *arguments):
-        status, out, err = self.run_program("settings", *arguments)
-        self.assertEqual((status, err), (0, ""))
-        return out
+        return self.output("settings", *arguments)
 
     def test_remembers_the_view(self):
         with live(HOME=self.home) as terminal:
@@ -516,37 +479,30 @@ class Requests(InHome):
     """The get command against a server of the test's own."""
 
     class Handler(http.server.BaseHTTPRequestHandler):
-        def answer(self, body):
-            self.send_response(int(self.path[1:]) if self.path[1:].isdigit() else 200)
+        def do_GET(self):
+            if self.path == "/silent":
+                time.sleep(3)
+                return
+            sent = self.rfile.read(int(self.headers.get("Content-Length", 0)))
+            body = f"{self.path}|{self.headers.get('X-Name', '')}|".encode() + sent
+            self.send_response(404 if self.path == "/404" else 200)
             self.send_header("X-Kind", "test")
             self.send_header("Content-Length", str(len(body)))
             self.end_headers()
             self.wfile.write(body)
 
-        def do_GET(self):
-            if self.path == "/silent":
-                time.sleep(3)
-                return
-            self.answer(b"body of " + self.path.encode())
-
-        def do_POST(self):
-            body = self.rfile.read(int(self.headers["Content-Length"]))
-            self.answer(b"%s|%s" % (self.headers.get("X-Name", "").encode(), body))
+        do_POST = do_GET
 
         def log_message(self, *_):
             pass
 
     def setUp(self):
         super().setUp()
-        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), self.Handler)
-        self.url = "http://127.0.0.1:%d" % self.server.server_port
-        self.serving = threading.Thread(target=self.server.serve_forever, daemon=True)
-        self.serving.start()
-
-    def tearDown(self):
-        self.server.shutdown()
-        self.server.server_close()
-        super().tearDown()
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), self.Handler)
+        self.url = f"http://127.0.0.1:{server.server_port}"
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
 
     def check(self, arguments, status, out, err):
         result = self.run_program("get", *arguments)
@@ -555,16 +511,13 @@ class Requests(InHome):
         self.assertEqual(result[2].count("\n"), 1)
 
     def test_prints_the_body(self):
-        self.check((self.url + "/a",), 0, "body of /a", r"^corvane-inspector: http:.*/a: status 200, \d+\.\d ms, 10 bytes$")
-        self.check((self.url + "/404",), 1, "body of /404", r": status 404, ")
-        out = self.run_program("get", "--head", self.url)[1]
-        self.assertRegex(out, "(?m)^X-Kind: test$")
-
-    def test_posts(self):
         self.write("data", b"from a file")
-        self.check((self.url, "--post", "a=b", "--header=X-Name: v:w"), 0, "v:w|a=b", r": status 200, ")
-        self.check((self.url, "--post", "@" + os.path.join(self.home, "data")), 0, "|from a file", r": status 200, ")
+        self.check((self.url + "/a",), 0, "/a||", r"^corvane-inspector: http:.*/a: status 200, \d+\.\d ms, 4 bytes$")
+        self.check((self.url + "/404",), 1, "/404||", r": status 404, ")
+        self.check((self.url, "--post", "a=b", "--header=X-Name: v:w"), 0, "/|v:w|a=b", r": status 200, ")
+        self.check((self.url, "--post", "@" + os.path.join(self.home, "data")), 0, "/||from a file", r": status 200, ")
         self.check((self.url, "--post", "@/nowhere"), 1, "", r": /nowhere: cannot be read$")
+        self.assertRegex(self.run_program("get", "--head", self.url)[1], "(?m)^X-Kind: test$")
 
     def test_says_what_went_wrong(self):
         for arguments, err in [((self.url + "/silent", "--limit", "200"), ": no answer within 200 ms$"),
@@ -586,17 +539,10 @@ class Processes(InHome):
         path = os.fsencode(self.home) + b"/a) R 1\n\x1b[31m\xff \xe5\x90\x8d"
         shutil.copy(shutil.which("sleep"), path)
         sleeper = self.child(path, b"1000")
-        while b"State:\tS" not in self.status(sleeper.pid):
-            time.sleep(0.02)
-        status, out, err = self.run_program("ps", "--json", "--filter", str(sleeper.pid))
-        row = json.loads(out)
-        self.assertEqual((status, err, row["pid"], row["parent"], row["state"], row["kind"]),
-                         (0, "", sleeper.pid, os.getpid(), "S", "native"))
+        row = json.loads(self.output("ps", "--json", "--filter", str(sleeper.pid)))
+        self.assertEqual((row["pid"], row["parent"], row["kind"]), (sleeper.pid, os.getpid(), "native"))
         started = calendar.timegm(time.strptime(row["started"][:19], "%Y-%m-%dT%H:%M:%S"))
         self.assertAlmostEqual(started, time.time(), delta=TIMEOUT)
-        # The kernel keeps two counts, of which one is quick and rough.
-        memory = int(re.search(rb"VmRSS:\s+(\d+)", self.status(sleeper.pid)).group(1)) * 1024
-        self.assertAlmostEqual(row["memory_bytes"], memory, delta=1 << 20)
         self.assertEqual(row["user"], pwd.getpwuid(os.geteuid()).pw_name)
         self.assertEqual(row["name"], os.path.basename(path)[:31].decode(errors="replace"))
         self.assertEqual(row["command"], [path.decode(errors="replace"), "1000"])
@@ -604,11 +550,6 @@ class Processes(InHome):
         out = self.run_program("ps", "--filter", "R 1", "--user", str(os.geteuid()))[1]
         self.assertRegex(out, r"^ *PID +Parent .*\n *%d +%d .* a\) R 1\?\?\[31m\? \?  /[^\x1b\n]+ 1000\n$" %
                          (sleeper.pid, os.getpid()))
-
-    @staticmethod
-    def status(pid):
-        with open(f"/proc/{pid}/status", "rb") as file:
-            return file.read()
 
     def test_fits_the_terminal(self):
         with live("ps", columns=60, rows=50) as terminal:
@@ -623,11 +564,6 @@ class Processes(InHome):
         names = self.check_picture(file)
         sleeper = next(name for name in names if name.endswith(" sleep"))
         self.assertLess(names[f"{shell.pid} sh"], names[sleeper])
-
-    def test_full_disk_is_an_error(self):
-        with open("/dev/full", "w", encoding="utf-8") as full:
-            self.assertEqual(self.run_program("ps", stdout=full),
-                             (1, None, "corvane-inspector: standard output: No space left on device\n"))
 
 
 class Commands(InHome):
@@ -675,12 +611,6 @@ class Commands(InHome):
         self.assertEqual(result.stdout, data)
         self.assertEqual(result.stderr[:len(data)], data)
         self.assertRegex(result.stderr[len(data):].decode(), "^corvane-inspector: " + self.SUMMARY % "sh: status 0")
-        with subprocess.Popen([PROGRAM, "run", "--", "sh", "-c", "echo first; read x; echo $x"], stdin=subprocess.PIPE,
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=environment(self.home)) as process:
-            self.assertEqual(process.stdout.readline(), b"first\n")
-            process.stdin.write(b"second\n")
-            process.stdin.flush()
-            self.assertEqual(process.stdout.read(), b"second\n")
         # Its parent may ignore SIGCHLD.
         result = subprocess.run([PROGRAM, "run", "--", "sh", "-c", "exit 5"], stderr=subprocess.DEVNULL, check=False,
                                 timeout=TIMEOUT, preexec_fn=lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
