@@ -14,7 +14,8 @@ void submitAndWait(Submit&& submit, Work& work) {
   std::atomic<int> done = 0;
   submit(std::function<void()>([&work, &done] {
     work();
-    // Sequentially consistent: the notification checks whether anybody is waiting, and must not do so before the store.
+    // Sequentially consistent: the notification checks whether a thread is waiting, and must not do so before the
+    // store.
     done.store(1);
     done.notify_one();
   }));

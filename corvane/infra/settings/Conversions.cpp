@@ -49,7 +49,7 @@ double leadingReal(const std::string& text) {
   double magnitude = 0;
   const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), magnitude);
   if (error == std::errc::result_out_of_range) {
-    // Overflow or underflow is told by the exponent's sign or, without one, by a whole part of zeros.
+    // The exponent's sign or, without one, a whole part of zeros shows which end of the range was passed.
     const std::string_view digits(rest.data(), static_cast<std::size_t>(end - rest.data()));
     const std::size_t exponent = digits.find_first_of("eE");
     const bool isSmall = exponent != std::string_view::npos ? digits.substr(exponent + 1).starts_with('-')

@@ -22,12 +22,12 @@
 /// | array      | none              | 0                        | 0                  | false            |
 /// | dictionary | none              | 0                        | 0                  | false            |
 ///
-/// (1) White space in front and a sign are allowed, what follows the number does not count: " -12.9 mm" is -12 as
+/// (1) Leading white space and a sign are allowed, and what follows the number is ignored: " -12.9 mm" is -12 as
 ///     integer and -12.9 as real, "1e3" is 1 and 1000, "0x10" is 0 and 0. A text that does not begin with a number,
-///     including "inf", is 0. What is too large saturates: at the ends of 64 bits, and at ±infinity. The decimal sign
-///     is '.' everywhere.
-/// (2) White space in front, one sign and zeros are passed over; then 1 to 9, 'Y', 'y', 'T' and 't' mean true, anything
-///     else false: "YES", "true", "1", "007" are true, "no", "0", "on", "" are false.
+///     including "inf", is 0. Numbers that are too large saturate: at the ends of 64 bits, and at ±infinity. The
+///     decimal sign is '.' everywhere.
+/// (2) Leading white space, one sign and zeros are ignored; then 1 to 9, 'Y', 'y', 'T' and 't' mean true, anything else
+///     means false: "YES", "true", "1", "007" are true, "no", "0", "on", "" are false.
 /// (3) The shortest text that reads back as the same number: "2" for 2.0, "inf", "-inf", "nan".
 /// (4) Towards zero; a real that is not a number is 0.
 ///

@@ -108,7 +108,7 @@ class CORVANE_API UserDefaults : public std::enable_shared_from_this<UserDefault
   /// Adds to the registered defaults; keys that are already registered get the new values.
   void registerDefaults(const Value::Dictionary& defaults);
 
-  /// From now on, for each key whose value in the application's or the global domain has changed, whoever changed it,
+  /// From now on, for each key whose value in the application's or the global domain has changed, in any program,
   /// DID_CHANGE is broadcast on the main queue with the key, a std::string, as its object: Broadcast(DID_CHANGE, key,
   /// false). Changes in quick succession may be reported as one. Reading in the listener gives the new value or a newer
   /// one. Calling this again does nothing.

@@ -57,9 +57,9 @@ struct proc_bsdinfo {
   uid_t pbi_svuid;      /**< filled: saved */
   gid_t pbi_svgid;      /**< filled: saved */
   uint32_t rfu_1;
-  char pbi_comm[16]; /**< filled: the first 15 bytes of the name, in the process's own encoding */
-  char pbi_name[32]; /**< filled: the first 31. The kernel keeps 15; what follows comes from the executable's name where
-                          that begins alike and this user may look at it, otherwise the name ends there. */
+  char pbi_comm[16];   /**< filled: the first 15 bytes of the name, in the process's own encoding */
+  char pbi_name[32];   /**< filled: the first 31. The kernel keeps 15; the rest comes from the executable's name if that
+                            begins with the same bytes and this user may read it, otherwise the name ends there. */
   uint32_t pbi_nfiles; /**< filled: open descriptors */
   uint32_t pbi_pgid;   /**< filled */
   uint32_t pbi_pjobc;
