@@ -105,7 +105,7 @@ int showLog(const Arguments& arguments) {
   if (options->identifier.empty() && !own)
     return fail("log: this program keeps no log; name another with --identifier");
   const auto path = Logger::path(options->identifier.empty() ? *own : options->identifier);
-  if (!path) return fail("log: the user's home folder is not known");
+  if (!path) return fail("log: the user's home folder is unknown");
   std::signal(SIGPIPE, SIG_IGN);
   if (options->listArchives) return listArchives(*path);
 

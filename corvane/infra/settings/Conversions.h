@@ -17,10 +17,10 @@
 /// | integer    | "-12"             | itself                   | the nearest        | not 0            |
 /// | real       | "0.1", "1e+21"(3) | truncated, saturated (4) | itself             | not 0            |
 /// | boolean    | "1" or "0"        | 1 or 0                   | 1 or 0             | itself           |
-/// | data       | none              | 0                        | 0                  | false            |
-/// | date       | none              | 0                        | 0                  | false            |
-/// | array      | none              | 0                        | 0                  | false            |
-/// | dictionary | none              | 0                        | 0                  | false            |
+/// | data       | std::nullopt      | 0                        | 0                  | false            |
+/// | date       | std::nullopt      | 0                        | 0                  | false            |
+/// | array      | std::nullopt      | 0                        | 0                  | false            |
+/// | dictionary | std::nullopt      | 0                        | 0                  | false            |
 ///
 /// (1) Leading white space and a sign are allowed, and what follows the number is ignored: " -12.9 mm" is -12 as
 ///     integer and -12.9 as real, "1e3" is 1 and 1000, "0x10" is 0 and 0. A text that does not begin with a number,

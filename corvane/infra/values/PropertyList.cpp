@@ -90,7 +90,7 @@ Result<Value> readPropertyList(std::string_view bytes, const PropertyListLimits&
   if (bytes.starts_with("bplist")) return invalid("a binary property list of an unknown version");
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
   for (const auto start : {"\xFE\xFF"sv, "\xFF\xFE"sv, "\0<"sv, "<\0"sv})
-    if (bytes.starts_with(start)) return invalid("XML in UTF-16; property lists have to be in UTF-8");
+    if (bytes.starts_with(start)) return invalid("XML in UTF-16; property lists must be in UTF-8");
   if (const std::size_t start = bytes.find_first_not_of(" \t\r\n"); start == bytes.npos || bytes[start] != '<')
     return invalid("neither a binary nor an XML property list");
   return propertylist::readXml(bytes, limits);

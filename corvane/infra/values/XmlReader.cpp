@@ -163,7 +163,7 @@ bool XmlReader::passTo(std::string_view end, const char* what) {
 
 /// Identifiers in a document type may contain any character within their quotes.
 bool XmlReader::passDoctype() {
-  if (!m_open.empty() || m_result) return fail("a document type behind the start of the list");
+  if (!m_open.empty() || m_result) return fail("a document type after the start of the list");
   for (std::size_t end = m_rest.find_first_of("\"'[>"); end != m_rest.npos; end = m_rest.find_first_of("\"'[>")) {
     const char found = m_rest[end];
     if (found == '[') return fail("the document type declares something");
@@ -227,15 +227,15 @@ bool XmlReader::passAttribute() {
 
 bool XmlReader::checkPlace(Element element, std::string_view name) {
   if (m_open.empty())
-    return (element == Element::PLIST && !m_result) || fail("an element where only one <plist> can be");
+    return (element == Element::PLIST && !m_result) || fail("an element where only one <plist> is allowed");
   const Container& parent = m_open.back();
   if (element == Element::UNKNOWN || element == Element::PLIST)
     return fail("an element that is not known here" +
                 (defectOf(name, PropertyListFormat::XML) ? "" : ": <" + std::string(name.substr(0, 32)) + ">"));
   if (element == Element::KEY) {
-    if (parent.element != Element::DICT || parent.keyed) return fail("<key> where a value has to be");
+    if (parent.element != Element::DICT || parent.keyed) return fail("<key> in place of a value");
   } else if (parent.element == Element::DICT && !parent.keyed) {
-    return fail(tag(element) + " where a <key> has to be");
+    return fail(tag(element) + " in place of a <key>");
   } else if (parent.element == Element::PLIST && m_entries.size() > parent.first) {
     return fail(tag(element) + " is a second value in <plist>");
   }

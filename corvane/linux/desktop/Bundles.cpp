@@ -162,7 +162,7 @@ Result<BundleFiles> bundleOfEntry(const fs::path& entry) {
   std::error_code ignored;
   const glib::Ptr<GDesktopAppInfo> info(
       fs::is_regular_file(entry, ignored) ? g_desktop_app_info_new_from_filename(entry.c_str()) : nullptr);
-  if (!info) return failure("bundle", 0, entry.string() + " is not the desktop entry of an application that is there");
+  if (!info) return failure("bundle", 0, entry.string() + " is not the desktop entry of an installed application");
   const char* const command = g_app_info_get_executable(G_APP_INFO(info.get()));
   const glib::Ptr<gchar> program(command ? g_find_program_in_path(command) : nullptr);
   const fs::path executable = program ? fs::canonical(program.get(), ignored) : fs::path();

@@ -28,7 +28,7 @@ class LinuxFolders : public Folders {
     while ((code = getpwuid_r(getuid(), &record, buffer.data(), buffer.size(), &found)) == ERANGE)
       buffer.resize(buffer.size() * 2);
     if (!found || !found->pw_dir || found->pw_dir[0] != '/')
-      return failure("posix", code, "The user's home folder is not known");
+      return failure("posix", code, "The user's home folder is unknown");
     return withoutTrailingSlashes(found->pw_dir);
   }
 

@@ -80,7 +80,7 @@ class LinuxLoginItems : public LoginItems {
     g_key_file_set_string(entry.get(), GROUP, G_KEY_FILE_DESKTOP_KEY_TYPE, G_KEY_FILE_DESKTOP_TYPE_APPLICATION);
     if (!takeOver(entry.get(), item.identifier)) {
       if (item.executable.empty() || !g_utf8_validate(item.executable.c_str(), -1, nullptr))
-        return failure("loginitems", 0, *path + ": the path of the executable is not known or not UTF-8");
+        return failure("loginitems", 0, *path + ": the path of the executable is unknown or not UTF-8");
       describe(entry.get(), item);
     }
     // Sessions use different keys to switch an entry on and off.

@@ -131,7 +131,7 @@ Result<void> activateOnBus(const fs::path& entry, const Deadline& deadline) {
   std::ranges::replace(path, '.', '/');
   std::ranges::replace(path, '-', '_');
   if (!g_dbus_is_name(name.c_str()) || !g_variant_is_object_path(path.c_str()))
-    return failure("applications", 0, entry.string() + " is not named as an application on the bus is");
+    return failure("applications", 0, entry.string() + " does not have the name of an application on the bus");
   const BusMethod activate = {.service = name,
                               .object = path,
                               .interface = "org.freedesktop.Application",
@@ -181,7 +181,7 @@ class Session {
     if (!application->windows.empty()) {
       m_windows->activate(application->windows);
       if (m_windows->isConnected()) return {};
-      return failure("applications", EPIPE, "The X server is gone");
+      return failure("applications", EPIPE, "The connection to the X server is lost");
     }
     if (!g_desktop_app_info_get_boolean(application->entry.get(), "DBusActivatable"))
       return none(pid, "has no window that can be brought to the front");

@@ -55,7 +55,7 @@ tl::unexpected<Error> processFailure(pid_t pid, int code = errno) {
 }
 
 tl::unexpected<Error> malformed(const char* path) {
-  return failure("posix", EPROTO, std::string(path) + ": not in the form that is known");
+  return failure("posix", EPROTO, std::string(path) + ": not in the expected form");
 }
 
 FileDescriptor openFolder(const char* path) {

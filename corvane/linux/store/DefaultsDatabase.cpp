@@ -50,7 +50,7 @@ Result<std::unique_ptr<DefaultsDatabase>> DefaultsDatabase::open(const std::stri
   // Read-only. Otherwise SQLite would create the files that it shares with other processes, with permissions that later
   // keep this user from writing.
   const glib::Ptr<gchar> uri(g_filename_to_uri(path.c_str(), nullptr, nullptr));
-  if (!uri) return failure("defaults", 0, path + ": not a name that can be opened");
+  if (!uri) return failure("defaults", 0, path + ": the name cannot be opened");
   const char* how = Identity::at(path + "-wal") ? "?readonly_shm=1" : "?immutable=1";
   return openAs(path, uri.get() + std::string(how), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
 }
@@ -87,7 +87,7 @@ Result<DefaultsContents> DefaultsDatabase::read(const ChangeCounter* counter) {
 Result<DefaultsWritten> DefaultsDatabase::write(const std::vector<DefaultsChange>& changes, ChangeCounter& counter,
                                                 std::atomic<std::uint64_t>& inFlight) {
   if (!counter.isWritable() || isReadOnly())
-    return failure("defaults", EROFS, m_path + ": the file or its folder may only be read");
+    return failure("defaults", EROFS, m_path + ": the file or its folder is read-only");
   Transaction transaction(*this);
   if (auto begun = transaction.begin(m_begin); !begun) return passedOn(begun.error());
   for (const DefaultsChange& change : changes) {

@@ -159,7 +159,7 @@ Result<bool> StoredDomain::setAside(const Error& reason) {
   const auto refused = [&](const std::string& why) {
     return failure("defaults", 0, reason.description + "; it cannot be set aside: " + why);
   };
-  if (!m_counter || !m_counter->isWritable()) return refused("its folder may only be read");
+  if (!m_counter || !m_counter->isWritable()) return refused("its folder is read-only");
   const auto lock = ChangeCounter::Lock::take(*m_counter);
   if (!lock) return refused(lock.error().description);
   if (auto repaired = DefaultsDatabase::open(path, false); repaired || !isDamage(repaired.error())) return false;
@@ -176,8 +176,8 @@ Result<bool> StoredDomain::setAside(const Error& reason) {
   ::rename((path + "-wal").c_str(), (kept + "-wal").c_str());
   ::unlink((path + "-shm").c_str());
   if (auto told = m_counter->set(m_counter->next()); !told) return passedOn(told.error());
-  m_notice =
-      "Settings are damaged: " + reason.description + "; the file is kept as " + kept + ", and settings start anew";
+  m_notice = "Settings are damaged: " + reason.description + "; the file is kept as " + kept +
+             ", and the settings start empty";
   return true;
 }
 
