@@ -116,16 +116,6 @@ TEST(SerialQueue, QueuesThatBlockDoNotStarveOthers) {
   ended.wait();
 }
 
-TEST(SerialQueue, QueuedWorkOutlivesTheQueueAndItsCapturesAreDestroyedAfterIt) {
-  std::latch ended(2);
-  std::shared_ptr<void> capture(nullptr, [&](void*) { ended.count_down(); });
-  {
-    DispatchQueueSerial queue("short", QoS::UNSPECIFIED);
-    queue.async([&ended, held = std::move(capture)] { ended.count_down(); });
-  }
-  ended.wait();
-}
-
 #if !defined(__SANITIZE_THREAD__)  // it allows no threads after a fork
 TEST(SerialQueue, AForkedChildHasThreadsOfItsOwn) {
   DispatchQueueSerial queue("fork", QoS::DEFAULT);

@@ -9,9 +9,7 @@
 #include <tuple>
 
 #include "corvane/core/Log.h"
-#include "corvane/infra/Bundle.h"
 #include "corvane/linux/x11/X11Connection.h"
-#include "corvane/testing/FakePlatform.h"
 #include "tests/support/BusService.h"
 #include "tests/support/Child.h"
 #include "tests/support/Conditions.h"
@@ -57,29 +55,6 @@ TEST(PIDTest, AMissingProcessGivesEmptyAnswers) {
   const TempHome home;
   for (const std::int32_t pid : {-1, INT32_MIN, INT32_MAX, 0}) expectNobody(pid);
   EXPECT_EQ(PID(INT32_MAX).priority(), -1);
-}
-
-TEST(PIDTest, AsksThePlatform) {
-  FakePlatform fake;
-  s_log.clear();
-  setLogSink(&SINK);
-  auto& running = *fake.runningApplications;
-  running.applications = {{7, "/apps/seven.desktop"}, {8, ""}, {9, "/apps/gone.desktop"}};
-  running.active = 8;
-  fake.bundles->byPath["/apps/seven.desktop"] = {"/apps/Seven", "", "", std::nullopt};
-  for (const std::int32_t number : {7, 8, 9, 10}) {
-    const PID pid(number);
-    EXPECT_EQ(pid.isApplication(), number < 10) << number;
-    EXPECT_EQ(pid.isFrontMost(), number == 8) << number;
-    EXPECT_EQ(pid.bundlePath(), number == 7 ? "/apps/Seven" : "") << number;
-  }
-  for (const std::int32_t pid : {7, 10, 9}) PID(pid).bringToFront();
-  EXPECT_EQ(running.activated, (std::vector<pid_t>{7, 9}));
-  EXPECT_TRUE(PID(9).isFrontMost());
-  EXPECT_EQ(s_log, Names());
-  running.error = Error{"fake", 1, "The desktop is away"};
-  expectNobody(9);
-  setLogSink(nullptr);
 }
 
 // A display of its own with a window manager.

@@ -5,9 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <thread>
 #include <vector>
 
 #include "corvane/testing/FakePlatform.h"
@@ -99,31 +96,6 @@ TEST_P(Untranslated, NoneIsOrTheSystemDoesNotReportIt) {
   EXPECT_EQ(ProcessList::architecture(), GetParam() ? arch_intel : arch_unknown);
   EXPECT_EQ(list.translated(), 0);
   for (const std::int32_t pid : {3, 4, -1}) EXPECT_EQ(list.kind(pid), GetParam() ? "Intel" : "");
-}
-
-TEST(ProcessListTest, AWalkHoldsTheLock) {
-  FakePlatform fake;
-  fake.processTable->processes[3] = {};
-  fake.processTable->processes[4] = {};
-  ProcessList list;
-  std::atomic<bool> updated = false;
-  std::thread updater;
-  Ids seen;
-  list.iterate([&](std::int32_t pid) {
-    seen.push_back(pid);
-    EXPECT_EQ(list.kind(pid), "Intel") << "takes no lock";
-    if (updater.joinable()) return;
-    fake.processTable->processes.clear();
-    updater = std::thread([&] {
-      list.update();
-      updated = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(updated);
-  });
-  updater.join();
-  EXPECT_EQ(seen, (Ids{3, 4}));
-  EXPECT_EQ(idsOf(list), Ids());
 }
 
 }  // namespace
