@@ -233,9 +233,9 @@ bool XmlReader::checkPlace(Element element, std::string_view name) {
     return fail("an element that is not known here" +
                 (defectOf(name, PropertyListFormat::XML) ? "" : ": <" + std::string(name.substr(0, 32)) + ">"));
   if (element == Element::KEY) {
-    if (parent.element != Element::DICT || parent.keyed) return fail("<key> in place of a value");
+    if (parent.element != Element::DICT || parent.keyed) return fail("<key> where a value must be");
   } else if (parent.element == Element::DICT && !parent.keyed) {
-    return fail(tag(element) + " in place of a <key>");
+    return fail(tag(element) + " where a <key> must be");
   } else if (parent.element == Element::PLIST && m_entries.size() > parent.first) {
     return fail(tag(element) + " is a second value in <plist>");
   }
