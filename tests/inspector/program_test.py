@@ -22,7 +22,6 @@ from xml.etree import ElementTree
 from terminal import TIMEOUT, Terminal, environment
 
 PROGRAM = sys.argv.pop(1)
-DOWN = "\x1bOB"
 COLOUR = re.compile(rb"\x1b\[(?:\d+;)*(?:3[0-9]|4[0-9]|9[0-7]|10[0-7])(?:;\d+)*m")
 
 
@@ -60,7 +59,7 @@ class LiveView(unittest.TestCase):
             shown = rf"(?m)^ *{prey.pid} +{os.getpid()} +\S+ +S +native +\d+\.\d +[\d.]+ .iB +1  prey\?\[2J\?\?$"
             terminal.wait_for(lambda: re.search(shown, terminal.text()), "the row")
             self.assertRegex(terminal.text(), rf"(?m)^ *{bystander.pid} .*  prey \?\?$")
-            terminal.press("ii" + DOWN)
+            terminal.press("ii\x1bOB")  # down
             terminal.wait_for(lambda: f" {prey.pid} " in terminal.reversed_text(), "the selection")
             terminal.press("kt")
             terminal.wait_for(f"Send SIGTERM to {prey.pid} prey?[2J??? y/n")
@@ -216,17 +215,14 @@ class InHome(unittest.TestCase):
         for arguments in cases:
             status, out, err = self.run_program(*arguments)
             self.assertEqual((status, out), (2, ""), arguments)
-            self.assertRegex(err, r"^corvane-inspector: .+\n$")
-            self.assertEqual(err.count("\n"), 1)
+            self.assertRegex(err, r"\Acorvane-inspector: .+\n\Z")
         self.assertFalse(os.path.exists(os.path.join(self.home, "Library")))
 
 
 class Printing(InHome):
     def check_plain(self, text):
-        lines, _, table = text.replace("\r", "").partition("\n\n")
-        for line in lines.split("\n"):
-            self.assertRegex(line, r"^\d\d:\d\d:\d\d  CPU [\d.-]+( %)?  Mem [\d.]+/[\d.]+ GiB  Disk r .*  Procs \d+")
-        self.assertRegex(table, r"^Repeater +Count +Total s +Interval s +Duration .s\n(.+\n)*plain output")
+        self.assertRegex(text.replace("\r", ""), r"\A(\d\d:\d\d:\d\d  CPU [\d.-]+( %)?  Mem [\d.]+/[\d.]+ GiB  Disk r .*  Procs \d+\n)+"
+                         r"\nRepeater +Count +Total s +Interval s +Duration .s\n(.+\n)*plain output")
 
     def test_plain_lines_on_a_terminal(self):
         cases = [(("--plain",), {}), ((), {"TERM": "dumb"}), ((), {"TERM": "nonsense"})]
@@ -262,7 +258,6 @@ class Printing(InHome):
         self.check_plain(first + out)
 
     def test_bad_options(self):
-        """Of each command: what no other one refuses, or refuses by another rule."""
         self.check_refused(
             ("--nonsense",), ("--for",), ("--for", "x"), ("--for=0",), ("--for=",), ("--for=1.5",), ("--for=1000001",),
             ("--json", "--plain"), ("--json=yes",), ("dance",), ("view", "extra"), ("",),
@@ -280,12 +275,10 @@ class Printing(InHome):
     def test_plots_a_heater(self):
         file = os.path.join(self.home, "heater.svg")
         self.assertEqual(self.run_program("heater", "--svg", file), (0, "", ""))
-        texts = [text.text for text in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}text")]
-        for text in ["Time, s", "Power (output), %", "Setpoint", "AMIGO"]:
-            self.assertEqual(texts.count(text), 1, text)
-        self.assertIn("<svg", self.run_program("heater", "--svg", "-")[1])
-        for path, reason in [(self.home, "Is a directory"), ("/dev/full", "No space left on device")]:
-            self.assertEqual(self.run_program("heater", "--svg", path), (1, "", f"corvane-inspector: {path}: {reason}\n"))
+        ElementTree.parse(file)
+        self.assertIn(">AMIGO<", self.output("heater", "--svg", "-"))
+        self.assertEqual(self.run_program("heater", "--svg", "/dev/full"),
+                         (1, "", "corvane-inspector: /dev/full: No space left on device\n"))
 
     def test_draws_a_folder_as_a_tree(self):
         for path in ["tree/src/deep/er/most.txt", "tree/src/a & <b>.txt", "tree/src/\u540d\u524d.txt", "tree/many/1",
@@ -311,9 +304,9 @@ class Printing(InHome):
             self.assertEqual(self.run_program("tree", path, "--svg", file), (1, "", f"corvane-inspector: {path}: {reason}\n"))
 
     def test_help_and_version(self):
-        for arguments, text in [((), "\n  tree +draw a folder as a tree\n"), (("log",), "--archives")]:
-            self.assertRegex(self.output(*arguments, "-h"), rf"(?s)\AUsage: corvane-inspector {' '.join(arguments)}.*{text}")
-        self.assertRegex(self.output("--version"), r"^Corvane Inspector-\d+\.\d+\.\d+\(\d+\)\n$")
+        self.assertRegex(self.output("-h"), r"\AUsage: corvane-inspector (.*\n)+  tree +draw a folder as a tree\n")
+        self.assertRegex(self.output("log", "-h"), r"\AUsage: corvane-inspector log (.*\n)+.*--archives")
+        self.assertRegex(self.output("--version"), r"\ACorvane Inspector-\d+\.\d+\.\d+\(\d+\)\n\Z")
 
     def test_runs_without_its_bundle(self):
         program = os.path.join(self.home, "alone")
