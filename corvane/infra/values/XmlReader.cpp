@@ -163,7 +163,7 @@ bool XmlReader::passTo(std::string_view end, const char* what) {
 
 /// Identifiers in a document type may contain any character within their quotes.
 bool XmlReader::passDoctype() {
-  if (!m_open.empty() || m_result) return fail("a document type after the start of the list");
+  if (!m_open.empty() || m_result) return fail("a document type behind the start of the list");
   for (std::size_t end = m_rest.find_first_of("\"'[>"); end != m_rest.npos; end = m_rest.find_first_of("\"'[>")) {
     const char found = m_rest[end];
     if (found == '[') return fail("the document type declares something");
