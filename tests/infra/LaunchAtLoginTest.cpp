@@ -163,7 +163,7 @@ TEST_F(LoginEntryTest, TheUsersSwitchHoldsUntilTheApplicationAsksAgain) {
 
 TEST_F(LoginEntryTest, WhatCannotBeWrittenIsAnErrorAndLeavesNothing) {
   EXPECT_THAT(failureOf("/bin/\xff"), HasSubstr("not UTF-8"));
-  EXPECT_THAT(failureOf(""), HasSubstr("not known"));
+  EXPECT_THAT(failureOf(""), HasSubstr("unknown"));
   EXPECT_FALSE(fs::exists(m_entry));
   m_home.write(".config/autostart", "a file in the way");
   EXPECT_THAT(failureOf("/bin/true"), HasSubstr(".config/autostart: Not a directory"));
