@@ -32,7 +32,7 @@ Result<std::string> pathOf(const std::string& label) {
 }
 
 // An argument of a command, quoted by the rules for the key Exec; the key file adds the escapes of all its texts.
-std::string quoted(std::string_view argument) {
+std::string quotedArgument(std::string_view argument) {
   std::string result = "\"";
   for (const char c : argument) {
     if (std::string_view("\"`$\\").find(c) != std::string_view::npos) result += '\\';
@@ -45,7 +45,7 @@ std::string quoted(std::string_view argument) {
 // The rules forbid '=' in the path of a program, and GIO does not undo the doubling of '%' in it. Both are fine in an
 // argument, and adding 0 to the niceness changes nothing.
 std::string commandFor(const std::string& program) {
-  return (program.find_first_of("%=") == std::string::npos ? "" : "nice -n 0 ") + quoted(program);
+  return (program.find_first_of("%=") == std::string::npos ? "" : "nice -n 0 ") + quotedArgument(program);
 }
 
 void describe(GKeyFile* entry, const LoginItem& item) {
