@@ -70,7 +70,8 @@ int main() { std::puts(corvane::SysAttr::modeKind(S_IFDIR).c_str()); }
 CPP
 # shellcheck disable=SC2086
 "$compiler" -std=c++20 -Wl,--as-needed "$work/kind.cpp" -o "$work/kind" $flags
-LC_ALL=C.UTF-8 LANGUAGE=de "$work/kind" | grep -qx Verzeichnis
+localedef -i de_DE -f UTF-8 "$work/de_DE.UTF-8"
+LOCPATH=$work LC_ALL=de_DE.UTF-8 "$work/kind" | grep -qx Verzeichnis
 
 echo "-- the examples of the guides to the algorithms"
 # block GUIDE LANGUAGE NUMBER: prints one of the guide's blocks of code.

@@ -4,6 +4,7 @@
 #include <locale.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <thread>
 
 #include "tests/support/TempHome.h"
@@ -46,18 +47,21 @@ TEST_F(SysAttrKinds, EnglishWithoutATranslation) {
 }
 
 TEST_F(SysAttrKinds, InTheUsersLanguage) {
+  // A locale of our own, because the C library may translate nothing in C.UTF-8, and no other one is sure to be there.
+  ASSERT_EQ(std::system(("localedef -i en_US -f UTF-8 " + home / "en_US.UTF-8").c_str()), 0);
+  home.set("LOCPATH", home.path().c_str());
   home.set("LANGUAGE", "xx:ja:de");
   const auto isTranslated = [] { return SysAttr::modeKind(S_IFDIR) == "ディレクトリ"; };
   // Without setlocale(), by the first variable that is set; the application's locale stays its own.
-  home.set("LANG", "C.UTF-8");
+  home.set("LANG", "en_US.UTF-8");
   std::thread([&] { EXPECT_TRUE(isTranslated()); }).join();
   home.set("LC_MESSAGES", "C");
   EXPECT_FALSE(isTranslated());
-  home.set("LC_ALL", "C.UTF-8");
+  home.set("LC_ALL", "en_US.UTF-8");
   EXPECT_TRUE(isTranslated());
   EXPECT_STREQ(setlocale(LC_MESSAGES, nullptr), "C");
   // After it, by the application's.
-  ASSERT_TRUE(setlocale(LC_ALL, "C.UTF-8"));
+  ASSERT_TRUE(setlocale(LC_ALL, "en_US.UTF-8"));
   home.set("LC_ALL", "C");
   EXPECT_TRUE(isTranslated());
 }

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,9 @@ class Child {
   /// A copy of this process that calls `prepare`, reports that it has, and sleeps.
   explicit Child(const std::function<void()>& prepare) {
     std::array<int, 2> ready{};
-    if (pipe(ready.data()) != 0) return;
+    if (pipe(ready.data()) != 0) throw std::runtime_error("no pipe for a child");
     m_pid = fork();
+    if (m_pid < 0) throw std::runtime_error("no child");
     if (m_pid == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);
       prepare();
@@ -40,11 +42,12 @@ class Child {
     std::vector<char*> pointers;
     for (std::string& argument : arguments) pointers.push_back(argument.data());
     pointers.push_back(nullptr);
-    EXPECT_EQ(posix_spawnp(&m_pid, pointers[0], nullptr, nullptr, pointers.data(), environ), 0) << arguments[0];
+    // Thrown, because a signal to the process -1 would end all that the user runs.
+    if (posix_spawnp(&m_pid, pointers[0], nullptr, nullptr, pointers.data(), environ) != 0)
+      throw std::runtime_error("no program " + arguments[0]);
   }
 
   ~Child() {
-    if (m_pid <= 0) return;
     kill(m_pid, SIGKILL);
     waitpid(m_pid, nullptr, 0);
   }
