@@ -1,4 +1,4 @@
-"""Corvane Inspector as its users meet it. Arguments: the program, then names of test classes."""
+"""Corvane Inspector's commands, as their users meet them. Arguments: the program, then names of test classes."""
 
 import calendar
 import contextlib
@@ -7,216 +7,18 @@ import json
 import os
 import pwd
 import re
-import resource
 import select
 import shutil
 import signal
 import subprocess
 import sys
-import tempfile
 import threading
 import time
 import unittest
 from xml.etree import ElementTree
 
+from inspector import InHome, PROGRAM, live
 from terminal import TIMEOUT, Terminal, environment
-
-PROGRAM = sys.argv.pop(1)
-COLOUR = re.compile(rb"\x1b\[(?:\d+;)*(?:3[0-9]|4[0-9]|9[0-7]|10[0-7])(?:;\d+)*m")
-
-
-def live(*arguments, **options):
-    return Terminal(PROGRAM, *arguments, **options)
-
-
-class LiveView(unittest.TestCase):
-    def test_shows_what_the_machine_does(self):
-        with live() as terminal:
-            for pattern in [r"^Network in +[\d.]+ .?B/s", r"^Memory +[\d.]+/[\d.]+ GiB +[▁▂▃▄▅▆▇█ ]+$",
-                            r"^Corvane Inspector .* running for 0:00:\d\d +\d\d:\d\d:\d\d$",
-                            r"^processor load +[3-9] +[\d.]+ +0\.[3-8]\d* +[\d.]+$"]:
-                terminal.wait_for(lambda: re.search(pattern, terminal.text(), re.M), pattern)
-            terminal.wait_for(lambda: COLOUR.search(terminal.raw), "colour")
-
-    def test_ignores_keys_that_it_does_not_know(self):
-        with live() as terminal:
-            terminal.wait_for("averaged over 10 s")
-            terminal.press("\x1b[9~\x1b[1;5c\x1bl\x1b[d\x1bOq#é+")
-            terminal.wait_for("averaged over 11 s")
-            self.assertIn("Name ▲", terminal.text())
-
-    def test_shows_processes_and_sends_signals(self):
-        # A name that would clear the screen, and one that has wide letters.
-        with live(NO_COLOR="1") as terminal, contextlib.ExitStack() as stack:
-            preys = []
-            for name in ["prey\x1b[2J\n\udcff", "prey \u540d\u524d"]:
-                path = os.path.join(terminal.home, name)
-                shutil.copy("/bin/sleep", path)
-                preys.append(stack.enter_context(subprocess.Popen([path, "1000"])))
-                stack.callback(preys[-1].kill)
-            prey, bystander = preys
-            terminal.press(f"p/{terminal.home}/PREY\r")
-            shown = rf"(?m)^ *{prey.pid} +{os.getpid()} +\S+ +S +native +\d+\.\d +[\d.]+ .iB +1  prey\?\[2J\?\?$"
-            terminal.wait_for(lambda: re.search(shown, terminal.text()), "the row")
-            self.assertRegex(terminal.text(), rf"(?m)^ *{bystander.pid} .*  prey \?\?$")
-            terminal.press("ii\x1bOB")  # down
-            terminal.wait_for(lambda: f" {prey.pid} " in terminal.reversed_text(), "the selection")
-            terminal.press("kt")
-            terminal.wait_for(f"Send SIGTERM to {prey.pid} prey?[2J??? y/n")
-            terminal.press("y")
-            self.assertEqual(prey.wait(TIMEOUT), -signal.SIGTERM)
-            terminal.wait_for(f"{prey.pid} prey?[2J?? has ended.")
-            self.assertIsNone(bystander.poll())
-            self.assertIsNone(COLOUR.search(terminal.raw))
-
-    def test_follows_the_size_of_the_terminal(self):
-        with live(rows=1, columns=1) as terminal:
-            terminal.wait_for(lambda: terminal.raw, "a sign")
-            for height, width, overview in [(24, 80, "Total s"), (3, 10, "CPU "), (40, 120, "processor load")]:
-                terminal.resize(height, width)
-                terminal.wait_for(overview)
-            terminal.press("q")
-            self.assertEqual(terminal.wait_for_end(), 0)
-
-    def test_ascii_where_the_locale_has_nothing_else(self):
-        with live(LC_ALL="C") as terminal:
-            terminal.wait_for("Duration us")
-            terminal.wait_for(lambda: re.search(r"^Processor +\d+\.\d % +[_.\-:=+*#]+$", terminal.text(), re.M))
-            self.assertLess(max(terminal.raw), 0x80)
-
-    def test_rests_between_the_seconds(self):
-        before = resource.getrusage(resource.RUSAGE_CHILDREN)
-        with live("--for", "3") as terminal:
-            self.assertEqual(terminal.wait_for_end(), 0)
-        used = resource.getrusage(resource.RUSAGE_CHILDREN)
-        self.assertLess(used.ru_utime + used.ru_stime - before.ru_utime - before.ru_stime, 1.5)
-
-
-def sanitized():
-    with open(PROGRAM, "rb") as file:
-        return re.search(rb"lib[at]san\.so|__[at]san_init", file.read()) is not None
-
-
-class Endings(unittest.TestCase):
-    def test_quit_key(self):
-        with live("--for", "1000") as terminal:
-            terminal.wait_for("processor load")
-            self.assertTrue(terminal.is_alternate())
-            self.assertFalse(terminal.is_restored())
-            terminal.press("q")
-            self.assertEqual(terminal.wait_for_end(), 0)
-            self.assertTrue(terminal.is_restored())
-            self.assertIn("Logging ends for: Corvane Inspector\n", terminal.log())
-
-    def test_signals(self):
-        numbers = [signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGABRT, signal.SIGSEGV, signal.SIGUSR1]
-        with contextlib.ExitStack() as stack:
-            for number, terminal in [(number, stack.enter_context(live())) for number in numbers]:
-                terminal.wait_for("processor load")
-                terminal.signal(number)
-                status = terminal.wait_for_end()
-                # A sanitizer reports a crash and exits.
-                if not (sanitized() and number == signal.SIGSEGV):
-                    self.assertEqual(status, -number)
-                self.assertTrue(terminal.is_restored())
-                orderly = number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
-                self.assertEqual("Logging ends" in terminal.log(), orderly)
-
-    def test_terminal_goes_away(self):
-        with live() as terminal:
-            terminal.wait_for("processor load")
-            os.close(terminal.slave)
-            os.close(terminal.master)
-            try:
-                self.assertEqual(terminal.process.wait(TIMEOUT), -signal.SIGHUP)
-                self.assertIn("Logging ends", terminal.log())
-            finally:
-                terminal.master, terminal.slave = os.openpty()  # for the cleanup
-
-    def test_stopped_and_continued_by_the_shell(self):
-        with Terminal("bash", "--norc", "--noprofile", "-i", PS1="ready> ") as terminal:
-            terminal.wait_for("ready>")
-            terminal.press(PROGRAM + "\n")
-            terminal.wait_for("processor load")
-            terminal.press("\x1a")
-            terminal.wait_for(lambda: not terminal.is_alternate() and b"Stopped" in terminal.raw, "the shell")
-            terminal.screen.resize(24, 80)
-            terminal.press("fg\n")
-            terminal.wait_for(lambda: terminal.is_alternate() and "Repeaters, averaged" in terminal.text())
-            terminal.press("q")
-            terminal.wait_for(lambda: not terminal.is_alternate(), "the end")
-            terminal.press("exit\n")
-            self.assertEqual(terminal.wait_for_end(), 0)
-
-    def test_messages_wait_for_the_end_of_the_screen(self):
-        for end in ["q", signal.SIGABRT]:
-            with self.subTest(end), live() as terminal:
-                terminal.wait_for("processor load")
-                library = os.path.join(terminal.home, "Library")
-                shutil.rmtree(library)
-                open(library, "w", encoding="utf-8").close()  # now the log's folder cannot be made, which is reported
-                terminal.press("l")
-                terminal.wait_for("This program keeps no log")
-                terminal.settle(1.5)
-                self.assertNotIn(b"findLogPath", terminal.raw)
-                if end == "q":
-                    terminal.press(end)
-                else:
-                    terminal.signal(end)
-                terminal.wait_for_end()
-                self.assertIn(b"findLogPath", terminal.raw.rpartition(b"\x1b[?1049l")[2])
-
-
-class InHome(unittest.TestCase):
-    """Runs the program without a terminal, in a home of its own."""
-
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="corvane-test-")
-        self.addCleanup(folder.cleanup)
-        self.home = folder.name
-
-    def start(self, *arguments, stdout=subprocess.PIPE, **variables):
-        process = subprocess.Popen([PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE,
-                                   env=environment(self.home, **variables), text=True)
-        self.addCleanup(process.communicate)
-        self.addCleanup(process.kill)
-        return process
-
-    def run_program(self, *arguments, **options):
-        process = self.start(*arguments, **options)
-        out, err = process.communicate(timeout=TIMEOUT)
-        return process.returncode, out, err
-
-    def output(self, *arguments):
-        status, out, err = self.run_program(*arguments)
-        self.assertEqual((status, err), (0, ""))
-        return out
-
-    def write(self, path, content):
-        path = os.path.join(self.home, path)
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path, "wb") as file:
-            file.write(content)
-
-    def check_picture(self, file):
-        """The boxes of a picture of a tree by their texts, each of which fits."""
-        names = {}
-        for group in ElementTree.parse(file).iter("{http://www.w3.org/2000/svg}g"):
-            if not group.get("class"):
-                continue
-            rect, text = group.find("{*}rect"), "".join(group.find("{*}text").itertext())
-            names[text] = float(rect.get("x"))
-            # Letters of 12 pixels that are 0.602 as wide, those of East Asia twice.
-            columns = sum(2 if ord(c) > 0x2e80 and ord(c) != 0xfffd else 1 for c in text)
-            self.assertLess(columns * 12 * 0.603, float(rect.get("width")))
-        return names
-
-    def check_refused(self, *cases):
-        for arguments in cases:
-            status, out, err = self.run_program(*arguments)
-            self.assertEqual((status, out), (2, ""), arguments)
-            self.assertRegex(err, r"\Acorvane-inspector: .+\n\Z")
-        self.assertFalse(os.path.exists(os.path.join(self.home, "Library")))
 
 
 class Printing(InHome):
