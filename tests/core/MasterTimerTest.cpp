@@ -120,12 +120,30 @@ TEST_F(MasterTimerTest, LostPeriodsAreSkippedAndThePhaseIsKeptWherePossible) {
   EXPECT_EQ(starts, (std::vector{0.0, 2.5, 3.5, 5.0, 5.5}));
 }
 
+// The list as a plain vector, stably sorted before every walk.
+struct Entry {
+  char name;
+  std::int64_t due;
+};
+
+// What runs at a time, in order.
+std::string runsOf(std::vector<Entry>& list, std::map<char, std::int64_t>& intervals, std::int64_t now) {
+  std::string runs;
+  for (bool again = true; again;) {
+    again = false;
+    std::ranges::stable_sort(list, {}, &Entry::due);
+    for (const Entry entry : std::vector(list)) {
+      if (std::ranges::find(list, entry.name, &Entry::name)->due > now) break;
+      runs += entry.name;
+      for (Entry& each : list)
+        if (each.name == entry.name) each.due += intervals[entry.name];
+      again = true;
+    }
+  }
+  return runs;
+}
+
 TEST_F(MasterTimerTest, MatchesAStableSortOfTheListOnRandomRuns) {
-  // The list as a plain vector, stably sorted before every walk.
-  struct Entry {
-    char name;
-    std::int64_t due;
-  };
   std::mt19937 random(7);
   std::string real, expected;
   std::vector<std::shared_ptr<Repeater>> repeaters;
@@ -144,17 +162,7 @@ TEST_F(MasterTimerTest, MatchesAStableSortOfTheListOnRandomRuns) {
   for (std::size_t i = 0; i < 8; ++i) start(i);
   timer->start();
   const auto walk = [&] {
-    for (bool again = true; again;) {
-      again = false;
-      std::ranges::stable_sort(list, {}, &Entry::due);
-      for (const Entry entry : std::vector(list)) {
-        if (std::ranges::find(list, entry.name, &Entry::name)->due > now) break;
-        expected += entry.name;
-        for (Entry& each : list)
-          if (each.name == entry.name) each.due += intervals[entry.name];
-        again = true;
-      }
-    }
+    expected += runsOf(list, intervals, now);
     return pumpUntil([&] { return real.size() >= expected.size(); });
   };
   for (int step = 0; step < 60; ++step) {
