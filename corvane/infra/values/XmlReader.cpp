@@ -314,7 +314,9 @@ bool XmlReader::readTextMarkup(Element element) {
   if (take("<?")) return passTo("?>", "a processing instruction");
   if (!take("<![CDATA[")) {
     m_rest.remove_prefix(1);
-    return fail("<" + repaired(std::string(takeName().substr(0, 32))) + "> inside " + tag(element));
+    std::string found = "<";
+    found += repaired(std::string(takeName().substr(0, 32)));
+    return fail(found + "> inside " + tag(element));
   }
   const char* start = m_rest.data();
   if (!passTo("]]>", "a CDATA section")) return false;
