@@ -1,6 +1,7 @@
 #include "corvane/algorithms/PIDControl.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace corvane {
 
@@ -8,9 +9,9 @@ PIDControl::PIDControl() = default;
 PIDControl::~PIDControl() = default;
 
 double PIDControl::elapsedSeconds() {
-  const double seconds = static_cast<double>(m_prev_time.elapsed()) / 1'000'000.0;
+  const std::int64_t usec = m_prev_time.elapsed();
   m_prev_time = Timeval();  // read separately: the gap between the two is not part of any step
-  return seconds;
+  return static_cast<double>(usec) / 1'000'000.0;
 }
 
 double PIDControl::lowpass(double value, double tc) {

@@ -1,23 +1,9 @@
 #include "corvane/core/Clock.h"
 
-#include <time.h>
-
-#include <atomic>
-
 namespace corvane {
 
-namespace {
-// Plain values rather than an object, because threads of the library may read them at any time.
-std::atomic<bool> s_isManual = false;
-std::atomic<std::int64_t> s_manual = 0;
-}  // namespace
-
-std::int64_t Clock::now() {
-  if (s_isManual.load(std::memory_order_acquire)) return s_manual.load(std::memory_order_acquire);
-  timespec ts{};
-  clock_gettime(CLOCK_REALTIME, &ts);
-  return std::int64_t{ts.tv_sec} * 1'000'000'000 + ts.tv_nsec;
-}
+std::atomic<bool> Clock::s_isManual = false;
+std::atomic<std::int64_t> Clock::s_manual = 0;
 
 std::optional<std::int64_t> Clock::manual() noexcept {
   return s_isManual.load(std::memory_order_acquire) ? std::optional(s_manual.load(std::memory_order_acquire))
