@@ -68,6 +68,11 @@ Result<std::unique_ptr<ChangeCounter>> ChangeCounter::open(const std::string& pa
   return counter;
 }
 
+bool ChangeCounter::isDeleted() const {
+  struct stat status {};
+  return fstat(m_file.get(), &status) != 0 || status.st_nlink == 0;
+}
+
 Result<void> ChangeCounter::set(std::uint64_t number) {
   const ssize_t written = uninterrupted([&] { return pwrite(m_file.get(), &number, sizeof number, 0); });
   if (written == ssize_t{sizeof number}) return {};

@@ -26,6 +26,7 @@ class ChangeCounter {
   std::uint64_t next() const { return get() + 1 == 0 ? 1 : get() + 1; }
   bool isWritable() const { return m_writable; }
   bool isAtItsPath() const { return Identity::at(m_path) == m_identity; }
+  bool isDeleted() const;  // or replaced; takes a quarter of the time of isAtItsPath()
   const std::string& path() const { return m_path; }
 
   // With write() and not through the mapping: a full disk is then an error and not a signal, and watchers of the file

@@ -127,7 +127,8 @@ Result<void> StoredDomain::place() {
 }
 
 Result<DefaultsDatabase*> StoredDomain::reach() {
-  if (m_counter && m_counter->isAtItsPath() && m_connection && m_connection->isAtItsPath()) return m_connection.get();
+  // If their folder has moved, the database is not at its path.
+  if (m_counter && !m_counter->isDeleted() && m_connection && m_connection->isAtItsPath()) return m_connection.get();
   if (auto placed = place(); !placed) return passedOn(placed.error());
   return connect(true);
 }
