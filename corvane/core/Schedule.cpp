@@ -114,7 +114,7 @@ Schedule::EntryPtr Schedule::removeLocked(ScheduleEntry& entry) {
     schedule->m_free.push_back(index);
     released = std::move(listing.entry);
   }
-  entry.listings.clear();
+  std::vector<std::uint32_t>().swap(entry.listings);  // frees its memory: stopped repeaters may be many
   if (entry.inRun > 0) entry.released.push_back(std::exchange(released, nullptr));
   s_mutex.broadcast();
   return released;
