@@ -8,6 +8,7 @@
 #include "corvane/platform/Bundles.h"
 #include "corvane/platform/ChildProcesses.h"
 #include "corvane/platform/DefaultsStore.h"
+#include "corvane/platform/DeviceRegistry.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
 #include "corvane/platform/FontBook.h"
@@ -75,6 +76,7 @@ struct Platform {
   ServiceSlot<ChildProcesses> childProcesses;
   ServiceSlot<Translocation> translocation;
   ServiceSlot<RunningApplications> runningApplications;
+  ServiceSlot<DeviceRegistry> deviceRegistry;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

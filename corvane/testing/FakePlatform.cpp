@@ -16,6 +16,7 @@ FakePlatform::FakePlatform(std::string home)
       processTable(std::make_shared<FakeProcessTable>()),
       translocation(std::make_shared<FakeTranslocation>()),
       runningApplications(std::make_shared<FakeRunningApplications>()),
+      deviceRegistry(std::make_shared<FakeDeviceRegistry>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -30,6 +31,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.processTable.set(processTable);
   m_platform.translocation.set(translocation);
   m_platform.runningApplications.set(runningApplications);
+  m_platform.deviceRegistry.set(deviceRegistry);
 }
 
 FakeChildProcesses& FakePlatform::fakeChildProcesses() {
