@@ -35,7 +35,7 @@ TEST(Timeval, IsTheRealTimeClock) {
   EXPECT_EQ(Timeval::usec(-7).nsec(), -7'000);
   EXPECT_EQ(Timeval(timespec{2, 5}).nsec(), 2'000'000'005);
   EXPECT_EQ(Timeval(timeval{2, 5}).nsec(), 2'000'005'000);
-  EXPECT_EQ(Timeval::iso8601_utc("2021-06-01T12:00:00.250Z").nsec(), 1'622'548'800'250'000'000);
+  EXPECT_EQ(Timeval::iso8601_utc("2021-06-01T12:34:56.250Z").nsec(), 1'622'550'896'250'000'000);
 }
 
 TEST(Timeval, ViewsTruncateTowardZero) {
