@@ -9,6 +9,7 @@
 #include "corvane/platform/ChildProcesses.h"
 #include "corvane/platform/DefaultsStore.h"
 #include "corvane/platform/DeviceRegistry.h"
+#include "corvane/platform/DiskService.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
 #include "corvane/platform/FontBook.h"
@@ -77,6 +78,7 @@ struct Platform {
   ServiceSlot<Translocation> translocation;
   ServiceSlot<RunningApplications> runningApplications;
   ServiceSlot<DeviceRegistry> deviceRegistry;
+  ServiceSlot<DiskService> diskService;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

@@ -17,6 +17,7 @@ FakePlatform::FakePlatform(std::string home)
       translocation(std::make_shared<FakeTranslocation>()),
       runningApplications(std::make_shared<FakeRunningApplications>()),
       deviceRegistry(std::make_shared<FakeDeviceRegistry>()),
+      diskService(std::make_shared<FakeDiskService>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -32,6 +33,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.translocation.set(translocation);
   m_platform.runningApplications.set(runningApplications);
   m_platform.deviceRegistry.set(deviceRegistry);
+  m_platform.diskService.set(diskService);
 }
 
 FakeChildProcesses& FakePlatform::fakeChildProcesses() {
