@@ -8,7 +8,8 @@ install(TARGETS corvane-core corvane-infra corvane-algorithms corvane-system cor
 install(DIRECTORY corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h"
   PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE
-  PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE PATTERN "ProgramName.h" EXCLUDE
+  PATTERN "PartitionNames.h" EXCLUDE PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE
+  PATTERN "ProgramName.h" EXCLUDE
   PATTERN "Schedule.h" EXCLUDE PATTERN "SharedInstance.h" EXCLUDE PATTERN "SortedChunks.h" EXCLUDE
   PATTERN "Thread.h" EXCLUDE)
 install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})

@@ -46,12 +46,6 @@ std::optional<std::int64_t> attribute(udev_device* device, const char* name) {
   return value ? numberIn<std::int64_t>(value) : std::nullopt;
 }
 
-std::string upperCased(std::string ascii) {
-  for (char& c : ascii)
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  return ascii;
-}
-
 std::string tableContent(udev_device* disk) {
   const std::string scheme = property(disk, "ID_PART_TABLE_TYPE");
   if (scheme == "gpt") return "GUID_partition_scheme";
@@ -60,7 +54,7 @@ std::string tableContent(udev_device* disk) {
 
 std::string partitionContent(udev_device* partition) {
   std::string type = property(partition, "ID_PART_ENTRY_TYPE");
-  if (property(partition, "ID_PART_ENTRY_SCHEME") == "gpt") return upperCased(std::move(type));
+  if (property(partition, "ID_PART_ENTRY_SCHEME") == "gpt") return upperCasedAscii(std::move(type));
   const auto known =
       std::find_if(MBR_CONTENTS.begin(), MBR_CONTENTS.end(), [&type](const auto& row) { return row.first == type; });
   return known == MBR_CONTENTS.end() ? type : known->second;
