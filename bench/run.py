@@ -82,6 +82,9 @@ BARS = [
     *[Bar(f"layout.{shape}", f"tidy layout of 100,000 nodes, {shape}", "nodes100000", "ms", 0.15)
       for shape in ["wide", "deep", "mixed", "comb", "random", "uneven"]],
     Bar("layout.node", "a node of a layout tree, deep", "bytes", "bytes", 160, "figure", corvane="deep"),
+    Bar("devices.block", "block devices with their properties", "time", "ns", 1.3, "libudev"),
+    Bar("devices.all", "all devices with their properties", "time", "ns", 1.3, "libudev"),
+    Bar("edid", "what a display says about itself, parsed", "time", "ns", 1000, "figure"),
     Bar("spawn.small", "spawn + wait, 10 MiB resident", "time", "ns", 1.5, "posix_spawn"),
     Bar("spawn.large", "spawn + wait, 1 GiB resident", "time", "ns", 1.5, "posix_spawn"),
     Bar("readpipe.gib", "1 GiB through readPipe", "time", "ns", 1.5, "cat to dev null"),

@@ -1,6 +1,7 @@
 #include "apps/common/Output.h"
 
 #include <errno.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -23,6 +24,12 @@ int writeOut(std::string_view text) {
       return errno;
   }
   return 0;
+}
+
+std::optional<std::size_t> terminalWidth() {
+  winsize size{};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return std::nullopt;
+  return size.ws_col;
 }
 
 int statusAfterOutput(int error) {

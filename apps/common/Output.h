@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -7,6 +9,9 @@ namespace corvane {
 
 /// Writes to standard output; returns the errno code of a failure, 0 on success.
 int writeOut(std::string_view text);
+
+/// The number of columns of the terminal that standard output goes to; std::nullopt if it is none.
+std::optional<std::size_t> terminalWidth();
 
 /// The exit status after output that ended with this code: a closed pipe is not a failure; others are reported.
 int statusAfterOutput(int error);

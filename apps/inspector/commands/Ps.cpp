@@ -1,8 +1,6 @@
 #include "apps/inspector/commands/Ps.h"
 
 #include <pwd.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -99,12 +97,6 @@ void select(std::vector<ProcessRow>& rows, const Options& options) {
     }
   }
   std::erase_if(rows, [&](const ProcessRow& row) { return !wanted.contains(row.pid); });
-}
-
-std::optional<std::size_t> terminalWidth() {
-  winsize size{};
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return std::nullopt;
-  return size.ws_col;
 }
 
 int draw(const std::vector<ProcessRow>& rows, const Options& options) {
