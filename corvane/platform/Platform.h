@@ -8,8 +8,6 @@
 #include "corvane/platform/Bundles.h"
 #include "corvane/platform/ChildProcesses.h"
 #include "corvane/platform/DefaultsStore.h"
-#include "corvane/platform/DeviceRegistry.h"
-#include "corvane/platform/DiskService.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
 #include "corvane/platform/FontBook.h"
@@ -18,6 +16,7 @@
 #include "corvane/platform/LoginItems.h"
 #include "corvane/platform/MainQueue.h"
 #include "corvane/platform/PowerEvents.h"
+#include "corvane/platform/PowerManager.h"
 #include "corvane/platform/ProcessTable.h"
 #include "corvane/platform/RunningApplications.h"
 #include "corvane/platform/SerialQueues.h"
@@ -77,8 +76,7 @@ struct Platform {
   ServiceSlot<ChildProcesses> childProcesses;
   ServiceSlot<Translocation> translocation;
   ServiceSlot<RunningApplications> runningApplications;
-  ServiceSlot<DeviceRegistry> deviceRegistry;
-  ServiceSlot<DiskService> diskService;
+  ServiceSlot<PowerManager> powerManager;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

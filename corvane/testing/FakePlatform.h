@@ -8,13 +8,12 @@
 #include "corvane/testing/FakeBundles.h"
 #include "corvane/testing/FakeChildProcesses.h"
 #include "corvane/testing/FakeDefaultsStore.h"
-#include "corvane/testing/FakeDeviceRegistry.h"
-#include "corvane/testing/FakeDiskService.h"
 #include "corvane/testing/FakeFolders.h"
 #include "corvane/testing/FakeFontBook.h"
 #include "corvane/testing/FakeHttpSession.h"
 #include "corvane/testing/FakeLoginItems.h"
 #include "corvane/testing/FakePowerEvents.h"
+#include "corvane/testing/FakePowerManager.h"
 #include "corvane/testing/FakeProcessTable.h"
 #include "corvane/testing/FakeRunningApplications.h"
 #include "corvane/testing/FakeTranslocation.h"
@@ -44,8 +43,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeProcessTable> processTable;
   const std::shared_ptr<FakeTranslocation> translocation;
   const std::shared_ptr<FakeRunningApplications> runningApplications;
-  const std::shared_ptr<FakeDeviceRegistry> deviceRegistry;
-  const std::shared_ptr<FakeDiskService> diskService;
+  const std::shared_ptr<FakePowerManager> powerManager;
 
   /// From now on only the programs that the test defines here exist. Call this before the first one is started.
   FakeChildProcesses& fakeChildProcesses();

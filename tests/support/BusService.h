@@ -42,7 +42,8 @@ class BusService {
   // On the connection's own thread.
   GDBusMessage* take(GDBusConnection* bus, GDBusMessage* message) {
     if (g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_METHOD_CALL) return message;
-    const glib::Ptr<gchar> arguments(g_variant_print(g_dbus_message_get_body(message), TRUE));
+    GVariant* const body = g_dbus_message_get_body(message);  // null without arguments
+    const glib::Ptr<gchar> arguments(body ? g_variant_print(body, TRUE) : g_strdup("()"));
     MutexLock lock(m_mutex);
     m_calls.push_back(std::string(g_dbus_message_get_path(message)) + " " + g_dbus_message_get_interface(message) +
                       "." + g_dbus_message_get_member(message) + arguments.get());

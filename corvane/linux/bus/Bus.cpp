@@ -74,6 +74,11 @@ Result<BusReply> Bus::call(const BusMethod& method, GVariant* arguments, const D
   return reply;
 }
 
+void Bus::send(const BusMethod& method, GVariant* arguments) const {
+  g_dbus_connection_call(m_connection.get(), method.service.c_str(), method.object.c_str(), method.interface.c_str(),
+                         method.name.c_str(), arguments, nullptr, method.flags, -1, nullptr, nullptr, nullptr);
+}
+
 void Bus::subscribe(const BusSignal& signal, std::function<void(GVariant*)> handler) {
   // Any program may send signals, with any arguments.
   const GDBusSignalCallback received = [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,

@@ -67,6 +67,9 @@ class CORVANE_API Bus {
   /// over. If the deadline has already passed, nothing is sent.
   Result<BusReply> call(const BusMethod& method, GVariant* arguments, const Deadline& deadline) const;
 
+  /// Calls a method without waiting: nothing tells whether it succeeded. `arguments` as for call().
+  void send(const BusMethod& method, GVariant* arguments) const;
+
   /// Calls `handler` with the arguments of every such signal from now on.
   void subscribe(const BusSignal& signal, std::function<void(GVariant* arguments)> handler);
 

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+
+#include "corvane/core/Mutex.h"
+#include "corvane/linux/Deadline.h"
+#include "corvane/linux/bus/Bus.h"
+#include "corvane/platform/Result.h"
+
+namespace corvane {
+
+/// A connection to a bus for the rest of the process: it is made when it is first needed, and again after it has ended.
+/// Any thread.
+class BusLink {
+ public:
+  explicit BusLink(GBusType type) : m_type(type) {}
+
+  /// What a method answered, and the connection that it was called on.
+  struct Answer {
+    BusReply reply;
+    std::shared_ptr<const Bus> bus;
+  };
+
+  /// Bus::call(), on a new connection if the previous one has ended, even if only this call shows it.
+  Result<Answer> call(const BusMethod& method, GVariant* arguments, const Deadline& deadline);
+
+ private:
+  Result<std::shared_ptr<const Bus>> connection(const Deadline& deadline);
+
+  const GBusType m_type;
+  Mutex m_mutex;
+  std::shared_ptr<const Bus> m_bus CORVANE_GUARDED_BY(m_mutex);
+};
+
+}  // namespace corvane
