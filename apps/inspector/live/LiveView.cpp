@@ -9,10 +9,11 @@ namespace corvane::inspector {
 LiveView::LiveView(Source& source, const Glyphs& glyphs, std::function<void()> changed)
     : m_source(source),
       m_overview(source, glyphs),
-      m_processes(source, glyphs, std::move(changed)),
+      m_processes(source, glyphs, changed),
+      m_power(source, glyphs, std::move(changed)),
       m_broadcaster(source, glyphs),
       m_log(source, glyphs),
-      m_help({&m_overview, &m_processes, &m_broadcaster, &m_log}, glyphs) {}
+      m_help({&m_overview, &m_processes, &m_power, &m_broadcaster, &m_log}, glyphs) {}
 
 ViewSettings LiveView::settings() const {
   return {m_source.repeaters().timeConstant(),
@@ -45,6 +46,9 @@ LiveView::Request LiveView::press(int pressed) {
       return Request::REDRAW;
     case 'p':
       show(m_processes);
+      break;
+    case 'w':
+      show(m_power);
       break;
     case 'b':
       show(m_broadcaster);

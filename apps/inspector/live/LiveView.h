@@ -7,6 +7,7 @@
 #include "apps/inspector/live/HelpPage.h"
 #include "apps/inspector/live/LogPage.h"
 #include "apps/inspector/live/OverviewPage.h"
+#include "apps/inspector/live/PowerPage.h"
 #include "apps/inspector/live/ProcessPage.h"
 #include "apps/inspector/live/ViewSettings.h"
 #include "apps/inspector/model/Source.h"
@@ -41,6 +42,7 @@ class LiveView {
   Source& m_source;
   OverviewPage m_overview;
   ProcessPage m_processes;
+  PowerPage m_power;
   BroadcasterPage m_broadcaster;
   LogPage m_log;
   HelpPage m_help;

@@ -31,6 +31,7 @@ constexpr std::array HINTS = {Hint{"q", "quit"},
                               Hint{"underlined letters", "sort"},
                               Hint{"l", "log"},
                               Hint{"b", "broadcaster"},
+                              Hint{"w", "power"},
                               Hint{"r", "reset"},
                               Hint{"+ -", "average time"}};
 

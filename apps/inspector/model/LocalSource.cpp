@@ -6,7 +6,9 @@
 #include <filesystem>
 #include <utility>
 
-#include "apps/inspector/model/ProcessFeed.h"
+#include "apps/inspector/model/Assertions.h"
+#include "apps/inspector/model/Feed.h"
+#include "apps/inspector/model/ProcessSample.h"
 #include "apps/inspector/model/ProcessSignal.h"
 #include "apps/inspector/model/TextFile.h"
 #include "corvane/core/Text.h"
@@ -108,8 +110,23 @@ std::optional<std::string> LocalSource::logTail(std::size_t limit) const {
 }
 
 std::shared_ptr<void> LocalSource::followProcesses(ProcessTaker taker) {
-  if (m_isOfMachine) return std::make_shared<ProcessFeed>(std::move(taker));
+  using Rows = Result<std::vector<ProcessRow>>;
+  if (m_isOfMachine) {
+    const auto sampler = std::make_shared<std::optional<ProcessSampler>>();  // made and used on the queue
+    const auto sample = [sampler] {
+      if (!*sampler) sampler->emplace();
+      return (*sampler)->sample();
+    };
+    return std::make_shared<Feed<Rows>>("process page", sample, std::move(taker));
+  }
   taker(failure("inspector", 0, "Only the machine's own processes can be shown."));
+  return nullptr;
+}
+
+std::shared_ptr<void> LocalSource::followAssertions(AssertionTaker taker) {
+  using Records = Result<std::vector<AssertionRecord>>;
+  if (m_isOfMachine) return std::make_shared<Feed<Records>>("power page", readAssertions, std::move(taker));
+  taker(failure("inspector", 0, "Only the machine itself can be asked what keeps it awake."));
   return nullptr;
 }
 

@@ -35,6 +35,7 @@ class LocalSource : public Source {
   LogFigures log() const override;
   std::optional<std::string> logTail(std::size_t limit) const override;
   std::shared_ptr<void> followProcesses(ProcessTaker taker) override;
+  std::shared_ptr<void> followAssertions(AssertionTaker taker) override;
   Result<void> signal(pid_t pid, std::int64_t started, int number) override;
 
  private:

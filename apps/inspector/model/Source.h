@@ -16,6 +16,7 @@
 #include "apps/inspector/model/Readings.h"
 #include "corvane/core/Timeval.h"
 #include "corvane/infra/Broadcaster.h"
+#include "corvane/platform/PowerManager.h"
 #include "corvane/platform/Result.h"
 
 namespace corvane::inspector {
@@ -89,6 +90,10 @@ class Source {
   /// is not possible, perhaps before it returns.
   using ProcessTaker = std::function<void(Result<std::vector<ProcessRow>>)>;
   virtual std::shared_ptr<void> followProcesses(ProcessTaker taker) = 0;
+
+  /// Passes on what keeps the machine awake, in the same way.
+  using AssertionTaker = std::function<void(Result<std::vector<AssertionRecord>>)>;
+  virtual std::shared_ptr<void> followAssertions(AssertionTaker taker) = 0;
 
   /// Sends a signal to the process with this id and start time (see ProcessRow), never to another one that has since
   /// got the same id. The failure's description is a clause for the user.
