@@ -1,4 +1,5 @@
 #include "apps/common/Command.h"
+#include "apps/inspector/commands/Devices.h"
 #include "apps/inspector/commands/Get.h"
 #include "apps/inspector/commands/Heater.h"
 #include "apps/inspector/commands/Log.h"
@@ -23,6 +24,7 @@ constexpr Command COMMANDS[] = {
     {"heater", "--svg FILE", "plot a heater under three tunings of a PID controller", HEATER_HELP, heater},
     {"tree", "[OPTION]... PATH --svg FILE", "draw a folder as a tree", TREE_HELP, tree},
     {"ps", "[OPTION]...", "list the processes and what they use", PS_HELP, ps},
+    {"devices", "[OPTION]... [CLASS]", "list devices and their properties", DEVICES_HELP, devices},
     {"run", "[--json] [--] COMMAND [ARGUMENT]...", "run a command and report what it took", RUN_HELP, runCommand, true},
     {"power", "[--json] [--watch] | --prevent TYPE... [--why TEXT] [--] COMMAND [ARGUMENT]...",
      "list who keeps the machine awake, or keep it awake while a command runs", POWER_HELP, power, true},

@@ -73,6 +73,12 @@ bool isUtf8(std::string_view text) {
   return isUtf8Block(text);
 }
 
+std::string upperCasedAscii(std::string text) {
+  for (char& c : text)
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  return text;
+}
+
 std::string decimal(double value, int decimals) {
   std::array<char, 400> buffer{};  // enough for the largest doubles
   const auto written =

@@ -23,6 +23,9 @@ CORVANE_API std::string caseFolded(std::string_view text);
 /// True if `part` occurs in `text`, regardless of case.
 CORVANE_API bool containsIgnoringCase(std::string_view text, std::string_view part);
 
+/// The text with the ASCII letters in upper case, whatever the locale.
+CORVANE_API std::string upperCasedAscii(std::string text);
+
 /// The number that the whole text consists of, with at most one sign, as std::from_chars reads it; std::nullopt if
 /// there is anything else or the number is out of range.
 template <class Number>

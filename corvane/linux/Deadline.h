@@ -21,10 +21,17 @@ class Deadline {
 
   explicit Deadline(std::chrono::milliseconds limit = LIMIT) : m_end(Clock::now() + limit) {}
 
+  /// For what may take as long as a person needs.
+  static Deadline none() {
+    Deadline deadline;
+    deadline.m_end = Clock::time_point::max();
+    return deadline;
+  }
+
   Clock::time_point end() const { return m_end; }
   bool isOver() const { return Clock::now() >= m_end; }
 
-  /// The time left in milliseconds, rounded up; 0 if the deadline has passed.
+  /// The time left in milliseconds, rounded up; 0 if the deadline has passed, INT_MAX if there is none.
   int msec() const {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_end - Clock::now());
     return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(left.count(), 0, INT_MAX));

@@ -8,6 +8,8 @@
 #include "corvane/platform/Bundles.h"
 #include "corvane/platform/ChildProcesses.h"
 #include "corvane/platform/DefaultsStore.h"
+#include "corvane/platform/DeviceRegistry.h"
+#include "corvane/platform/DiskService.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
 #include "corvane/platform/FontBook.h"
@@ -76,6 +78,8 @@ struct Platform {
   ServiceSlot<ChildProcesses> childProcesses;
   ServiceSlot<Translocation> translocation;
   ServiceSlot<RunningApplications> runningApplications;
+  ServiceSlot<DeviceRegistry> deviceRegistry;
+  ServiceSlot<DiskService> diskService;
   ServiceSlot<PowerManager> powerManager;
 
  private:

@@ -16,6 +16,8 @@ FakePlatform::FakePlatform(std::string home)
       processTable(std::make_shared<FakeProcessTable>()),
       translocation(std::make_shared<FakeTranslocation>()),
       runningApplications(std::make_shared<FakeRunningApplications>()),
+      deviceRegistry(std::make_shared<FakeDeviceRegistry>()),
+      diskService(std::make_shared<FakeDiskService>()),
       powerManager(std::make_shared<FakePowerManager>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
@@ -31,6 +33,8 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.processTable.set(processTable);
   m_platform.translocation.set(translocation);
   m_platform.runningApplications.set(runningApplications);
+  m_platform.deviceRegistry.set(deviceRegistry);
+  m_platform.diskService.set(diskService);
   m_platform.powerManager.set(powerManager);
 }
 

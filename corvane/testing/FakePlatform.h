@@ -8,6 +8,8 @@
 #include "corvane/testing/FakeBundles.h"
 #include "corvane/testing/FakeChildProcesses.h"
 #include "corvane/testing/FakeDefaultsStore.h"
+#include "corvane/testing/FakeDeviceRegistry.h"
+#include "corvane/testing/FakeDiskService.h"
 #include "corvane/testing/FakeFolders.h"
 #include "corvane/testing/FakeFontBook.h"
 #include "corvane/testing/FakeHttpSession.h"
@@ -43,6 +45,8 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeProcessTable> processTable;
   const std::shared_ptr<FakeTranslocation> translocation;
   const std::shared_ptr<FakeRunningApplications> runningApplications;
+  const std::shared_ptr<FakeDeviceRegistry> deviceRegistry;
+  const std::shared_ptr<FakeDiskService> diskService;
   const std::shared_ptr<FakePowerManager> powerManager;
 
   /// From now on only the programs that the test defines here exist. Call this before the first one is started.

@@ -116,6 +116,8 @@ TEST(ProcessPage, ScrollsAlongWithTheSelection) {
   page.press('i');
   EXPECT_TRUE(shows(page, "  name1 ", 13)) << "still selected, at the other end";
   EXPECT_EQ(selected(page, 5), "name1");
+  EXPECT_TRUE(shows(page, "PID", 3));
+  EXPECT_FALSE(shows(page, "PID", 2)) << "the last rows are for processes";
 }
 
 TEST(ProcessPage, SortsByTheUnderlinedLetters) {

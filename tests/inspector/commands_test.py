@@ -72,7 +72,7 @@ class Printing(InHome):
             ("get",), ("get", "a", "--limit", "0"), ("get", "a", "--header", "x:y"), ("get", "a", "--post", "b", "--header", "x"),
             ("get", "a", "--post", "b", "--head"), ("ps", "x"), ("ps", "--sort", "path"), ("ps", "--user", "no one"),
             ("ps", "--tree"), ("ps", "--hide", "1"), ("ps", "--tree", "--json", "--svg", "x"),
-            ("run",), ("run", "--"), ("run", "--jason", "--", "true"))
+            ("devices", "a", "b"), ("devices", "--json", "--properties"), ("run",), ("run", "--"), ("run", "--jason", "--", "true"))
 
     def test_plots_a_heater(self):
         file = os.path.join(self.home, "heater.svg")
