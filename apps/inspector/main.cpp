@@ -1,5 +1,6 @@
 #include "apps/common/Command.h"
 #include "apps/inspector/commands/Devices.h"
+#include "apps/inspector/commands/Disks.h"
 #include "apps/inspector/commands/Get.h"
 #include "apps/inspector/commands/Heater.h"
 #include "apps/inspector/commands/Log.h"
@@ -25,6 +26,9 @@ constexpr Command COMMANDS[] = {
     {"tree", "[OPTION]... PATH --svg FILE", "draw a folder as a tree", TREE_HELP, tree},
     {"ps", "[OPTION]...", "list the processes and what they use", PS_HELP, ps},
     {"devices", "[OPTION]... [CLASS]", "list devices and their properties", DEVICES_HELP, devices},
+    {"disks", "[--json]", "list disks and partitions, and where they are mounted", DISKS_HELP, disks},
+    {"mount", "[--whole] NAME", "mount a disk or partition", MOUNT_HELP, mount},
+    {"unmount", "[--whole] [--force] NAME", "unmount a disk or partition", UNMOUNT_HELP, unmount},
     {"run", "[--json] [--] COMMAND [ARGUMENT]...", "run a command and report what it took", RUN_HELP, runCommand, true},
     {"power", "[--json] [--watch] | --prevent TYPE... [--why TEXT] [--] COMMAND [ARGUMENT]...",
      "list who keeps the machine awake, or keep it awake while a command runs", POWER_HELP, power, true},

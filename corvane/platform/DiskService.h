@@ -66,6 +66,10 @@ class DiskService {
 
   /// The mounted devices by name and, for each, the folders where it is mounted, in the system's order.
   virtual std::map<std::string, std::vector<std::string>> mountPoints() = 0;
+
+  /// The names of the devices that a device is made of, such as an unlocked encrypted volume, a logical volume or an
+  /// array; empty for disks and partitions.
+  virtual std::vector<std::string> backing(const std::string& device) = 0;
 };
 
 template <>

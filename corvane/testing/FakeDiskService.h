@@ -17,11 +17,12 @@ namespace corvane {
 /// Disks defined by a test, which records the requests. Set the fields while no request is under way.
 class CORVANE_API FakeDiskService : public DiskService {
  public:
-  std::set<std::string> devices;         ///< the device names that exist
-  std::optional<Error> error;            ///< if set, there is no service: open() fails with it
-  std::optional<Error> refusal;          ///< if set, requests cannot begin
-  std::optional<Error> dissent;          ///< if set, requests are answered with it
-  std::function<void()> beforeAnswer{};  ///< called on the queue before each answer; may wait
+  std::set<std::string> devices;                           ///< the device names that exist
+  std::optional<Error> error;                              ///< if set, there is no service: open() fails with it
+  std::optional<Error> refusal;                            ///< if set, requests cannot begin
+  std::optional<Error> dissent;                            ///< if set, requests are answered with it
+  std::map<std::string, std::vector<std::string>> madeOf;  ///< devices → the result of backing()
+  std::function<void()> beforeAnswer{};                    ///< called on the queue before each answer; may wait
 
   struct Call {
     std::string name;  ///< "mount" or "unmount"
@@ -36,6 +37,7 @@ class CORVANE_API FakeDiskService : public DiskService {
 
   /// A device that was mounted successfully is mounted at /media/NAME.
   std::map<std::string, std::vector<std::string>> mountPoints() override;
+  std::vector<std::string> backing(const std::string& device) override { return madeOf[device]; }
 
  private:
   class Session;

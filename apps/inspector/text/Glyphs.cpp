@@ -4,8 +4,9 @@
 
 namespace corvane::inspector {
 
-const Glyphs Glyphs::UNICODE = {{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"}, "µ", "°", "▲", "▼", "─", false};
-const Glyphs Glyphs::ASCII = {{"_", ".", "-", ":", "=", "+", "*", "#"}, "u", "", "^", "v", "-", true};
+const Glyphs Glyphs::UNICODE = {
+    {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"}, "µ", "°", "▲", "▼", "─", "│", "├", "└", false};
+const Glyphs Glyphs::ASCII = {{"_", ".", "-", ":", "=", "+", "*", "#"}, "u", "", "^", "v", "-", "|", "|", "`", true};
 
 const Glyphs& Glyphs::ofLocale() {
   return std::string_view(nl_langinfo(CODESET)) == "UTF-8" ? UNICODE : ASCII;

@@ -13,7 +13,10 @@ struct Glyphs {
   std::string_view up;
   std::string_view down;
   std::string_view rule;
-  bool ascii;  ///< whether only ASCII may be shown
+  std::string_view treeLine;  ///< beside the rows of a branch
+  std::string_view treeBranch;
+  std::string_view treeEnd;  ///< the last branch
+  bool ascii;                ///< whether only ASCII may be shown
 
   static const Glyphs UNICODE;
   static const Glyphs ASCII;

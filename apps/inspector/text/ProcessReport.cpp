@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
+#include "apps/inspector/text/FittedTable.h"
 #include "apps/inspector/text/Format.h"
 #include "apps/inspector/text/ProcessColumn.h"
 
@@ -10,56 +12,23 @@ namespace corvane::inspector {
 
 namespace {
 
-constexpr std::size_t GAP = 2;
-constexpr std::size_t USEFUL = 12;  // a text column that is narrower than this is useless
-
 // The columns that narrow tables omit, in this order.
 constexpr std::array DISPENSABLE = {ProcessColumn::COMMAND, ProcessColumn::TIME,   ProcessColumn::THREADS,
                                     ProcessColumn::KIND,    ProcessColumn::PARENT, ProcessColumn::USER,
                                     ProcessColumn::STATE};
 
-// A column's texts, the title first.
-struct Cells {
-  ProcessColumn column;
-  bool isNumber;
-  std::size_t width;
-  std::vector<std::string> texts;
-};
-
-Cells cellsOf(const ProcessColumnStyle& style, const std::vector<ProcessRow>& rows, const Glyphs& glyphs) {
-  Cells cells{style.column, style.isNumber, 0, {std::string(style.title)}};
-  for (const ProcessRow& row : rows) cells.texts.push_back(printable(style.cell(row), glyphs));
-  for (const std::string& text : cells.texts) cells.width = std::max(cells.width, columnsOf(text));
-  return cells;
-}
-
-// The minimum width of the columns.
-std::size_t least(const std::vector<Cells>& columns) {
-  std::size_t width = std::min(columns.back().width, USEFUL);
-  for (const Cells& cells : columns)
-    if (&cells != &columns.back()) width += cells.width + GAP;
-  return width;
-}
-
 }  // namespace
 
 std::string processTable(const std::vector<ProcessRow>& rows, const Glyphs& glyphs, std::optional<std::size_t> width) {
-  std::vector<Cells> columns;
-  for (const ProcessColumnStyle& style : PROCESS_COLUMNS) columns.push_back(cellsOf(style, rows, glyphs));
-  for (const ProcessColumn column : DISPENSABLE)
-    if (width && least(columns) > *width) std::erase_if(columns, [=](const Cells& c) { return c.column == column; });
-  std::string table;
-  for (std::size_t i = 0; i <= rows.size(); ++i) {
-    std::string line;
-    for (const Cells& cells : columns) {
-      const std::string& text = cells.texts[i];
-      const bool isLast = &cells == &columns.back();
-      line += cells.isNumber ? alignedRight(text, cells.width) : isLast ? text : alignedLeft(text, cells.width);
-      if (!isLast) line.append(GAP, ' ');
-    }
-    table += (width ? clipped(line, *width) : line) + "\n";
+  std::vector<FittedColumn> columns;
+  for (const ProcessColumnStyle& style : PROCESS_COLUMNS) {
+    columns.push_back({style.title, style.isNumber});
+    for (const ProcessRow& row : rows) columns.back().cells.push_back(printable(style.cell(row), glyphs));
   }
-  return table;
+  std::array<std::size_t, DISPENSABLE.size()> indices{};
+  std::ranges::transform(DISPENSABLE, indices.begin(),
+                         [](ProcessColumn column) { return static_cast<std::size_t>(column); });
+  return fittedTable(std::move(columns), indices, width);
 }
 
 std::string processObject(const ProcessRow& row) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <string_view>
 #include <utility>
 
@@ -236,6 +237,15 @@ class LinuxDiskService : public DiskService {
       const std::string_view path = device ? device.get() : entry.mnt_fsname;
       if (path.starts_with(FOLDER)) found[std::string(path.substr(FOLDER.size()))].push_back(entry.mnt_dir);
     }
+    return found;
+  }
+
+  std::vector<std::string> backing(const std::string& device) override {
+    std::vector<std::string> found;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/sys/class/block/" + device + "/slaves", error))
+      found.push_back(entry.path().filename());
+    std::ranges::sort(found);
     return found;
   }
 };
