@@ -79,7 +79,7 @@ Result<Edid> parseEdid(Bytes bytes) {
   edid.vendorID = static_cast<std::uint16_t>(block[8] << 8 | block[9]);
   edid.vendor = vendorLetters(edid.vendorID);
   edid.productID = static_cast<std::uint16_t>(block[10] | block[11] << 8);
-  edid.serial = block[12] | block[13] << 8 | block[14] << 16 | std::uint32_t{block[15]} << 24;
+  for (const std::size_t at : {15U, 14U, 13U, 12U}) edid.serial = edid.serial << 8 | block[at];
   if (block[16] >= 1 && block[16] <= LAST_WEEK) edid.week = block[16];
   edid.year = FIRST_YEAR + block[17];
   readSize(edid, block);
