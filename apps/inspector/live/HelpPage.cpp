@@ -17,6 +17,7 @@ constexpr std::array HINTS = {Hint{"q", "quit"}, Hint{"h", "back"}, Hint{"up dow
 constexpr std::array HELP = {
     Hint{"p", "processes"},
     Hint{"w", "who keeps the machine awake"},
+    Hint{"v", "disks and volumes"},
     Hint{"b", "the broadcaster's listeners, and the log's figures"},
     Hint{"l", "the log"},
     Hint{"h ?", "this page"},

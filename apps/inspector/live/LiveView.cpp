@@ -10,10 +10,11 @@ LiveView::LiveView(Source& source, const Glyphs& glyphs, std::function<void()> c
     : m_source(source),
       m_overview(source, glyphs),
       m_processes(source, glyphs, changed),
-      m_power(source, glyphs, std::move(changed)),
+      m_power(source, glyphs, changed),
+      m_disks(source, glyphs, std::move(changed)),
       m_broadcaster(source, glyphs),
       m_log(source, glyphs),
-      m_help({&m_overview, &m_processes, &m_power, &m_broadcaster, &m_log}, glyphs) {}
+      m_help({&m_overview, &m_processes, &m_power, &m_disks, &m_broadcaster, &m_log}, glyphs) {}
 
 ViewSettings LiveView::settings() const {
   return {m_source.repeaters().timeConstant(),
@@ -49,6 +50,9 @@ LiveView::Request LiveView::press(int pressed) {
       break;
     case 'w':
       show(m_power);
+      break;
+    case 'v':
+      show(m_disks);
       break;
     case 'b':
       show(m_broadcaster);

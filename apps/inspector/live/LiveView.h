@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "apps/inspector/live/BroadcasterPage.h"
+#include "apps/inspector/live/DiskPage.h"
 #include "apps/inspector/live/HelpPage.h"
 #include "apps/inspector/live/LogPage.h"
 #include "apps/inspector/live/OverviewPage.h"
@@ -43,6 +44,7 @@ class LiveView {
   OverviewPage m_overview;
   ProcessPage m_processes;
   PowerPage m_power;
+  DiskPage m_disks;
   BroadcasterPage m_broadcaster;
   LogPage m_log;
   HelpPage m_help;

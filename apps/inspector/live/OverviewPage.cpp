@@ -32,6 +32,7 @@ constexpr std::array HINTS = {Hint{"q", "quit"},
                               Hint{"l", "log"},
                               Hint{"b", "broadcaster"},
                               Hint{"w", "power"},
+                              Hint{"v", "disks"},
                               Hint{"r", "reset"},
                               Hint{"+ -", "average time"}};
 

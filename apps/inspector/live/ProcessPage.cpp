@@ -107,7 +107,7 @@ void ProcessPage::close() {
   m_failure.clear();
   m_selected.reset();
   arrange();
-  m_place = m_first = 0;
+  m_cursor = {};
   m_mode = Mode::BROWSE;
   m_message.clear();
 }
@@ -129,9 +129,10 @@ void ProcessPage::arrange() {
       std::ranges::find_if(m_shown, [this](const ProcessRow* row) { return areSame(*row, *m_selected); });
   if (found == m_shown.end()) {
     m_selected.reset();
+    m_cursor.lose();
   } else {
     m_selected = **found;
-    m_place = found - m_shown.begin();
+    m_cursor.select(static_cast<std::size_t>(found - m_shown.begin()));
   }
 }
 
@@ -211,37 +212,9 @@ void ProcessPage::send() {
 }
 
 bool ProcessPage::moveBy(int pressed) {
-  const auto last = static_cast<std::ptrdiff_t>(m_shown.size()) - 1;
-  // If nothing is selected, moving down selects the row at that place.
-  const std::ptrdiff_t down = m_selected ? 1 : 0;
-  switch (pressed) {
-    case key::UP:
-      select(m_place - 1);
-      return true;
-    case key::DOWN:
-      select(m_place + down);
-      return true;
-    case key::PAGE_UP:
-      select(m_place - m_height);
-      return true;
-    case key::PAGE_DOWN:
-      select(m_place + m_height - 1 + down);
-      return true;
-    case key::HOME:
-      select(0);
-      return true;
-    case key::END:
-      select(last);
-      return true;
-    default:
-      return false;
-  }
-}
-
-void ProcessPage::select(std::ptrdiff_t index) {
-  if (m_shown.empty()) return;
-  m_place = std::clamp<std::ptrdiff_t>(index, 0, static_cast<std::ptrdiff_t>(m_shown.size()) - 1);
-  m_selected = *m_shown[static_cast<std::size_t>(m_place)];
+  if (!m_cursor.press(pressed, m_shown.size())) return false;
+  if (const auto place = m_cursor.selected()) m_selected = *m_shown[*place];
+  return true;
 }
 
 std::string ProcessPage::nameOf(const ProcessRow& row) const {
@@ -301,12 +274,8 @@ Frame ProcessPage::draw(std::size_t rows, std::size_t columns) {
   }
   const std::size_t height = rows - frame.size();
   if (!m_failure.empty()) frame.push_back({{printable(m_failure, m_glyphs)}});
-  const auto count = std::ssize(m_shown);
-  m_height = std::max<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(height), 1);
-  if (m_selected) m_first = std::clamp(m_first, m_place - m_height + 1, m_place);
-  m_first = std::clamp<std::ptrdiff_t>(m_first, 0, std::max<std::ptrdiff_t>(count - m_height, 0));
-  for (std::ptrdiff_t i = m_first; i < std::min(count, m_first + static_cast<std::ptrdiff_t>(height)); ++i)
-    frame.push_back(row(*m_shown[static_cast<std::size_t>(i)], columns));
+  const auto [first, last] = m_cursor.shown(m_shown.size(), height);
+  for (std::size_t i = first; i < last; ++i) frame.push_back(row(*m_shown[i], columns));
   return frame;
 }
 

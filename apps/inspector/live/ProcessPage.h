@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/inspector/live/Cursor.h"
 #include "apps/inspector/live/Page.h"
 #include "apps/inspector/model/ProcessOrder.h"
 #include "apps/inspector/model/Source.h"
@@ -47,7 +48,6 @@ class ProcessPage : public Page {
   void confirm(int pressed);
   void send();
   bool moveBy(int pressed);
-  void select(std::ptrdiff_t index);
   void arrange();
   std::string nameOf(const ProcessRow& row) const;
   Line row(const ProcessRow& row, std::size_t columns) const;
@@ -63,9 +63,7 @@ class ProcessPage : public Page {
   bool m_descending = true;
   std::string m_filter;
   std::optional<ProcessRow> m_selected;  // as last seen
-  std::ptrdiff_t m_place = 0;            // where the selection is, or where it was lost
-  std::ptrdiff_t m_first = 0;            // the first row on the screen
-  std::ptrdiff_t m_height = 1;           // rows on the screen
+  Cursor m_cursor;
   Mode m_mode = Mode::BROWSE;
   std::size_t m_signal = 0;            // the one to be confirmed
   std::optional<ProcessRow> m_target;  // the process that the questions are about

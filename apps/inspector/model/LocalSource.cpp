@@ -11,6 +11,7 @@
 #include "apps/inspector/model/ProcessSample.h"
 #include "apps/inspector/model/ProcessSignal.h"
 #include "apps/inspector/model/TextFile.h"
+#include "corvane/core/MainQueue.h"
 #include "corvane/core/Text.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/Logger.h"
@@ -128,6 +129,25 @@ std::shared_ptr<void> LocalSource::followAssertions(AssertionTaker taker) {
   if (m_isOfMachine) return std::make_shared<Feed<Records>>("power page", readAssertions, std::move(taker));
   taker(failure("inspector", 0, "Only the machine itself can be asked what keeps it awake."));
   return nullptr;
+}
+
+std::shared_ptr<void> LocalSource::followDisks(DiskTaker taker) {
+  using Rows = Result<std::vector<DiskRow>>;
+  if (m_isOfMachine) return std::make_shared<Feed<Rows>>("disk page", readDisks, std::move(taker));
+  taker(failure("inspector", 0, "Only the machine's own disks can be shown."));
+  return nullptr;
+}
+
+std::shared_ptr<void> LocalSource::request(const DiskRequest& request, OutcomeTaker taker) {
+  const auto wanted = std::make_shared<OutcomeTaker>(std::move(taker));
+  const auto pass = [weak = std::weak_ptr(wanted)](const DiskOutcome& outcome) {
+    main_post([weak, outcome] {
+      if (const auto take = weak.lock()) (*take)(outcome);
+    });
+  };
+  if (!m_diskRequests.async([request, pass] { pass(perform(request)); }))
+    pass({.done = false, .detail = "The system refuses a thread"});
+  return wanted;
 }
 
 Result<void> LocalSource::signal(pid_t pid, std::int64_t started, int number) {

@@ -9,6 +9,7 @@
 #include "apps/inspector/model/Readers.h"
 #include "apps/inspector/model/Repeaters.h"
 #include "apps/inspector/model/Source.h"
+#include "corvane/core/DispatchQueueSerial.h"
 
 namespace corvane::inspector {
 
@@ -36,6 +37,8 @@ class LocalSource : public Source {
   std::optional<std::string> logTail(std::size_t limit) const override;
   std::shared_ptr<void> followProcesses(ProcessTaker taker) override;
   std::shared_ptr<void> followAssertions(AssertionTaker taker) override;
+  std::shared_ptr<void> followDisks(DiskTaker taker) override;
+  std::shared_ptr<void> request(const DiskRequest& request, OutcomeTaker taker) override;
   Result<void> signal(pid_t pid, std::int64_t started, int number) override;
 
  private:
@@ -55,6 +58,7 @@ class LocalSource : public Source {
   std::array<std::shared_ptr<History>, GAUGES> m_histories;
   const std::shared_ptr<Listener> m_heartbeatLog;
   const Timeval m_started;
+  DispatchQueueSerial m_diskRequests{"disk requests", QoS::USER_INITIATED};
   Repeaters m_repeaters;  // last, because their work uses the others
 };
 

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/inspector/model/Disks.h"
 #include "apps/inspector/model/History.h"
 #include "apps/inspector/model/ProcessRow.h"
 #include "apps/inspector/model/Readings.h"
@@ -94,6 +95,14 @@ class Source {
   /// Passes on what keeps the machine awake, in the same way.
   using AssertionTaker = std::function<void(Result<std::vector<AssertionRecord>>)>;
   virtual std::shared_ptr<void> followAssertions(AssertionTaker taker) = 0;
+
+  /// Passes on the machine's disks, in the same way.
+  using DiskTaker = std::function<void(Result<std::vector<DiskRow>>)>;
+  virtual std::shared_ptr<void> followDisks(DiskTaker taker) = 0;
+
+  /// Mounts or unmounts a disk in the background, and passes the outcome on, later, if the result still lives then.
+  using OutcomeTaker = std::function<void(const DiskOutcome&)>;
+  virtual std::shared_ptr<void> request(const DiskRequest& request, OutcomeTaker taker) = 0;
 
   /// Sends a signal to the process with this id and start time (see ProcessRow), never to another one that has since
   /// got the same id. The failure's description is a clause for the user.
