@@ -64,7 +64,7 @@ class DiskService {
   /// Connects within 5 s; the answers arrive on the queue, which must outlive the session.
   virtual Result<std::unique_ptr<DiskSession>> open(SerialQueue& queue) = 0;
 
-  /// The mounted devices by name and, for each, the folders where it is mounted, in the system's order.
+  /// The mounted devices by the kernel's name and, for each, the folders where it is mounted, in the system's order.
   virtual std::map<std::string, std::vector<std::string>> mountPoints() = 0;
 
   /// The names of the devices that a device is made of, such as an unlocked encrypted volume, a logical volume or an

@@ -73,8 +73,8 @@ std::string DiskMounter::errorDetail() const {
   return m_detail;
 }
 
-std::map<std::string, std::vector<std::string>> DiskMounter::mountPoints() {
-  return platform().diskService().mountPoints();
+std::vector<std::string> DiskMounter::mountPoints(const std::string& device) {
+  return platform().diskService().mountPoints()[device];
 }
 
 }  // namespace corvane

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -44,8 +43,9 @@ class CORVANE_API DiskMounter {
   /// Empty after a success. The log gets it as well.
   std::string errorDetail() const CORVANE_EXCLUDES(m_mutex);
 
-  /// The mounted devices by name and, for each, the folders where it is mounted.
-  static std::map<std::string, std::vector<std::string>> mountPoints();
+  /// The folders where a device is mounted, if it is. The name must be the kernel's: "dm-0", not a link such as
+  /// "mapper/backup".
+  static std::vector<std::string> mountPoints(const std::string& device);
 
  private:
   struct Request;
