@@ -440,13 +440,13 @@ TEST_F(UserDefaultsTest, ChangedKeysAreBroadcastOnceObserved) {
     keys.insert(std::any_cast<std::string>(object));
   });
   ASSERT_TRUE(defaults->apply({{"before", 1}, {"same", 1}}));
-  defaults->observeChanges();
   auto handle = defaults->listen([&](std::string_view key) { heard.emplace(key); });
   std::thread([&] { ASSERT_TRUE(defaults->apply({{"same", 1}, {"own", 1}, {"absent", std::nullopt}})); }).join();
   EXPECT_THAT(keys, IsEmpty());
   EXPECT_TRUE(pumpUntil([&] { return keys.contains("own"); }));
   EXPECT_THAT(heard, ElementsAre("own"));
   handle.reset();
+  defaults->observeChanges();  // again
   // From here on this process only reads, and not even that unprompted.
   inChild([] {
     EXPECT_TRUE(fresh()->apply({{"foreign", 1}, {"before", std::nullopt}}));
