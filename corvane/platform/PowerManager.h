@@ -34,7 +34,7 @@ struct AssertionRecord {
 /// | EILSEQ | the reason is not UTF-8, or contains U+0000 |
 /// | EMSGSIZE | the reason has more than MAX_REASON bytes |
 /// | EACCES | every service that could be asked refuses |
-/// | ENOTSUP | there is no service to ask |
+/// | ENOTSUP | nobody can be asked: no bus, no service, or a child that was forked after the first call |
 /// | ETIMEDOUT | no answer within 5 s in all (1 s for a list) |
 /// | ECONNRESET | the service ended before it answered |
 /// | EAGAIN | the service has no room for more |

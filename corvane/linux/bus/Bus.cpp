@@ -1,9 +1,15 @@
 #include "corvane/linux/bus/Bus.h"
 
+#include <errno.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <utility>
+
+#include "corvane/core/PerProcess.h"
 
 namespace corvane {
 
@@ -23,6 +29,13 @@ std::string systemAddress() {
   return address ? address.get() : "";
 }
 
+// GLib ends the process if it gets no descriptors to wait with, so this looks for some first.
+bool hasDescriptors() {
+  std::array<FileDescriptor, 4> probes;
+  for (FileDescriptor& probe : probes) probe = FileDescriptor(eventfd(0, EFD_CLOEXEC));
+  return std::ranges::all_of(probes, [](const FileDescriptor& probe) { return probe.get() >= 0; });
+}
+
 struct Subscription {
   std::string type;
   std::function<void(GVariant*)> handler;
@@ -40,6 +53,10 @@ Result<std::unique_ptr<Bus>> Bus::connect(GBusType type, const Deadline& deadlin
   const std::string trouble = isSystem ? "No system bus: " : "No session bus: ";
   const std::string address = isSystem ? systemAddress() : sessionAddress();
   if (address.empty()) return failure("bus", 0, trouble + "the environment names none");
+  // GIO serves all connections with threads that a forked child does not have: connecting there would never end.
+  static const unsigned FIRST_USER = forkCount();
+  if (forkCount() != FIRST_USER) return failure("bus", 0, trouble + "this process was forked after it had used a bus");
+  if (!hasDescriptors()) return systemFailure(EMFILE);
   // Created before the waiter, so that its own signals go to the caller's context.
   glib::Ptr<GDBusConnection> connection(G_DBUS_CONNECTION(g_object_new(
       G_TYPE_DBUS_CONNECTION, "address", address.c_str(), "flags",
@@ -63,6 +80,7 @@ Bus::~Bus() {
 Result<BusReply> Bus::call(const BusMethod& method, GVariant* arguments, const Deadline& deadline) const {
   const glib::Ptr<GVariant> owner(arguments ? g_variant_ref_sink(arguments) : nullptr);
   if (deadline.isOver()) return timedOut(method.trouble);
+  if (!hasDescriptors()) return systemFailure(EMFILE);
   GUnixFDList* descriptors = nullptr;
   GError* error = nullptr;
   GVariant* const values = g_dbus_connection_call_with_unix_fd_list_sync(

@@ -53,7 +53,8 @@ struct BusReply {
 /// is iterated. After a fork() the child must not use the connection.
 class CORVANE_API Bus {
  public:
-  /// Connects to the bus that the environment currently names. Does not start a bus.
+  /// Connects to the bus that the environment currently names. Does not start a bus. A child that was forked after the
+  /// first use of a bus cannot connect any more.
   static Result<std::unique_ptr<Bus>> connect(GBusType type, const Deadline& deadline);
 
   /// Ends all subscriptions and closes the connection, without waiting. Must run on the thread that subscribed; that
