@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <numeric>
 #include <vector>
@@ -8,33 +7,19 @@
 #include "corvane/core/Text.h"
 #include "corvane/system/Edid.h"
 
-namespace {
-
-void require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "%s\n", what);
-  std::abort();
-}
-
-}  // namespace
-
+// The data as it is, and with a base block that is made valid.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   using namespace corvane;
-  const std::vector<std::uint8_t> data(bytes, bytes + size);  // so that a byte too far is noticed
+  std::vector<std::uint8_t> data(bytes, bytes + size);  // so that a byte too far is noticed
   const auto asSent = parseEdid(data);
-  if (size < 128) {
-    require(!asSent, "data that is cut off");
-    return 0;
-  }
-  std::vector<std::uint8_t> valid(data.begin(), data.begin() + 128);
-  std::fill(valid.begin() + 1, valid.begin() + 7, std::uint8_t{0xFF});
-  valid[0] = valid[7] = valid[127] = 0;
-  valid[127] = static_cast<std::uint8_t>(-std::accumulate(valid.begin(), valid.end(), 0));
-  const auto edid = parseEdid(valid);
-  require(edid.has_value(), "a valid block that is refused");
-  require(!asSent || asSent->name == edid->name, "extension blocks that change the result");
+  if (size < 128) return asSent ? std::abort(), 1 : 0;
+  data.resize(128);
+  std::fill(data.begin() + 1, data.begin() + 7, std::uint8_t{0xFF});
+  data[0] = data[7] = data[127] = 0;
+  data[127] = static_cast<std::uint8_t>(-std::accumulate(data.begin(), data.end(), 0));
+  const auto edid = parseEdid(data);
+  if (!edid || (asSent && asSent->name != edid->name) || edid->widthMm > 2559 || edid->heightMm > 2559) std::abort();
   for (const std::string& text : {edid->name, edid->serialText, edid->vendor})
-    require(isUtf8(text) && trimmed(text) == text && text.size() <= 39, "a text that is no text");
-  require(edid->widthMm <= 2559 && edid->heightMm <= 2559, "a display as large as a house");
+    if (!isUtf8(text) || trimmed(text) != text || text.size() > 39) std::abort();
   return 0;
 }

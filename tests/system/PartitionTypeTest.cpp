@@ -12,54 +12,49 @@ using Names = std::vector<std::string>;
 
 TEST(PartitionTypeTest, NamesContents) {
   const PartitionType types;
-  const struct {
-    std::string_view content;
-    const char* description;
-    const char* typeName;
-  } rows[] = {
-      {types.contentAppleAPFS(), "Apple_APFS", "Apple_APFS"},
-      {types.contentAppleBOOT(), "Apple_Boot", "Apple_Boot"},
-      {types.contentEFISystem(), "EFI", "EFI"},
-      {types.contentHFS(), "Apple_HFS", "Apple_HFS"},
-      {types.contentLinuxData(), "Linux Filesystem", "Linux Filesystem"},
-      {types.contentLinuxSWAP(), "Linux Swap", "Linux Swap"},
-      {types.contentMSBasicData(), "Microsoft Basic Data", "Microsoft Basic Data"},
-      {types.contentMSReserved(), "Microsoft Reserved", "Microsoft Reserved"},
-      {"Windows_NTFS", "Windows_NTFS", "Windows_NTFS"},
-      {types.contentWindowsRecovery(), "Windows Recovery", "Windows Recovery"},
-      {"0fc63daf-8483-4772-8e79-3d69d8477de4", "Unknown", "Linux Filesystem"},
-      {"4f68bce3-e8cd-4db1-96e7-fbcaf984b709", "Unknown", "Linux Root (x86-64)"},
-      {"E6D6D379-F507-44C2-A23C-238F2A3DF928", "Unknown", "Linux LVM"},
-      {"0x8e", "Unknown", "Linux LVM"},
-      {"0xF", "Unknown", "Extended (LBA)"},
-      {"0x8e8e", "Unknown", "Unknown"},
-      {"0x8eg", "Unknown", "Unknown"},
-      {"0x", "Unknown", "Unknown"},
-      {"FDisk_partition_scheme", "Unknown", "MBR Partition Table"},
-      {"", "Unknown", "Unknown"},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(types.description(row.content), row.description) << row.content;
-    EXPECT_EQ(types.typeName(row.content), row.typeName) << row.content;
+  const std::string_view rows[][3] = {
+      {types.contentAppleAPFS(), "Apple_APFS", "7C3457EF-0000-11AA-AA11-00306543ECAC"},
+      {types.contentAppleBOOT(), "Apple_Boot", "426F6F74-0000-11AA-AA11-00306543ECAC"},
+      {types.contentEFISystem(), "EFI", "C12A7328-F81F-11D2-BA4B-00A0C93EC93B"},
+      {types.contentHFS(), "Apple_HFS", "48465300-0000-11AA-AA11-00306543ECAC"},
+      {types.contentLinuxData(), "Linux Filesystem", "0FC63DAF-8483-4772-8E79-3D69D8477DE4"},
+      {types.contentLinuxSWAP(), "Linux Swap", "0657FD6D-A4AB-43C4-84E5-0933C84B4F4F"},
+      {types.contentMSBasicData(), "Microsoft Basic Data", "EBD0A0A2-B9E5-4433-87C0-68B6B72699C7"},
+      {types.contentMSReserved(), "Microsoft Reserved", "E3C9E316-0B5C-4DB8-817D-F92DF00215AE"},
+      {types.contentWindowsNTFS(), "Windows_NTFS", "Windows_NTFS"},
+      {types.contentWindowsRecovery(), "Windows Recovery", "DE94BBA4-06D1-4D40-A16A-BFD50179D6AC"}};
+  for (const auto& [content, description, value] : rows) {
+    EXPECT_EQ(content, value);
+    EXPECT_EQ(types.description(content), description);
+    EXPECT_EQ(types.typeName(content), description);
+  }
+  const std::string_view others[][2] = {{"0fc63daf-8483-4772-8e79-3d69d8477de4", "Linux Filesystem"},
+                                        {"4f68bce3-e8cd-4db1-96e7-fbcaf984b709", "Linux Root (x86-64)"},
+                                        {"E6D6D379-F507-44C2-A23C-238F2A3DF928", "Linux LVM"},
+                                        {"0xF", "Extended (LBA)"},
+                                        {"0x8e8e", "Unknown"},
+                                        {"0x8eg", "Unknown"},
+                                        {"0x", "Unknown"},
+                                        {"", "Unknown"}};
+  for (const auto& [content, name] : others) {
+    EXPECT_EQ(types.description(content), "Unknown") << content;
+    EXPECT_EQ(types.typeName(content), name) << content;
   }
 }
 
 constexpr char APFS[] = "7C3457EF-0000-11AA-AA11-00306543ECAC";
 
 Device medium(const char* name, Value whole, const char* content, std::vector<Device> children = {}) {
-  return {.className = "IOMedia",
-          .properties = {{"BSD Name", name}, {"BSD Unit", 1}, {"Whole", std::move(whole)}, {"Content", content}},
-          .children = std::move(children)};
+  return {
+      "IOMedia", {}, {{"BSD Name", name}, {"BSD Unit", 1}, {"Whole", whole}, {"Content", content}}, false, children};
 }
 
-Device container(const char* name, const char* ioClass = "AppleAPFSMedia", std::string ownClass = "AppleAPFSMedia") {
-  return {.className = std::move(ownClass),
-          .alsoMatches = {"AppleAPFSMedia"},
-          .properties = {{"BSD Name", name}, {"IOClass", ioClass}}};
+Device container(const char* name, const char* ioClass = "AppleAPFSMedia", const char* ownClass = "AppleAPFSMedia") {
+  return {ownClass, {"AppleAPFSMedia"}, {{"BSD Name", name}, {"IOClass", ioClass}}};
 }
 
 Device scheme(Device inside, const char* className = "AppleAPFSContainerScheme") {
-  return {.className = className, .children = {std::move(inside)}};
+  return {className, {}, {}, false, {inside}};
 }
 
 TEST(PartitionTypeTest, FindsContainersByTheirPartition) {
@@ -76,15 +71,11 @@ TEST(PartitionTypeTest, FindsContainersByTheirPartition) {
       {"a whole disk", {medium("a", 1, APFS, {container("c")})}, {}, {}},
       {"neither whole nor not", {medium("a", "0", APFS, {container("c")})}, {}, {}},
       {"another content", {medium("a", 0, "48465300-0000-11AA-AA11-00306543ECAC", {container("c")})}, {}, {}},
-      {"a GUID in lower case", {medium("a", 0, "7c3457ef-0000-11aa-aa11-00306543ecac", {container("c")})}, {}, {}},
-      {"a partition without a name", {medium("", 0, APFS, {container("c")})}, {}, {}},
-      {"a container without a name", {medium("a", 0, APFS, {scheme(container(""))})}, {}, {}},
+      {"no name", {medium("", 0, APFS, {container("c")}), medium("a", 0, APFS, {scheme(container(""))})}, {}, {}},
       {"another IOClass", {medium("a", 0, APFS, {container("c", "AppleAPFSVolume")})}, {}, {}},
       {"another class", {medium("a", 0, APFS, {container("c", "AppleAPFSMedia", "AppleAPFSVolume")})}, {}, {}},
       {"another scheme", {medium("a", 0, APFS, {scheme(container("c"), "IOPartitionScheme")})}, {}, {}},
-      {"a scheme too deep", {medium("a", 0, APFS, {scheme(scheme(container("c")))})}, {}, {}},
-      {"a container on its own", {medium("a", 0, APFS), container("c")}, {}, {}},
-  };
+      {"a scheme too deep", {medium("a", 0, APFS, {scheme(scheme(container("c")))}), container("d")}, {}, {}}};
   FakePlatform fake;
   for (const auto& row : rows) {
     fake.deviceRegistry->devices = row.devices;

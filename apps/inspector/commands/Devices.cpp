@@ -44,7 +44,7 @@ int devices(const Arguments& arguments) {
   const auto options = parse(arguments);
   if (!options) return failUsage(options.error());
   const std::vector<DeviceRow> rows = deviceTree(options->className);
-  if (rows.empty()) return fail(options->className + ": there is no device of this class");
+  if (rows.empty()) return fail("there is no device of the class \"" + options->className + "\"");
   std::signal(SIGPIPE, SIG_IGN);
   std::string text;
   if (options->json) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "apps/inspector/text/Format.h"
+#include "corvane/system/Edid.h"
 #include "corvane/system/PartitionType.h"
 
 namespace corvane::inspector {
@@ -52,6 +53,18 @@ std::string shown(const Value& value) {
   return jsonValue(value);
 }
 
+// The data of the display at a connector, read; std::nullopt if there is none.
+std::optional<Result<Edid>> edidOf(const DeviceRow& device) {
+  const auto entry = device.properties.find("IODisplayEDID");
+  if (entry == device.properties.end() || !entry->second.isData()) return std::nullopt;
+  return parseEdid(entry->second.asData()->bytes);
+}
+
+std::string displayDescription(const Result<Edid>& edid) {
+  if (!edid) return edid.error().description;
+  return !edid->name.empty() ? edid->name : edid->vendor + " " + std::to_string(edid->productID);
+}
+
 Cells cellsOf(const DeviceRow& device, const Glyphs& glyphs) {
   Cells cells = {device.name, device.className, textIn(device.properties, "DRIVER"), deviceDescription(device)};
   for (std::string& cell : cells) cell = printable(cell, glyphs);
@@ -73,8 +86,7 @@ std::string propertyLines(const DeviceRow& device, const Glyphs& glyphs, std::op
 }  // namespace
 
 std::string deviceDescription(const DeviceRow& device) {
-  if (const auto names = device.display.find("DisplayProductName"); names != device.display.end())
-    if (const Value* const name = names->second.find("en_US")) return shown(*name);
+  if (const auto edid = edidOf(device)) return displayDescription(*edid);
   std::string product;
   for (const char* const key : {"ID_MODEL_FROM_DATABASE", "ID_MODEL", "NAME", "INTERFACE"})
     if (product.empty()) product = textIn(device.properties, key);

@@ -10,8 +10,8 @@
 
 namespace corvane::inspector {
 
-/// What a person would call a device: a disk's size and content, a display's or another product's name; empty if there
-/// is nothing to say.
+/// What a person would call a device: a disk's size and content, a display's name (else its maker and number, or why
+/// its data cannot be read), another product's name; empty if there is nothing to say.
 std::string deviceDescription(const DeviceRow& device);
 
 /// The devices as a tree in a table with a heading, on request with the properties of those that match below each of
