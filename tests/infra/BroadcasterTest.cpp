@@ -197,6 +197,8 @@ TEST(BroadcasterDeath, ForbiddenCallsAndExceptionsAreFatal) {
   const std::shared_ptr<Listener> listener = recorder([&](const auto&, const auto&) { call(); });
   AddListener("key", listener);
   const std::pair<const char*, std::function<void()>> rows[] = {
+      {"fatal: AddListener: called by a listener", [&] { AddListener("other", listener); }},
+      {"fatal: broadcasterStats: called by a listener", [] { broadcasterStats(); }},
       {"fatal: RemoveListener: called by a listener", [&] { RemoveListener("other", listener); }},
       {"fatal: Broadcast: called by a listener", [] { Broadcast("other", {}, true); }},
       {"fatal: an exception left a listener: spilled", [] { throw std::runtime_error("spilled"); }}};
