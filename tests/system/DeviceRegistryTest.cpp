@@ -142,6 +142,7 @@ TEST(Machine, ListsParentsBeforeChildrenAndEveryDeviceByItsOwnClass) {
     device.findParent([&](const IOObject& parent) {
       // Roots such as pci0000:00 have no class, and are not listed.
       EXPECT_TRUE(seen.contains(parent.ioObject()) || !parent.className()) << nameOf(device);
+      EXPECT_TRUE(parent.properties().contains("DEVPATH"));
     });
     EXPECT_TRUE(seen.insert(device.ioObject()).second) << "twice";
     const std::string name = device.className().value_or("");

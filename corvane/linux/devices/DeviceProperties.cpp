@@ -102,6 +102,8 @@ Value::Dictionary deviceProperties(udev_device* device) {
         std::binary_search(NUMBERS.begin(), NUMBERS.end(), key) ? numberIn<std::int64_t>(value) : std::nullopt;
     all.insert_or_assign(std::move(key), number ? Value(*number) : Value(std::move(value)));
   }
+  // Roots such as pci0000:00 report nothing.
+  if (const char* const path = udev_device_get_devpath(device)) all.try_emplace("DEVPATH", text(path));
   if (std::string name = deviceClass(device); !name.empty()) all["IOClass"] = std::move(name);
   if (text(udev_device_get_subsystem(device)) == "block") addMedium(all, device);
   if (auto bytes = displayIdentification(device); !bytes.empty()) all["IODisplayEDID"] = Data{std::move(bytes)};
