@@ -44,16 +44,14 @@ class DiskSession {
 /// On Linux: UDisks2 on the system bus.
 /// - The volumes of a disk are its partitions, by their place on it, or the disk itself if it has no partition table,
 ///   and what unlocked encrypted volumes hold.
-/// - Mounting a whole disk mounts all its file systems except those that the system hides from users, such as EFI
-/// system
+/// - Mounting a whole disk mounts all its file systems, except those that the system hides from users, such as EFI
 ///   partitions. Success means that all of them are mounted, whether by this request or before. Unmounting it unmounts
 ///   everything, the last first; success means that nothing of it is mounted any more. A disk without a file system is
 ///   a dissent. After a failure the others are still tried.
 /// - A single volume that is already mounted, or not mounted, is a dissent. One with several mount points is removed
 ///   from all of them.
-/// - The service chooses the mount point: that of /etc/fstab, else /media/USER/LABEL or /run/media/USER/LABEL.
-/// Read-only
-///   media are mounted read-only.
+/// - Mount points are those of /etc/fstab, else /media/USER/LABEL or /run/media/USER/LABEL. Read-only media are mounted
+///   read-only.
 /// - Force detaches a busy file system at once; programs that have files open there go on using it.
 /// - What the user may not do alone, the desktop's authentication agent asks an administrator for. Removable media are
 ///   free in an active session.

@@ -29,10 +29,12 @@ namespace corvane {
 /// | "IOMedia" | disks and partitions |
 /// | "IODisplayConnect" | connectors that a display is connected to and that know its identification data |
 /// | "AppleAPFSMedia" and the others of APFS | none: no Linux driver makes devices of containers and volumes |
-/// | "disk", "partition", "usb_device", "usb_interface", "scsi_host", "scsi_target", "scsi_device", "drm_connector",
-/// "drm_minor" | those of this type, or of this subsystem | | a subsystem: "block", "drm", "net", "input", "pci",
-/// "usb", "power_supply", … | its devices | | another type, or a driver: "virtio_blk", "ahci", … | those of this type
-/// or driver, after a search of all devices |
+/// | a common type: "disk", "partition", "usb_device", "scsi_host" | those of this type, or of this subsystem |
+/// | a subsystem: "block", "drm", "net", "input", "usb", "power_supply" | its devices |
+/// | another type, or a driver: "virtio_blk", "ahci" | those of this type or driver; searches all devices |
+///
+/// The common types, which are found fast, are these and "usb_interface", "scsi_target", "scsi_device", "drm_connector"
+/// and "drm_minor".
 ///
 /// Every other name matches nothing. Devices come in the order of their paths in /sys; parents come before children.
 ///
@@ -50,10 +52,12 @@ namespace corvane {
 /// | "Size" | media | integer: bytes |
 /// | "Writable", "Removable" | media | integers: 1 or 0 |
 /// | "Preferred Block Size" | media | integer: bytes |
-/// | "Content" | media | text: what the partition's entry in the table says that it holds (see PartitionType), or a
-/// disk's kind of table: "GUID_partition_scheme" or "FDisk_partition_scheme"; empty if unknown | | "Partition ID" |
-/// partitions | integer: its number | | "UUID" | partitions | text: of its entry in the table | | "IODisplayEDID" |
-/// connectors with a display | data: what the display says about itself (see Edid) |
+/// | "Content" | media | text: the type of a partition (see PartitionType), or the kind of a disk's table; or empty |
+/// | "Partition ID" | partitions | integer: its number |
+/// | "UUID" | partitions | text: of its entry in the table |
+/// | "IODisplayEDID" | connectors with a display | data: what the display says about itself (see Edid) |
+///
+/// The kinds of tables are "GUID_partition_scheme" and "FDisk_partition_scheme".
 ///
 /// "Content" and "UUID", and most names that begin with "ID_", come from udev's database. Where udev does not run, as
 /// in many containers, "Content" is empty and the others are absent.
