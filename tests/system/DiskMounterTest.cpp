@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
-#include <thread>
+#include <ranges>
+#include <sstream>
 
-#include "corvane/core/Log.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/testing/FakePlatform.h"
 #include "tests/support/TempHome.h"
@@ -13,93 +13,47 @@
 namespace corvane {
 namespace {
 
-using Call = FakeDiskService::Call;
-
-std::vector<std::string> s_log;
-constexpr LogSink SINK = {[](std::string_view line) { s_log.emplace_back(line); }, [] { return true; }};
-
-struct DiskMounterTest : testing::Test {
-  DiskMounterTest() {
-    setLogSink(&SINK);
-    disks.devices = {"sda", "sda1"};
-  }
-  ~DiskMounterTest() override { setLogSink(nullptr); }
-
+TEST(DiskMounter, PassesRequestsOnAndExplainsTheLastOne) {
   TempHome home;
+  home.set("LC_ALL", "C");
   FakePlatform fake;
   FakeDiskService& disks = *fake.diskService;
-  DiskMounter mounter{"a.b"};
-};
-
-TEST_F(DiskMounterTest, PassesOptionsOn) {
-  EXPECT_TRUE(mounter.mount("sda1", false) && mounter.mount("sda", true));
-  EXPECT_TRUE(mounter.unmount("sda1", false, false) && mounter.unmount("sda1", false, true));
-  EXPECT_TRUE(mounter.unmount("sda", true, false) && mounter.unmount("sda", true, true));
-  EXPECT_EQ(disks.calls(), (std::vector<Call>{{"mount", "sda1", 0},
-                                              {"mount", "sda", 1},
-                                              {"unmount", "sda1", 0},
-                                              {"unmount", "sda1", 0x80000},
-                                              {"unmount", "sda", 1},
-                                              {"unmount", "sda", 0x80001}}));
-}
-
-TEST_F(DiskMounterTest, ExplainsTheLastRequestOnly) {
-  const Error busy = {"service", 16, "sda1 is in use by cat"};
-  struct {
-    std::optional<Error> error, refusal, dissent;
-    const char* device;
-    bool mounts;
-    std::string message, detail;
-  } rows[] = {
-      {{}, {}, {}, "nosuch", true, "", "There is no device nosuch"},
-      {{}, {}, busy, "sda1", true, "Cannot mount device: /dev/sda1", busy.description},
-      {{}, {}, busy, "sda", false, "Cannot unmount device: /dev/sda", busy.description},
-      {busy, {}, {}, "sda1", true, "Cannot unmount device: /dev/sda", busy.description},
-      {{}, {}, {}, "nosuch", true, "Cannot unmount device: /dev/sda", "There is no device nosuch"},
-      {{}, {}, {}, "sda1", true, "", ""},
-      {{}, busy, {}, "sda1", true, "Cannot mount device: /dev/sda1", busy.description},
-      {{}, {}, {}, "sda1", false, "", ""},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << row.device << " " << row.detail);
-    disks.error = row.error;
-    disks.refusal = row.refusal;
-    disks.dissent = row.dissent;
-    s_log.clear();
-    const bool done = row.mounts ? mounter.mount(row.device, false) : mounter.unmount(row.device, false, false);
-    EXPECT_EQ(done, row.detail.empty());
-    EXPECT_EQ(mounter.errorMessage(), row.message);
-    EXPECT_EQ(mounter.errorDetail(), row.detail);
-    EXPECT_EQ(s_log.size(), done ? 0u : 1u);
-  }
-}
-
-TEST_F(DiskMounterTest, ComplainsInTheUsersLanguage) {
-  ASSERT_EQ(std::system(("localedef -i en_US -f UTF-8 " + home / "en_US.UTF-8").c_str()), 0);
-  for (const auto& [name, value] :
-       {std::pair("LOCPATH", home.path().c_str()), {"LC_ALL", "en_US.UTF-8"}, {"LANGUAGE", "de"}})
-    home.set(name, value);
-  disks.dissent = Error{};
-  EXPECT_FALSE(mounter.mount("sda1", false));
-  EXPECT_EQ(mounter.errorMessage(), "Gerät kann nicht eingehängt werden: /dev/sda1");
-  EXPECT_FALSE(mounter.unmount("sda1", false, false));
-  EXPECT_EQ(mounter.errorMessage(), "Gerät kann nicht ausgehängt werden: /dev/sda1");
-}
-
-TEST_F(DiskMounterTest, WaitsOnAnyThreadForTheAnswerOnItsQueue) {
-  std::vector<std::string> queues;
+  disks.devices = {"sda", "sda1"};
+  DiskMounter mounter("a.b");
+  char queue[16] = "";
   disks.beforeAnswer = [&] {
-    char name[16] = "";
-    pthread_getname_np(pthread_self(), name, sizeof name);
-    queues.emplace_back(name);
     EXPECT_FALSE(IsMainQueue());
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_EQ(mounter.errorMessage(), "");
+    pthread_getname_np(pthread_self(), queue, sizeof queue);
   };
-  ASSERT_TRUE(IsMainQueue());
-  EXPECT_TRUE(mounter.mount("sda1", false));
-  std::thread([this] { EXPECT_TRUE(mounter.unmount("sda1", false, false)); }).join();
-  EXPECT_EQ(queues, (std::vector<std::string>{"a.b.mount", "a.b.unmount"}));
+  // The outcome, what is to be said about it, and what the service was asked, on which queue.
+  const auto outcome = [&](bool mounts, const char* device, unsigned options = 0) {
+    const std::size_t before = disks.calls().size();
+    const bool whole = options & 1, force = options & 0x80000;
+    const bool done = mounts ? mounter.mount(device, whole) : mounter.unmount(device, whole, force);
+    std::ostringstream text;
+    text << (done ? "done" : "failed") << " [" << mounter.errorMessage() << "] [" << mounter.errorDetail() << "]";
+    for (const auto& call : disks.calls() | std::views::drop(before))
+      text << ' ' << call.name << ' ' << call.device << ' ' << std::hex << call.options << ' ' << queue;
+    return text.str();
+  };
+  const Error busy = {"service", 16, "in use"};
+
+  EXPECT_EQ(outcome(true, "nosuch"), "failed [] [There is no device nosuch]");
+  EXPECT_EQ(outcome(true, "sda1"), "done [] [] mount sda1 0 a.b.mount");
+  EXPECT_EQ(outcome(true, "sda", 1), "done [] [] mount sda 1 a.b.mount");
+  disks.dissent = busy;
+  EXPECT_EQ(outcome(true, "sda1"), "failed [Cannot mount device: /dev/sda1] [in use] mount sda1 0 a.b.mount");
+  EXPECT_EQ(outcome(false, "sda", 1), "failed [Cannot unmount device: /dev/sda] [in use] unmount sda 1 a.b.unmount");
+  EXPECT_EQ(outcome(true, "nosuch"), "failed [Cannot unmount device: /dev/sda] [There is no device nosuch]");
+  disks.dissent.reset();
+  disks.error = busy;
+  EXPECT_EQ(outcome(true, "sda1"), "failed [Cannot unmount device: /dev/sda] [in use]");
+  disks.error.reset();
+  EXPECT_EQ(outcome(false, "sda1", 0x80000), "done [] [] unmount sda1 80000 a.b.unmount");
+  EXPECT_EQ(outcome(false, "sda", 0x80001), "done [] [] unmount sda 80001 a.b.unmount");
+  disks.refusal = busy;
+  EXPECT_EQ(outcome(true, "sda1"), "failed [Cannot mount device: /dev/sda1] [in use]");
 }
 
 }  // namespace
