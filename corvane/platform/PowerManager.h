@@ -42,11 +42,12 @@ struct AssertionRecord {
 ///
 /// **On Linux** the services are the login manager (logind) and those of the desktop session:
 ///
-/// | type | logind lock | session service |
-/// |---|---|---|
-/// | PreventUserIdleDisplaySleep, NoDisplaySleepAssertion | idle | GNOME session manager (flag 8), else
-/// org.freedesktop.ScreenSaver | | PreventUserIdleSystemSleep, NoIdleSleepAssertion, NetworkClientActive | idle | GNOME
-/// session manager (flag 4), else org.freedesktop.PowerManagement | | PreventSystemSleep | sleep | the same |
+/// | type | logind lock | GNOME session manager, flag | other sessions |
+/// |---|---|---|---|
+/// | PreventUserIdleDisplaySleep, NoDisplaySleepAssertion | idle | 8 (idle) | org.freedesktop.ScreenSaver |
+/// | PreventUserIdleSystemSleep, NoIdleSleepAssertion | idle | 4 (suspend) | org.freedesktop.PowerManagement |
+/// | NetworkClientActive | idle | 4 (suspend) | org.freedesktop.PowerManagement |
+/// | PreventSystemSleep | sleep | 4 (suspend) | org.freedesktop.PowerManagement |
 ///
 /// Both are asked at once, and one that agrees is enough. No service is started by asking. logind lets anybody hold an
 /// idle lock, but a sleep lock only root and users with a local session. What they promise:
