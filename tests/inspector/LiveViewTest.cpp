@@ -30,7 +30,7 @@ TEST(LiveView, FitsEveryScreen) {
   LocalSource source(home.path().string());
   runFor(1);
   LiveView view(source, Glyphs::UNICODE);
-  for (const int page : {static_cast<int>('h'), static_cast<int>('l'), static_cast<int>('b'), key::ESCAPE}) {
+  for (const int page : {int{'h'}, int{'l'}, int{'b'}, int{'w'}, key::ESCAPE}) {
     view.press(page);
     for (std::size_t rows = 1; rows <= 40; ++rows) {
       for (std::size_t columns = 1; columns <= 130; columns += columns < 90 ? 1 : 13) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,14 +10,14 @@
 
 namespace corvane {
 
-/// Owns a name on the session bus; records every call of its methods and answers with nothing, or not at all. No main
-/// loop is needed.
+/// Owns a name on the session bus; records every call of its methods and answers as the test says, at first with
+/// nothing. No main loop is needed.
 class BusService {
  public:
-  enum class Manner { ANSWERS, IS_SILENT };
+  enum class Manner { ANSWERS, IS_SILENT, REFUSES };
 
   explicit BusService(const std::string& name, Manner manner = Manner::ANSWERS)
-      : m_manner(manner), m_bus(Bus::connect(G_BUS_TYPE_SESSION, Deadline()).value()) {
+      : m_bus(Bus::connect(G_BUS_TYPE_SESSION, Deadline()).value()), m_manner(manner) {
     const GDBusMessageFilterFunction received = [](auto* bus, auto* message, gboolean incoming, gpointer self) {
       return incoming ? static_cast<BusService*>(self)->take(bus, message) : message;
     };
@@ -30,6 +31,19 @@ class BusService {
   ~BusService() {
     g_dbus_connection_remove_filter(m_bus->connection(), m_filter);
     g_dbus_connection_close_sync(m_bus->connection(), nullptr, nullptr);
+  }
+
+  /// Changes the manner; `error` is the name of the D-Bus error of a refusal.
+  void behave(Manner manner, const std::string& error = {}) {
+    MutexLock lock(m_mutex);
+    m_manner = manner;
+    m_error = error;
+  }
+
+  /// Answers calls of a method with these values, a tuple in GVariant's text format.
+  void answer(const std::string& method, const std::string& values) {
+    MutexLock lock(m_mutex);
+    m_answers[method] = values;
   }
 
   /// The calls, as "/object interface.Method(arguments)".
@@ -47,18 +61,25 @@ class BusService {
     MutexLock lock(m_mutex);
     m_calls.push_back(std::string(g_dbus_message_get_path(message)) + " " + g_dbus_message_get_interface(message) +
                       "." + g_dbus_message_get_member(message) + arguments.get());
-    if (m_manner == Manner::ANSWERS) {
-      const glib::Ptr<GDBusMessage> reply(g_dbus_message_new_method_reply(message));
+    if (m_manner != Manner::IS_SILENT) {
+      const glib::Ptr<GDBusMessage> reply(
+          m_manner == Manner::ANSWERS ? g_dbus_message_new_method_reply(message)
+                                      : g_dbus_message_new_method_error_literal(message, m_error.c_str(), "no"));
+      const auto values = m_answers.find(g_dbus_message_get_member(message));
+      if (m_manner == Manner::ANSWERS && values != m_answers.end())
+        g_dbus_message_set_body(reply.get(), g_variant_new_parsed(values->second.c_str()));
       g_dbus_connection_send_message(bus, reply.get(), G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, nullptr);
     }
     g_object_unref(message);
     return nullptr;
   }
 
-  const Manner m_manner;
   const std::unique_ptr<Bus> m_bus;
   guint m_filter = 0;
   Mutex m_mutex;
+  Manner m_manner CORVANE_GUARDED_BY(m_mutex);
+  std::string m_error CORVANE_GUARDED_BY(m_mutex);
+  std::map<std::string, std::string> m_answers CORVANE_GUARDED_BY(m_mutex);
   std::vector<std::string> m_calls CORVANE_GUARDED_BY(m_mutex);
 };
 

@@ -29,9 +29,9 @@ TEST_F(PowerAssertionTest, HoldsOneAssertionOfEachType) {
   EXPECT_EQ(power->prevent(SYSTEM), 0);
   power->setReason("second");
   EXPECT_EQ(power->prevent(SYSTEM) + power->prevent(DISPLAY), 0);
-  EXPECT_THAT(manager.held, ElementsAre(Pair(1, FakePowerManager::Request{SYSTEM, 0, "first"}),
-                                        Pair(2, FakePowerManager::Request{SYSTEM, 0, "second"}),
-                                        Pair(3, FakePowerManager::Request{DISPLAY, 0, "second"})));
+  using Request = FakePowerManager::Request;
+  EXPECT_THAT(manager.held, ElementsAre(Pair(1, Request{SYSTEM, 0, "first"}), Pair(2, Request{SYSTEM, 0, "second"}),
+                                        Pair(3, Request{DISPLAY, 0, "second"})));
   power->allow("NetworkClientActive");
   power->allow(SYSTEM);
   power->allow(SYSTEM);

@@ -1,14 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-
-#include <thread>
 
 #include "corvane/platform/Platform.h"
 #include "tests/support/BusService.h"
-#include "tests/support/Child.h"
 #include "tests/support/Conditions.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/TempHome.h"
@@ -16,29 +11,14 @@
 namespace corvane {
 namespace {
 
+using testing::ElementsAre;
+using Manner = BusService::Manner;
+
 constexpr const char* GNOME = "org.gnome.SessionManager";
+constexpr const char* SAVER = "org.freedesktop.ScreenSaver";
 constexpr const char* POWER = "org.freedesktop.PowerManagement";
-constexpr const char* REFUSES = "org.freedesktop.DBus.Error.AccessDenied";
-
-struct Service : Child {
-  explicit Service(const std::string& name)
-      : Child({"/usr/bin/python3", CORVANE_TEST_SUPPORT "/session_service.py", name}), m_name(name) {
-    EXPECT_TRUE(waitUntil([&] { return call("Held", "(as)", nullptr).has_value(); }));
-  }
-
-  Result<BusReply> call(const char* method, const char* type, GVariant* arguments) {
-    return m_bus->call({m_name, "/", m_name, method, type, G_DBUS_CALL_FLAGS_NO_AUTO_START}, arguments, Deadline());
-  }
-  void behave(const char* behaviour) { call("Behave", "()", g_variant_new("(s)", behaviour)).value(); }
-  std::string held() {
-    const auto reply = call("Held", "(as)", nullptr).value();
-    return glib::Ptr<gchar>(g_variant_print(reply.values.get(), FALSE)).get();
-  }
-
- private:
-  const std::string m_name;
-  const std::unique_ptr<Bus> m_bus = Bus::connect(G_BUS_TYPE_SESSION, Deadline()).value();
-};
+constexpr const char* LOGIN = "org.freedesktop.login1";
+constexpr const char* REFUSAL = "org.freedesktop.DBus.Error.AccessDenied";
 
 struct PowerManagerTest : testing::Test {
   int codeOf(const std::string& reason = "r", const std::string& type = "NetworkClientActive") {
@@ -53,30 +33,54 @@ struct PowerManagerTest : testing::Test {
 
 TEST_F(PowerManagerTest, AsksTheServicesOfTheSessionInTurn) {
   const PrivateBus bus;
-  Service gnome(GNOME), saver("org.freedesktop.ScreenSaver"), power(POWER);
-  for (const auto& [type, behaviour, service, flags] : {std::tuple("PreventUserIdleDisplaySleep", "", &gnome, "8"),
-                                                        {"PreventUserIdleSystemSleep", "", &gnome, "4"},
-                                                        {"NoDisplaySleepAssertion", REFUSES, &saver, "0"},
-                                                        {"NoIdleSleepAssertion", REFUSES, &power, "0"},
-                                                        {"NetworkClientActive", "", &gnome, "4"},
-                                                        {"PreventSystemSleep", "hang", &power, "0"}}) {
-    gnome.behave(behaviour);
+  constexpr const char* COOKIE = "'power_test', 'film')";
+  for (const auto& [type, manner, name, call] :
+       {std::tuple("PreventUserIdleDisplaySleep", Manner::ANSWERS, GNOME, "uint32 0, 'film', uint32 8)"),
+        {"PreventUserIdleSystemSleep", Manner::ANSWERS, GNOME, "uint32 0, 'film', uint32 4)"},
+        {"NetworkClientActive", Manner::ANSWERS, GNOME, "uint32 0, 'film', uint32 4)"},
+        {"NoDisplaySleepAssertion", Manner::REFUSES, SAVER, COOKIE},
+        {"NoIdleSleepAssertion", Manner::REFUSES, POWER, COOKIE},
+        {"PreventSystemSleep", Manner::IS_SILENT, POWER, COOKIE}}) {
+    BusService gnome(GNOME, manner), other(name == GNOME ? SAVER : name);
+    gnome.behave(manner, REFUSAL);
+    BusService& service = name == GNOME ? gnome : other;
+    service.answer("Inhibit", "(uint32 7,)");
     const auto id = manager.create(type, "film");
     ASSERT_TRUE(id) << type;
-    EXPECT_EQ(service->held(), std::string("(['power_test|film|") + flags + "'],)") << type;
-    EXPECT_THAT(manager.assertions().value(),
-                testing::ElementsAre(AssertionRecord{getpid(), "power_test", "film", type}));
+    EXPECT_TRUE(service.calls().back().ends_with(call)) << service.calls().back();
+    EXPECT_THAT(manager.assertions().value(), ElementsAre(AssertionRecord{getpid(), "power_test", "film", type}));
     manager.release(*id);
-    EXPECT_TRUE(waitUntil([&] { return service->held() == "([],)"; })) << type;
+    const std::string end = name == GNOME ? ".Uninhibit(uint32 7,)" : ".UnInhibit(uint32 7,)";
+    EXPECT_TRUE(waitUntil([&] { return service.calls().back().ends_with(end); })) << type;
   }
-  // What hangs costs a second at most, and not the records of the others.
-  gnome.behave("");
-  gnome.call("Inhibit", "(u)", g_variant_new("(susu)", "4711", 0U, "film", 12U)).value();
-  const BusService login("org.freedesktop.login1", BusService::Manner::IS_SILENT);
+}
+
+TEST_F(PowerManagerTest, ListsEachAssertionOnceAndWaitsForNobodyLong) {
+  const PrivateBus bus;
+  BusService login(LOGIN), gnome(GNOME);
+  login.answer("ListInhibitors",
+               "([('idle', 'x', 'film [NoDisplaySleepAssertion]', 'block', uint32 0, uint32 11), ('sleep', 'user', "
+               "'user session inhibited', 'block', uint32 0, uint32 " +
+                   std::to_string(getpid()) + ")],)");
+  for (const auto& [method, values] : {std::pair("GetInhibitors", "([objectpath '/a'],)"),
+                                       {"GetFlags", "(uint32 12,)"},
+                                       {"GetAppId", "('x.desktop',)"},
+                                       {"GetReason", "('film',)"},
+                                       {"GetClientId", "(objectpath '/b',)"},
+                                       {"GetUnixProcessId", "(uint32 11,)"}})
+    gnome.answer(method, values);
+  const AssertionRecord display{11, "x", "film", "NoDisplaySleepAssertion"};
+  const AssertionRecord system{11, "x.desktop", "film", "PreventUserIdleSystemSleep"};
+  const AssertionRecord proxy{getpid(), "user", "user session inhibited", "PreventSystemSleep"};
+  EXPECT_THAT(manager.assertions().value(), ElementsAre(display, system));
+  gnome.answer("GetUnixProcessId", "()");
+  EXPECT_EQ(manager.assertions().value().back().pid, getpid()) << "the session manager's";
   const Deadline deadline(std::chrono::milliseconds(4000));
-  EXPECT_THAT(manager.assertions().value(),
-              testing::ElementsAre(AssertionRecord{4711, "4711", "film", "PreventUserIdleDisplaySleep"},
-                                   AssertionRecord{4711, "4711", "film", "PreventUserIdleSystemSleep"}));
+  gnome.behave(Manner::IS_SILENT);
+  EXPECT_THAT(manager.assertions().value(), ElementsAre(display, proxy));
+  gnome.behave(Manner::ANSWERS);
+  login.behave(Manner::IS_SILENT);
+  EXPECT_THAT(manager.assertions().value(), testing::SizeIs(2));
   EXPECT_FALSE(deadline.isOver());
 }
 
@@ -84,37 +88,31 @@ TEST_F(PowerManagerTest, EveryFailureHasItsCode) {
   home.set("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus");
   EXPECT_EQ(manager.assertions().error().code, ENOTSUP);
   EXPECT_EQ(codeOf(), ENOTSUP);
-  for (const bool again : {false, true}) {
+  for (const bool hangs : {false, true}) {
     const PrivateBus bus;  // the second time another one than before
-    Service power(POWER);
+    std::optional<BusService> power(POWER);
+    power->answer("Inhibit", "(uint32 7,)");
     for (const auto& [reason, code] : {std::pair(std::string(PowerManager::MAX_REASON, 'x'), 0),
                                        {std::string(PowerManager::MAX_REASON + 1, 'x'), EMSGSIZE},
                                        {std::string(), EINVAL},
                                        {std::string("a\xff"), EILSEQ},
                                        {std::string("a\0b", 3), EILSEQ}})
-      EXPECT_EQ(codeOf(reason), code) << again;
+      EXPECT_EQ(codeOf(reason), code);
     for (const char* type : {"", "preventSystemSleep", "BackgroundTask\xff"}) EXPECT_EQ(codeOf("r", type), EINVAL);
-    power.behave(REFUSES);
-    EXPECT_EQ(codeOf(), EACCES);
-    power.behave("hang");
-    std::thread killer([&] {
-      std::this_thread::sleep_for(std::chrono::milliseconds(300));
-      kill(power.pid(), SIGKILL);
-    });
-    EXPECT_EQ(codeOf(), ECONNRESET);
-    killer.join();
-    EXPECT_EQ(codeOf(), ENOTSUP) << "it has died";
+    for (const auto& [error, code] : {std::pair("org.freedesktop.DBus.Error.NoReply", ECONNRESET),
+                                      {REFUSAL, EACCES},
+                                      {"org.freedesktop.DBus.Error.LimitsExceeded", EAGAIN},
+                                      {"a.b.Error", EACCES}}) {
+      power->behave(Manner::REFUSES, error);
+      EXPECT_EQ(codeOf(), code) << error;
+    }
+    const Deadline deadline(std::chrono::milliseconds(8000));
+    if (hangs) power->behave(Manner::IS_SILENT);
+    EXPECT_EQ(codeOf(), hangs ? ETIMEDOUT : EACCES);
+    EXPECT_FALSE(deadline.isOver());
+    power.reset();
+    EXPECT_EQ(codeOf(), ENOTSUP) << "it has gone";
   }
-  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-  (home / "bus").copy(address.sun_path, sizeof address.sun_path - 1);
-  const FileDescriptor silent(socket(AF_UNIX, SOCK_STREAM, 0));
-  ASSERT_EQ(bind(silent.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  ASSERT_EQ(listen(silent.get(), 9), 0);
-  for (const char* name : {"DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"})
-    home.set(name, ("unix:path=" + (home / "bus")).c_str());
-  const Deadline deadline(std::chrono::milliseconds(8000));
-  EXPECT_EQ(codeOf(), ETIMEDOUT);
-  EXPECT_FALSE(deadline.isOver()) << "one limit for all";
 }
 
 TEST_F(PowerManagerTest, AnActivityMakesTheMainThreadPunctual) {
