@@ -36,6 +36,12 @@ bool hasDescriptors() {
   return std::ranges::all_of(probes, [](const FileDescriptor& probe) { return probe.get() >= 0; });
 }
 
+Result<BusReply> replyOf(GVariant* values, GUnixFDList* descriptors, GError* error, const BusMethod& method) {
+  BusReply reply{glib::Ptr<GVariant>(values), glib::Ptr<GUnixFDList>(descriptors)};
+  if (!values) return glib::takeError(error, method.trouble);
+  return reply;
+}
+
 struct Subscription {
   std::string type;
   std::function<void(GVariant*)> handler;
@@ -87,9 +93,33 @@ Result<BusReply> Bus::call(const BusMethod& method, GVariant* arguments, const D
       m_connection.get(), method.service.c_str(), method.object.c_str(), method.interface.c_str(), method.name.c_str(),
       arguments, G_VARIANT_TYPE(method.replyType), method.flags, deadline.msec(), nullptr, &descriptors, nullptr,
       &error);
-  BusReply reply{glib::Ptr<GVariant>(values), glib::Ptr<GUnixFDList>(descriptors)};
-  if (!values) return glib::takeError(error, method.trouble);
-  return reply;
+  return replyOf(values, descriptors, error, method);
+}
+
+Result<BusReply> Bus::callWhile(const BusMethod& method, GVariant* arguments, const Deadline& deadline,
+                                const std::function<void()>& meanwhile) const {
+  const glib::Ptr<GVariant> owner(arguments ? g_variant_ref_sink(arguments) : nullptr);
+  if (!hasDescriptors()) {
+    meanwhile();
+    return systemFailure(EMFILE);
+  }
+  const glib::Ptr<GMainContext> context(g_main_context_new());
+  glib::Ptr<GAsyncResult> result;
+  const GAsyncReadyCallback done = [](GObject*, GAsyncResult* given, gpointer into) {
+    static_cast<glib::Ptr<GAsyncResult>*>(into)->reset(G_ASYNC_RESULT(g_object_ref(given)));
+  };
+  g_main_context_push_thread_default(context.get());
+  g_dbus_connection_call_with_unix_fd_list(
+      m_connection.get(), method.service.c_str(), method.object.c_str(), method.interface.c_str(), method.name.c_str(),
+      arguments, G_VARIANT_TYPE(method.replyType), method.flags, deadline.msec(), nullptr, nullptr, done, &result);
+  g_main_context_pop_thread_default(context.get());
+  meanwhile();
+  while (!result) g_main_context_iteration(context.get(), TRUE);
+  GUnixFDList* descriptors = nullptr;
+  GError* error = nullptr;
+  GVariant* const values =
+      g_dbus_connection_call_with_unix_fd_list_finish(m_connection.get(), &descriptors, result.get(), &error);
+  return replyOf(values, descriptors, error, method);
 }
 
 void Bus::send(const BusMethod& method, GVariant* arguments) const {

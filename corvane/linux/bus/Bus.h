@@ -68,6 +68,11 @@ class CORVANE_API Bus {
   /// over. If the deadline has already passed, nothing is sent.
   Result<BusReply> call(const BusMethod& method, GVariant* arguments, const Deadline& deadline) const;
 
+  /// The same, and does something else between sending the call and waiting for the answer, such as asking another
+  /// service. What arrives in that time counts, even if that takes longer than the deadline.
+  Result<BusReply> callWhile(const BusMethod& method, GVariant* arguments, const Deadline& deadline,
+                             const std::function<void()>& meanwhile) const;
+
   /// Calls a method without waiting: nothing tells whether it succeeded. `arguments` as for call().
   void send(const BusMethod& method, GVariant* arguments) const;
 

@@ -30,12 +30,26 @@ Result<std::shared_ptr<const Bus>> BusLink::connection(const Deadline& deadline)
 Result<BusLink::Answer> BusLink::call(const BusMethod& method, GVariant* arguments, const Deadline& deadline) {
   const glib::Ptr<GVariant> owner(arguments ? g_variant_ref_sink(arguments) : nullptr);
   for (int attempt = 1;; ++attempt) {
-    const auto bus = connection(deadline);
+    const auto bus = connection(Deadline(std::chrono::milliseconds(deadline.msec() / 2)));
     if (!bus) return tl::unexpected<Error>(bus.error());
     auto reply = (*bus)->call(method, arguments, deadline);
     if (reply) return Answer{std::move(*reply), *bus};
     if (attempt == 2 || !isClosed(*bus)) return tl::unexpected<Error>(reply.error());
   }
+}
+
+Result<BusLink::Answer> BusLink::callWhile(const BusMethod& method, GVariant* arguments, const Deadline& deadline,
+                                           const std::function<void()>& meanwhile) {
+  const glib::Ptr<GVariant> owner(arguments ? g_variant_ref_sink(arguments) : nullptr);
+  const auto bus = connection(Deadline(std::chrono::milliseconds(deadline.msec() / 2)));
+  if (!bus) {
+    meanwhile();
+    return tl::unexpected<Error>(bus.error());
+  }
+  auto reply = (*bus)->callWhile(method, arguments, deadline, meanwhile);
+  if (reply) return Answer{std::move(*reply), *bus};
+  if (isClosed(*bus)) return call(method, arguments, deadline);
+  return tl::unexpected<Error>(reply.error());
 }
 
 }  // namespace corvane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "corvane/core/Mutex.h"
@@ -21,8 +22,13 @@ class BusLink {
     std::shared_ptr<const Bus> bus;
   };
 
-  /// Bus::call(), on a new connection if the previous one has ended, even if only this call shows it.
+  /// Bus::call(), on a new connection if the previous one has ended, even if only this call shows it. A connection must
+  /// be made in half of the time, so that a bus that never answers leaves some for other ones.
   Result<Answer> call(const BusMethod& method, GVariant* arguments, const Deadline& deadline);
+
+  /// Bus::callWhile(), on such a connection. `meanwhile` is called in any case.
+  Result<Answer> callWhile(const BusMethod& method, GVariant* arguments, const Deadline& deadline,
+                           const std::function<void()>& meanwhile);
 
  private:
   Result<std::shared_ptr<const Bus>> connection(const Deadline& deadline);

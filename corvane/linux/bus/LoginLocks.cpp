@@ -18,9 +18,9 @@ bool LoginLock::covers(std::string_view action) const {
 }
 
 Result<FileDescriptor> takeLoginLock(BusLink& system, const char* what, const std::string& who, const std::string& why,
-                                     const Deadline& deadline) {
-  const auto answer = system.call(manager("Inhibit", "(h)"),
-                                  g_variant_new("(ssss)", what, who.c_str(), why.c_str(), "block"), deadline);
+                                     const Deadline& deadline, const std::function<void()>& meanwhile) {
+  const auto answer = system.callWhile(
+      manager("Inhibit", "(h)"), g_variant_new("(ssss)", what, who.c_str(), why.c_str(), "block"), deadline, meanwhile);
   if (!answer) return tl::unexpected<Error>(answer.error());
   gint32 handle = -1;
   g_variant_get(answer->reply.values.get(), "(h)", &handle);
@@ -29,8 +29,9 @@ Result<FileDescriptor> takeLoginLock(BusLink& system, const char* what, const st
   return lock;
 }
 
-Result<std::vector<LoginLock>> loginLocks(BusLink& system, const Deadline& deadline) {
-  const auto answer = system.call(manager("ListInhibitors", "(a(ssssuu))"), nullptr, deadline);
+Result<std::vector<LoginLock>> loginLocks(BusLink& system, const Deadline& deadline,
+                                          const std::function<void()>& meanwhile) {
+  const auto answer = system.callWhile(manager("ListInhibitors", "(a(ssssuu))"), nullptr, deadline, meanwhile);
   if (!answer) return tl::unexpected<Error>(answer.error());
   const glib::Ptr<GVariant> array(g_variant_get_child_value(answer->reply.values.get(), 0));
   std::vector<LoginLock> locks;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,11 +24,13 @@ struct LoginLock {
   bool covers(std::string_view action) const;
 };
 
-/// Takes a blocking lock, which is in force until every copy of the descriptor is closed. Any thread.
+/// Takes a blocking lock, which is in force until every copy of the descriptor is closed; calls `meanwhile` while the
+/// login manager answers. Any thread.
 Result<FileDescriptor> takeLoginLock(BusLink& system, const char* what, const std::string& who, const std::string& why,
-                                     const Deadline& deadline);
+                                     const Deadline& deadline, const std::function<void()>& meanwhile);
 
-/// The locks of all users. Any thread.
-Result<std::vector<LoginLock>> loginLocks(BusLink& system, const Deadline& deadline);
+/// The locks of all users; as above. Any thread.
+Result<std::vector<LoginLock>> loginLocks(BusLink& system, const Deadline& deadline,
+                                          const std::function<void()>& meanwhile);
 
 }  // namespace corvane

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <map>
 #include <memory>
 #include <optional>
@@ -13,7 +12,6 @@
 #include "corvane/core/Mutex.h"
 #include "corvane/core/PerProcess.h"
 #include "corvane/core/Text.h"
-#include "corvane/core/Thread.h"
 #include "corvane/linux/bus/AssertionKinds.h"
 #include "corvane/linux/bus/AssertionList.h"
 #include "corvane/linux/bus/BusLink.h"
@@ -28,21 +26,6 @@ namespace {
 
 // A list is to answer within a second: that leaves some time for what is not a call.
 constexpr std::chrono::milliseconds LIST_LIMIT{800};
-
-// Runs two pieces of work at the same time (one after the other if the system refuses a thread), and returns when both
-// are done.
-template <class First, class Second>
-void together(const First& first, const Second& second) {
-  const auto done = std::make_shared<std::promise<void>>();
-  const auto end = done->get_future();
-  const bool isParallel = startDetached([&first, done] {
-                            first();
-                            done->set_value();
-                          }).has_value();
-  if (!isParallel) first();
-  second();
-  if (isParallel) end.wait();
-}
 
 tl::unexpected<Error> invalid(int code, const std::string& description) {
   return failure("posix", code, description);
@@ -75,10 +58,9 @@ class Assertions {
                                std::atomic<std::uint32_t>& lastId) {
     const Deadline deadline;
     const std::string who = repaired(std::string(programName()));
-    Result<FileDescriptor> lock;
     Result<SessionInhibitor> inhibitor;
-    together([&] { lock = takeLoginLock(m_system, kind.action(), who, taggedReason(kind, reason), deadline); },
-             [&] { inhibitor = takeSessionInhibitor(m_session, kind, who, reason, deadline); });
+    auto lock = takeLoginLock(m_system, kind.action(), who, taggedReason(kind, reason), deadline,
+                              [&] { inhibitor = takeSessionInhibitor(m_session, kind, who, reason, deadline); });
     if (!lock && !inhibitor) return bothFailed(powerError(lock.error()), powerError(inhibitor.error()));
     Held held{&kind, reason, lock ? std::move(*lock) : FileDescriptor(), std::nullopt};
     if (inhibitor) held.inhibitor = std::move(*inhibitor);
@@ -98,9 +80,8 @@ class Assertions {
 
   Result<std::vector<AssertionRecord>> list() {
     const Deadline deadline(LIST_LIMIT);
-    Result<std::vector<LoginLock>> locks;
     Result<SessionList> session;
-    together([&] { locks = loginLocks(m_system, deadline); }, [&] { session = listSession(m_session, deadline); });
+    const auto locks = loginLocks(m_system, deadline, [&] { session = listSession(m_session, deadline); });
     AssertionList list;
     addUnlocked(list);
     if (locks) {
