@@ -19,13 +19,13 @@ expect() {
 mounted() { echo "[$(findmnt --noheadings --raw --output SOURCE,OPTIONS | grep -o "^/dev/$1[p0-9]* r[ow]" | sort | paste -sd ' ')]"; }
 holding() { (cd "$1" && exec sleep 100) & sleep 0.2; }  # keeps a folder busy
 released() { kill %% && wait %% 2>/dev/null; }
-ended() { kill -"$2" "$(pidof "$1")"; }
+ended() { sleep "${3:-0}" && kill -"$2" "$(pidof "$1")"; }
 # meanwhile COMMAND…: what a user gets who is asked for a password, while the command runs then.
 meanwhile() {
   : >"$PRIVATE_SYSTEM/asked"
   "$support/as-user" hang "$inspector" mount "${gpt}p2" >>"$PRIVATE_SYSTEM/asked" 2>&1 &
   local asking=$! status=0
-  until grep -q agent "$PRIVATE_SYSTEM/asked"; do sleep 0.05; done
+  until grep -q "agent: org" "$PRIVATE_SYSTEM/asked"; do sleep 0.05; done
   "$@"
   wait $asking || status=$?
   cat "$PRIVATE_SYSTEM/asked"
@@ -76,7 +76,7 @@ expect 1 "dismissed" "$support/as-user" no "$inspector" mount "${gpt}p2"
 expect 0 "agent: *Mounted /dev/${gpt}p2 at /media/nobody/DATA" "$support/as-user" yes "$inspector" mount "${gpt}p2"
 "$inspector" unmount "${gpt}p2" >/dev/null
 "$support/as-user" no "$inspector" mount --whole "$gpt" >"$PRIVATE_SYSTEM/asked" 2>&1
-expect 0 1 grep -c agent "$PRIVATE_SYSTEM/asked"
+expect 0 1 grep -c "agent: org" "$PRIVATE_SYSTEM/asked"
 
 # A medium that is pulled out.
 expect 0 "" "$inspector" mount "$raw"
@@ -87,7 +87,7 @@ expect 1 "Cannot unmount device: /dev/$raw: No file system" "$inspector" unmount
 
 # Services that go away or hang.
 expect 1 "No system bus" env DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent "$inspector" mount "$raw"
-expect 1 "Cannot mount device: /dev/${gpt}p2: Message recipient disconnected" meanwhile ended udisksd KILL
+expect 1 "Cannot mount device: /dev/${gpt}p2: Message recipient disconnected" meanwhile ended udisksd KILL 6
 expect 1 "UDisks2" "$inspector" mount "${gpt}p2"
 
 # Unlocked partitions, from a service that takes the place of the one that was killed.
