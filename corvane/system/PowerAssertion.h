@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "corvane/core/Mutex.h"
@@ -32,8 +33,9 @@ namespace corvane {
 ///
 /// What an instance holds stays in force when the instance is destroyed, and ends with the process at the latest.
 ///
-/// prevent(), allow() and allowAll() talk to other processes: for at most 5 s, if a service hangs. They, the reason and
-/// the nap are for one thread at a time; hasAssertions() and the static members are for any thread.
+/// prevent() waits for other processes, usually for a millisecond, and for 5 s if one hangs; a list for at most 1 s.
+/// The other members never wait. hasAssertions() and the static members are for any thread, the others for one at a
+/// time.
 class CORVANE_API PowerAssertion {
  public:
   /// The types that the system-wide lists report.
