@@ -48,6 +48,7 @@ TEST(DescribedDesktop, WalksTheTreeAndCountsReferences) {
   EXPECT_THAT(way, ElementsAre("6:0:0:0", "target6:0:0", "host6", "1-2:1.0", "1-2", "usb1", "0000:00:14.0"));
   for (const std::uint32_t handle : handles) EXPECT_FALSE(platform().deviceRegistry().className(handle)) << "held";
 
+  IOObject::iterateServices({"block\0x", 7}, [](const IOObject&) { ADD_FAILURE() << "up to the NUL"; });
   const IOObject disk = medium("sdb");
   EXPECT_EQ(IOObject(disk).ioObject(), disk.ioObject());
   EXPECT_EQ(medium("sdb").ioObject(), disk.ioObject()) << "the same device";
