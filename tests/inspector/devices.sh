@@ -9,6 +9,7 @@ export LC_ALL=C.UTF-8
   show --properties IOMedia
   show --properties IODisplayConnect
   show --json disk
-  for class in block disk usb_device scsi_host drm_minor nvme xhci_hcd AppleAPFSMedia nosuch "" ../class/block "b*"; do show "$class"; done
+  show --json scsi_host
+  for class in block usb_device drm_minor nvme xhci_hcd AppleAPFSMedia nosuch "" ../class/block "b*"; do show "$class"; done
   script -qc "stty cols 40; $program devices --properties drm_minor" /dev/null | tr -d '\r'
 } | diff "$(dirname "$0")/devices.txt" - || { echo "(status $?)"; exit 1; }
