@@ -8,6 +8,10 @@
 
 namespace corvane {
 
+namespace {
+constexpr std::size_t LONGEST_LOGGED = 255;  // bytes of a name: what is no name of a device must not fill the log
+}
+
 /// A kind of request.
 struct DiskMounter::Request {
   const char* labelSuffix;
@@ -51,7 +55,7 @@ bool DiskMounter::perform(const Request& request, const std::string& device, std
   const bool success = m_success;
   const std::string detail = m_detail;
   lock.unlock();
-  if (!success) logNotice(request.trouble + device + ": " + detail);
+  if (!success) logNotice(request.trouble + device.substr(0, LONGEST_LOGGED) + ": " + detail);
   return success;
 }
 

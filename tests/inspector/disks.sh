@@ -54,6 +54,8 @@ expect 0 "\[/dev/${mbr}p1 ro\]" mounted "$mbr"
 for name in "${gpt}p3" "$gpt" "${gpt}p6"; do expect 1 "No file system on /dev/$name" "$inspector" mount "$name"; done
 for name in nosuch ../etc/passwd "$PWD" $'\xff'; do expect 1 "There is no device /dev/" "$inspector" mount "$name"; done
 
+expect 1 "The name of the device is too long" "$inspector" mount "$(printf %5000s)"
+
 # Whole disks.
 for _ in 1 2; do expect 0 "/dev/${gpt}p2 at /media/root/DATA, /dev/${gpt}p5 at /media/root/MORE" "$inspector" mount --whole "$gpt"; done
 expect 0 "\[/dev/${gpt}p2 rw /dev/${gpt}p5 rw\]" mounted "$gpt"

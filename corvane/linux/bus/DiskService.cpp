@@ -185,8 +185,9 @@ class UDisksSession : public DiskSession {
 
   Result<std::string> disk(const std::string& device) override {
     const std::string path = std::string(FOLDER) + device;
+    if (path.size() > PATH_MAX) return failure("udisks", ENAMETOOLONG, "The name of the device is too long");
     const auto missing = failure("udisks", ENOENT, "There is no device " + repaired(path));
-    if (path.size() > PATH_MAX || !isUtf8(path) || path.find('\0') != std::string::npos) return missing;
+    if (!isUtf8(path) || path.find('\0') != std::string::npos) return missing;
     const auto reply = m_bus->call({UDISKS, "/org/freedesktop/UDisks2/Manager", MANAGER, "ResolveDevice", "(ao)"},
                                    g_variant_new_parsed("({'path': <%s>}, @a{sv} {})", path.c_str()), Deadline());
     if (!reply) return tl::unexpected(reply.error());
