@@ -60,7 +60,7 @@ class Power(InHome):
             self.assertEqual(subprocess.run(command, stderr=subprocess.DEVNULL, timeout=TIMEOUT, check=False).returncode, expected)
 
     def test_lists_what_prevents_something(self):
-        locks = [self.login.Inhibit(what, who, why, mode).take() for what, who, why, mode in [
+        locks = [self.login.Inhibit(*lock).take() for lock in [
             ("sleep:idle:shutdown", "Burner", "disc", "block"), ("sleep:shutdown", "Saver", "save", "delay"),
             ("handle-lid-switch", "Lid", "lid", "block"), ("idle", "", "film [PreventSystemSleep]", "block")]]
         own = os.getpid()

@@ -9,15 +9,13 @@
 namespace corvane {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Pair;
-using testing::SizeIs;
+using namespace testing;
+using Request = FakePowerManager::Request;
 
 constexpr const char* SYSTEM = "PreventUserIdleSystemSleep";
 constexpr const char* DISPLAY = "PreventUserIdleDisplaySleep";
 
-struct PowerAssertionTest : testing::Test {
+struct PowerAssertionTest : Test {
   FakePlatform fake;
   FakePowerManager& manager = *fake.powerManager;
   std::shared_ptr<PowerAssertion> power = PowerAssertion::instance();
@@ -29,32 +27,28 @@ TEST_F(PowerAssertionTest, HoldsOneAssertionOfEachType) {
   EXPECT_EQ(power->prevent(SYSTEM), 0);
   power->setReason("second");
   EXPECT_EQ(power->prevent(SYSTEM) + power->prevent(DISPLAY), 0);
-  using Request = FakePowerManager::Request;
   EXPECT_THAT(manager.held, ElementsAre(Pair(1, Request{SYSTEM, 0, "first"}), Pair(2, Request{SYSTEM, 0, "second"}),
                                         Pair(3, Request{DISPLAY, 0, "second"})));
-  power->allow("NetworkClientActive");
-  power->allow(SYSTEM);
-  power->allow(SYSTEM);
+  for (const char* type : {"NetworkClientActive", SYSTEM, SYSTEM}) power->allow(type);
   EXPECT_TRUE(power->hasAssertions());
   EXPECT_THAT(manager.released, ElementsAre(2)) << "the overwritten one stays";
   EXPECT_EQ(power->prevent(SYSTEM), 0);
-  power->allowAll();
-  power->allowAll();
+  for (int i = 0; i < 2; ++i) power->allowAll();
   EXPECT_FALSE(power->hasAssertions());
-  EXPECT_THAT(manager.released, testing::UnorderedElementsAre(2, 3, 4));
+  EXPECT_THAT(manager.released, UnorderedElementsAre(2, 3, 4));
   manager.refusal = Error{"posix", EACCES, "no"};
-  EXPECT_THAT(standardErrorOf([&] { EXPECT_EQ(power->prevent(SYSTEM), EACCES); }), testing::EndsWith(".prevent: no\n"));
+  EXPECT_THAT(standardErrorOf([&] { EXPECT_EQ(power->prevent(SYSTEM), EACCES); }), EndsWith(".prevent: no\n"));
   EXPECT_FALSE(power->hasAssertions());
 }
 
 TEST_F(PowerAssertionTest, WhatItHoldsOutlivesTheInstance) {
   power->setIsNapAllowed(true);
-  power->setReason("before");
-  power->setIsNapAllowed(false);
-  power->setReason("after");
-  power->setIsNapAllowed(false);
-  EXPECT_FALSE(power->isNapAllowed());
-  EXPECT_THAT(manager.activities, ElementsAre(Pair(1, FakePowerManager::Request{"", 0xEFFFFF, "before"})));
+  for (const char* reason : {"before", "after"}) {
+    power->setReason(reason);
+    power->setIsNapAllowed(false);
+    EXPECT_FALSE(power->isNapAllowed());
+  }
+  EXPECT_THAT(manager.activities, ElementsAre(Pair(1, Request{"", 0xEFFFFF, "before"})));
   power->setIsNapAllowed(true);
   EXPECT_TRUE(power->isNapAllowed() && manager.activities.empty());
   power->setIsNapAllowed(false);
@@ -78,7 +72,7 @@ TEST_F(PowerAssertionTest, ListsTheWantedTypesByProcess) {
   EXPECT_THAT(*PowerAssertion::assertions(), ElementsAre(Pair(-1, true), Pair(8, true)));
   manager.failure = Error{"posix", ENOTSUP, "nobody"};
   EXPECT_THAT(standardErrorOf([] { EXPECT_EQ(PowerAssertion::assertions(), std::nullopt); }),
-              testing::EndsWith(".iterateassertions: nobody\n"));
+              EndsWith(".iterateassertions: nobody\n"));
 }
 
 }  // namespace
