@@ -25,7 +25,7 @@ namespace corvane {
 ///
 /// | class name | devices |
 /// |---|---|
-/// | "IOService" | all |
+/// | "IOService" | all but some roots of the tree, which have no class |
 /// | "IOMedia" | disks and partitions |
 /// | "IODisplayConnect" | connectors that a display is connected to and that know its identification data |
 /// | "AppleAPFSMedia" and the others of APFS | none: no Linux driver makes devices of containers and volumes |
@@ -44,6 +44,7 @@ namespace corvane {
 ///
 /// | property | of | value |
 /// |---|---|---|
+/// | "DEVPATH" | all | text: the device's folder below /sys |
 /// | "IOClass" | all with a class | text: the device's own class |
 /// | "BSD Name" | media | text: the kernel's name, "sda1" |
 /// | "BSD Unit" | media | integer: the device number of the whole disk, the same for all its partitions |
