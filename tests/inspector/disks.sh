@@ -69,7 +69,7 @@ for whole in "" --whole; do
   expect 0 "Mounted /dev/$raw at /media/root/WHOLE" "$inspector" mount $whole "$raw"
   expect 0 "Unmounted /dev/$raw" "$inspector" unmount $whole "$raw"
 done
-expect 1 "Cannot mount device: /dev/$luks: /dev/$luks is encrypted and locked" "$inspector" mount --whole "$luks"
+expect 1 "Cannot mount device: /dev/$luks: /dev/${luks}p1 is encrypted and locked" "$inspector" mount --whole "$luks"
 expect 1 "/dev/${luks}p1 is encrypted and locked" "$inspector" mount "${luks}p1"
 
 # Who may.

@@ -119,12 +119,13 @@ class Request {
     moveFamily(*all, m_whole ? diskOf(*all) : m_disk, family);
     if (family.empty()) return Error{"udisks", 0, "The device has disappeared"};
     if (!m_whole) family.resize(1);
-    const Volume first = family.front();
-    const bool locked = std::ranges::any_of(family, &Volume::locked);
-    std::erase_if(family, [this](const Volume& volume) { return !concerns(volume); });
-    if (family.empty())
+    if (std::ranges::none_of(family, [this](const Volume& volume) { return concerns(volume); })) {
+      const auto locked = std::ranges::find(family, true, &Volume::locked);
       return Error{"udisks", 0,
-                   locked ? first.device + " is encrypted and locked" : "No file system on " + first.device};
+                   locked != family.end() ? locked->device + " is encrypted and locked"
+                                          : "No file system on " + family.front().device};
+    }
+    std::erase_if(family, [this](const Volume& volume) { return !concerns(volume); });
     if (!m_mounts) std::ranges::reverse(family);
     for (const Volume& volume : family)
       for (std::size_t left = calls(volume); left > 0 && call(volume); --left) {
