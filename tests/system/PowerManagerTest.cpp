@@ -59,8 +59,8 @@ TEST_F(PowerManagerTest, ListsEachAssertionOnceAndWaitsForNobodyLong) {
   const PrivateBus bus;
   BusService login(LOGIN), gnome(GNOME);
   login.answer("ListInhibitors",
-               "([('idle', 'x', 'film [NoDisplaySleepAssertion]', 'block', uint32 0, uint32 11), ('sleep', 'user', "
-               "'user session inhibited', 'block', uint32 0, uint32 " +
+               "([('idle', 'x', 'film [NoDisplaySleepAssertion]', 'block', uint32 0, uint32 11), ('idle', 'x', 'film', "
+               "'block', 0, 11), ('sleep', 'user', 'user session inhibited', 'block', 0, " +
                    std::to_string(getpid()) + ")],)");
   for (const auto& [method, values] : {std::pair("GetInhibitors", "([objectpath '/a'],)"),
                                        {"GetFlags", "(uint32 12,)"},
@@ -70,14 +70,14 @@ TEST_F(PowerManagerTest, ListsEachAssertionOnceAndWaitsForNobodyLong) {
                                        {"GetUnixProcessId", "(uint32 11,)"}})
     gnome.answer(method, values);
   const AssertionRecord display{11, "x", "film", "NoDisplaySleepAssertion"};
-  const AssertionRecord system{11, "x.desktop", "film", "PreventUserIdleSystemSleep"};
+  const AssertionRecord system{11, "x", "film", "PreventUserIdleSystemSleep"};
   const AssertionRecord proxy{getpid(), "user", "user session inhibited", "PreventSystemSleep"};
   EXPECT_THAT(manager.assertions().value(), ElementsAre(display, system));
   gnome.answer("GetUnixProcessId", "()");
   EXPECT_EQ(manager.assertions().value().back().pid, getpid()) << "the session manager's";
   const Deadline deadline(std::chrono::milliseconds(4000));
   gnome.behave(Manner::IS_SILENT);
-  EXPECT_THAT(manager.assertions().value(), ElementsAre(display, proxy));
+  EXPECT_THAT(manager.assertions().value(), ElementsAre(display, system, proxy));
   gnome.behave(Manner::ANSWERS);
   login.behave(Manner::IS_SILENT);
   EXPECT_THAT(manager.assertions().value(), testing::SizeIs(2));
