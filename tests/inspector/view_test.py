@@ -17,8 +17,10 @@ COLOUR = re.compile(rb"\x1b\[(?:\d+;)*(?:3[0-9]|4[0-9]|9[0-7]|10[0-7])(?:;\d+)*m
 
 class LiveView(unittest.TestCase):
     def test_shows_what_the_machine_does(self):
+        interfaces = len(open("/proc/net/dev").readlines()) - 2
+        network = r"[\d.]+ .?B/s" if interfaces > 1 else "-"  # there is always the loopback
         with live() as terminal:
-            for pattern in [r"^Network in +[\d.]+ .?B/s", r"^Memory +[\d.]+/[\d.]+ GiB +[▁▂▃▄▅▆▇█ ]+$",
+            for pattern in [rf"^Network in +{network}", r"^Memory +[\d.]+/[\d.]+ GiB +[▁▂▃▄▅▆▇█ ]+$",
                             r"^Corvane Inspector .* running for 0:00:\d\d +\d\d:\d\d:\d\d$",
                             r"^processor load +[3-9] +[\d.]+ +0\.[3-8]\d* +[\d.]+$"]:
                 terminal.wait_for(lambda: re.search(pattern, terminal.text(), re.M), pattern)
