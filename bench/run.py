@@ -186,7 +186,7 @@ def judge(bar, candidates):
         above = own - others["empty program"]
         return row(bar, above, None, {}, f"<= {bar.limit:g} {bar.unit}", above * SCALE[bar.unit] <= bar.limit)
     if reference not in others:
-        return row(bar, own, best, peers, f"{reference} is not installed", None)
+        return row(bar, own, best, peers, f"{reference} is not installed" if reference else "no peer does it", None)
     extra = others.get(bar.plus, 0) if isinstance(bar.plus, str) else bar.plus / SCALE.get(bar.unit, 1)
     bound = bar.limit * others[reference] + extra
     met = own >= bound if bar.more else own <= bound
