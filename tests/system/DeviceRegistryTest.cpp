@@ -63,10 +63,11 @@ TEST(DescribedDesktop, LosesDevicesAtAnyMoment) {
   const fs::path root = getenv("UMOCKDEV_DIR");
   const fs::path usb = root / "sys/devices/pci0000:00/0000:00:14.0/usb1";
   const auto unplug = [&] { fs::rename(usb, root / "away"); };
-  const auto plug = [&] {  // in a new folder, so it is another device
+  int plugged = 0;
+  const auto plug = [&] {  // as another device: its folder has an inode that none had before
     fs::copy(root / "away", root / "new", fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     fs::rename(root / "new", usb);
-    fs::remove_all(root / "away");
+    fs::rename(root / "away", root / ("old" + std::to_string(++plugged)));
   };
   const IOObject disk = medium("sdb1");
   const Value before = disk.properties();
