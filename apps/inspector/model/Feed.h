@@ -25,8 +25,9 @@ class Feed {
       : m_sampling(std::make_shared<Sampling>(name, std::move(sample), std::move(taker))),
         m_repeater(std::make_shared<Repeater>(name)) {
     m_repeater->start(INTERVAL, [sampling = m_sampling] {
-      if (std::exchange(sampling->busy, true)) return;
-      sampling->queue.async([sampling] {
+      if (sampling->busy) return;
+      // Without a thread, it is tried again next time.
+      sampling->busy = sampling->queue.async([sampling] {
         main_post([sampling, sample = sampling->sample()]() mutable {
           sampling->busy = false;
           if (sampling->take) sampling->take(std::move(sample));
