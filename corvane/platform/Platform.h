@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 
+#include "corvane/platform/Authorization.h"
 #include "corvane/platform/Bundles.h"
 #include "corvane/platform/ChildProcesses.h"
 #include "corvane/platform/DefaultsStore.h"
@@ -13,10 +14,13 @@
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
 #include "corvane/platform/FontBook.h"
+#include "corvane/platform/HelperInstaller.h"
 #include "corvane/platform/HttpSession.h"
 #include "corvane/platform/Localization.h"
 #include "corvane/platform/LoginItems.h"
 #include "corvane/platform/MainQueue.h"
+#include "corvane/platform/MessageConnections.h"
+#include "corvane/platform/MessageListeners.h"
 #include "corvane/platform/PowerEvents.h"
 #include "corvane/platform/PowerManager.h"
 #include "corvane/platform/ProcessTable.h"
@@ -81,6 +85,10 @@ struct Platform {
   ServiceSlot<DeviceRegistry> deviceRegistry;
   ServiceSlot<DiskService> diskService;
   ServiceSlot<PowerManager> powerManager;
+  ServiceSlot<Authorization> authorization;
+  ServiceSlot<HelperInstaller> helperInstaller;
+  ServiceSlot<MessageConnections> messageConnections;
+  ServiceSlot<MessageListeners> messageListeners;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "corvane/platform/Authorization.h"
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Result.h"
+#include "corvane/platform/Service.h"
+
+namespace corvane {
+
+/// Installs privileged helpers. Any thread.
+///
+/// On Linux: through the library's root service on the system bus, which takes the helper as an open file, checks a
+/// copy of it and asks polkit about its caller.
+class HelperInstaller {
+ public:
+  virtual ~HelperInstaller() = default;
+
+  /// The bytes of the information dictionary inside the installed helper with this label, and inside the copy in the
+  /// application's bundle, a property list. std::nullopt if it contains none, an Error if there is no such file or it
+  /// cannot be read. Files beside it never count.
+  virtual Result<std::optional<std::string>> installedInfo(const std::string& label) = 0;
+  virtual Result<std::optional<std::string>> bundledInfo(const std::string& label) = 0;
+
+  /// The right that install() and remove() need.
+  virtual std::string installRight() const = 0;
+
+  /// Installs the copy in the bundle, or removes what is installed. Waits for as long as a person needs.
+  virtual Result<void> install(const std::string& label, Authorization::Reference reference) = 0;
+  virtual Result<void> remove(const std::string& label, Authorization::Reference reference) = 0;
+};
+
+template <>
+CORVANE_API std::shared_ptr<HelperInstaller> makeService<HelperInstaller>();
+
+}  // namespace corvane
