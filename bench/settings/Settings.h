@@ -33,4 +33,4 @@ class ConfigurationFolder {
 
 #define CORVANE_BENCH_SETTINGS(read, write, name) \
   BENCHMARK(read)->Name("settings.read/" name);   \
-  BENCHMARK(write)->Name("settings.write/" name)->Iterations(1000)->UseRealTime()
+  BENCHMARK(write)->Name("settings.write/" name)->Iterations(20000)->UseRealTime()

@@ -88,22 +88,47 @@ Result<DefaultsWritten> DefaultsDatabase::write(const std::vector<DefaultsChange
                                                 std::atomic<std::uint64_t>& inFlight) {
   if (!counter.isWritable() || isReadOnly())
     return failure("defaults", EROFS, m_path + ": the file or its folder is read-only");
-  Transaction transaction(*this);
-  if (auto begun = transaction.begin(m_begin); !begun) return passedOn(begun.error());
-  for (const DefaultsChange& change : changes) {
-    const Statement& statement = change.value ? m_upsert : m_remove;
-    const Cursor cursor(statement);
-    sqlite3_bind_text64(statement.get(), 1, change.key.data(), change.key.size(), SQLITE_STATIC, SQLITE_UTF8);
-    if (change.value)
-      sqlite3_bind_blob64(statement.get(), 2, change.value->data(), change.value->size(), SQLITE_STATIC);
-    if (const int code = sqlite3_step(statement.get()); code != SQLITE_DONE) return failed(code);
-  }
-  const DefaultsWritten written{counter.get(), counter.next()};
-  inFlight.store(written.after, std::memory_order_release);
-  auto done = counter.set(written.after).and_then([&] { return transaction.commit(); });
+  // Announced while the writers' lock is held, just before the commit. A hook, because then a single change needs no
+  // explicit transaction.
+  struct Announcement {
+    ChangeCounter& counter;
+    std::atomic<std::uint64_t>& inFlight;
+    DefaultsWritten written{};
+    Result<void> done{};
+
+    static int make(void* self) {
+      auto& [counter, inFlight, written, done] = *static_cast<Announcement*>(self);
+      written = {counter.get(), counter.next()};
+      inFlight.store(written.after, std::memory_order_release);
+      done = counter.set(written.after);
+      return done ? 0 : 1;
+    }
+  } announcement{counter, inFlight};
+  sqlite3_commit_hook(m_database.get(), Announcement::make, &announcement);
+  const Result<void> committed = commit(changes);
+  sqlite3_commit_hook(m_database.get(), nullptr, nullptr);
   inFlight.store(0, std::memory_order_release);
-  if (!done) return passedOn(done.error());
-  return written;
+  if (!announcement.done) return passedOn(announcement.done.error());
+  if (!committed) return passedOn(committed.error());
+  return announcement.written;
+}
+
+Result<void> DefaultsDatabase::commit(const std::vector<DefaultsChange>& changes) {
+  if (changes.size() == 1) return apply(changes.front());
+  Transaction transaction(*this);
+  if (auto begun = transaction.begin(m_begin); !begun) return begun;
+  for (const DefaultsChange& change : changes)
+    if (auto applied = apply(change); !applied) return applied;
+  return transaction.commit();
+}
+
+Result<void> DefaultsDatabase::apply(const DefaultsChange& change) {
+  const Statement& statement = change.value ? m_upsert : m_remove;
+  const Cursor cursor(statement);
+  sqlite3_bind_text64(statement.get(), 1, change.key.data(), change.key.size(), SQLITE_STATIC, SQLITE_UTF8);
+  if (change.value) sqlite3_bind_blob64(statement.get(), 2, change.value->data(), change.value->size(), SQLITE_STATIC);
+  if (const int code = sqlite3_step(statement.get()); code != SQLITE_DONE) return failed(code);
+  return {};
 }
 
 Result<std::unique_ptr<DefaultsDatabase>> DefaultsDatabase::openAs(const std::string& path, const std::string& name,

@@ -93,6 +93,8 @@ class DefaultsDatabase {
   Result<void> prepare(const char* text, Statement& statement);
   Result<void> execute(const std::string& text);
   Result<void> run(const Statement& statement);
+  Result<void> commit(const std::vector<DefaultsChange>& changes);
+  Result<void> apply(const DefaultsChange& change);
 
   // The first column of the first row, as text.
   Result<std::string> query(const char* text);
