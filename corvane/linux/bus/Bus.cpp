@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <optional>
 #include <utility>
 
 #include "corvane/core/PerProcess.h"
@@ -104,22 +105,33 @@ Result<BusReply> Bus::callWhile(const BusMethod& method, GVariant* arguments, co
     return systemFailure(EMFILE);
   }
   const glib::Ptr<GMainContext> context(g_main_context_new());
-  glib::Ptr<GAsyncResult> result;
-  const GAsyncReadyCallback done = [](GObject*, GAsyncResult* given, gpointer into) {
-    static_cast<glib::Ptr<GAsyncResult>*>(into)->reset(G_ASYNC_RESULT(g_object_ref(given)));
-  };
+  std::optional<Result<BusReply>> answer;
   g_main_context_push_thread_default(context.get());
-  g_dbus_connection_call_with_unix_fd_list(
-      m_connection.get(), method.service.c_str(), method.object.c_str(), method.interface.c_str(), method.name.c_str(),
-      arguments, G_VARIANT_TYPE(method.replyType), method.flags, deadline.msec(), nullptr, nullptr, done, &result);
+  callLater(method, arguments, deadline, [&answer](Result<BusReply> reply) { answer = std::move(reply); });
   g_main_context_pop_thread_default(context.get());
   meanwhile();
-  while (!result) g_main_context_iteration(context.get(), TRUE);
-  GUnixFDList* descriptors = nullptr;
-  GError* error = nullptr;
-  GVariant* const values =
-      g_dbus_connection_call_with_unix_fd_list_finish(m_connection.get(), &descriptors, result.get(), &error);
-  return replyOf(values, descriptors, error, method);
+  while (!answer) g_main_context_iteration(context.get(), TRUE);
+  return std::move(*answer);
+}
+
+void Bus::callLater(const BusMethod& method, GVariant* arguments, const Deadline& deadline,
+                    std::function<void(Result<BusReply> reply)> done) const {
+  struct Call {
+    BusMethod method;
+    std::function<void(Result<BusReply>)> done;
+  };
+  const GAsyncReadyCallback answered = [](GObject* connection, GAsyncResult* result, gpointer data) {
+    const std::unique_ptr<Call> call(static_cast<Call*>(data));
+    GUnixFDList* descriptors = nullptr;
+    GError* error = nullptr;
+    GVariant* const values =
+        g_dbus_connection_call_with_unix_fd_list_finish(G_DBUS_CONNECTION(connection), &descriptors, result, &error);
+    call->done(replyOf(values, descriptors, error, call->method));
+  };
+  g_dbus_connection_call_with_unix_fd_list(m_connection.get(), method.service.c_str(), method.object.c_str(),
+                                           method.interface.c_str(), method.name.c_str(), arguments,
+                                           G_VARIANT_TYPE(method.replyType), method.flags, deadline.msec(), nullptr,
+                                           nullptr, answered, new Call{method, std::move(done)});
 }
 
 void Bus::send(const BusMethod& method, GVariant* arguments) const {

@@ -73,6 +73,11 @@ class CORVANE_API Bus {
   Result<BusReply> callWhile(const BusMethod& method, GVariant* arguments, const Deadline& deadline,
                              const std::function<void()>& meanwhile) const;
 
+  /// The same without waiting: `done` is called with the answer on the thread-default context of this thread, which
+  /// must be iterated until then.
+  void callLater(const BusMethod& method, GVariant* arguments, const Deadline& deadline,
+                 std::function<void(Result<BusReply> reply)> done) const;
+
   /// Calls a method without waiting: nothing tells whether it succeeded. `arguments` as for call().
   void send(const BusMethod& method, GVariant* arguments) const;
 

@@ -1,10 +1,16 @@
 #include "corvane/linux/bus/BusLink.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace corvane {
 
 namespace {
+
+// The limit for making a connection, even when a call may last for ever.
+Deadline connecting(const Deadline& deadline) {
+  return Deadline(std::min(Deadline::LIMIT, std::chrono::milliseconds(deadline.msec() / 2)));
+}
 
 bool isClosed(const std::shared_ptr<const Bus>& bus) {
   return g_dbus_connection_is_closed(bus->connection()) != FALSE;
@@ -30,7 +36,7 @@ Result<std::shared_ptr<const Bus>> BusLink::connection(const Deadline& deadline)
 Result<BusLink::Answer> BusLink::call(const BusMethod& method, GVariant* arguments, const Deadline& deadline) {
   const glib::Ptr<GVariant> owner(arguments ? g_variant_ref_sink(arguments) : nullptr);
   for (int attempt = 1;; ++attempt) {
-    const auto bus = connection(Deadline(std::chrono::milliseconds(deadline.msec() / 2)));
+    const auto bus = connection(connecting(deadline));
     if (!bus) return tl::unexpected<Error>(bus.error());
     auto reply = (*bus)->call(method, arguments, deadline);
     if (reply) return Answer{std::move(*reply), *bus};
@@ -41,7 +47,7 @@ Result<BusLink::Answer> BusLink::call(const BusMethod& method, GVariant* argumen
 Result<BusLink::Answer> BusLink::callWhile(const BusMethod& method, GVariant* arguments, const Deadline& deadline,
                                            const std::function<void()>& meanwhile) {
   const glib::Ptr<GVariant> owner(arguments ? g_variant_ref_sink(arguments) : nullptr);
-  const auto bus = connection(Deadline(std::chrono::milliseconds(deadline.msec() / 2)));
+  const auto bus = connection(connecting(deadline));
   if (!bus) {
     meanwhile();
     return tl::unexpected<Error>(bus.error());

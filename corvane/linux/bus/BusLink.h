@@ -23,7 +23,7 @@ class BusLink {
   };
 
   /// Bus::call(), on a new connection if the previous one has ended, even if only this call shows it. A connection must
-  /// be made in half of the time, so that a bus that never answers leaves some for other ones.
+  /// be made in half of the time, so that a bus that never answers leaves some for other ones, and within 5 s.
   Result<Answer> call(const BusMethod& method, GVariant* arguments, const Deadline& deadline);
 
   /// Bus::callWhile(), on such a connection. `meanwhile` is called in any case.
