@@ -19,6 +19,8 @@ FakePlatform::FakePlatform(std::string home)
       deviceRegistry(std::make_shared<FakeDeviceRegistry>()),
       diskService(std::make_shared<FakeDiskService>()),
       powerManager(std::make_shared<FakePowerManager>()),
+      authorization(std::make_shared<FakeAuthorization>()),
+      helperInstaller(std::make_shared<FakeHelperInstaller>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -36,6 +38,8 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.deviceRegistry.set(deviceRegistry);
   m_platform.diskService.set(diskService);
   m_platform.powerManager.set(powerManager);
+  m_platform.authorization.set(authorization);
+  m_platform.helperInstaller.set(helperInstaller);
 }
 
 FakeChildProcesses& FakePlatform::fakeChildProcesses() {

@@ -5,6 +5,7 @@
 
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Platform.h"
+#include "corvane/testing/FakeAuthorization.h"
 #include "corvane/testing/FakeBundles.h"
 #include "corvane/testing/FakeChildProcesses.h"
 #include "corvane/testing/FakeDefaultsStore.h"
@@ -12,6 +13,7 @@
 #include "corvane/testing/FakeDiskService.h"
 #include "corvane/testing/FakeFolders.h"
 #include "corvane/testing/FakeFontBook.h"
+#include "corvane/testing/FakeHelperInstaller.h"
 #include "corvane/testing/FakeHttpSession.h"
 #include "corvane/testing/FakeLoginItems.h"
 #include "corvane/testing/FakePowerEvents.h"
@@ -48,6 +50,8 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeDeviceRegistry> deviceRegistry;
   const std::shared_ptr<FakeDiskService> diskService;
   const std::shared_ptr<FakePowerManager> powerManager;
+  const std::shared_ptr<FakeAuthorization> authorization;
+  const std::shared_ptr<FakeHelperInstaller> helperInstaller;
 
   /// From now on only the programs that the test defines here exist. Call this before the first one is started.
   FakeChildProcesses& fakeChildProcesses();

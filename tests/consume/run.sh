@@ -90,7 +90,7 @@ cp -r "$work/ticker.resources" "$work/loop.resources"
 "$work/layout" | diff <(block layout text 1) -
 
 echo "-- the C headers, as C11"
-for header in "$prefix"/include/corvane/*/*_c.h "$prefix"/include/corvane/system/procinfo/*.h; do
+for header in "$prefix"/include/corvane/{,system/}*/*_c.h "$prefix"/include/corvane/system/procinfo/*.h; do
   echo "#include \"${header#"$prefix"/include/}\"" | cc -std=c11 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -xc -fsyntax-only -
 done
 echo "-- every C++ header on its own"

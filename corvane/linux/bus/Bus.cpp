@@ -84,17 +84,18 @@ Bus::~Bus() {
   g_dbus_connection_close(m_connection.get(), nullptr, nullptr, nullptr);
 }
 
-Result<BusReply> Bus::call(const BusMethod& method, GVariant* arguments, const Deadline& deadline) const {
+Result<BusReply> Bus::call(const BusMethod& method, GVariant* arguments, const Deadline& deadline,
+                           GUnixFDList* descriptors) const {
   const glib::Ptr<GVariant> owner(arguments ? g_variant_ref_sink(arguments) : nullptr);
   if (deadline.isOver()) return timedOut(method.trouble);
   if (!hasDescriptors()) return systemFailure(EMFILE);
-  GUnixFDList* descriptors = nullptr;
+  GUnixFDList* received = nullptr;
   GError* error = nullptr;
   GVariant* const values = g_dbus_connection_call_with_unix_fd_list_sync(
       m_connection.get(), method.service.c_str(), method.object.c_str(), method.interface.c_str(), method.name.c_str(),
-      arguments, G_VARIANT_TYPE(method.replyType), method.flags, deadline.msec(), nullptr, &descriptors, nullptr,
+      arguments, G_VARIANT_TYPE(method.replyType), method.flags, deadline.msec(), descriptors, &received, nullptr,
       &error);
-  return replyOf(values, descriptors, error, method);
+  return replyOf(values, received, error, method);
 }
 
 Result<BusReply> Bus::callWhile(const BusMethod& method, GVariant* arguments, const Deadline& deadline,

@@ -65,8 +65,10 @@ class CORVANE_API Bus {
   Bus& operator=(const Bus&) = delete;
 
   /// Calls a method and waits for the answer. `arguments` is a tuple, or null for none; a floating reference is taken
-  /// over. If the deadline has already passed, nothing is sent.
-  Result<BusReply> call(const BusMethod& method, GVariant* arguments, const Deadline& deadline) const;
+  /// over. `descriptors`, if any, are what handles in them refer to. If the deadline has already passed, nothing is
+  /// sent.
+  Result<BusReply> call(const BusMethod& method, GVariant* arguments, const Deadline& deadline,
+                        GUnixFDList* descriptors = nullptr) const;
 
   /// The same, and does something else between sending the call and waiting for the answer, such as asking another
   /// service. What arrives in that time counts, even if that takes longer than the deadline.

@@ -1,25 +1,15 @@
 #include "corvane/platform/Bundles.h"
 
-#include <elf.h>
-#include <errno.h>
 #include <fcntl.h>
 #include <gio/gdesktopappinfo.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <array>
-#include <bit>
-#include <climits>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "corvane/core/Files.h"
 #include "corvane/linux/GLibSupport.h"
+#include "corvane/linux/desktop/EmbeddedInfo.h"
 #include "corvane/linux/process/DeletedRemark.h"
 
 namespace corvane {
@@ -28,103 +18,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t MAX_INFO_BYTES = 16U << 20;
-
-// A regular file that is open for reading. Reading beyond its end fails.
-class InputFile {
- public:
-  static Result<InputFile> open(const std::string& path) {
-    auto file = openForReading(path);
-    if (!file) return tl::unexpected(file.error());
-    struct stat status {};
-    if (fstat(file->get(), &status) != 0) return fileFailure(path, errno);
-    if (!S_ISREG(status.st_mode)) return failure("bundle", 0, path + " is not a regular file");
-    return InputFile(std::move(*file), static_cast<std::uint64_t>(status.st_size));
-  }
-
-  std::uint64_t size() const { return m_size; }
-
-  // Reads all of the bytes, or returns false.
-  bool read(std::uint64_t offset, void* bytes, std::uint64_t length) const {
-    auto* to = static_cast<char*>(bytes);
-    while (length > 0) {
-      const ssize_t got = uninterrupted([&] { return pread(m_file.get(), to, length, static_cast<off_t>(offset)); });
-      if (got <= 0) return false;
-      to += got;
-      offset += static_cast<std::uint64_t>(got);
-      length -= static_cast<std::uint64_t>(got);
-    }
-    return true;
-  }
-
-  std::optional<std::string> text(std::uint64_t offset, std::uint64_t length) const {
-    if (length > MAX_INFO_BYTES || offset > m_size || length > m_size - offset) return std::nullopt;
-    std::string bytes(length, '\0');
-    return read(offset, bytes.data(), length) ? std::optional(std::move(bytes)) : std::nullopt;
-  }
-
- private:
-  InputFile(FileDescriptor file, std::uint64_t size) : m_file(std::move(file)), m_size(size) {}
-
-  FileDescriptor m_file;
-  std::uint64_t m_size;
-};
+// A regular file, open for reading.
+Result<FileDescriptor> openRegular(const std::string& path) {
+  auto file = openForReading(path);
+  if (!file) return file;
+  const auto size = regularSize(file->get());
+  if (!size) return failure(size.error().domain, size.error().code, path + ": " + size.error().description);
+  return file;
+}
 
 std::optional<std::string> contents(const fs::path& path) {
-  const auto file = InputFile::open(path);
-  return file ? file->text(0, file->size()) : std::nullopt;
-}
-
-using Info = Result<std::optional<std::string>>;
-
-// The content of an ELF file's section .info_plist. The file may be hostile: everything in it is checked.
-template <class Header, class Section>
-Info infoSection(const InputFile& file) {
-  const auto damaged = [](const char* what) {
-    return failure("bundle", 0, std::string("Damaged executable: ") + what);
-  };
-  static constexpr std::string_view NAME{".info_plist\0", 12};
-
-  Header header{};
-  if (!file.read(0, &header, sizeof header)) return damaged("no header");
-  if (header.e_shoff == 0 || header.e_shnum == 0) return std::nullopt;
-  if (header.e_shentsize != sizeof(Section)) return damaged("section headers of an unknown kind");
-  std::vector<Section> sections(header.e_shnum);
-  if (!file.read(header.e_shoff, sections.data(), sections.size() * sizeof(Section)))
-    return damaged("no section headers");
-  if (header.e_shstrndx >= sections.size()) return damaged("no section names");
-  const Section& names = sections[header.e_shstrndx];
-  if (names.sh_offset > file.size()) return damaged("section names beyond its end");
-
-  for (const Section& section : sections) {
-    std::array<char, NAME.size()> name{};
-    if (section.sh_name > names.sh_size || NAME.size() > names.sh_size - section.sh_name) continue;
-    if (!file.read(names.sh_offset + section.sh_name, name.data(), name.size())) continue;
-    if (std::string_view(name.data(), name.size()) != NAME) continue;
-    if (section.sh_type == SHT_NOBITS || (section.sh_flags & SHF_COMPRESSED) != 0)
-      return damaged("the information dictionary has no bytes");
-    auto bytes = file.text(section.sh_offset, section.sh_size);
-    if (!bytes) return damaged("the information dictionary lies beyond its end or is too large");
-    return bytes;
-  }
-  return std::nullopt;
-}
-
-// The dictionary inside an executable; std::nullopt for files that are not ELF files with this machine's byte order.
-Info embeddedInfo(const InputFile& file) {
-  constexpr unsigned char NATIVE = std::endian::native == std::endian::little ? ELFDATA2LSB : ELFDATA2MSB;
-  std::array<unsigned char, EI_NIDENT> ident{};
-  if (!file.read(0, ident.data(), ident.size()) || std::memcmp(ident.data(), ELFMAG, SELFMAG) != 0 ||
-      ident[EI_DATA] != NATIVE)
-    return std::nullopt;
-  switch (ident[EI_CLASS]) {
-    case ELFCLASS64:
-      return infoSection<Elf64_Ehdr, Elf64_Shdr>(file);
-    case ELFCLASS32:
-      return infoSection<Elf32_Ehdr, Elf32_Shdr>(file);
-    default:
-      return std::nullopt;
-  }
+  const auto file = openRegular(path);
+  return file ? infoBytes(file->get(), 0, regularSize(file->get()).value_or(0)) : std::nullopt;
 }
 
 // The bundle of the executable at a path without symbolic links; its bytes are read from `image`.
@@ -147,9 +52,9 @@ Result<BundleFiles> bundleOf(const fs::path& executable, const std::string& imag
   }
   if ((files.info = contents(fs::path(files.resources) / "Info.plist"))) return files;
 
-  const auto file = InputFile::open(image);
+  const auto file = openRegular(image);
   if (!file) return tl::unexpected<Error>(file.error());
-  auto info = embeddedInfo(*file);
+  auto info = embeddedInfo(file->get());
   if (!info)
     return tl::unexpected<Error>(
         Error{info.error().domain, info.error().code, executable.string() + ": " + info.error().description});
