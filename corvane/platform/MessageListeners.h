@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "corvane/platform/Export.h"
@@ -14,10 +15,15 @@ namespace corvane {
 
 /// Who sent a request, as the system vouches for it: nothing of it is the caller's own word.
 struct MessageCaller {
-  std::string name;        ///< the connection; never used again for another one while the system runs
-  std::uint32_t uid = 0;   ///< of its user
-  std::int32_t pid = 0;    ///< of its process; may belong to another process once the caller has left
-  std::string executable;  ///< path of its program; empty if it cannot be read or has been replaced or deleted
+  static constexpr std::uint32_t NOBODY = ~std::uint32_t{0};
+
+  std::string name;            ///< the connection; never used again for another one while the system runs
+  std::uint32_t uid = NOBODY;  ///< of its user; NOBODY if the caller left before it could be looked at
+  std::int32_t pid = 0;        ///< of its process; may belong to another process once the caller has left; 0 as above
+  std::string executable;      ///< path of its program; empty if it cannot be read or has been replaced or deleted
+
+  /// It left before it could be looked at: no events follow, nobody waits for a reply, and it has no right.
+  bool hasLeft() const { return uid == NOBODY; }
 };
 
 /// One request to a helper.
@@ -25,17 +31,25 @@ struct MessageRequest {
   Message message;  ///< a dictionary
   MessageCaller caller;
   bool mayAsk = false;  ///< the caller wants a person to be asked for the right that it lacks
-  std::function<void(const Message& reply)> reply;  ///< call once, from any thread: a dictionary or a MessageError
+  /// Answers with a dictionary or a MessageError. Call it once, from any thread; if all copies are dropped instead, the
+  /// caller gets an error.
+  std::function<void(const Message& reply)> reply;
 };
 
-/// The helper's side of its connections. Destroying it first gives the name up, so that later requests start a new
-/// helper, then flushes the replies.
+/// The helper's side of its connections. Destroying it closes it and flushes the replies; later ones are lost.
 class MessageListener {
  public:
   virtual ~MessageListener() = default;
+
+  /// Gives the label up, so that what is sent from now on starts a new helper. What was sent before has arrived when
+  /// this returns. Not on the thread of the events.
+  virtual void close() = 0;
 };
 
 /// Lets a privileged helper answer requests. Any thread.
+///
+/// On Linux: the system bus. What a user's programs have sent and is not answered yet is limited to 256 requests and
+/// 128 MiB; what is beyond that gets an error at once.
 class MessageListeners {
  public:
   virtual ~MessageListeners() = default;
@@ -47,13 +61,18 @@ class MessageListeners {
     std::function<void(const Error&)> lost;                   ///< the name or the bus is lost: no more requests
   };
 
-  /// Takes requests to the label from now on. An Error if the label belongs to somebody else or may not be owned.
+  /// Takes requests to the label from now on, for one listener of the process at a time. An Error if the label belongs
+  /// to somebody else or may not be owned.
   virtual Result<std::unique_ptr<MessageListener>> listen(const std::string& label, Events events) = 0;
 
-  /// Asks whether a caller has a right, and calls `done` with the answer from any thread; an Error stands for no. If
-  /// `mayAsk`, a person may be asked, which takes as long as it takes.
+  /// Asks whether a caller of the listener has a right, and calls `done` with the answer from any thread; an Error
+  /// stands for no and says why. If `mayAsk`, a person may be asked, which takes as long as it takes.
   virtual void authorise(const MessageCaller& caller, const std::string& right, bool mayAsk,
-                         std::function<void(const Result<bool>& granted)> done) = 0;
+                         std::function<void(const Result<void>& granted)> done) = 0;
+
+  /// The bytes of the information dictionary inside this program's executable, a property list; std::nullopt if it
+  /// contains none. Files beside it never count.
+  virtual Result<std::optional<std::string>> ownInfo() = 0;
 };
 
 template <>

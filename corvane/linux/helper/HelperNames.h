@@ -1,5 +1,7 @@
 #pragma once
 
+#include "corvane/platform/HelperKeys.h"
+
 /// The names and places that the library, its root service and the helpers agree on.
 namespace corvane::helper_names {
 
@@ -24,11 +26,5 @@ inline constexpr char BUS_SERVICES[] = "/usr/local/share/dbus-1/system-services"
 inline constexpr char BUS_POLICIES[] = "/etc/dbus-1/system.d";
 /// The rights that they declare: LABEL.policy.
 inline constexpr char ACTIONS[] = "/usr/share/polkit-1/actions";
-
-// Entries of a helper's information dictionary besides those of every bundle. Both are optional.
-/// Array of absolute paths: the programs that may call the helper. Any program if it is missing.
-inline constexpr char CALLERS_KEY[] = "CorvaneHelperCallers";
-/// Dictionary: polkit action, which is the label or begins with the label and a dot, to its description.
-inline constexpr char ACTIONS_KEY[] = "CorvaneHelperActions";
 
 }  // namespace corvane::helper_names
