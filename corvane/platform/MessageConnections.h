@@ -30,15 +30,17 @@ class MessageConnection {
   /// the connection was destroyed.
   using Reply = std::function<void(const Message& reply)>;
 
-  /// Sends a dictionary and returns without waiting for the reply, for which there is no time limit. It may wait until
-  /// one of the places for requests without a reply is free. What cannot be sent is answered with an error.
+  /// Sends a dictionary and returns without waiting for the reply, for which there is no time limit. A person may be
+  /// asked for the right that it needs. Requests beyond the number that the system keeps track of are sent as soon as
+  /// others are answered. What cannot be sent is answered with an error, and so is what was sent or waited when the
+  /// other side ended.
   virtual void send(const Message& request, Reply reply) = 0;
 
   /// The process id of the other side; 0 while it does not run.
   virtual std::int32_t peerPid() = 0;
 
-  /// Ends the connection: what was sent before still reaches the other side; replies that are missing are answered with
-  /// INVALID errors. No events follow.
+  /// Ends the connection, as its destructor does: what was sent before still reaches the other side, for which this
+  /// waits at most 5 s; replies that are missing are answered with INVALID errors. No events follow.
   virtual void cancel() = 0;
 };
 
@@ -50,8 +52,8 @@ class MessageConnections {
  public:
   virtual ~MessageConnections() = default;
 
-  /// Connects within 5 s; does not start the helper. Events and replies arrive on these queues, which must outlive the
-  /// connection.
+  /// Connects within 5 s; does not start the helper. An Error also if the name belongs to somebody else. Events and
+  /// replies arrive on these queues, which must outlive the connection; handlers may use and destroy the connection.
   virtual Result<std::unique_ptr<MessageConnection>> connect(const std::string& label, SerialQueue& events,
                                                              SerialQueue& replies,
                                                              std::function<void(ConnectionEvent)> event) = 0;

@@ -21,6 +21,7 @@ FakePlatform::FakePlatform(std::string home)
       powerManager(std::make_shared<FakePowerManager>()),
       authorization(std::make_shared<FakeAuthorization>()),
       helperInstaller(std::make_shared<FakeHelperInstaller>()),
+      messageConnections(std::make_shared<FakeMessageConnections>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -40,6 +41,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.powerManager.set(powerManager);
   m_platform.authorization.set(authorization);
   m_platform.helperInstaller.set(helperInstaller);
+  m_platform.messageConnections.set(messageConnections);
 }
 
 FakeChildProcesses& FakePlatform::fakeChildProcesses() {

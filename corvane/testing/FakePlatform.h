@@ -16,6 +16,7 @@
 #include "corvane/testing/FakeHelperInstaller.h"
 #include "corvane/testing/FakeHttpSession.h"
 #include "corvane/testing/FakeLoginItems.h"
+#include "corvane/testing/FakeMessageConnections.h"
 #include "corvane/testing/FakePowerEvents.h"
 #include "corvane/testing/FakePowerManager.h"
 #include "corvane/testing/FakeProcessTable.h"
@@ -52,6 +53,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakePowerManager> powerManager;
   const std::shared_ptr<FakeAuthorization> authorization;
   const std::shared_ptr<FakeHelperInstaller> helperInstaller;
+  const std::shared_ptr<FakeMessageConnections> messageConnections;
 
   /// From now on only the programs that the test defines here exist. Call this before the first one is started.
   FakeChildProcesses& fakeChildProcesses();

@@ -30,13 +30,6 @@ std::string systemAddress() {
   return address ? address.get() : "";
 }
 
-// GLib ends the process if it gets no descriptors to wait with, so this looks for some first.
-bool hasDescriptors() {
-  std::array<FileDescriptor, 4> probes;
-  for (FileDescriptor& probe : probes) probe = FileDescriptor(eventfd(0, EFD_CLOEXEC));
-  return std::ranges::all_of(probes, [](const FileDescriptor& probe) { return probe.get() >= 0; });
-}
-
 Result<BusReply> replyOf(GVariant* values, GUnixFDList* descriptors, GError* error, const BusMethod& method) {
   BusReply reply{glib::Ptr<GVariant>(values), glib::Ptr<GUnixFDList>(descriptors)};
   if (!values) return glib::takeError(error, method.trouble);
@@ -49,6 +42,12 @@ struct Subscription {
 };
 
 }  // namespace
+
+bool hasDescriptors() {
+  std::array<FileDescriptor, 4> probes;
+  for (FileDescriptor& probe : probes) probe = FileDescriptor(eventfd(0, EFD_CLOEXEC));
+  return std::ranges::all_of(probes, [](const FileDescriptor& probe) { return probe.get() >= 0; });
+}
 
 FileDescriptor BusReply::descriptor(gint32 handle) const {
   const bool came = descriptors && handle >= 0 && handle < g_unix_fd_list_get_length(descriptors.get());

@@ -45,6 +45,10 @@ struct BusReply {
   CORVANE_API FileDescriptor descriptor(gint32 handle) const;
 };
 
+/// Whether the process can open some more descriptors. GLib ends the process if it gets none to wait with, so look
+/// before a context is made.
+CORVANE_API bool hasDescriptors();
+
 /// A private connection to a message bus. The process survives the end of the connection or of the bus.
 ///
 /// Calls block, need no main loop, and may come from any thread, several at a time. The domain of an Error from the

@@ -8,6 +8,7 @@ namespace corvane::helper_names {
 // Between a helper and its callers, at the bus name that is the helper's label: Request(a{sv}) -> (a{sv}).
 inline constexpr char OBJECT[] = "/org/corvane/Helper";
 inline constexpr char INTERFACE[] = "org.corvane.Helper1";
+inline constexpr char METHOD[] = "Request";
 
 // The library's root service.
 inline constexpr char SERVICE[] = "org.corvane.Helpers";

@@ -1,0 +1,244 @@
+#include "corvane/platform/MessageConnections.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <latch>
+#include <thread>
+
+#include "corvane/core/Mutex.h"
+#include "corvane/platform/Platform.h"
+#include "tests/support/Conditions.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/TempHome.h"
+
+namespace corvane {
+namespace {
+
+using testing::HasSubstr;
+using Dictionary = Message::Dictionary;
+using Array = Message::Array;
+using Kind = MessageError::Kind;
+
+constexpr const char* LABEL = "a.b.helper";
+
+// A bus that can start the helper, and a connection to it.
+class HelperOnBus {
+ public:
+  explicit HelperOnBus(const std::string& program = CORVANE_ECHO_HELPER) {
+    std::ofstream(home.path() / (std::string(LABEL) + ".service"))
+        << "[D-BUS Service]\nName=" << LABEL << "\nExec=" << program << " " << LABEL << "\n";
+    bus = std::make_unique<PrivateBus>(home.path());
+  }
+
+  Result<void> connect(const std::string& label = LABEL) {
+    auto made = platform().messageConnections().connect(label, *events, *replies, [this](ConnectionEvent event) {
+      MutexLock lock(m_mutex);
+      m_events.push_back(event);
+      m_mutex.broadcast();
+    });
+    if (!made) return tl::unexpected(made.error());
+    connection = std::move(*made);
+    return {};
+  }
+
+  Message request(const Message& sent) {
+    std::latch answered(1);
+    Message got;
+    connection->send(sent, [&](const Message& reply) {
+      got = reply;
+      answered.count_down();
+    });
+    answered.wait();
+    return got;
+  }
+
+  // The first event, once there is one.
+  ConnectionEvent event() {
+    MutexLock lock(m_mutex);
+    while (m_events.empty()) m_mutex.wait();
+    const ConnectionEvent first = m_events.front();
+    m_events.erase(m_events.begin());
+    return first;
+  }
+
+  TempHome home;
+  std::unique_ptr<PrivateBus> bus;
+  std::unique_ptr<SerialQueue> events = platform().serialQueues().make("events", QoS::DEFAULT);
+  std::unique_ptr<SerialQueue> replies = platform().serialQueues().make("replies", QoS::DEFAULT);
+  std::unique_ptr<MessageConnection> connection;
+
+ private:
+  Mutex m_mutex;
+  std::vector<ConnectionEvent> m_events CORVANE_GUARDED_BY(m_mutex);
+};
+
+class MessageConnectionTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "a helper must be root's";
+  }
+};
+
+Message nested(std::size_t levels, bool arrays, Message innermost) {
+  for (std::size_t i = 1; i < levels; ++i)
+    innermost = arrays ? Message(Array{innermost}) : Message(Dictionary{{"k", innermost}});
+  return Dictionary{{"k", innermost}};
+}
+
+TEST_F(MessageConnectionTest, carries_everything_up_to_the_limits_and_survives_what_is_beyond) {
+  HelperOnBus helper;
+  ASSERT_TRUE(helper.connect());
+  EXPECT_EQ(helper.connection->peerPid(), 0);
+  Dictionary many;
+  for (int i = 0; i < 1000; ++i) many["key " + std::to_string(i)] = i;
+  const auto data = [](std::size_t bytes) { return Dictionary{{"k", Data{std::vector<std::uint8_t>(bytes, 7)}}}; };
+  constexpr std::size_t MOST = MessageLimits::BYTES - 24;
+  const SharedDescriptor file(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const struct {
+    const char* error;  // empty: it comes back
+    Message message;
+  } rows[] = {
+      {"", Dictionary{}},
+      {"", data(1)},
+      {"", many},
+      {"", nested(20, false, Date{1})},
+      {"", nested(20, true, Message::Null())},
+      {"20 levels", nested(21, true, 1)},
+      {"", data(MOST)},
+      {"31 MiB", data(MOST + 1)},
+      {"16 file descriptors", Dictionary{{"k", Array(17, file)}}},
+      {"UTF-8", Dictionary{{"\xff", 1}}},
+      {"not a dictionary", Dictionary{{"number", ""}}},
+  };
+  for (const auto& row : rows) {
+    const Message reply = helper.request(row.message);
+    if (!*row.error)
+      EXPECT_TRUE(reply == row.message) << (reply.asError() ? reply.asError()->description : "another reply");
+    else
+      EXPECT_THAT(reply.asError() ? reply.asError()->description : "", HasSubstr(row.error));
+  }
+  const Message back = helper.request(Dictionary{{"k", Array(16, file)}});
+  struct stat sent {
+  }, got{};
+  fstat(file.get(), &sent);
+  ASSERT_TRUE(back.find("k"));
+  fstat(back.find("k")->asArray()->at(15).asDescriptor()->get(), &got);
+  EXPECT_EQ(sent.st_ino, got.st_ino);
+  const Message flags = helper.request(Dictionary{{"flags", ""}});
+  EXPECT_NE(*flags.find("flags")->asInteger() & 4, 0) << "no question allowed";
+  EXPECT_GT(helper.connection->peerPid(), 0);
+}
+
+TEST_F(MessageConnectionTest, tells_how_a_request_failed) {
+  using Event = ConnectionEvent;
+  const std::string bus = "org.freedesktop.DBus.Error.";
+  const struct {
+    const char* request;
+    MessageError error;  // its kind and name
+    std::optional<Event> event;
+    std::string program = CORVANE_ECHO_HELPER;
+    const char* label = LABEL;
+    std::function<void(HelperOnBus&)> before = [](HelperOnBus&) {};
+  } rows[] = {
+      {"crash", {Kind::INTERRUPTED, bus + "NoReply", {}}, Event::INTERRUPTED},
+      {"error", {Kind::OTHER, "a.b.Refused", {}}, {}},
+      {"forged", {Kind::OTHER, bus + "NoReply", {}}, {}},
+      {"k", {Kind::INVALID, bus + "ServiceUnknown", {}}, Event::INVALID, CORVANE_ECHO_HELPER, "a.b.nobody"},
+      {"k", {Kind::INVALID, bus + "Spawn.ExecFailed", {}}, Event::INVALID, "/nowhere"},
+      {"k", {Kind::INVALID, bus + "Spawn.ChildExited", {}}, Event::INVALID, "/bin/false"},
+      {"k", {Kind::INVALID, "", {}}, Event::INVALID, CORVANE_ECHO_HELPER, LABEL, [](auto& it) { it.bus.reset(); }},
+      {"k", {Kind::INVALID, "", {}}, {}, CORVANE_ECHO_HELPER, LABEL, [](auto& it) { it.connection->cancel(); }},
+  };
+  for (const auto& row : rows) {
+    HelperOnBus helper(row.program);
+    ASSERT_TRUE(helper.connect(row.label));
+    row.before(helper);
+    const Message reply = helper.request(Dictionary{{row.request, ""}});
+    ASSERT_TRUE(reply.asError()) << row.request;
+    EXPECT_EQ(reply.asError()->kind, row.error.kind) << row.error.name;
+    EXPECT_EQ(reply.asError()->name, row.error.name);
+    EXPECT_NE(reply.asError()->description, "");
+    if (row.event) {
+      EXPECT_EQ(helper.event(), *row.event) << row.error.name;
+    }
+  }
+}
+
+TEST_F(MessageConnectionTest, starts_the_helper_anew_after_a_crash) {
+  HelperOnBus helper;
+  ASSERT_TRUE(helper.connect());
+  std::latch lost(1);
+  helper.connection->send(Dictionary{{"silence", ""}}, [&](const Message& reply) {
+    EXPECT_EQ(reply.asError() ? reply.asError()->kind : Kind::OTHER, Kind::INTERRUPTED);
+    lost.count_down();
+  });
+  EXPECT_TRUE(helper.request(Dictionary{{"unasked", ""}}).asDictionary());
+  EXPECT_EQ(helper.event(), ConnectionEvent::MESSAGE);
+  const auto pid = helper.connection->peerPid();
+  EXPECT_TRUE(helper.request(Dictionary{{"crash", ""}}).asError());
+  lost.wait();
+  EXPECT_EQ(helper.event(), ConnectionEvent::INTERRUPTED);
+  EXPECT_EQ(helper.connection->peerPid(), 0);
+  EXPECT_TRUE(helper.request(Dictionary{{"k", ""}}).asDictionary());
+  EXPECT_NE(helper.connection->peerPid(), pid);
+}
+
+TEST_F(MessageConnectionTest, lets_requests_wait_of_which_the_bus_would_lose_track) {
+  HelperOnBus helper;
+  ASSERT_TRUE(helper.connect());
+  std::latch answered(300);
+  std::atomic<int> right = 0;
+  std::vector<std::jthread> threads;
+  for (int thread = 0; thread < 15; ++thread)
+    threads.emplace_back([&, thread] {
+      for (int i = 0; i < 20; ++i) {
+        const Message request = Dictionary{{"nap", thread * 100 + i}};
+        helper.connection->send(request, [&, request](const Message& reply) {
+          right += reply == request;
+          answered.count_down();
+        });
+      }
+    });
+  answered.wait();
+  EXPECT_EQ(right, 300);
+}
+
+TEST_F(MessageConnectionTest, delivers_what_was_sent_before_it_ends) {
+  HelperOnBus helper;
+  ASSERT_TRUE(helper.connect());
+  EXPECT_TRUE(helper.request(Dictionary{{"k", ""}}).asDictionary());
+  const auto pid = helper.connection->peerPid();
+  std::latch refused(130);
+  const auto isRefused = [&](const Message& reply) {
+    EXPECT_TRUE(reply.asError());
+    refused.count_down();
+  };
+  for (int i = 0; i < 129; ++i) helper.connection->send(Dictionary{{"silence", ""}}, isRefused);
+  helper.connection->send(Dictionary{{"crash", ""}}, isRefused);
+  helper.connection.reset();
+  refused.wait();
+  EXPECT_TRUE(waitUntil([pid] { return kill(pid, 0) != 0; }));
+}
+
+TEST(MessageConnections, refuse_a_helper_that_is_not_roots) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(
+      {
+        if (geteuid() == 0 && setuid(OrdinaryUser::NOBODY) != 0) _exit(2);
+        HelperOnBus helper;
+        if (!helper.connect()) _exit(3);
+        const Message reply = helper.request(Dictionary{{"k", ""}});
+        const bool isRefused =
+            reply.asError() && reply.asError()->kind == Kind::INVALID && helper.event() == ConnectionEvent::INVALID;
+        _exit(isRefused ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace corvane
