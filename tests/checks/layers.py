@@ -14,6 +14,7 @@ MAY = {
     "ui": ["platform", "core", "infra", "system"],
     "linux": ["platform", "core"],  # a backend may use the primitives that it helps to implement
     "testing": ["platform", "core"],
+    "service": ["platform", "core", "infra", "system", "linux"],  # a program of the Linux backend
 }
 
 # What the Inspector's folders may include of each other: a window needs neither the terminal nor its texts. Commands
@@ -42,7 +43,7 @@ APART = {"apps/inspector/live/MainLoopSource.cpp"}  # a source of the main loop 
 
 
 def layer(path: str) -> str:
-    return path.split("/")[1]
+    return "service" if path.startswith("corvane/linux/helper/service/") else path.split("/")[1]
 
 
 def code_of(text: str) -> str:
@@ -65,7 +66,7 @@ def problems(name: str, text: str):
             folder, other = name.split("/")[2], own.group(1).split("/")[2]
             if other != folder and other not in INSPECTOR.get(folder, [other]):
                 yield number, f"{own.group(1)} points from {folder} to {other}"
-        if here == "linux" or name in APART:
+        if here in ("linux", "service") or name in APART:
             continue
         header = re.match(r"\s*#\s*include\s+(<.*>)", line)
         if header and HEADER.match(header.group(1)):
