@@ -154,7 +154,7 @@ def links():
         os.symlink(secret, place)
         expect(place, '.*(Too many levels|symbolic).*', call('yes', 'install', LABEL, v3))
         os.unlink(place)
-        os.chown(write(place, f'Written by corvane-helpers for {LABEL} '), 65534, 0)
+        os.chown(write(place, 'Written by corvane-helpers'), 65534, 0)
         expect(place, 'Refused: .*does not belong to root alone', call('yes', 'install', LABEL, v3))
         os.unlink(place)
     os.chmod('/usr/local/share/dbus-1', 0o777)

@@ -23,9 +23,58 @@ bool isActionCharacter(char c) {
   return g_ascii_isalnum(c) || c == '.' || c == '-' || c == '_';
 }
 
-// In all of the files; with the blank behind it no label is taken for the beginning of another one.
-std::string remark(const std::string& label) {
-  return "Written by corvane-helpers for " + label + " ";
+// In all of the files, without the label, which may hold what a comment of XML must not.
+constexpr std::string_view REMARK = "Written by corvane-helpers";
+
+// "%" stands for the label.
+constexpr std::string_view BUS_SERVICE = R"(# Written by corvane-helpers
+[D-BUS Service]
+Name=%
+Exec=/usr/local/libexec/corvane/helpers/%
+User=root
+)";
+constexpr std::string_view BUS_POLICY =
+    R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<!-- Written by corvane-helpers -->
+<busconfig>
+  <policy user="root">
+    <allow own="%"/>
+  </policy>
+  <policy context="default">
+    <allow send_destination="%" send_interface="org.corvane.Helper1" send_type="method_call"/>
+    <allow send_destination="%" send_interface="org.freedesktop.DBus.Peer" send_type="method_call"/>
+  </policy>
+</busconfig>
+)";
+constexpr std::string_view ACTIONS_BEGIN =
+    R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE policyconfig PUBLIC "-//freedesktop//DTD PolicyKit Policy Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/PolicyKit/1/policyconfig.dtd">
+<!-- Written by corvane-helpers -->
+<policyconfig>
+)";
+constexpr std::string_view ACTION_DEFAULTS =
+    R"(    <defaults>
+      <allow_any>auth_admin</allow_any>
+      <allow_inactive>auth_admin</allow_inactive>
+      <allow_active>auth_admin_keep</allow_active>
+    </defaults>
+  </action>
+)";
+
+static_assert(BUS_SERVICE.find(helper_names::FOLDER) != std::string_view::npos &&
+              BUS_POLICY.find(helper_names::INTERFACE) != std::string_view::npos);
+
+std::string filled(std::string_view text, const std::string& label) {
+  std::string result;
+  for (const char c : text) {
+    if (c == '%')
+      result += label;
+    else
+      result += c;
+  }
+  return result;
 }
 
 Result<void> checkCallers(const Value& callers) {
@@ -102,59 +151,24 @@ Result<HelperInfo> helperInfo(std::string_view dictionary, const std::string& la
 }
 
 std::string busServiceFile(const std::string& label) {
-  return "# " + remark(label) + "\n[D-BUS Service]\nName=" + label + "\nExec=" + helper_names::FOLDER + "/" + label +
-         "\nUser=root\n";
+  return filled(BUS_SERVICE, label);
 }
 
 std::string busPolicyFile(const std::string& label) {
-  const std::string to = "    <allow send_destination=\"" + label + "\" send_interface=\"";
-  return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN\"\n"
-         " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-         "<!-- " +
-         remark(label) +
-         "-->\n"
-         "<busconfig>\n"
-         "  <policy user=\"root\">\n"
-         "    <allow own=\"" +
-         label +
-         "\"/>\n"
-         "  </policy>\n"
-         "  <policy context=\"default\">\n" +
-         to + helper_names::INTERFACE + "\" send_type=\"method_call\"/>\n" + to +
-         "org.freedesktop.DBus.Peer\" send_type=\"method_call\"/>\n"
-         "  </policy>\n"
-         "</busconfig>\n";
+  return filled(BUS_POLICY, label);
 }
 
-std::string actionsFile(const std::string& label, const std::map<std::string, std::string>& actions) {
-  std::string text =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<!DOCTYPE policyconfig PUBLIC \"-//freedesktop//DTD PolicyKit Policy Configuration 1.0//EN\"\n"
-      " \"http://www.freedesktop.org/standards/PolicyKit/1/policyconfig.dtd\">\n"
-      "<!-- " +
-      remark(label) +
-      "-->\n"
-      "<policyconfig>\n";
+std::string actionsFile(const std::map<std::string, std::string>& actions) {
+  std::string text(ACTIONS_BEGIN);
   for (const auto& [action, description] : actions)
-    text += "  <action id=\"" + action +
-            "\">\n"
-            "    <description>" +
-            description +
-            "</description>\n"
-            "    <message>" +
-            description +
-            "</message>\n"
-            "    <defaults>\n"
-            "      <allow_any>auth_admin</allow_any>\n"
-            "      <allow_inactive>auth_admin</allow_inactive>\n"
-            "      <allow_active>auth_admin_keep</allow_active>\n"
-            "    </defaults>\n"
-            "  </action>\n";
+    text.append("  <action id=\"" + action + "\">\n    <description>" + description + "</description>\n    <message>" +
+                description + "</message>\n")
+        .append(ACTION_DEFAULTS);
   return text + "</policyconfig>\n";
 }
 
-bool isFileOf(const std::string& label, std::string_view content) {
-  return content.find(remark(label)) != std::string_view::npos;
+bool isHelperFile(std::string_view content) {
+  return content.find(REMARK) != std::string_view::npos;
 }
 
 }  // namespace corvane

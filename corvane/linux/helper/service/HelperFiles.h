@@ -45,9 +45,9 @@ std::string busServiceFile(const std::string& label);
 /// Only root may own the name; everybody may call the helper's interface.
 std::string busPolicyFile(const std::string& label);
 /// The actions, each for an administrator's password, which is asked for again after some minutes.
-std::string actionsFile(const std::string& label, const std::map<std::string, std::string>& actions);
+std::string actionsFile(const std::map<std::string, std::string>& actions);
 
-/// True if the content of a file says that it was made by the functions above for this label.
-bool isFileOf(const std::string& label, std::string_view content);
+/// True if the content of a file says that it was made by the functions above.
+bool isHelperFile(std::string_view content);
 
 }  // namespace corvane

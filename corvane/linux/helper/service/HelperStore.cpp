@@ -82,7 +82,7 @@ Result<bool> ownsTexts(const Places& places, const std::string& label) {
     const auto content = folder.content(name);
     if (!content) return tl::unexpected(content.error());
     if (!*content) continue;
-    if (!isFileOf(label, **content))
+    if (!isHelperFile(**content))
       return failure("helper", 0, "The label belongs to another service: " + folder.path() + "/" + name);
     any = true;
   }
@@ -144,7 +144,7 @@ Result<std::optional<FileIdentity>> HelperStore::install(const std::string& labe
   };
   Result<void> done;
   if (!info.actions.empty())
-    done = stage(StagedFile::text(actions.folder, actions.name, actionsFile(label, info.actions), TEXT_MODE));
+    done = stage(StagedFile::text(actions.folder, actions.name, actionsFile(info.actions), TEXT_MODE));
   if (done) done = stage(StagedFile::text(policy.folder, policy.name, busPolicyFile(label), TEXT_MODE));
   if (done) done = stage(StagedFile::text(service.folder, service.name, busServiceFile(label), TEXT_MODE));
   if (done) done = stage(StagedFile::copy(places.helpers, label, image.descriptor(), PROGRAM_MODE));
@@ -189,7 +189,7 @@ bool HelperStore::declares(const std::string& label, const std::string& action) 
   const auto places = Places::open();
   if (!places) return false;
   const auto content = places->actions.content(label + ".policy");
-  return content && *content && isFileOf(label, **content) &&
+  return content && *content && isHelperFile(**content) &&
          (*content)->find("<action id=\"" + action + "\">") != std::string::npos;
 }
 
