@@ -33,7 +33,8 @@ class Bar:
 LIMITS = {"one exchange", "futex", "swap-batched deque", "futex ping-pong", "pipe ping-pong", "timerfd", "write(2)",
           "localtime_r alone", "empty program", "fgets", "vector of functions", "two hand-overs", "two clock readings",
           "openat + read of each stat", "std::binary_search", "posix_spawn",
-          "posix_spawn with a pipe", "bare Inhibit and close", "bare ListInhibitors"}
+          "posix_spawn with a pipe", "bare Inhibit and close", "bare ListInhibitors",
+          "bare GDBus"}
 
 BARS = [
     Bar("lock.alone", "lock + unlock", "time", "ns", 1.05, "pthread_mutex"),
@@ -90,6 +91,7 @@ BARS = [
     Bar("readpipe.gib", "1 GiB through readPipe", "time", "ns", 1.5, "cat to dev null"),
     Bar("power.hold", "power assertion, held and released", "time", "ns", 1.1, "bare Inhibit and close"),
     Bar("power.list", "list of 20 power assertions", "time", "ns", 1.2, "bare ListInhibitors"),
+    Bar("helper", "request to a helper, round trip", "time", "ns", 1.3, "bare GDBus"),
     Bar("memory.idle", "idle with the master timer, resident above an empty program", "rss", "KiB", 8192,
         "above empty program"),
     Bar("memory.repeater", "a stopped repeater", "bytes", "bytes", 400, "figure", corvane="stopped"),

@@ -22,7 +22,7 @@ Ptr<GDBusMessage> replyTo(GDBusMessage* request) {
         g_dbus_message_new_method_error_literal(request, "org.freedesktop.DBus.Error.NoReply", "no"));
   }
   Ptr<GDBusMessage> reply(g_dbus_message_new_method_reply(request));
-  if (asks("number"))
+  if (asks("mistake"))
     g_dbus_message_set_body(reply.get(), g_variant_new("(i)", 1));
   else if (asks("flags"))
     g_dbus_message_set_body(reply.get(),

@@ -113,7 +113,7 @@ TEST_F(MessageConnectionTest, carries_everything_up_to_the_limits_and_survives_w
       {"31 MiB", data(MOST + 1)},
       {"16 file descriptors", Dictionary{{"k", Array(17, file)}}},
       {"UTF-8", Dictionary{{"\xff", 1}}},
-      {"not a dictionary", Dictionary{{"number", ""}}},
+      {"not a dictionary", Dictionary{{"mistake", ""}}},
   };
   for (const auto& row : rows) {
     const Message reply = helper.request(row.message);
