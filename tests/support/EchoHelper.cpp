@@ -17,10 +17,9 @@ Ptr<GDBusMessage> replyTo(GDBusMessage* request) {
   if (asks("silence")) return nullptr;
   if (asks("nap")) usleep(2000);
   if (asks("error")) return Ptr<GDBusMessage>(g_dbus_message_new_method_error_literal(request, "a.b.Refused", "no"));
-  if (asks("forged")) {  // says what only the bus can know
+  if (asks("forged"))  // what only the bus can know
     return Ptr<GDBusMessage>(
         g_dbus_message_new_method_error_literal(request, "org.freedesktop.DBus.Error.NoReply", "no"));
-  }
   Ptr<GDBusMessage> reply(g_dbus_message_new_method_reply(request));
   if (asks("mistake"))
     g_dbus_message_set_body(reply.get(), g_variant_new("(i)", 1));

@@ -145,6 +145,7 @@ class HelperConnection : public MessageConnection {
   void post(SerialQueue& queue, std::function<void()> work);
   void answer(Reply reply, const MessageError& error);
   void emit(ConnectionEvent event);
+  void emitMessage();
 
   const std::string m_label;
   SerialQueue& m_events;
@@ -152,6 +153,8 @@ class HelperConnection : public MessageConnection {
   const std::function<void(ConnectionEvent)> m_event;
   // Cleared by cancel(): events that are still queued then are dropped.
   const std::shared_ptr<std::atomic<bool>> m_hears = std::make_shared<std::atomic<bool>>(true);
+  // A message that has not been told yet stands for those that follow: a flood must not fill the queue.
+  const std::shared_ptr<std::atomic<bool>> m_isMessageQueued = std::make_shared<std::atomic<bool>>(false);
 
   glib::Ptr<GMainContext> m_context;
   std::unique_ptr<Bus> m_bus;
@@ -296,19 +299,23 @@ bool HelperConnection::takeAnswer(GDBusMessage* message, std::string_view sender
   MutexLock lock(m_mutex);
   const auto found = m_pending.find(g_dbus_message_get_reply_serial(message));
   if (found == m_pending.end() || (sender != BUS && sender != found->second.callee)) return false;
-  const Done done = std::move(found->second.done);
+  const auto [callee, done] = std::move(found->second);
   m_pending.erase(found);
-  if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_ERROR)
-    done(tl::unexpected(errorOf(message, sender == BUS)));
-  else
+  if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_ERROR) {
+    MessageError error = errorOf(message, sender == BUS);
+    // A bus lets nobody call a connection any more that has given the helper's name up.
+    if (error.kind == Kind::INVALID && callee != BUS && callee != m_owner) error.kind = Kind::INTERRUPTED;
+    done(tl::unexpected(error));
+  } else {
     done(own(static_cast<GDBusMessage*>(g_object_ref(message))));
+  }
   sendWaiting();
   return true;
 }
 
 void HelperConnection::takeSignal(GDBusMessage* message, std::string_view sender) {
   MutexLock lock(m_mutex);
-  if (m_state == State::READY && sender == m_owner) return emit(ConnectionEvent::MESSAGE);
+  if (m_state == State::READY && sender == m_owner) return emitMessage();
   GVariant* const body = g_dbus_message_get_body(message);
   if (sender != BUS || orEmpty(g_dbus_message_get_member(message)) != "NameOwnerChanged" || !body ||
       !g_variant_is_of_type(body, G_VARIANT_TYPE("(sss)")))
@@ -443,6 +450,14 @@ void HelperConnection::answer(Reply reply, const MessageError& error) {
 void HelperConnection::emit(ConnectionEvent event) {
   post(m_events, [hears = m_hears, handler = m_event, event] {
     if (*hears) handler(event);
+  });
+}
+
+void HelperConnection::emitMessage() {
+  if (m_isMessageQueued->exchange(true)) return;
+  post(m_events, [queued = m_isMessageQueued, hears = m_hears, handler = m_event] {
+    *queued = false;
+    if (*hears) handler(ConnectionEvent::MESSAGE);
   });
 }
 
