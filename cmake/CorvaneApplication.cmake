@@ -18,15 +18,21 @@
 include_guard()
 cmake_policy(VERSION 3.25)
 
+# Escapes a text for a property list; the result goes to OUT.
+function(_corvane_escape out text)
+  string(REPLACE "&" "&amp;" text "${text}")
+  string(REPLACE "<" "&lt;" text "${text}")
+  string(REPLACE ">" "&gt;" text "${text}")
+  set(${out} "${text}" PARENT_SCOPE)
+endfunction()
+
 # Writes the dictionary of a target, made of the caller's arguments; its path goes to OUT.
 function(_corvane_write_info out target)
   foreach(key IN ITEMS IDENTIFIER NAME VERSION BUILD)
     if(NOT DEFINED arg_${key})
       message(FATAL_ERROR "The application ${target} needs ${key}")
     endif()
-    string(REPLACE "&" "&amp;" info_${key} "${arg_${key}}")
-    string(REPLACE "<" "&lt;" info_${key} "${info_${key}}")
-    string(REPLACE ">" "&gt;" info_${key} "${info_${key}}")
+    _corvane_escape(info_${key} "${arg_${key}}")
   endforeach()
   set(info_EXECUTABLE $<TARGET_FILE_NAME:${target}>)
   file(READ ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/Info.plist.in template)

@@ -18,12 +18,12 @@ struct MessageCaller {
   static constexpr std::uint32_t NOBODY = ~std::uint32_t{0};
 
   std::string name;            ///< the connection; never used again for another one while the system runs
-  std::uint32_t uid = NOBODY;  ///< of its user; NOBODY if the caller left before it could be looked at
-  std::int32_t pid = 0;        ///< of its process; may belong to another process once the caller has left; 0 as above
+  std::uint32_t uid = NOBODY;  ///< of its user
+  std::int32_t pid = 0;        ///< of its process; may belong to another process once the caller has left
   std::string executable;      ///< path of its program; empty if it cannot be read or has been replaced or deleted
-
-  /// It left before it could be looked at: no events follow, nobody waits for a reply, and it has no right.
-  bool hasLeft() const { return uid == NOBODY; }
+  /// It left before the request was looked at: nobody waits for a reply, and the other fields are from its previous
+  /// request, or as they are here if this is the only one; callerLeft is not called for such a one.
+  bool hasLeft = false;
 };
 
 /// One request to a helper.

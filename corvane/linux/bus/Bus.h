@@ -27,6 +27,15 @@ struct BusMethod {
   std::string trouble = {};  ///< prefix of an Error's description
 };
 
+/// A method of the bus itself.
+inline BusMethod busMethod(const char* name, const char* replyType) {
+  return {.service = "org.freedesktop.DBus",
+          .object = "/org/freedesktop/DBus",
+          .interface = "org.freedesktop.DBus",
+          .name = name,
+          .replyType = replyType};
+}
+
 /// A signal on a bus, from any object.
 struct BusSignal {
   std::string service;  ///< the bus name of the sender

@@ -20,9 +20,8 @@ struct Credentials {
 
 // Those of the process that connected. std::nullopt if the connection has ended.
 std::optional<Credentials> credentialsOf(const Bus& bus, const std::string& name) {
-  const auto reply = bus.call(
-      {"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetConnectionCredentials", "(a{sv})"},
-      g_variant_new("(s)", name.c_str()), Deadline());
+  const auto reply =
+      bus.call(busMethod("GetConnectionCredentials", "(a{sv})"), g_variant_new("(s)", name.c_str()), Deadline());
   if (!reply) return std::nullopt;
   const glib::Ptr<GVariant> all(g_variant_get_child_value(reply->values.get(), 0));
   Credentials found;
@@ -62,8 +61,11 @@ MessageCaller MessageCallers::identify(const std::string& name) {
   }
   const auto credentials = credentialsOf(m_bus, name);
   if (!credentials) {
+    MessageCaller caller = m_known[name].caller;
+    caller.name = name;
+    caller.hasLeft = true;
     if (isNew) forget(name);  // otherwise the signal is on its way
-    return {.name = name, .executable = {}};
+    return caller;
   }
   MessageCaller caller{name, credentials->uid, static_cast<std::int32_t>(credentials->pid), {}};
   auto& known = m_known[name];
@@ -74,6 +76,7 @@ MessageCaller MessageCallers::identify(const std::string& name) {
   if (started && started == known.started && processStart(caller.pid) == started &&
       credentialsOf(m_bus, name) == credentials)
     caller.executable = program;
+  known.caller = caller;
   return caller;
 }
 

@@ -26,6 +26,7 @@ class MessageCallers {
   struct Known {
     guint subscription = 0;
     std::optional<std::uint64_t> started;  // the process's start time when it was first seen
+    MessageCaller caller;                  // as it was last seen
   };
   void forget(const std::string& name);
 

@@ -34,14 +34,6 @@ constexpr char INTERFACE_XML[] =
 constexpr guint32 DO_NOT_QUEUE = 4;
 constexpr guint32 PRIMARY_OWNER = 1;
 
-BusMethod ofTheBus(const char* name, const char* replyType) {
-  return {.service = "org.freedesktop.DBus",
-          .object = "/org/freedesktop/DBus",
-          .interface = "org.freedesktop.DBus",
-          .name = name,
-          .replyType = replyType};
-}
-
 // What has been sent and is not answered yet, so that no user can fill the memory or keep others out.
 class Loads {
  public:
@@ -193,7 +185,7 @@ class Station : public std::enable_shared_from_this<Station> {
     });
     m_closed = g_signal_connect(m_bus->connection(), "closed", closed, this);
     const auto reply =
-        m_bus->call(ofTheBus("RequestName", "(u)"), g_variant_new("(su)", m_label.c_str(), DO_NOT_QUEUE), Deadline());
+        m_bus->call(busMethod("RequestName", "(u)"), g_variant_new("(su)", m_label.c_str(), DO_NOT_QUEUE), Deadline());
     if (!reply) return tl::unexpected(reply.error());
     guint32 answer = 0;
     g_variant_get(reply->values.get(), "(u)", &answer);
@@ -209,7 +201,7 @@ class Station : public std::enable_shared_from_this<Station> {
   // The reply to this call follows everything that was sent to the name.
   void giveUp() {
     if (!std::exchange(m_owned, false)) return;
-    (void)m_bus->call(ofTheBus("ReleaseName", "(u)"), g_variant_new("(s)", m_label.c_str()), Deadline());
+    (void)m_bus->call(busMethod("ReleaseName", "(u)"), g_variant_new("(s)", m_label.c_str()), Deadline());
     while (g_main_context_iteration(m_context.get(), FALSE)) {
     }
   }

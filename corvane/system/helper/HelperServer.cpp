@@ -141,7 +141,7 @@ class HelperServer::Service : public std::enable_shared_from_this<Service> {
   }
 
   void take(MessageRequest request) {
-    if (request.caller.hasLeft()) return takeFromNobody(request);
+    if (request.caller.hasLeft) return takeLast(request);
     m_clients.try_emplace(request.caller.name);
     m_idle.cancel();
     if (m_stopped) return refuse(request, "", STOPPING, TOO_LATE);
@@ -176,9 +176,9 @@ class HelperServer::Service : public std::enable_shared_from_this<Service> {
     return message == Message(Message::Dictionary{{key, ""}});
   }
 
-  // Programs may send the stop message as the last they do.
-  void takeFromNobody(const MessageRequest& request) {
-    if (m_callers || m_stopped) return;
+  // The stop message may be the last that a program does. No right can be asked for then.
+  void takeLast(const MessageRequest& request) {
+    if (m_stopped || !mayCall(request.caller)) return;
     for (const auto& [key, entry] : m_entries)
       if (!entry.handler && entry.right.empty() && isStop(request.message, key)) return stop();
   }

@@ -72,8 +72,9 @@ class CORVANE_API HelperServer {
   void handle(std::string key, std::string right, Handler handler, Ask ask = Ask::EACH_REQUEST);
 
   /// A request {key: ""} ends the helper: it is answered with an empty dictionary, requests that still wait for a right
-  /// with STOPPING; later ones start a new helper. Fatal as for handle(). A stop message whose sender has already left
-  /// still counts, provided that neither a right nor a list of callers restricts it.
+  /// with STOPPING; later ones start a new helper. XPC::stop() sends it and leaves, which is too early to be asked for
+  /// a right: with a right, send the stop message with XPC::perform(); if callers are listed, the program must have
+  /// sent a request before. Fatal as for handle().
   void stopOn(std::string key, std::string right);
 
   /// Serves until it is idle, stopped, or ended by SIGTERM or SIGINT. Returns the exit status: 1, after a line on
