@@ -107,11 +107,8 @@ class Encoder {
     return g_variant_new_string(characters.c_str());
   }
 
-  GVariant* data(const std::vector<std::uint8_t>& bytes) {
-    auto* const copy = new std::vector(bytes);
-    return g_variant_new_from_data(
-        G_VARIANT_TYPE_BYTESTRING, copy->data(), copy->size(), TRUE,
-        [](gpointer owned) { delete static_cast<std::vector<std::uint8_t>*>(owned); }, copy);
+  static GVariant* bytes(const std::vector<std::uint8_t>& content) {
+    return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, content.data(), content.size(), 1);
   }
 
   GVariant* descriptor(int fd) {
@@ -135,7 +132,7 @@ class Encoder {
     if (const auto* real = content.asReal()) return countVariant(1, 8, 8) ? g_variant_new_double(*real) : nullptr;
     if (const auto* truth = content.asBool()) return countVariant(1, 4, 4) ? g_variant_new_boolean(*truth) : nullptr;
     if (const auto* raw = content.asData())
-      return countVariant(2, 4, 4) && count(1, raw->bytes.size()) ? data(raw->bytes) : nullptr;
+      return countVariant(2, 4, 4) && count(1, raw->bytes.size()) ? bytes(raw->bytes) : nullptr;
     if (const auto* date = content.asDate())
       return countVariant(3, 8, 8) ? g_variant_new(DATE_TYPE, date->seconds) : nullptr;
     if (const auto* shared = content.asDescriptor()) return countVariant(1, 4, 4) ? descriptor(shared->get()) : nullptr;
