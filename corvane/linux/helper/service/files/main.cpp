@@ -20,9 +20,8 @@ Result<void> write(const std::string& program, const std::string& label, const s
   const auto made = makeFolders(folder);
   if (!made) return tl::unexpected(made.error());
   const std::string path = *made + "/" + label;
-  const std::pair<const char*, std::string> files[] = {{".service", busServiceFile(label)},
-                                                       {".conf", busPolicyFile(label)},
-                                                       {".policy", actionsFile(label, info->actions)}};
+  const std::pair<const char*, std::string> files[] = {
+      {".service", busServiceFile(label)}, {".conf", busPolicyFile(label)}, {".policy", actionsFile(info->actions)}};
   for (const auto& [ending, content] : files)
     if (const auto written = replaceFile(path + ending, content); !written) return written;
   return {};
