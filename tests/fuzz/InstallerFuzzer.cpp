@@ -31,6 +31,7 @@ void checkAccepted(const std::string& label, const Result<HelperInfo>& info) {
   require(info->version >= 0);
   const std::string actions = actionsFile(info->actions);
   require(count(actions, "<") == 5 + 14 * info->actions.size());
+  require(count(actions, ">") == count(actions, "<"));
   require(count(actions, "<action id=\"" + label) == info->actions.size() && isHelperFile(actions));
 }
 

@@ -1,10 +1,10 @@
 #!/usr/bin/python3
 """Installs helpers with the real service, bus and polkit, as their users and their enemies would. In a private-system.
 
-    installation_test.py BUILD LABEL APPLICATION PROBE
+    installation_test.py BUILD LABEL APPLICATION PROBE LOADING
 
 BUILD is the build folder of the library, APPLICATION a program that installs the helper with this label, PROBE one that
-owns the bus name that is its own name.
+owns the bus name that is its own name, LOADING the same with libraries from /tmp/corvane.
 """
 import os
 import re
@@ -16,7 +16,7 @@ import time
 
 import dbus
 
-BUILD, LABEL, APPLICATION, PROBE = sys.argv[1:]
+BUILD, LABEL, APPLICATION, PROBE, LOADING = sys.argv[1:]
 HERE = os.path.dirname(os.path.realpath(__file__))
 AS_USER, CALL = HERE + '/../support/system/as-user', HERE + '/installer.py'
 HOME = os.environ['PRIVATE_SYSTEM'] + '/files/'
@@ -124,6 +124,7 @@ def refusals():
             ('deny', LABEL, v3, 'NotAuthorized: .*not authorised.*'),
             ('yes', LABEL, helper('other', label='org.example.x'), 'Refused: It does not call itself.*'),
             ('yes', LABEL, PROBE, 'Refused: It contains no information dictionary'),
+            ('yes', LABEL, helper('loading', program=LOADING), 'Refused: It loads libraries from where .*: /tmp/corvane'),
             ('yes', LABEL, CALL, 'Refused: It is not a program for this machine'),
             ('yes', LABEL, '/usr/bin', 'Refused: It is not a regular file.*'),
             ('yes', LABEL, '/dev/zero', 'Refused: It is not a regular file.*'),

@@ -96,9 +96,9 @@ Result<std::map<std::string, std::string>> declaredActions(const Value& declared
         !std::ranges::all_of(action, isActionCharacter))
       return refused("It declares an action that is not its own");
     const std::string* const text = description.asString();
-    // polkit shows only what follows the last of the references that these would have to be written as.
-    if (!text || text->empty() || !checkShown(*text) || text->find_first_of("<&") != std::string::npos)
-      return refused("The description of " + action + " is no plain text without < and &");
+    // polkit shows only what follows the last of the references that some of these would have to be written as.
+    if (!text || text->empty() || !checkShown(*text) || text->find_first_of("<>&") != std::string::npos)
+      return refused("The description of " + action + " is no plain text without <, > and &");
     found[action] = *text;
   }
   return found;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "corvane/linux/desktop/EmbeddedInfo.h"
+#include "corvane/linux/helper/service/Libraries.h"
 
 namespace corvane {
 
@@ -66,6 +67,8 @@ Result<HelperImage> HelperImage::take(FileDescriptor source) {
 Result<HelperInfo> HelperImage::inspect(const std::string& label) const {
   const auto isProgram = checkProgram(descriptor());
   if (!isProgram) return tl::unexpected(isProgram.error());
+  const auto loads = checkLibraries(descriptor());
+  if (!loads) return tl::unexpected(loads.error());
   const auto dictionary = embeddedInfo(descriptor());
   if (!dictionary) return tl::unexpected(dictionary.error());
   if (!*dictionary) return failure("helper", 0, "It contains no information dictionary");
