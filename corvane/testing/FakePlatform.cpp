@@ -22,6 +22,7 @@ FakePlatform::FakePlatform(std::string home)
       authorization(std::make_shared<FakeAuthorization>()),
       helperInstaller(std::make_shared<FakeHelperInstaller>()),
       messageConnections(std::make_shared<FakeMessageConnections>()),
+      messageListeners(std::make_shared<FakeMessageListeners>()),
       m_scope(m_platform) {
   m_platform.mainQueue.set({std::shared_ptr<void>(), &m_queues.mainQueue()});
   m_platform.serialQueues.set({std::shared_ptr<void>(), &m_queues.serialQueues()});
@@ -42,6 +43,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.authorization.set(authorization);
   m_platform.helperInstaller.set(helperInstaller);
   m_platform.messageConnections.set(messageConnections);
+  m_platform.messageListeners.set(messageListeners);
 }
 
 FakeChildProcesses& FakePlatform::fakeChildProcesses() {

@@ -17,6 +17,7 @@
 #include "corvane/testing/FakeHttpSession.h"
 #include "corvane/testing/FakeLoginItems.h"
 #include "corvane/testing/FakeMessageConnections.h"
+#include "corvane/testing/FakeMessageListeners.h"
 #include "corvane/testing/FakePowerEvents.h"
 #include "corvane/testing/FakePowerManager.h"
 #include "corvane/testing/FakeProcessTable.h"
@@ -54,6 +55,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeAuthorization> authorization;
   const std::shared_ptr<FakeHelperInstaller> helperInstaller;
   const std::shared_ptr<FakeMessageConnections> messageConnections;
+  const std::shared_ptr<FakeMessageListeners> messageListeners;
 
   /// From now on only the programs that the test defines here exist. Call this before the first one is started.
   FakeChildProcesses& fakeChildProcesses();

@@ -101,7 +101,9 @@ class HelperServer::Service : public std::enable_shared_from_this<Service> {
     m_idle.cancel();
     refuseOpen();
     m_listener.reset();
-    return m_status;
+    m_clients.clear();
+    m_stopped = m_closing = m_closed = false;
+    return std::exchange(m_status, 0);
   }
 
  private:
