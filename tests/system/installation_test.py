@@ -54,12 +54,11 @@ def call(answer, *arguments):
 
 
 def installed(label=LABEL):
-    """The version in the installed file's section."""
+    """The version of the installed file."""
     if not os.path.exists(HELPERS + label):
         return 'none'
-    section = subprocess.run(['objcopy', '-O', 'binary', '--only-section=.info_plist', '--set-section-flags',
-                              '.info_plist=alloc', HELPERS + label, '/dev/stdout'], capture_output=True, text=True).stdout
-    return re.search('<string>([0-9]+)</string>', section)[1]
+    with open(HELPERS + label, 'rb') as program:
+        return re.search(b'CFBundleVersion</key><string>([0-9]+)', program.read())[1].decode()
 
 
 def owner(label):
@@ -114,7 +113,7 @@ def refusals():
     shutil.copy(PROBE, HOME + 'org.example.running')
     running = subprocess.Popen([HOME + 'org.example.running'])
     eventually(lambda: owner('org.example.running'))
-    open(write(HOME + 'writable', 'x', 0o666))
+    write(HOME + 'writable', 'x', 0o666)
     named = [(label, helper(label.replace('/', '_')[:50], label=label), 'The label.*') for label in (
         'nodot', ':1.5', '../org.example', 'org.example.', 'org.freedesktop', 'ORG.Freedesktop.x', 'org.corvane.helpers',
         'a.' + 'b' * 199, 'org.example.other', 'org.example.hidden', 'org.example.local', 'org.example.running')]

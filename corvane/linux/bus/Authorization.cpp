@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <map>
+#include <optional>
 
 #include "corvane/core/Mutex.h"
 #include "corvane/core/Text.h"
@@ -13,9 +14,14 @@ namespace corvane {
 
 namespace {
 
-// Text that a bus carries.
-bool isSendable(const std::string& text) {
-  return isUtf8(text) && text.find('\0') == std::string::npos;
+Result<void> checkRight(const std::string& right) {
+  if (!right.empty() && isUtf8(right) && right.find('\0') == std::string::npos) return {};
+  return failure("polkit", 0, "This is not a right: " + repaired(right));
+}
+
+// Text that a bus carries: what there is before a NUL.
+std::string sendable(const std::string& text) {
+  return repaired(text.c_str());
 }
 
 // The grants are polkit's, for this process: a reference only stands for them.
@@ -24,10 +30,9 @@ class PolkitAuthorization : public Authorization {
   Result<Reference> create() override { return ++m_last; }
 
   Result<bool> isDefined(const std::string& right) override {
-    MutexLock lock(m_mutex);
-    if (m_descriptions.contains(right)) return true;
-    lock.unlock();
-    if (right.empty() || !isSendable(right)) return failure("polkit", 0, "This is not a right: " + repaired(right));
+    const auto valid = checkRight(right);
+    if (!valid) return tl::unexpected(valid.error());
+    if (description(right)) return true;
     return m_polkit.isDeclared(right);
   }
 
@@ -39,13 +44,14 @@ class PolkitAuthorization : public Authorization {
   }
 
   Result<void> request(Reference, const std::string& right, const std::string& prompt) override {
-    MutexLock lock(m_mutex);
-    const auto described = m_descriptions.find(right);
-    const bool isDefinedHere = described != m_descriptions.end();
-    const std::string message = repaired(prompt.empty() && isDefinedHere ? described->second : prompt);
-    lock.unlock();
+    const auto valid = checkRight(right);
+    if (!valid) return valid;
+    // What was defined here may have been declared since, by a helper that was installed.
+    const auto declared = m_polkit.isDeclared(right);
+    if (!declared) return tl::unexpected(declared.error());
+    const std::string message = sendable(prompt.empty() && !*declared ? description(right).value_or("") : prompt);
     // polkit takes messages from root only.
-    if (isDefinedHere || (right == helper_names::INSTALL_ACTION && !message.empty()))
+    if (!*declared || (right == helper_names::INSTALL_ACTION && !message.empty()))
       return requestFromService(right, message);
     return m_polkit.check({.subject = PolkitSubject::thisProcess(), .action = right, .mayAsk = true});
   }
@@ -53,6 +59,12 @@ class PolkitAuthorization : public Authorization {
   void release(Reference) override {}
 
  private:
+  std::optional<std::string> description(const std::string& right) {
+    MutexLock lock(m_mutex);
+    const auto found = m_descriptions.find(right);
+    return found == m_descriptions.end() ? std::nullopt : std::optional(found->second);
+  }
+
   static Result<void> requestFromService(const std::string& right, const std::string& message) {
     const auto reply = callHelperService("Authorise", "()", g_variant_new("(ss)", right.c_str(), message.c_str()));
     if (!reply) return tl::unexpected(reply.error());

@@ -21,14 +21,14 @@ std::string forUser(const ServiceCaller& caller) {
   return " for user " + std::to_string(caller.user);
 }
 
-// Agents may take a message for markup.
-std::string withoutMarkup(const std::string& text) {
+// One line; agents may take a message for markup.
+std::string plainLine(const std::string& text) {
   std::string plain;
   for (const char c : text) {
     if (c == '<' || c == '>')
       plain += c == '<' ? "‹" : "›";
     else
-      plain += c;
+      plain += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
   }
   return plain;
 }
@@ -80,9 +80,9 @@ Result<void> Operations::remove(const ServiceCaller& caller, const std::string& 
 }
 
 Result<void> Operations::authorise(const ServiceCaller& caller, const std::string& right, const std::string& prompt) {
-  if (right.empty() || !checkShown(right) || !checkShown(prompt))
+  const std::string message = plainLine(prompt);
+  if (right.empty() || !checkShown(right) || !checkShown(message))
     return failure("helper", 0, "The right or the prompt is too long or cannot be shown");
-  const std::string message = withoutMarkup(prompt);
   if (right == helper_names::INSTALL_ACTION)
     return ask(caller, {{"polkit.message", message + " (An application wants to install a helper, which will run "
                                                      "with all rights of an administrator.)"}});
