@@ -3,6 +3,7 @@
 #include "apps/inspector/commands/Disks.h"
 #include "apps/inspector/commands/Get.h"
 #include "apps/inspector/commands/Heater.h"
+#include "apps/inspector/commands/Helper.h"
 #include "apps/inspector/commands/Log.h"
 #include "apps/inspector/commands/Login.h"
 #include "apps/inspector/commands/Power.h"
@@ -25,6 +26,8 @@ constexpr Command COMMANDS[] = {
     {"heater", "--svg FILE", "plot a heater under three tunings of a PID controller", HEATER_HELP, heater},
     {"tree", "[OPTION]... PATH --svg FILE", "draw a folder as a tree", TREE_HELP, tree},
     {"ps", "[OPTION]...", "list the processes and what they use", PS_HELP, ps},
+    {"helper", "install|status|remove", "let a helper of root tell what other users' processes use", HELPER_HELP,
+     helper},
     {"devices", "[OPTION]... [CLASS]", "list devices and their properties", DEVICES_HELP, devices},
     {"disks", "[--json]", "list disks and partitions, and where they are mounted", DISKS_HELP, disks},
     {"mount", "[--whole] NAME", "mount a disk or partition", MOUNT_HELP, mount},

@@ -15,6 +15,7 @@
 #include "apps/common/OptionReader.h"
 #include "apps/common/Output.h"
 #include "apps/inspector/commands/Picture.h"
+#include "apps/inspector/model/FigureReader.h"
 #include "apps/inspector/model/Order.h"
 #include "apps/inspector/model/ProcessSample.h"
 #include "apps/inspector/svg/ProcessTree.h"
@@ -31,6 +32,7 @@ struct Options {
   Order<ProcessColumn> order = {ProcessColumn::PID, false};
   std::optional<uid_t> user;
   std::string filter;
+  bool all = false;
   bool json = false;
   bool tree = false;
   std::string file;
@@ -45,8 +47,8 @@ std::optional<uid_t> userOf(std::string_view text) {
 // Stores the option's value in the options; an error if it is invalid.
 tl::expected<void, std::string> read(OptionReader& option, Options& options) {
   if (option.name() == "--for") return option.seconds().map([&](unsigned seconds) { options.seconds = seconds; });
-  if (option.name() == "--json" || option.name() == "--tree") {
-    (option.name() == "--json" ? options.json : options.tree) = true;
+  if (option.name() == "--json" || option.name() == "--tree" || option.name() == "--all") {
+    (option.name() == "--json" ? options.json : option.name() == "--tree" ? options.tree : options.all) = true;
     return option.noValue();
   }
   static constexpr std::array<std::string_view, 5> WITH_TEXT = {"--sort", "--user", "--filter", "--svg", "--hide"};
@@ -79,6 +81,9 @@ tl::expected<Options, std::string> parse(const Arguments& arguments) {
   if (options.tree && options.json) return tl::unexpected(std::string("--tree: not with --json"));
   if (options.tree && options.file.empty()) return tl::unexpected(std::string("--tree: expects --svg FILE"));
   if (!options.tree && !options.file.empty()) return tl::unexpected(std::string("--svg: only with --tree"));
+  if (options.all && options.tree) return tl::unexpected(std::string("--all: not with --tree"));
+  if (!options.all && isFigure(options.order.column))
+    return tl::unexpected(std::string("--sort: this column only with --all"));
   if (!options.tree && options.hide) return tl::unexpected(std::string("--hide: only with --tree"));
   return options;
 }
@@ -109,10 +114,14 @@ int ps(const Arguments& arguments) {
   const auto options = parse(arguments);
   if (!options) return failUsage(options.error());
   std::signal(SIGPIPE, SIG_IGN);
+  std::optional<FigureReader> figures;
+  if (options->all) figures.emplace();
   ProcessSampler sampler;
   std::this_thread::sleep_for(std::chrono::seconds(options->seconds));
   auto rows = sampler.sample();
   if (!rows) return fail(rows.error().description);
+  if (figures)
+    if (const auto added = figures->addTo(*rows); !added) return fail("--all: " + added.error().description);
   select(*rows, *options);
   sortRows(*rows, options->order.column, options->order.descending);
   if (options->tree) return draw(*rows, *options);

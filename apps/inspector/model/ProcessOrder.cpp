@@ -11,6 +11,10 @@ namespace corvane::inspector {
 
 namespace {
 
+std::optional<std::uint64_t> figure(const ProcessRow& row, std::uint64_t ProcessFigures::*member) {
+  return row.figures ? std::optional((*row.figures).*member) : std::nullopt;
+}
+
 std::partial_ordering compare(const ProcessRow& a, const ProcessRow& b, ProcessColumn column) {
   switch (column) {
     case ProcessColumn::PID:
@@ -31,6 +35,12 @@ std::partial_ordering compare(const ProcessRow& a, const ProcessRow& b, ProcessC
       return a.threads <=> b.threads;
     case ProcessColumn::TIME:
       return a.processorUsec <=> b.processorUsec;
+    case ProcessColumn::FOOTPRINT:
+      return figure(a, &ProcessFigures::footprint) <=> figure(b, &ProcessFigures::footprint);
+    case ProcessColumn::READ:
+      return figure(a, &ProcessFigures::read) <=> figure(b, &ProcessFigures::read);
+    case ProcessColumn::WRITTEN:
+      return figure(a, &ProcessFigures::written) <=> figure(b, &ProcessFigures::written);
     case ProcessColumn::NAME:
       return a.name <=> b.name;
     case ProcessColumn::COMMAND:

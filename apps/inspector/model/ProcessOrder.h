@@ -8,7 +8,22 @@
 
 namespace corvane::inspector {
 
-enum class ProcessColumn { PID, PARENT, USER, STATE, KIND, PROCESSOR, MEMORY, THREADS, TIME, NAME, COMMAND };
+enum class ProcessColumn {
+  PID,
+  PARENT,
+  USER,
+  STATE,
+  KIND,
+  PROCESSOR,
+  MEMORY,
+  THREADS,
+  TIME,
+  FOOTPRINT,
+  READ,
+  WRITTEN,
+  NAME,
+  COMMAND
+};
 
 /// Sorts the rows; those that are equal in the column are sorted by id.
 void sortRows(std::vector<ProcessRow>& rows, ProcessColumn column, bool descending);

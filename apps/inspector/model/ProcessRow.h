@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,6 +16,15 @@ enum class ProcessKind {
   TRANSLATED,  ///< under an emulator of another machine
   KERNEL,      ///< a kernel thread
   UNKNOWN      ///< the system does not report whether it translates
+};
+
+/// What only the process's own user may know, and root.
+struct ProcessFigures {
+  std::uint64_t footprint = 0;  ///< bytes of memory that are its own
+  std::uint64_t read = 0;       ///< bytes read from disks
+  std::uint64_t written = 0;
+
+  auto operator<=>(const ProcessFigures&) const = default;
 };
 
 /// The data shown of a process. Texts are unchecked bytes.
@@ -32,8 +42,9 @@ struct ProcessRow {
   std::int64_t processorUsec = 0;  ///< total processor time
   std::uint64_t memory = 0;        ///< resident bytes
   int threads = 0;
-  std::int64_t started = 0;                 ///< microseconds since 1970
-  std::vector<std::string> arguments = {};  ///< the command line, its name first; empty if unknown
+  std::int64_t started = 0;                    ///< microseconds since 1970
+  std::vector<std::string> arguments = {};     ///< the command line, its name first; empty if unknown
+  std::optional<ProcessFigures> figures = {};  ///< if they were asked for and are known
 
   bool operator==(const ProcessRow&) const = default;
 };

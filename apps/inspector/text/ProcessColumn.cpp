@@ -12,7 +12,7 @@ std::string orDash(std::string_view text) {
 
 }  // namespace
 
-const std::array<ProcessColumnStyle, 11> PROCESS_COLUMNS = {{
+const std::array<ProcessColumnStyle, 14> PROCESS_COLUMNS = {{
     {ProcessColumn::PID, "pid", "PID", true, [](const ProcessRow& row) { return std::to_string(row.pid); }},
     {ProcessColumn::PARENT, "parent", "Parent", true, [](const ProcessRow& row) { return std::to_string(row.parent); }},
     {ProcessColumn::USER, "user", "User", false, [](const ProcessRow& row) { return orDash(row.user); }},
@@ -23,6 +23,12 @@ const std::array<ProcessColumnStyle, 11> PROCESS_COLUMNS = {{
     {ProcessColumn::MEMORY, "memory", "Memory", true, [](const ProcessRow& row) { return bytes(row.memory); }},
     {ProcessColumn::THREADS, "threads", "Thr", true, [](const ProcessRow& row) { return std::to_string(row.threads); }},
     {ProcessColumn::TIME, "time", "Time", true, [](const ProcessRow& row) { return duration(row.processorUsec); }},
+    {ProcessColumn::FOOTPRINT, "footprint", "Footprint", true,
+     [](const ProcessRow& row) { return row.figures ? bytes(row.figures->footprint) : "-"; }},
+    {ProcessColumn::READ, "read", "Read", true,
+     [](const ProcessRow& row) { return row.figures ? bytes(row.figures->read) : "-"; }},
+    {ProcessColumn::WRITTEN, "written", "Written", true,
+     [](const ProcessRow& row) { return row.figures ? bytes(row.figures->written) : "-"; }},
     {ProcessColumn::NAME, "name", "Name", false, [](const ProcessRow& row) { return orDash(row.name); }},
     {ProcessColumn::COMMAND, "command", "Command", false,
      [](const ProcessRow& row) { return orDash(commandLine(row)); }},

@@ -18,8 +18,13 @@ struct ProcessColumnStyle {
   std::string (*cell)(const ProcessRow& row);
 };
 
+/// Whether a column shows what is known only of processes with figures.
+constexpr bool isFigure(ProcessColumn column) {
+  return column >= ProcessColumn::FOOTPRINT && column <= ProcessColumn::WRITTEN;
+}
+
 /// In the order of ProcessColumn.
-extern const std::array<ProcessColumnStyle, 11> PROCESS_COLUMNS;
+extern const std::array<ProcessColumnStyle, 14> PROCESS_COLUMNS;
 
 const ProcessColumnStyle& styleOf(ProcessColumn column);
 
