@@ -201,12 +201,14 @@ Result<void> HelperConnection::open() {
 
 bool HelperConnection::startWatch() {
   m_isMade = true;
+  g_main_context_push_thread_default(m_context.get());  // which frees the filter if GIO's thread is the last to use it
   m_filter = g_dbus_connection_add_filter(m_bus->connection(), filter, this, [](gpointer data) {
     auto* self = static_cast<HelperConnection*>(data);
     const glib::Ptr<GMainContext> context(g_main_context_ref(self->m_context.get()));
     self->m_isFilterFreed = true;
     g_main_context_wakeup(context.get());
   });
+  g_main_context_pop_thread_default(m_context.get());
   g_signal_connect(m_bus->connection(), "closed",
                    G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, HelperConnection* self) {
                      MutexLock lock(self->m_mutex);
