@@ -134,7 +134,18 @@ TEST(ProcessPage, SortsByTheUnderlinedLetters) {
     EXPECT_NE(page.descending(), styleOf(page.column()).isNumber) << span.text;
     sorted.insert(page.column());
   }
-  EXPECT_EQ(sorted.size(), PROCESS_COLUMNS.size());
+  EXPECT_EQ(sorted.size(), 11U);
+}
+
+TEST(ProcessPage, ShowsFiguresOnlyIfAsked) {
+  GivenPage page(Glyphs::ASCII);
+  EXPECT_FALSE(shows(page, "Footprint"));
+  press(page, "gf");
+  EXPECT_EQ(page.column(), ProcessColumn::FOOTPRINT);
+  EXPECT_TRUE(shows(page, "Footprint"));
+  page.close();
+  EXPECT_EQ(page.column(), ProcessColumn::PROCESSOR);
+  EXPECT_FALSE(shows(page, "Footprint"));
 }
 
 TEST(ProcessPage, FiltersWhatIsTyped) {

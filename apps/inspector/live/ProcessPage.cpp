@@ -24,24 +24,36 @@ struct PageColumn {
 };
 
 constexpr std::array PAGE_COLUMNS = {
-    PageColumn{ProcessColumn::PID, 'i', 7, 12},      PageColumn{ProcessColumn::PARENT, 'a', 9, 61},
-    PageColumn{ProcessColumn::USER, 'u', 10, 47},    PageColumn{ProcessColumn::STATE, 's', 5, 52},
-    PageColumn{ProcessColumn::KIND, 'd', 8, 75},     PageColumn{ProcessColumn::PROCESSOR, 'c', 8, 27},
-    PageColumn{ProcessColumn::MEMORY, 'm', 10, 37},  PageColumn{ProcessColumn::THREADS, 't', 6, 67},
-    PageColumn{ProcessColumn::TIME, 'e', 10, 90},    PageColumn{ProcessColumn::NAME, 'n', 18, 0},
-    PageColumn{ProcessColumn::COMMAND, 'o', 0, 105},
+    PageColumn{ProcessColumn::PID, 'i', 7, 12},     PageColumn{ProcessColumn::PARENT, 'a', 9, 61},
+    PageColumn{ProcessColumn::USER, 'u', 10, 47},   PageColumn{ProcessColumn::STATE, 's', 5, 52},
+    PageColumn{ProcessColumn::KIND, 'd', 8, 75},    PageColumn{ProcessColumn::PROCESSOR, 'c', 8, 27},
+    PageColumn{ProcessColumn::MEMORY, 'm', 10, 37}, PageColumn{ProcessColumn::THREADS, 't', 6, 67},
+    PageColumn{ProcessColumn::TIME, 'e', 10, 90},   PageColumn{ProcessColumn::FOOTPRINT, 'f', 11, 48},
+    PageColumn{ProcessColumn::READ, 'r', 10, 58},   PageColumn{ProcessColumn::WRITTEN, 0, 10, 68},
+    PageColumn{ProcessColumn::NAME, 'n', 18, 0},    PageColumn{ProcessColumn::COMMAND, 'o', 0, 105},
 };
 
-const std::array<TableColumn, PAGE_COLUMNS.size()>& table() {
-  static const auto TABLE = [] {
-    std::array<TableColumn, PAGE_COLUMNS.size()> columns{};
-    std::ranges::transform(PAGE_COLUMNS, columns.begin(), [](const PageColumn& column) {
+// What is on the screen: all columns, or those without figures.
+struct PageTable {
+  explicit PageTable(bool hasFigures) {
+    for (const PageColumn& column : PAGE_COLUMNS) {
+      if (isFigure(column.column) && !hasFigures) continue;
       const ProcessColumnStyle& style = styleOf(column.column);
-      return TableColumn{column.key, style.title, style.isNumber, column.width, column.fromColumns};
-    });
-    return columns;
-  }();
-  return TABLE;
+      shown.push_back(column.column);
+      // Figures take the place of what is less important then.
+      const bool yields = hasFigures && !isFigure(column.column) && column.fromColumns > 40;
+      columns.push_back(
+          {column.key, style.title, style.isNumber, column.width, column.fromColumns + (yields ? 31 : 0)});
+    }
+  }
+
+  std::vector<ProcessColumn> shown;
+  std::vector<TableColumn> columns;
+};
+
+const PageTable& table(bool hasFigures) {
+  static const PageTable PLAIN(false), WITH_FIGURES(true);
+  return hasFigures ? WITH_FIGURES : PLAIN;
 }
 
 struct Signal {
@@ -64,6 +76,7 @@ constexpr std::array HELP = {
     Hint{"letters", "sort by the column in whose title they are underlined; a second press reverses the order"},
     Hint{"/", "filter by part of the name, command or user, or by number; return keeps it, esc clears it"},
     Hint{"k", "send a signal to the selected process, after two questions"},
+    Hint{"g", "with the memory and disk figures of all users' processes, from the helper; again: without"},
 };
 
 constexpr char ENDED = 'Z';
@@ -85,7 +98,11 @@ ProcessPage::ProcessPage(Source& source, const Glyphs& glyphs, std::function<voi
     : Page("Processes", HINTS, HELP), m_source(source), m_glyphs(glyphs), m_changed(std::move(changed)) {}
 
 void ProcessPage::open() {
-  m_feed = m_source.followProcesses([this](Result<std::vector<ProcessRow>> rows) {
+  follow();
+}
+
+void ProcessPage::follow() {
+  m_feed = m_source.followProcesses(m_hasFigures, [this](Result<std::vector<ProcessRow>> rows) {
     take(std::move(rows));
     m_changed();
   });
@@ -103,6 +120,8 @@ void ProcessPage::take(Result<std::vector<ProcessRow>> rows) {
 
 void ProcessPage::close() {
   m_feed.reset();
+  m_hasFigures = false;
+  if (isFigure(m_column)) sortBy(ProcessColumn::PROCESSOR, true);
   m_rows.clear();
   m_failure.clear();
   m_selected.reset();
@@ -174,13 +193,20 @@ bool ProcessPage::browse(int pressed) {
       m_message = "Select a process first.";
     return true;
   }
+  if (pressed == 'g') {
+    m_hasFigures = !m_hasFigures;
+    if (isFigure(m_column)) sortBy(ProcessColumn::PROCESSOR, true);
+    if (m_hasFigures) m_message = "Asking for the figures of all processes.";
+    follow();
+    return true;
+  }
   if (pressed == key::ESCAPE && !m_filter.empty()) {
     m_filter.clear();
     arrange();
     return true;
   }
   const auto sorted = std::ranges::find(PAGE_COLUMNS, pressed, &PageColumn::key);
-  if (sorted == PAGE_COLUMNS.end()) return false;
+  if (sorted == PAGE_COLUMNS.end() || (isFigure(sorted->column) && !m_hasFigures)) return false;
   const ProcessColumn column = sorted->column;
   sortBy(column, column == m_column ? !m_descending : styleOf(column).isNumber);
   return true;
@@ -230,8 +256,9 @@ Line ProcessPage::title(std::size_t columns) const {
 }
 
 Line ProcessPage::row(const ProcessRow& row, std::size_t columns) const {
-  std::string text = rowText(table(), columns, [&](std::size_t index, std::size_t width) {
-    return clipped(printable(styleOf(PAGE_COLUMNS.at(index).column).cell(row), m_glyphs), width);
+  const PageTable& shown = table(m_hasFigures);
+  std::string text = rowText(shown.columns, columns, [&](std::size_t index, std::size_t width) {
+    return clipped(printable(styleOf(shown.shown.at(index)).cell(row), m_glyphs), width);
   });
   if (m_selected && areSame(row, *m_selected)) return {{std::move(text), Style::SELECTED}};
   const bool waits = row.state == STOPPED || row.state == ENDED;
@@ -269,8 +296,9 @@ Frame ProcessPage::prompt(std::size_t columns) const {
 Frame ProcessPage::draw(std::size_t rows, std::size_t columns) {
   Frame frame;
   if (rows > 2) {
-    const auto sorted = std::ranges::find(PAGE_COLUMNS, m_column, &PageColumn::column) - PAGE_COLUMNS.begin();
-    frame.push_back(headingLine(table(), static_cast<std::size_t>(sorted), m_descending, columns, m_glyphs));
+    const PageTable& shown = table(m_hasFigures);
+    const auto sorted = std::ranges::find(shown.shown, m_column) - shown.shown.begin();
+    frame.push_back(headingLine(shown.columns, static_cast<std::size_t>(sorted), m_descending, columns, m_glyphs));
   }
   const std::size_t height = rows - frame.size();
   if (!m_failure.empty()) frame.push_back({{printable(m_failure, m_glyphs)}});

@@ -32,7 +32,7 @@ class ProcessPage : public Page {
   void take(Result<std::vector<ProcessRow>> rows);
 
   void open() override;
-  /// Forgets everything but the order and the filter.
+  /// Forgets everything but the order and the filter; figures have to be asked for again.
   void close() override;
   bool press(int pressed) override;
   Line title(std::size_t columns) const override;
@@ -49,6 +49,7 @@ class ProcessPage : public Page {
   void send();
   bool moveBy(int pressed);
   void arrange();
+  void follow();
   std::string nameOf(const ProcessRow& row) const;
   Line row(const ProcessRow& row, std::size_t columns) const;
 
@@ -62,6 +63,7 @@ class ProcessPage : public Page {
   ProcessColumn m_column = ProcessColumn::PROCESSOR;
   bool m_descending = true;
   std::string m_filter;
+  bool m_hasFigures = false;             // and the columns for them
   std::optional<ProcessRow> m_selected;  // as last seen
   Cursor m_cursor;
   Mode m_mode = Mode::BROWSE;

@@ -8,6 +8,7 @@
 
 #include "apps/inspector/model/Assertions.h"
 #include "apps/inspector/model/Feed.h"
+#include "apps/inspector/model/FigureReader.h"
 #include "apps/inspector/model/ProcessSample.h"
 #include "apps/inspector/model/ProcessSignal.h"
 #include "apps/inspector/model/TextFile.h"
@@ -110,13 +111,23 @@ std::optional<std::string> LocalSource::logTail(std::size_t limit) const {
   return path ? readTail(*path, limit) : std::nullopt;
 }
 
-std::shared_ptr<void> LocalSource::followProcesses(ProcessTaker taker) {
+std::shared_ptr<void> LocalSource::followProcesses(bool figures, ProcessTaker taker) {
   using Rows = Result<std::vector<ProcessRow>>;
   if (m_isOfMachine) {
-    const auto sampler = std::make_shared<std::optional<ProcessSampler>>();  // made and used on the queue
-    const auto sample = [sampler] {
-      if (!*sampler) sampler->emplace();
-      return (*sampler)->sample();
+    struct Readers {
+      ProcessSampler sampler;
+      std::optional<FigureReader> figures = {};
+    };
+    const auto readers = std::make_shared<std::optional<Readers>>();  // made and used on the queue
+    const auto sample = [readers, figures]() -> Rows {
+      if (!*readers) {
+        readers->emplace();
+        if (figures) (*readers)->figures.emplace();
+      }
+      auto rows = (*readers)->sampler.sample();
+      if (rows && figures)
+        if (const auto added = (*readers)->figures->addTo(*rows); !added) return tl::unexpected(added.error());
+      return rows;
     };
     return std::make_shared<Feed<Rows>>("process page", sample, std::move(taker));
   }

@@ -35,7 +35,7 @@ class LocalSource : public Source {
   std::vector<broadcaster_stats> listeners() const override { return broadcasterStats(); }
   LogFigures log() const override;
   std::optional<std::string> logTail(std::size_t limit) const override;
-  std::shared_ptr<void> followProcesses(ProcessTaker taker) override;
+  std::shared_ptr<void> followProcesses(bool figures, ProcessTaker taker) override;
   std::shared_ptr<void> followAssertions(AssertionTaker taker) override;
   std::shared_ptr<void> followDisks(DiskTaker taker) override;
   std::shared_ptr<void> request(const DiskRequest& request, OutcomeTaker taker) override;

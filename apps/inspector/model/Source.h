@@ -88,9 +88,10 @@ class Source {
   virtual std::optional<std::string> logTail(std::size_t limit) const = 0;
 
   /// Passes on the processes of the machine periodically, for as long as the result lives; or once the reason why this
-  /// is not possible, perhaps before it returns.
+  /// is not possible, perhaps before it returns. With `figures` if wanted, for which a person may be asked: until then,
+  /// nothing is passed on.
   using ProcessTaker = std::function<void(Result<std::vector<ProcessRow>>)>;
-  virtual std::shared_ptr<void> followProcesses(ProcessTaker taker) = 0;
+  virtual std::shared_ptr<void> followProcesses(bool figures, ProcessTaker taker) = 0;
 
   /// Passes on what keeps the machine awake, in the same way.
   using AssertionTaker = std::function<void(Result<std::vector<AssertionRecord>>)>;
