@@ -139,7 +139,7 @@ void Bus::send(const BusMethod& method, GVariant* arguments) const {
                          method.name.c_str(), arguments, nullptr, method.flags, -1, nullptr, nullptr, nullptr);
 }
 
-guint Bus::subscribe(const BusSignal& signal, std::function<void(GVariant*)> handler) {
+void Bus::subscribe(const BusSignal& signal, std::function<void(GVariant*)> handler) {
   // Any program may send signals, with any arguments.
   const GDBusSignalCallback received = [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
                                           GVariant* arguments, gpointer data) {
@@ -151,25 +151,19 @@ guint Bus::subscribe(const BusSignal& signal, std::function<void(GVariant*)> han
       signal.firstArgument.empty() ? nullptr : signal.firstArgument.c_str(), G_DBUS_SIGNAL_FLAGS_NONE, received,
       new Subscription{signal.type, std::move(handler)},
       [](gpointer data) { delete static_cast<Subscription*>(data); }));
-  return m_subscriptions.back();
 }
 
-void Bus::unsubscribe(guint subscription) {
-  if (std::erase(m_subscriptions, subscription) > 0)
-    g_dbus_connection_signal_unsubscribe(m_connection.get(), subscription);
-}
-
-guint Bus::watchName(const std::string& name, std::function<void(const std::string& owner)> handler) {
-  return subscribe({.service = "org.freedesktop.DBus",
-                    .interface = "org.freedesktop.DBus",
-                    .name = "NameOwnerChanged",
-                    .type = "(sss)",
-                    .firstArgument = name},
-                   [handler = std::move(handler)](GVariant* arguments) {
-                     const char* owner = nullptr;
-                     g_variant_get_child(arguments, 2, "&s", &owner);
-                     handler(owner);
-                   });
+void Bus::watchName(const std::string& name, std::function<void(const std::string& owner)> handler) {
+  subscribe({.service = "org.freedesktop.DBus",
+             .interface = "org.freedesktop.DBus",
+             .name = "NameOwnerChanged",
+             .type = "(sss)",
+             .firstArgument = name},
+            [handler = std::move(handler)](GVariant* arguments) {
+              const char* owner = nullptr;
+              g_variant_get_child(arguments, 2, "&s", &owner);
+              handler(owner);
+            });
 }
 
 }  // namespace corvane

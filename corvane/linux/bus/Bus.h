@@ -96,15 +96,12 @@ class CORVANE_API Bus {
   /// Calls a method without waiting: nothing tells whether it succeeded. `arguments` as for call().
   void send(const BusMethod& method, GVariant* arguments) const;
 
-  /// Calls `handler` with the arguments of every such signal from now on. Returns the subscription.
-  guint subscribe(const BusSignal& signal, std::function<void(GVariant* arguments)> handler);
+  /// Calls `handler` with the arguments of every such signal from now on.
+  void subscribe(const BusSignal& signal, std::function<void(GVariant* arguments)> handler);
 
   /// Calls `handler` whenever the owner of a name changes, with the unique name of the new owner, or empty if there is
   /// none.
-  guint watchName(const std::string& name, std::function<void(const std::string& owner)> handler);
-
-  /// Ends a subscription before the connection ends. The handler may do so itself; it is freed later.
-  void unsubscribe(guint subscription);
+  void watchName(const std::string& name, std::function<void(const std::string& owner)> handler);
 
   /// For features that this class does not cover, such as exporting objects.
   GDBusConnection* connection() const { return m_connection.get(); }

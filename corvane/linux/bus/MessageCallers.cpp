@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <utility>
 
 #include "corvane/linux/process/ProcessStart.h"
 
@@ -49,27 +50,32 @@ std::string programOf(guint32 pid) {
 
 }  // namespace
 
+// One subscription for all, because the bus limits their number for each connection.
+MessageCallers::MessageCallers(Bus& bus, std::function<void(const std::string& name)> left) : m_bus(bus) {
+  m_bus.subscribe({.service = "org.freedesktop.DBus",
+                   .interface = "org.freedesktop.DBus",
+                   .name = "NameOwnerChanged",
+                   .type = "(sss)"},
+                  [this, left = std::move(left)](GVariant* arguments) {
+                    const char* name = nullptr;
+                    const char* owner = nullptr;
+                    g_variant_get(arguments, "(&s&s&s)", &name, nullptr, &owner);
+                    if (*owner == '\0' && m_known.erase(name) > 0) left(name);
+                  });
+}
+
 MessageCaller MessageCallers::identify(const std::string& name) {
-  const bool isNew = !m_known.contains(name);
-  if (isNew) {
-    // Before the first question, so that no departure is missed.
-    m_known[name].subscription = m_bus.watchName(name, [this, name](const std::string& owner) {
-      if (!owner.empty()) return;
-      forget(name);
-      if (m_left) m_left(name);
-    });
-  }
+  const auto before = m_known.find(name);
   const auto credentials = credentialsOf(m_bus, name);
   if (!credentials) {
-    MessageCaller caller = m_known[name].caller;
+    MessageCaller caller = before != m_known.end() ? before->second.caller : MessageCaller();
     caller.name = name;
     caller.hasLeft = true;
-    if (isNew) forget(name);  // otherwise the signal is on its way
     return caller;
   }
   MessageCaller caller{name, credentials->uid, static_cast<std::int32_t>(credentials->pid), {}};
-  auto& known = m_known[name];
   const auto started = processStart(caller.pid);
+  Known& known = m_known[name];
   if (!known.started) known.started = started;
   const std::string program = programOf(credentials->pid);
   // Looked at again, lest the id has passed to another process in between.
@@ -78,13 +84,6 @@ MessageCaller MessageCallers::identify(const std::string& name) {
     caller.executable = program;
   known.caller = caller;
   return caller;
-}
-
-void MessageCallers::forget(const std::string& name) {
-  const auto known = m_known.find(name);
-  if (known == m_known.end()) return;
-  m_bus.unsubscribe(known->second.subscription);
-  m_known.erase(known);
 }
 
 }  // namespace corvane

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <deque>
 #include <utility>
 
 #include "corvane/core/Completion.h"
@@ -137,9 +138,12 @@ class Station : public std::enable_shared_from_this<Station> {
   }
 
   // Any thread; does not wait.
-  void authorise(const std::string& name, const std::string& right, bool mayAsk, Granted done) {
-    glib::invoke(m_context.get(), [self = shared_from_this(), name, right, mayAsk, done] {
-      self->check(PolkitQuestion{PolkitSubject::connection(name), right, {}, mayAsk}, done);
+  void authorise(const MessageCaller& caller, const std::string& right, bool mayAsk, Granted done) {
+    PolkitQuestion question{PolkitSubject::connection(caller.name), right, {}, mayAsk};
+    glib::invoke(m_context.get(), [self = shared_from_this(), uid = caller.uid, question = std::move(question), done] {
+      Line& line = self->m_lines[uid];
+      line.waiting.emplace_back(question, done);
+      self->askNext(line);
     });
   }
 
@@ -164,8 +168,7 @@ class Station : public std::enable_shared_from_this<Station> {
     auto bus = Bus::connect(G_BUS_TYPE_SYSTEM, Deadline());
     if (!bus) return tl::unexpected(bus.error());
     m_bus = std::move(*bus);
-    m_callers.emplace(*m_bus);
-    m_callers->whenLeft([this](const std::string& name) { m_events.callerLeft(name); });
+    m_callers.emplace(*m_bus, [this](const std::string& name) { m_events.callerLeft(name); });
     static const GDBusInterfaceVTable TABLE{called, nullptr, nullptr, {}};
     static GDBusNodeInfo* const INFO = g_dbus_node_info_new_for_xml(INTERFACE_XML, nullptr);
     GError* error = nullptr;
@@ -237,6 +240,25 @@ class Station : public std::enable_shared_from_this<Station> {
         {std::move(*request), std::move(caller), mayAsk, [answer](const Message& reply) { (*answer)(reply); }});
   }
 
+  // The bus limits the calls without an answer that a connection may have, and nobody knows how long a person takes.
+  struct Line {
+    static constexpr int MAX_ASKED = 16;
+    int asked = 0;
+    std::deque<std::pair<PolkitQuestion, Granted>> waiting;
+  };
+
+  void askNext(Line& line) {
+    if (line.asked == Line::MAX_ASKED || line.waiting.empty()) return;
+    const auto [question, done] = std::move(line.waiting.front());
+    line.waiting.pop_front();
+    ++line.asked;
+    check(question, [this, &line, done = done](const Result<void>& granted) {
+      --line.asked;
+      done(granted);
+      askNext(line);
+    });
+  }
+
   // A right that polkit does not know is asked for as the generic one.
   void check(const PolkitQuestion& question, Granted done) {
     ask(question, [this, question, done = std::move(done)](const Result<void>& granted) {
@@ -266,9 +288,10 @@ class Station : public std::enable_shared_from_this<Station> {
   const std::shared_ptr<Loads> m_loads = std::make_shared<Loads>();
   std::unique_ptr<Bus> m_bus;
   std::optional<MessageCallers> m_callers;
-  guint m_object = 0;   // its registration
-  gulong m_closed = 0;  // the signal's handler
-  int m_questions = 0;  // without an answer; they end with the connection
+  guint m_object = 0;                     // its registration
+  gulong m_closed = 0;                    // the signal's handler
+  std::map<std::uint32_t, Line> m_lines;  // by user
+  int m_questions = 0;                    // without an answer; they end with the connection
   bool m_owned = false;
   bool m_ended = false;
 };
@@ -299,7 +322,7 @@ class BusListeners : public MessageListeners {
     const auto station = m_station.lock();
     lock.unlock();
     if (!station) return done(failure("message", 0, "No helper listens"));
-    station->authorise(caller.name, right, mayAsk, std::move(done));
+    station->authorise(caller, right, mayAsk, std::move(done));
   }
 
   Result<std::optional<std::string>> ownInfo() override {

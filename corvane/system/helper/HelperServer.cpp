@@ -204,8 +204,8 @@ class HelperServer::Service : public std::enable_shared_from_this<Service> {
 
   void perform(const MessageRequest& request, const std::string& key, const Entry& entry) {
     if (!entry.handler) {
-      request.reply(Message());
-      return stop();
+      stop();  // first: what is sent after the answer reaches a new helper
+      return request.reply(Message());
     }
     std::string thrown = "something that is no exception";
     try {

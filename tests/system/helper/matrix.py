@@ -189,8 +189,8 @@ ROWS = [
     ('stopping without the right', 'none', 'stop_as_root', REFUSED, 0),
     ('a request after it has stopped', 'none', 'stop echo', 'ok ok', 0, 'echo'),
     ('a helper that does not answer', 'none', 'hang pause echo', 'Timeout ok ok', 0, 'hang echo', {'meanwhile': end_helper}),
-    ('a user who floods, and another one', 'hang', 'silent:each echo pause', 'ok LimitsExceeded ok', None, 'echo',
-     {'meanwhile': lambda: row('the other one', 'daemon', 'echo', 'ok', 0)}),
+    ('a user who floods, and another one', 'hang', 'silent:each echo pause', 'ok LimitsExceeded ok', None, 'each',
+     {'meanwhile': lambda: row('the other one', 'root', 'each', 'ok', 0)}),
 ]
 failures = []
 
