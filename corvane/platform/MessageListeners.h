@@ -48,8 +48,8 @@ class MessageListener {
 
 /// Lets a privileged helper answer requests. Any thread.
 ///
-/// On Linux: the system bus. What a user's programs have sent and is not answered yet is limited to 256 requests and
-/// 128 MiB; what is beyond that gets an error at once.
+/// On Linux: the system bus. What a user's programs have sent and is not answered yet is limited to 256 requests with
+/// 64 MiB and 64 descriptors; what is beyond that gets an error at once.
 class MessageListeners {
  public:
   virtual ~MessageListeners() = default;

@@ -36,32 +36,34 @@ constexpr guint32 DO_NOT_QUEUE = 4;
 constexpr guint32 PRIMARY_OWNER = 1;
 
 // What has been sent and is not answered yet, so that no user can fill the memory or keep others out.
+struct Load {
+  std::size_t requests = 0;
+  std::size_t bytes = 0;
+  std::size_t descriptors = 0;
+};
+constexpr Load MAX_LOAD = {256, std::size_t{64} << 20, 64};
+
 class Loads {
  public:
-  static constexpr std::size_t MAX_REQUESTS = 256;
-  static constexpr std::size_t MAX_BYTES = std::size_t{128} << 20;
-
   // False if that is too much for this user.
-  bool add(std::uint32_t uid, std::size_t bytes) {
+  bool add(std::uint32_t uid, const Load& more) {
     MutexLock lock(m_mutex);
     Load& load = m_loads[uid];
-    const bool fits = load.requests < MAX_REQUESTS && load.bytes + bytes <= MAX_BYTES;
-    if (fits) load = {load.requests + 1, load.bytes + bytes};
+    const Load sum = {load.requests + more.requests, load.bytes + more.bytes, load.descriptors + more.descriptors};
+    const bool fits =
+        sum.requests <= MAX_LOAD.requests && sum.bytes <= MAX_LOAD.bytes && sum.descriptors <= MAX_LOAD.descriptors;
+    if (fits) load = sum;
     return fits;
   }
 
-  void remove(std::uint32_t uid, std::size_t bytes) {
+  void remove(std::uint32_t uid, const Load& less) {
     MutexLock lock(m_mutex);
     Load& load = m_loads[uid];
-    load = {load.requests - 1, load.bytes - bytes};
+    load = {load.requests - less.requests, load.bytes - less.bytes, load.descriptors - less.descriptors};
     if (load.requests == 0) m_loads.erase(uid);
   }
 
  private:
-  struct Load {
-    std::size_t requests = 0;
-    std::size_t bytes = 0;
-  };
   Mutex m_mutex;
   std::map<std::uint32_t, Load> m_loads CORVANE_GUARDED_BY(m_mutex);
 };
@@ -77,12 +79,12 @@ void refuse(GDBusMethodInvocation* invocation, const std::string& name, std::str
 // The obligation to answer a request.
 class Answer {
  public:
-  Answer(GDBusMethodInvocation* invocation, std::shared_ptr<Loads> loads, std::uint32_t uid, std::size_t bytes)
-      : m_invocation(invocation), m_loads(std::move(loads)), m_uid(uid), m_bytes(bytes) {}
+  Answer(GDBusMethodInvocation* invocation, std::shared_ptr<Loads> loads, std::uint32_t uid, const Load& load)
+      : m_invocation(invocation), m_loads(std::move(loads)), m_uid(uid), m_load(load) {}
   ~Answer() {
     if (GDBusMethodInvocation* const invocation = m_invocation.exchange(nullptr))
       refuse(invocation, FAILED, "The helper gave no answer");
-    m_loads->remove(m_uid, m_bytes);
+    m_loads->remove(m_uid, m_load);
   }
   Answer(const Answer&) = delete;
   Answer& operator=(const Answer&) = delete;
@@ -101,7 +103,7 @@ class Answer {
   std::atomic<GDBusMethodInvocation*> m_invocation;
   const std::shared_ptr<Loads> m_loads;
   const std::uint32_t m_uid;
-  const std::size_t m_bytes;
+  const Load m_load;
 };
 
 // The thread that owns the label and asks polkit. Everything private runs on it.
@@ -228,12 +230,14 @@ class Station : public std::enable_shared_from_this<Station> {
     GDBusMessage* const message = g_dbus_method_invocation_get_message(invocation);
     GVariant* const parameters = g_dbus_method_invocation_get_parameters(invocation);
     MessageCaller caller = m_callers->identify(sender);
-    const std::size_t bytes = g_variant_get_size(parameters);
-    if (!m_loads->add(caller.uid, bytes))
+    GUnixFDList* const descriptors = g_dbus_message_get_unix_fd_list(message);
+    const Load load = {1, g_variant_get_size(parameters),
+                       descriptors ? static_cast<std::size_t>(g_unix_fd_list_get_length(descriptors)) : 0};
+    if (!m_loads->add(caller.uid, load))
       return refuse(invocation, LIMITS_EXCEEDED, "Too much of this user waits for an answer");
-    const auto answer = std::make_shared<Answer>(invocation, m_loads, caller.uid, bytes);
+    const auto answer = std::make_shared<Answer>(invocation, m_loads, caller.uid, load);
     const glib::Ptr<GVariant> dictionary(g_variant_get_child_value(parameters, 0));
-    auto request = decode(dictionary.get(), g_dbus_message_get_unix_fd_list(message));
+    auto request = decode(dictionary.get(), descriptors);
     if (!request) return (*answer)(MessageError{MessageError::Kind::OTHER, UNUSABLE, request.error().description});
     const bool mayAsk = (g_dbus_message_get_flags(message) & G_DBUS_MESSAGE_FLAGS_ALLOW_INTERACTIVE_AUTHORIZATION) != 0;
     m_events.request(

@@ -51,10 +51,12 @@ def perform(bus, operation):
         return request(bus, 'echo', GLib.Variant('(a{sv})', ({'echo': data},)))
     if name == 'deep':
         return request(bus, "({'echo': %s},)" % ('<{"k": ' * int(argument) + '<1>' + '}>' * int(argument)))
-    if name == 'silent':  # nobody waits for the answers
+    if name in ('silent', 'files'):  # nobody waits for the answers
         for _ in range(300):
             message = Gio.DBusMessage.new_method_call(LABEL, OBJECT, INTERFACE, 'Request')
             message.set_body(variant("({'%s': <''>},)" % argument))
+            if name == 'files':
+                message.set_unix_fd_list(Gio.UnixFDList.new_from_array([os.dup(0) for _ in range(16)]))
             message.set_flags(Gio.DBusMessageFlags.NO_REPLY_EXPECTED | Gio.DBusMessageFlags.ALLOW_INTERACTIVE_AUTHORIZATION)
             bus.send_message(message, Gio.DBusSendMessageFlags.NONE)
         return bus.flush_sync()
@@ -148,6 +150,7 @@ def reached():
         return file.read().split()
 
 
+failures = []
 REFUSED = 'NotAuthorised'
 CALLS = "({'echo': <%s>},)"
 MASK = ('unshare', '--mount', 'sh', '-c', 'mount --bind /run/stranger /usr/local/bin/caller && exec "$@"', '-')
@@ -189,10 +192,10 @@ ROWS = [
     ('stopping without the right', 'none', 'stop_as_root', REFUSED, 0),
     ('a request after it has stopped', 'none', 'stop echo', 'ok ok', 0, 'echo'),
     ('a helper that does not answer', 'none', 'hang pause echo', 'Timeout ok ok', 0, 'hang echo', {'meanwhile': end_helper}),
+    ('a user who sends descriptors', 'hang', 'files:each echo', 'ok ok', 4, 'echo'),
     ('a user who floods, and another one', 'hang', 'silent:each echo pause', 'ok LimitsExceeded ok', None, 'each',
      {'meanwhile': lambda: row('the other one', 'root', 'each', 'ok', 0)}),
 ]
-failures = []
 
 
 def row(name, who, operations, outcomes, asked, ran=None, arguments=None):
