@@ -14,7 +14,8 @@ namespace corvane {
 /// Installs privileged helpers. Any thread.
 ///
 /// On Linux: through the library's root service on the system bus, which takes the helper as an open file, checks a
-/// copy of it and asks polkit about its caller.
+/// copy of it and asks polkit about its caller. Installed is /usr/local/libexec/corvane/helpers/LABEL; the copy in the
+/// bundle is Contents/Library/LaunchServices/LABEL in its folder, otherwise LaunchServices/LABEL in its resources.
 class HelperInstaller {
  public:
   virtual ~HelperInstaller() = default;
