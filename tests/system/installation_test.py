@@ -61,6 +61,11 @@ def installed(label=LABEL):
         return re.search(b'CFBundleVersion</key><string>([0-9]+)', program.read())[1].decode()
 
 
+def names(part):
+    """The names with this part, in all folders of helpers."""
+    return [name for place in (HELPERS, SERVICES, POLICIES, ACTIONS) for name in os.listdir(place) if part in name]
+
+
 def owner(label):
     try:
         return daemon.GetConnectionUnixProcessID(label)
@@ -175,14 +180,18 @@ def versions():
     expect('old process ended', 'True', str(eventually(lambda: owner(LABEL) != pid)))
     expect('downgrade', 'Refused: Version 4 is installed', call('yes', 'install', LABEL, v3))
     expect('installed', '4', installed())
-    with subprocess.Popen([AS_USER, 'hang', CALL, 'remove', LABEL], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True) as asked:
-        expect('question', f'agent: .*Remove the helper {LABEL}.*', asked.stderr.readline())
-        expect('meanwhile', 'Busy: .*', call('yes', 'remove', LABEL))
-        asked.kill()
+    waiting = []
+    for label, busy in ((LABEL, LABEL), ('org.example.v3', 'org.example.v4')):
+        waiting.append(subprocess.Popen([AS_USER, 'hang', CALL, 'authorise', label, 'Wait'], stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.PIPE, text=True))
+        expect('question', 'agent: .*Wait\n', waiting[-1].stderr.readline())
+        expect('meanwhile', 'Busy: .*', call('yes', 'remove', busy))
+    for process in waiting:
+        process.kill()
+        process.wait()
     expect('still installed', '4', installed())
     expect('removal', 'ok', call('yes', 'remove', LABEL))
-    left = [place for place in (HELPERS, SERVICES, POLICIES, ACTIONS) for name in os.listdir(place) if LABEL in name]
-    expect('left', r'\[\]', str(left))
+    expect('left', r'\[\]', str(names(LABEL)))
     expect('again', 'Refused: .*is not installed', call('yes', 'remove', LABEL))
 
 
@@ -203,11 +212,11 @@ def interruptions():
             end_service(LABEL)
             daemon.StartServiceByName(LABEL, dbus.UInt32(0))
             expect(f'working after {step} {number}', 'True', str(owner(LABEL) > 0))
+            call('none', 'remove', 'org.example.nothing')  # starts the service
+            expect(f'left after {step} {number}', r'\[\]', str(names('corvane-new')))
             if expected == '5':
                 os.unlink(HELPERS + LABEL)
             call('yes', 'install', LABEL, v3)
-    left = [name for place in (HELPERS, SERVICES, POLICIES, ACTIONS) for name in os.listdir(place) if 'corvane-new' in name]
-    expect('left', r'\[\]', str(left))
 
 
 def application():
