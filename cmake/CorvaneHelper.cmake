@@ -66,7 +66,8 @@ function(corvane_helper target)
   configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/HelperInfo.plist.in ${info} @ONLY)
   corvane_embed_info_plist(${target} ${info})
 
-  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${arg_LABEL})
+  # The installed copy is copied once more, so it must find the libraries by absolute paths.
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${arg_LABEL} INSTALL_RPATH_USE_LINK_PATH ON)
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND Corvane::helper-files $<TARGET_FILE:${target}> ${arg_LABEL} ${CMAKE_CURRENT_BINARY_DIR}/${arg_LABEL}.files
     VERBATIM)

@@ -89,6 +89,26 @@ cp -r "$work/ticker.resources" "$work/loop.resources"
 "$work/simulation" | diff <(block pid text 1) -
 "$work/layout" | diff <(block layout text 1) -
 
+echo "-- the guide's helper and its application; a version that is no number fails the build"
+mkdir "$work/backup"
+block helper cpp 1 >"$work/backup/helper.cpp"
+block helper cpp 2 >"$work/backup/backup.cpp"
+{
+  printf 'cmake_minimum_required(VERSION 3.25)\nproject(Backup LANGUAGES CXX)\nfind_package(Corvane REQUIRED)\n'
+  block helper cmake 1
+} >"$work/backup/CMakeLists.txt"
+"$cmake" -S "$work/backup" -B "$work/backup/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
+  -DCMAKE_INSTALL_PREFIX="$work/backup/installed" >/dev/null
+"$cmake" --build "$work/backup/build" >/dev/null
+"$cmake" --install "$work/backup/build" >/dev/null
+cmp "$work/backup/build/backup.resources/LaunchServices/org.example.Backup.helper" "$work/backup/build/org.example.Backup.helper"
+python3 -c 'import sys, xml.etree.ElementTree as tree
+[tree.parse(sys.argv[1] + ending) for ending in (".conf", ".policy")]' "$work/backup/build/org.example.Backup.helper.files/org.example.Backup.helper"
+ldd "$work/backup/installed/share/backup/LaunchServices/org.example.Backup.helper" | grep -q "libcorvane-system.* => $prefix"
+sed -i 's/VERSION 1$/VERSION 1.5/' "$work/backup/CMakeLists.txt"
+if "$cmake" --build "$work/backup/build" >"$work/backup/log"; then exit 1; fi
+grep -q 'no version that is a whole number' "$work/backup/log"
+
 echo "-- the C headers, as C11"
 for header in "$prefix"/include/corvane/{,system/}*/*_c.h "$prefix"/include/corvane/system/procinfo/*.h; do
   echo "#include \"${header#"$prefix"/include/}\"" | cc -std=c11 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -xc -fsyntax-only -
