@@ -230,7 +230,8 @@ TEST_F(MessageConnectionTest, delivers_what_was_sent_before_it_ends) {
     refused.count_down();
   };
   for (int i = 0; i < 129; ++i) helper.connection->send(Dictionary{{"silence", ""}}, isRefused);
-  helper.connection->send(Dictionary{{"crash", ""}}, isRefused);
+  helper.connection->send(Dictionary{{"crash", Data{std::vector<std::uint8_t>(16 << 20)}}},
+                          isRefused);  // takes a while
   helper.connection.reset();
   refused.wait();
   EXPECT_TRUE(waitUntil([pid] { return kill(pid, 0) != 0; }));

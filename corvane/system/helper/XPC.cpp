@@ -102,8 +102,7 @@ void XPC::stop(const std::string& stopMsg) {
 }
 
 void XPC::disconnect() {
-  m_connection->cancel();
-  m_connection.reset();
+  m_connection.reset();  // which cancels it
   m_mutex.broadcast();
 }
 
