@@ -1,10 +1,10 @@
 #!/bin/bash
 # Installs, uses and removes the Inspector's helper with the real services. In a private-system: helper.sh BUILD.
 support=$(dirname "$(readlink -f "$0")")/../support/system
-# The user nobody may not be able to enter the build folder; the helper that is installed must find its libraries there.
-mkdir /run/build && mount --bind "$1" /run/build
-inspector=/run/build/bin/corvane-inspector failed=0
-export LD_LIBRARY_PATH=/run/build/lib LC_ALL=C.UTF-8
+# Installed, because a helper's libraries must lie where only root can change them.
+cmake --install "$1" >/dev/null && ldconfig || exit
+inspector=$(sed -n 's/^CMAKE_INSTALL_PREFIX:PATH=//p' "$1/CMakeCache.txt")/bin/corvane-inspector failed=0
+export LC_ALL=C.UTF-8
 
 # expect STATUS TEXT ANSWER ARGUMENT…: what a user gets whose agent answers so; the output contains the text, a pattern.
 expect() {
