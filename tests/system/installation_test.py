@@ -148,6 +148,7 @@ def refusals():
             *(('yes', label, file, 'Refused: ' + wanted) for label, file, wanted in named)]:
         expect(f'{label} {file} {answer}', wanted, call(answer, 'install', label, file))
     running.kill()
+    call('late', 'install', LABEL, v3)
     expect('installed', r"\['.lock'\]", str(os.listdir(HELPERS)))
 
 
