@@ -13,6 +13,7 @@ import signal
 import subprocess
 import sys
 import time
+import xml.etree.ElementTree
 
 import dbus
 
@@ -201,6 +202,11 @@ def interruptions():
     more = f'<key>CorvaneHelperActions</key><dict><key>{LABEL}.read</key><string>Read</string></dict>'
     v3, v5 = helper('w3', more=more), helper('v5', '<string>5</string>', more=more)
     expect('first', 'ok 3', call('yes', 'install', LABEL, v3))
+    for file in (POLICIES + LABEL + '.conf', ACTIONS + LABEL + '.policy', '/usr/share/dbus-1/system.d/org.corvane.Helpers.conf'):
+        xml.etree.ElementTree.parse(file)
+    for action, wanted in ((LABEL + '.read', 'auth_admin_keep'), ('org.corvane.helpers.right', 'auth_admin')):
+        declared = subprocess.run(['pkaction', '--verbose', '--action-id', action], capture_output=True, text=True).stdout
+        expect(action, rf'.*any: +auth_admin\n.*inactive: +auth_admin\n.*active: +{wanted}\n.*', declared)
     for step, count in (('fsync', 8), ('renameat', 4)):
         for number in range(1, count + 1):
             end_service()
@@ -227,6 +233,8 @@ def application():
     shutil.copytree(APPLICATION + '.resources', program + '.resources')
     os.makedirs(folder)
     shutil.copy(HOME + 'v5', folder + '/' + LABEL)
+    with open(HOME + 'v5.plist') as plist:  # a dictionary beside it does not count
+        write(f'{folder}/{LABEL}.resources/Info.plist', plist.read().replace('>5<', '>9<'))
     said, asked = as_user('--session', 'yes', program)
     expect('session', 'it is missing or too old\npermitted', said)
     expect('asked once for the helper, once for the right', r'agent: org.corvane.helpers.install [^\n]*\n'
