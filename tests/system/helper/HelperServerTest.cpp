@@ -16,6 +16,7 @@ class HelperServerTest : public testing::Test {
     const auto answer = [this](const Message&, const MessageCaller&) -> Message { return ++runs, Message(); };
     server.handle("free", "", answer);
     server.handle("right", "a.right", answer);
+    server.handle("once", "a.right", answer, HelperServer::Ask::ONCE_PER_CONNECTION);
     server.stopOn("stop", "");
     listeners.rights = {"a.right"};
     listeners.hesitates = true;
@@ -64,6 +65,13 @@ TEST_F(HelperServerTest, who_has_left_gets_nothing) {
   other.stopOn("stop", "");
   main_post([&] { send("stop", {.name = ":1.3", .executable = {}, .hasLeft = true}); });
   EXPECT_EQ(other.run(), 0);
+}
+
+TEST_F(HelperServerTest, a_right_is_remembered_for_its_key_and_caller_alone) {
+  const auto sendAll = [&] { send("once"), send("right"), send("once", FakeMessageListeners::caller(":1.2")); };
+  run({[&] { send("once"); }, [&] { listeners.decide(); }, sendAll, [&] { listeners.leave(":1.1"); },
+       [&] { listeners.leave(":1.2"); }});
+  EXPECT_EQ(outcome(1) + outcome(2) + outcome(3), "oknonenone");
 }
 
 TEST_F(HelperServerTest, what_came_before_the_end_is_answered) {
@@ -133,9 +141,18 @@ TEST_F(HelperServerTest, strangers_do_not_write_lines_of_the_journal) {
       << journal;
 }
 
-TEST_F(HelperServerTest, losing_the_label_ends_it) {
+TEST_F(HelperServerTest, it_ends_without_callers_or_without_its_label) {
+  bool wasNeeded = false;
+  const auto leaveLater = [&] {
+    main_after(0.2, [&] {
+      wasNeeded = listeners.isListening();
+      listeners.leave(":1.1");
+    });
+  };
+  EXPECT_EQ(run({[&] { send("right"); }, [&] { listeners.decide(); }, leaveLater}), 0);
+  EXPECT_TRUE(wasNeeded) << "a connected application keeps its helper";
   EXPECT_EQ(run({[&] { send("right"); }, [&] { listeners.lose({"fake", 1, "gone"}); }}), 1);
-  EXPECT_EQ(outcome(0), "Stopping");
+  EXPECT_EQ(outcome(1), "Stopping");
   listeners.error = Error{"fake", 1, "taken"};
   EXPECT_EQ(server.run(), 1);
 }
