@@ -74,7 +74,7 @@ Result<void> checkPlaces(std::string_view list) {
   for (std::size_t begin = 0; begin <= list.size();) {
     const std::size_t end = std::min(list.find(':', begin), list.size());
     std::string place(list.substr(begin, end - begin));
-    if (place.empty()) place = "/";  // the current folder: where the bus starts helpers
+    if (place.empty()) return refused("It loads libraries from the current folder");
     for (const char* origin : {"$ORIGIN", "${ORIGIN}"}) place = replaced(place, origin, helper_names::FOLDER);
     const auto checked = checkPlace(place);
     if (!checked) return checked;
