@@ -19,8 +19,10 @@ struct MessageCaller {
 
   std::string name;            ///< the connection; never used again for another one while the system runs
   std::uint32_t uid = NOBODY;  ///< of its user
-  std::int32_t pid = 0;        ///< of its process; may belong to another process once the caller has left
-  std::string executable;      ///< path of its program; empty if it cannot be read or has been replaced or deleted
+  /// Of its process, which may have another one's once the caller has left; 0 if it has ended and its connection lives
+  /// on in another process. Such a caller gets no right.
+  std::int32_t pid = 0;
+  std::string executable;  ///< path of its program; empty if it cannot be read or has been replaced or deleted
   /// It left before the request was looked at: nobody waits for a reply, and the other fields are from its previous
   /// request, or as they are here if this is the only one; callerLeft is not called for such a one.
   bool hasLeft = false;

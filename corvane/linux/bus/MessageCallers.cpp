@@ -79,9 +79,11 @@ MessageCaller MessageCallers::identify(const std::string& name) {
   if (!known.started) known.started = started;
   const std::string program = programOf(credentials->pid);
   // Looked at again, lest the id has passed to another process in between.
-  if (started && started == known.started && processStart(caller.pid) == started &&
+  if (started && started == known.started && runsFor(caller.pid, caller.uid) && processStart(caller.pid) == started &&
       credentialsOf(m_bus, name) == credentials)
     caller.executable = program;
+  else
+    caller.pid = 0;
   known.caller = caller;
   return caller;
 }

@@ -27,13 +27,15 @@ constexpr char FAILED[] = "org.corvane.Helper1.Error.Failed";
 constexpr char LIMITS_EXCEEDED[] = "org.freedesktop.DBus.Error.LimitsExceeded";
 constexpr std::size_t MAX_DESCRIPTION = 4096;  // bytes
 
-constexpr char INTERFACE_XML[] =
-    "<node><interface name='org.corvane.Helper1'><method name='Request'>"
-    "<arg type='a{sv}' name='request' direction='in'/><arg type='a{sv}' name='reply' direction='out'/>"
-    "</method></interface></node>";
-
 constexpr guint32 DO_NOT_QUEUE = 4;
 constexpr guint32 PRIMARY_OWNER = 1;
+
+std::string interfaceXml() {
+  using namespace helper_names;
+  return std::string("<node><interface name='") + INTERFACE + "'><method name='" + METHOD +
+         "'><arg type='a{sv}' name='request' direction='in'/><arg type='a{sv}' name='reply' direction='out'/>"
+         "</method></interface></node>";
+}
 
 // What has been sent and is not answered yet, so that no user can fill the memory or keep others out.
 struct Load {
@@ -172,7 +174,7 @@ class Station : public std::enable_shared_from_this<Station> {
     m_bus = std::move(*bus);
     m_callers.emplace(*m_bus, [this](const std::string& name) { m_events.callerLeft(name); });
     static const GDBusInterfaceVTable TABLE{called, nullptr, nullptr, {}};
-    static GDBusNodeInfo* const INFO = g_dbus_node_info_new_for_xml(INTERFACE_XML, nullptr);
+    static GDBusNodeInfo* const INFO = g_dbus_node_info_new_for_xml(interfaceXml().c_str(), nullptr);
     GError* error = nullptr;
     m_object = g_dbus_connection_register_object(m_bus->connection(), helper_names::OBJECT, INFO->interfaces[0], &TABLE,
                                                  this, nullptr, &error);
@@ -326,6 +328,8 @@ class BusListeners : public MessageListeners {
     const auto station = m_station.lock();
     lock.unlock();
     if (!station) return done(failure("message", 0, "No helper listens"));
+    // polkit would take whoever has the process's id now for it.
+    if (caller.pid == 0) return done(failure("message", 0, "The process that connected has ended"));
     station->authorise(caller, right, mayAsk, std::move(done));
   }
 

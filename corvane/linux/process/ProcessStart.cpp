@@ -8,12 +8,24 @@
 
 namespace corvane {
 
+namespace {
+
+std::string procFile(pid_t pid, const char* name) {
+  std::ifstream file("/proc/" + std::to_string(pid) + "/" + name);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace
+
 std::optional<std::uint64_t> processStart(pid_t pid) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-  const std::string text(std::istreambuf_iterator<char>(file), {});
   ProcessInfo info;
-  if (!readProcessStat(text, {.tickNsec = 1}, info)) return std::nullopt;
+  if (!readProcessStat(procFile(pid, "stat"), {.tickNsec = 1}, info)) return std::nullopt;
   return info.started;
+}
+
+bool runsFor(pid_t pid, uid_t user) {
+  const auto details = readProcessStatus(procFile(pid, "status"));
+  return details && (details->realUid == user || details->savedUid == user);
 }
 
 }  // namespace corvane

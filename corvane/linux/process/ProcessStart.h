@@ -11,4 +11,7 @@ namespace corvane {
 /// std::nullopt if there is no such process.
 std::optional<std::uint64_t> processStart(pid_t pid);
 
+/// Whether a process runs for a user: as its real or saved user id.
+bool runsFor(pid_t pid, uid_t user);
+
 }  // namespace corvane

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "corvane/core/Files.h"
 #include "corvane/core/Log.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/Text.h"
@@ -270,7 +271,10 @@ class HelperServer::Service : public std::enable_shared_from_this<Service> {
     return 1;
   }
 
-  void report(const std::string& line) const { systemLog(m_label + ": " + line); }
+  void report(const std::string& line) const {
+    const WithoutSigpipe guard;  // the journal may be restarting
+    systemLog(m_label + ": " + line);
+  }
 
   const std::string m_label;
   const double m_idleSeconds;

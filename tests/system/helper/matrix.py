@@ -14,6 +14,7 @@ import subprocess
 import sys
 import time
 
+import dbus
 from gi.repository import Gio, GLib
 
 LABEL, OBJECT, INTERFACE = 'org.example.Helper', '/org/corvane/Helper', 'org.corvane.Helper1'
@@ -60,6 +61,19 @@ def perform(bus, operation):
             message.set_flags(Gio.DBusMessageFlags.NO_REPLY_EXPECTED | Gio.DBusMessageFlags.ALLOW_INTERACTIVE_AUTHORIZATION)
             bus.send_message(message, Gio.DBusSendMessageFlags.NONE)
         return bus.flush_sync()
+    if name == 'inherit':  # the process ends, and its connection lives on in a child; GDBus would not survive that
+        own = dbus.bus.BusConnection('unix:path=/run/dbus/system_bus_socket')
+        message = dbus.lowlevel.MethodCallMessage(LABEL, OBJECT, INTERFACE, 'Request')
+        message.append({argument: ''}, signature='a{sv}')
+        if os.fork():
+            os._exit(0)
+        print('pause', flush=True)
+        sys.stdin.readline()
+        try:
+            return own.send_message_with_reply_and_block(message, 5)
+        except dbus.DBusException as error:
+            print(error.get_dbus_name().rsplit('.')[-1], flush=True)
+            os._exit(0)
     if name == 'pause':  # until the test has done something
         print('pause', flush=True)
         return sys.stdin.readline()
@@ -92,7 +106,8 @@ def run(who, operations, meanwhile=None, program=CALLER, prefix=()):
     lines = []
     for line in process.stdout:
         if line == 'pause\n':
-            meanwhile()
+            process.poll()  # if it has ended, its id is free from now on
+            meanwhile(process.pid)
             process.stdin.write('\n')
             process.stdin.flush()
         else:
@@ -114,7 +129,7 @@ def helpers():
     return found
 
 
-def end_helper():
+def end_helper(_=None):
     for process in helpers():
         os.kill(process, signal.SIGKILL)
     wait_for(lambda: not helpers())
@@ -134,9 +149,17 @@ def reload_bus():
                     'org.freedesktop.DBus.ReloadConfig'], check=True, stdout=subprocess.DEVNULL)
 
 
-def replace_caller():
+def replace_caller(_):
     shutil.copy(CALLER, CALLER + '.new')
     os.rename(CALLER + '.new', CALLER)
+
+
+def take_id(process):
+    with open('/proc/sys/kernel/ns_last_pid', 'w') as last:
+        last.write(str(process - 1))
+    successor = subprocess.Popen([CALLER, '-c', 'import time; time.sleep(2)'])
+    if successor.pid != process:
+        sys.exit('the id is still in use')
 
 
 def restart(name, *command):
@@ -175,8 +198,10 @@ ROWS = [
     ('a program that is not a caller', 'yes', '+each echo stop', 'NotACaller NotACaller NotACaller', 0, '', {'program': sys.executable}),
     ('a caller replaced while it runs', 'none', 'echo pause echo', 'ok ok NotACaller', 0, 'echo', {'meanwhile': replace_caller}),
     ('a caller that a user owns meanwhile', 'none', 'echo pause echo pause echo', 'ok ok NotACaller ok ok', 0, 'echo echo',
-     {'meanwhile': lambda: os.chown(CALLER, 65534 - os.stat(CALLER).st_uid, 0)}),
+     {'meanwhile': lambda _: os.chown(CALLER, 65534 - os.stat(CALLER).st_uid, 0)}),
     ('a program mounted over a caller', 'root', 'echo', 'NotACaller', 0, '', {'prefix': MASK}),
+    ('a connection whose process has ended, while a process of root has its id', 'daemon', 'inherit:echo', 'NotACaller', 0, '',
+     {'meanwhile': take_id}),
     ('two keys, none, an unknown one', 'root', 'each&echo|(@a{sv} {},)|unknown', ' '.join(['UnknownRequest'] * 3), 0),
     ('wrong types', 'root', "('a',)|({'echo':'a'},)|({'echo':<1>},{'echo':<1>})|(1,)|({'echo':<(1,2)>},)|({'echo':<{1:2}>},)"
      "|({'echo':<@t 18446744073709551615>},)|({'echo':<@h 5>},)|({'stop':<1>},)|({'stop':<''>,'a':<1>},)",
@@ -196,7 +221,7 @@ ROWS = [
     ('a helper that does not answer', 'none', 'hang pause echo', 'Timeout ok ok', 0, 'hang echo', {'meanwhile': end_helper}),
     ('a user who sends descriptors', 'hang', 'files:each echo', 'ok ok', None, 'echo'),
     ('a user who floods, and another one', 'hang', 'silent:each echo pause', 'ok LimitsExceeded ok', None, 'each',
-     {'meanwhile': lambda: row('the other one', 'root', 'each', 'ok', 0)}),
+     {'meanwhile': lambda _: row('the other one', 'root', 'each', 'ok', 0)}),
 ]
 
 
@@ -241,7 +266,7 @@ def main(helper, files, policy):
     again = restart('polkitd', '/usr/lib/polkit-1/polkitd', '--no-debug')
     row('no polkit', 'daemon', '+each +undeclared allowed echo', ' '.join([REFUSED] * 3 + ['ok']), 0)
     again()
-    row('polkit is back', 'none', 'pause allowed', 'ok ok', 0, 'allowed', {'meanwhile': lambda: subprocess.run(
+    row('polkit is back', 'none', 'pause allowed', 'ok ok', 0, 'allowed', {'meanwhile': lambda _: subprocess.run(
         ['gdbus', 'wait', '--system', '--timeout', '10', 'org.freedesktop.PolicyKit1'], check=True)})
     again = restart('dbus-daemon', 'dbus-daemon', '--config-file=/usr/share/dbus-1/system.conf', '--nofork', '--nopidfile', '--nosyslog')
     wait_for(lambda: not helpers())
