@@ -193,6 +193,7 @@ def versions():
     for process in waiting:
         process.kill()
         process.wait()
+    eventually(lambda: not call('none', 'remove', 'org.example.v4').startswith('Busy'))
     expect('still installed', '4', installed())
     expect('removal', 'ok', call('yes', 'remove', LABEL))
     expect('left', r'\[\]', str(names(LABEL)))
@@ -208,7 +209,9 @@ def interruptions():
     for file in (f'{POLICIES}{LABEL}.conf', f'{ACTIONS}{LABEL}.policy', ours):
         xml.etree.ElementTree.parse(file)
     for action, wanted in ((LABEL + '.read', 'auth_admin_keep'), ('org.corvane.helpers.right', 'auth_admin')):
-        declared = subprocess.run(['pkaction', '--verbose', '--action-id', action], stdout=subprocess.PIPE, text=True)
+        command = ['pkaction', '--verbose', '--action-id', action]
+        eventually(lambda: subprocess.run(command, capture_output=True).returncode == 0)
+        declared = subprocess.run(command, stdout=subprocess.PIPE, text=True)
         expect(action, rf'.*any: +auth_admin\n.*inactive: +auth_admin\n.*active: +{wanted}\n.*', declared.stdout)
     for step, count in (('fsync', 8), ('renameat', 4)):
         for number in range(1, count + 1):
