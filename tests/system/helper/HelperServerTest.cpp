@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "corvane/core/MainQueue.h"
 #include "corvane/testing/FakePlatform.h"
 
