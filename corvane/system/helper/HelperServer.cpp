@@ -172,7 +172,8 @@ class HelperServer::Service : public std::enable_shared_from_this<Service> {
   }
 
   bool isGranted(const MessageCaller& caller, const Entry& entry) const {
-    return entry.ask == Ask::ONCE_PER_CONNECTION && m_clients.find(caller.name)->second.granted.contains(entry.right);
+    return entry.ask == Ask::ONCE_PER_CONNECTION && caller.pid != 0 &&
+           m_clients.find(caller.name)->second.granted.contains(entry.right);
   }
 
   static bool isStop(const Message& message, const std::string& key) {

@@ -77,7 +77,7 @@ TEST_F(HelperServerTest, a_right_is_remembered_for_its_key_and_caller_alone) {
   const auto sendAll = [&] { send("once"), send("right"), send("once", FakeMessageListeners::caller(":1.2")); };
   run({[&] { send("once"); }, [&] { listeners.decide(); }, sendAll, [&] { listeners.leave(":1.1"); },
        [&] { listeners.leave(":1.2"); }});
-  EXPECT_EQ(outcome(1) + outcome(2) + outcome(3), "oknonenone");
+  EXPECT_EQ(outcome(1) + outcome(2) + outcome(3) + outcome(4), "oknonenonenone");
 }
 
 TEST_F(HelperServerTest, what_came_before_the_end_is_answered) {
