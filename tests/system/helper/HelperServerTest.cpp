@@ -74,7 +74,11 @@ TEST_F(HelperServerTest, who_has_left_gets_nothing) {
 }
 
 TEST_F(HelperServerTest, a_right_is_remembered_for_its_key_and_caller_alone) {
-  const auto sendAll = [&] { send("once"), send("right"), send("once", FakeMessageListeners::caller(":1.2")); };
+  const auto sendAll = [&] {
+    MessageCaller heir = FakeMessageListeners::caller();
+    heir.pid = 0;  // of a process that has ended
+    send("once"), send("right"), send("once", FakeMessageListeners::caller(":1.2")), send("once", heir);
+  };
   run({[&] { send("once"); }, [&] { listeners.decide(); }, sendAll, [&] { listeners.leave(":1.1"); },
        [&] { listeners.leave(":1.2"); }});
   EXPECT_EQ(outcome(1) + outcome(2) + outcome(3) + outcome(4), "oknonenonenone");
