@@ -120,6 +120,7 @@ class CORVANE_API Message {
 /// What can be sent. A message beyond a limit is refused before it is sent, with an error that names the limit.
 struct MessageLimits {
   static constexpr std::size_t BYTES = std::size_t{31} << 20;  ///< of the whole message, encoded
+  static constexpr std::size_t VALUES = 100'000;               ///< in all dictionaries and arrays together
   static constexpr std::size_t DESCRIPTORS = 16;
   static constexpr std::size_t DEPTH = 20;  ///< levels of dictionaries and arrays, the outermost included
 };

@@ -118,6 +118,8 @@ TEST_F(MessageConnectionTest, carries_what_the_limits_allow_and_survives_the_res
       {nested(20, false, Date{1})},
       {nested(20, true, Date{1})},
       {nested(21, false, 1), "20 levels"},
+      {Dictionary{{"k", Array(99'999, 1)}}},
+      {Dictionary{{"k", Array(100'000, 1)}}, "100000 values"},
       {Dictionary{{"k", Array(17, file)}}, "16 file descriptors"},
       {Dictionary{{"k", SharedDescriptor(-1)}}, "descriptor of the message"},
       {Dictionary{{"\xff", 1}}, "UTF-8"},
@@ -249,6 +251,9 @@ TEST(MessageConnections, refuse_a_helper_that_is_not_roots) {
 }
 
 TEST(MessageCodec, reads_what_strangers_send) {
+  std::string many = "{'k': <[<1>";
+  for (std::size_t i = 1; i < MessageLimits::VALUES; ++i) many += ",<1>";
+  many += "]>}";
   const struct {
     const char* sent;
     Message read;            // the value of "k"
@@ -272,13 +277,14 @@ TEST(MessageCodec, reads_what_strangers_send) {
       {"{'k': <handle -1>}", {}, "descriptor that did not come"},
       {"{'k': <[<handle 2147483647>]>}", {}, "descriptor that did not come"},
       {"{'k':<[<[<[<[<[<[<[<[<[<[<[<[<[<[<[<[<[<[<[<@av []>]>]>]>]>]>]>]>]>]>]>]>]>]>]>]>]>]>]>]>}", {}, "20 levels"},
+      {many.c_str(), {}, "100000 values"},
       {"({'k': <1>},)", {}, "not a dictionary"},
       {"@a{ss} {}", {}, "not a dictionary"},
   };
   for (const auto& row : rows) {
     const glib::Ptr<GVariant> sent(g_variant_ref_sink(g_variant_new_parsed(row.sent)));
     const auto message = decode(sent.get(), nullptr);
-    ASSERT_EQ(message.has_value(), !*row.error) << row.sent;
+    ASSERT_EQ(message.has_value(), !*row.error) << &row - rows;
     if (message)
       EXPECT_TRUE(*message->find("k") == row.read) << row.sent;
     else

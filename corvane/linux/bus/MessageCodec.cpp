@@ -23,6 +23,11 @@ std::string tooDeep() {
   return "The message has more than " + std::to_string(MessageLimits::DEPTH) + " levels of dictionaries and arrays";
 }
 
+// Each takes memory of its own, far more than in the message.
+std::string tooMany() {
+  return "The message holds more than " + std::to_string(MessageLimits::VALUES) + " values";
+}
+
 class Builder {
  public:
   explicit Builder(const GVariantType* type) { g_variant_builder_init(&m_builder, type); }
@@ -124,6 +129,7 @@ class Encoder {
   }
 
   GVariant* value(const Message& content) {
+    if (++m_values > MessageLimits::VALUES) return fail(tooMany());
     if (const auto* entries = content.asDictionary()) return countVariant(5, 1, 0) ? dictionary(*entries) : nullptr;
     if (const auto* elements = content.asArray()) return countVariant(2, 4, 4) ? array(*elements) : nullptr;
     if (const auto* string = content.asString()) return countVariant(1, 1, 0) ? text(*string) : nullptr;
@@ -146,6 +152,7 @@ class Encoder {
   }
 
   std::size_t m_bytes = 0;
+  std::size_t m_values = 0;
   std::size_t m_depth = 0;
   std::string m_error;
   glib::Ptr<GUnixFDList> m_descriptors;
@@ -180,7 +187,7 @@ class Decoder {
     if (++m_depth > MessageLimits::DEPTH) return unusable(tooDeep());
     Message::Array elements;
     GVariantIter each;
-    elements.reserve(g_variant_iter_init(&each, variant));
+    g_variant_iter_init(&each, variant);
     GVariant* content = nullptr;
     while (g_variant_iter_next(&each, "v", &content)) {
       const glib::Ptr<GVariant> owner(content);
@@ -228,6 +235,7 @@ class Decoder {
   }
 
   Result<Message> value(GVariant* variant) {
+    if (++m_values > MessageLimits::VALUES) return unusable(tooMany());
     switch (g_variant_classify(variant)) {
       case G_VARIANT_CLASS_BOOLEAN:
         return Message(g_variant_get_boolean(variant) != FALSE);
@@ -265,6 +273,7 @@ class Decoder {
 
   GUnixFDList* const m_list;
   std::vector<std::optional<SharedDescriptor>> m_descriptors;
+  std::size_t m_values = 0;
   std::size_t m_depth = 0;
 };
 
