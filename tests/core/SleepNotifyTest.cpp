@@ -171,7 +171,8 @@ TEST_F(SleepNotifyTest, TheScreenSaverServiceReportsTheScreens) {
 TEST_F(SleepNotifyTest, TheXServersScreenSaverReportsTheScreens) {
   PrivateBus bus;
   const std::string display = ":" + std::to_string(100 + getpid() % 20'000);
-  const Child server({"Xvfb", display, "-screen", "0", "320x200x24", "-nolisten", "tcp"});
+  // A server that resets when its last client leaves may take a new one for one of those.
+  const Child server({"Xvfb", display, "-screen", "0", "320x200x24", "-nolisten", "tcp", "-noreset"});
   home.set("DISPLAY", display.c_str());
   const auto xset = [](const char* what) {
     return std::system(("xset " + std::string(what) + " >/dev/null 2>&1").c_str()) == 0;

@@ -79,7 +79,7 @@ class Desktop {
     ASSERT_NE(fcntl(ends[1], F_SETFD, 0), -1);
     // It dies with the test, however that ends.
     Names command = {"setpriv", "--pdeathsig", "KILL",       "Xvfb",      "-displayfd", std::to_string(ends[1]),
-                     "-screen", "0",           "640x400x24", "-nolisten", "tcp"};
+                     "-screen", "0",           "640x400x24", "-nolisten", "tcp",        "-noreset"};
     if (!display.empty()) command.push_back(display);
     server = std::make_unique<Child>(command);
     close(ends[1]);
