@@ -155,12 +155,6 @@ Result<std::optional<FileIdentity>> HelperStore::install(const std::string& labe
   return identityIn(*replaced);
 }
 
-Result<std::optional<FileIdentity>> HelperStore::installed(const std::string& label) {
-  const auto places = Places::open();
-  if (!places) return tl::unexpected(places.error());
-  return programIn(places->helpers, label).map(identityIn);
-}
-
 Result<bool> HelperStore::knows(const std::string& label) {
   const auto places = Places::open();
   if (!places) return tl::unexpected(places.error());

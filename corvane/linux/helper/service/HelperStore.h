@@ -29,9 +29,6 @@ class HelperStore {
   static Result<std::optional<FileIdentity>> install(const std::string& label, const HelperInfo& info,
                                                      const HelperImage& image);
 
-  /// The installed program; std::nullopt if there is none.
-  static Result<std::optional<FileIdentity>> installed(const std::string& label);
-
   /// Whether anything of the helper is installed.
   static Result<bool> knows(const std::string& label);
 
