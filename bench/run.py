@@ -34,7 +34,7 @@ LIMITS = {"one exchange", "futex", "swap-batched deque", "futex ping-pong", "pip
           "localtime_r alone", "empty program", "fgets", "vector of functions", "two hand-overs", "two clock readings",
           "openat + read of each stat", "std::binary_search", "posix_spawn",
           "posix_spawn with a pipe", "bare Inhibit and close", "bare ListInhibitors",
-          "bare GDBus"}
+          "bare GDBus", "hash look-up + clock"}
 
 BARS = [
     Bar("lock.alone", "lock + unlock", "time", "ns", 1.05, "pthread_mutex"),
@@ -92,6 +92,7 @@ BARS = [
     Bar("power.hold", "power assertion, held and released", "time", "ns", 1.1, "bare Inhibit and close"),
     Bar("power.list", "list of 20 power assertions", "time", "ns", 1.2, "bare ListInhibitors"),
     Bar("helper", "request to a helper, round trip", "time", "ns", 1.3, "bare GDBus"),
+    Bar("icons.hit", "icon of one of 5,000 paths, from the cache", "time", "ns", 2.0, "hash look-up + clock"),
     Bar("memory.idle", "idle with the master timer, resident above an empty program", "rss", "KiB", 8192,
         "above empty program"),
     Bar("memory.repeater", "a stopped repeater", "bytes", "bytes", 400, "figure", corvane="stopped"),

@@ -1,4 +1,4 @@
-# cmake --install: libraries, headers, the CMake package and the pkg-config file.
+# cmake --install: libraries, headers, the CMake package and the pkg-config files.
 
 set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Corvane)
 
@@ -7,12 +7,20 @@ install(TARGETS corvane-core corvane-infra corvane-algorithms corvane-system cor
 # Without the backend, and without the headers that only the library's own sources include.
 install(DIRECTORY corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h"
-  PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE
+  PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE PATTERN "ui" EXCLUDE
   PATTERN "PartitionNames.h" EXCLUDE PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE
   PATTERN "ProgramName.h" EXCLUDE
   PATTERN "Schedule.h" EXCLUDE PATTERN "SharedInstance.h" EXCLUDE PATTERN "SortedChunks.h" EXCLUDE
   PATTERN "Thread.h" EXCLUDE)
 install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
+set(packages corvane corvane-testing)
+if(CORVANE_UI)
+  # Apart, so that only programs that ask for it need Qt.
+  install(TARGETS corvane-ui EXPORT CorvaneUiTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(DIRECTORY corvane/ui DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvane FILES_MATCHING PATTERN "*.h" PATTERN "resources" EXCLUDE)
+  install(EXPORT CorvaneUiTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
+  list(APPEND packages corvane-ui)
+endif()
 
 configure_package_config_file(cmake/CorvaneConfig.cmake.in ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
   INSTALL_DESTINATION ${packageFolder})
@@ -23,7 +31,7 @@ install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake ${PROJECT_BINARY_DIR}/Co
 
 # Relative to the file itself, so that the installed tree can be moved.
 file(RELATIVE_PATH CORVANE_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-foreach(package IN ITEMS corvane corvane-testing)
+foreach(package IN LISTS packages)
   configure_file(cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()

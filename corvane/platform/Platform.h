@@ -11,6 +11,7 @@
 #include "corvane/platform/DefaultsStore.h"
 #include "corvane/platform/DeviceRegistry.h"
 #include "corvane/platform/DiskService.h"
+#include "corvane/platform/DisplayServer.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Folders.h"
 #include "corvane/platform/FontBook.h"
@@ -84,6 +85,7 @@ struct Platform {
   ServiceSlot<RunningApplications> runningApplications;
   ServiceSlot<DeviceRegistry> deviceRegistry;
   ServiceSlot<DiskService> diskService;
+  ServiceSlot<DisplayServer> displayServer;
   ServiceSlot<PowerManager> powerManager;
   ServiceSlot<Authorization> authorization;
   ServiceSlot<HelperInstaller> helperInstaller;

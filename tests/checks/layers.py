@@ -38,6 +38,8 @@ CALL = re.compile(
     r"|(epoll|inotify|pidfd|timerfd|posix_spawn_file_actions_addclosefrom)_\w+\s*\(|pthread_(get|set)(name|affinity)_np"
     r"|program_invocation_\w+|CLOCK_(BOOTTIME|MONOTONIC_COARSE|REALTIME_COARSE)|O_(PATH|TMPFILE)|SOCK_CLOEXEC|MSG_NOSIGNAL"
     r"|g_[a-z]+_\w+\s*\()")
+QT = re.compile(r"<Q\w+")  # for the user interface only, so that daemons and commands stay light
+WITH_QT = ("corvane/ui/", "apps/inspector/window/")
 FOLDER = re.compile(r'"/(proc|sys)/')  # the Inspector's readings may name them: they are found missing at run time
 APART = {"apps/inspector/live/MainLoopSource.cpp"}  # a source of the main loop that Linux has
 
@@ -71,6 +73,8 @@ def problems(name: str, text: str):
         header = re.match(r"\s*#\s*include\s+(<.*>)", line)
         if header and HEADER.match(header.group(1)):
             yield number, f"{header.group(1)} is for the backend only"
+        if header and QT.match(header.group(1)) and not name.startswith(WITH_QT):
+            yield number, f"{header.group(1)} is for the user interface only"
         for call in [*CALL.finditer(line), *(FOLDER.finditer(line) if here else [])]:
             yield number, f"{call.group().rstrip(' (')} is for the backend only"
 

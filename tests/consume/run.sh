@@ -89,6 +89,7 @@ cp -r "$work/ticker.resources" "$work/loop.resources"
 "$work/simulation" | diff <(block pid text 1) -
 "$work/layout" | diff <(block layout text 1) -
 
+<<<<<<< HEAD
 echo "-- the guide's helper and its application; a version that is no number fails the build"
 mkdir "$work/backup"
 block helper cpp 1 >"$work/backup/helper.cpp"
@@ -108,6 +109,26 @@ ldd "$work/backup/installed/share/backup/LaunchServices/org.example.Backup.helpe
 sed -i 's/VERSION 1$/VERSION 1.5/' "$work/backup/CMakeLists.txt"
 if "$cmake" --build "$work/backup/build" >"$work/backup/log"; then exit 1; fi
 grep -q 'no version that is a whole number' "$work/backup/log"
+=======
+qt=
+if [ -e "$prefix/$libdir/pkgconfig/corvane-ui.pc" ]; then
+  echo "-- the example of the guide to the user interface, with find_package and with pkg-config"
+  mkdir "$work/app3"
+  block ui cpp 1 >"$work/app3/main.cpp"
+  { echo 'cmake_minimum_required(VERSION 3.25)'; echo 'project(Files LANGUAGES CXX)'; block ui cmake 1; } >"$work/app3/CMakeLists.txt"
+  "$cmake" -S "$work/app3" -B "$work/app3/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
+    >/dev/null
+  "$cmake" --build "$work/app3/build" >/dev/null
+  qt=$(pkg-config --cflags corvane-ui | sed 's/-I/-isystem /g')
+  # shellcheck disable=SC2046
+  "$compiler" -std=c++20 -fPIC "$work/app3/main.cpp" -o "$work/files" $(pkg-config --cflags --libs corvane-ui) $flags
+  for program in "$work/app3/build/files" "$work/files"; do
+    QT_QPA_PLATFORM=offscreen "$program" --once | grep -qx '/nowhere has no icon'
+  done
+  echo "-- programs without a user interface need no Qt"
+  ! ldd "$work/ticker" | grep Qt
+fi
+>>>>>>> 6c49419 (User interface: library with screens and the icon cache)
 
 echo "-- the C headers, as C11"
 for header in "$prefix"/include/corvane/{,system/}*/*_c.h "$prefix"/include/corvane/system/procinfo/*.h; do
@@ -115,5 +136,5 @@ for header in "$prefix"/include/corvane/{,system/}*/*_c.h "$prefix"/include/corv
 done
 echo "-- every C++ header on its own"
 (cd "$prefix/include" && find corvane -name '*.h' ! -name '*_c.h') | xargs -P "$(nproc)" -I{} sh -c \
-  'echo "#include \"{}\"" | "$0" -std=c++20 -Wall -Wextra -Wpedantic -Werror -I"$1" -xc++ -fsyntax-only - || exit 255' \
-  "$compiler" "$prefix/include"
+  'echo "#include \"{}\"" | "$0" -std=c++20 -Wall -Wextra -Wpedantic -Werror -I"$1" $2 -xc++ -fsyntax-only - || exit 255' \
+  "$compiler" "$prefix/include" "$qt"
