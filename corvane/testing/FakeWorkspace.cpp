@@ -15,6 +15,7 @@ Result<std::string> find(const std::map<std::string, std::string>& map, const st
 }  // namespace
 
 Result<std::string> FakeWorkspace::iconFile(const std::string& path, int) {
+  ++iconLookups;
   return find(icons, path);
 }
 

@@ -17,6 +17,7 @@ class CORVANE_API FakeWorkspace : public Workspace {
   std::map<std::string, std::string> applications;  ///< identifier → path
   std::optional<Error> error;                       ///< if set, every call fails with it
   std::vector<std::string> calls;                   ///< "launch a.b.App", "open /path", "reveal /path" in order
+  int iconLookups = 0;                              ///< how often it was asked for an icon
 
   Result<std::string> iconFile(const std::string& path, int size) override;
   Result<std::string> applicationPath(const std::string& identifier) override;

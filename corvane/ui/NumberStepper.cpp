@@ -175,6 +175,8 @@ void NumberStepper::setAccessibleName(const QString& name) {
 }
 
 bool NumberStepper::eventFilter(QObject* object, QEvent* event) {
+  // Others also come while a widget is being destroyed.
+  if (event->type() != QEvent::Wheel && event->type() != QEvent::KeyPress) return false;
   if (!m_text || !m_stepper) return false;
   if (event->type() == QEvent::Wheel) {
     if (!m_text->hasFocus()) {

@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QWidget>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -10,7 +11,6 @@
 #include "corvane/platform/Export.h"
 
 class QLineEdit;
-class QWidget;
 
 namespace corvane {
 
