@@ -57,6 +57,7 @@ TEST_F(IconCacheTest, EntriesLastForAMinuteAfterTheLastUseAndMissingOnesAfterThe
 TEST_F(IconCacheTest, UsesPicturesThatAreSound) {
   const std::string good = contentOf(png("good", 300, 100, Qt::red));
   const std::string svg = "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 20 10' ";
+  png("wide", 4096, 1, Qt::red);
   png("wider", 4097, 1, Qt::red);
   for (const auto& [link, target] : {std::pair("link", "good"), {"circle", "circle"}})
     fs::create_symlink(target, home.path() / link);
@@ -67,9 +68,10 @@ TEST_F(IconCacheTest, UsesPicturesThatAreSound) {
   home.write("svg", svg + "/>");
   home.write("huge", svg + "width='100000' height='9'/>");
   IconCache cache;
-  for (const char* name : {"red", "link", "svg", "wider", "huge", "vast", "cut", "circle", "pipe", "."}) {
+  for (const char* name : {"red", "link", "svg", "wide", "wider", "huge", "vast", "cut", "circle", "pipe", "."}) {
     desktop.icons[name] = home / name;
-    const std::map<std::string, QSize> sizes = {{"red", {8, 8}}, {"link", {128, 42}}, {"svg", {128, 64}}};
+    const std::map<std::string, QSize> sizes = {
+        {"red", {8, 8}}, {"link", {128, 42}}, {"svg", {128, 64}}, {"wide", {128, 1}}};
     EXPECT_EQ(cache.icon(name).size(), sizes.contains(name) ? sizes.at(name) : QSize(0, 0)) << name;
   }
 }
