@@ -89,9 +89,11 @@ TEST(X11ScreenTest, NamesAndVisibleFramesFollowDisplaysAndPanels) {
   becomes({0, 30, 800, 830}, {800, 0, 740, 860});
 
   const Screen right = screenNamed("RIGHT");
+  EXPECT_GT(right.screenNumber() ^ screenNamed("LEFT").screenNumber(), 0U);
   run("xrandr --delmonitor RIGHT");
   EXPECT_TRUE(QTest::qWaitFor([&] { return right.isEmpty() && !changes.isEmpty(); }));
   EXPECT_EQ(right.displayNameNumber(), "Unknown 0");
+  EXPECT_EQ(right.screenNumber(), 0U);
 }
 
 }  // namespace
