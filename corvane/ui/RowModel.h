@@ -26,11 +26,11 @@ struct RowColumn {
   QString title;  ///< for people
   std::function<QString(const Row&)> text;  ///< what is shown and copied
   /// The order of the rows; without it users cannot sort by this column.
-  std::function<bool(const Row&, const Row&)> isLess = {};
+  std::function<bool(const Row&, const Row&)> isLess{};  // not "= {}", which g++ 12 cannot compile
   /// Numbers stand at the trailing edge, and the first click on their header puts the largest first.
   bool isNumber = false;
   /// Icons, tooltips, fonts and so on, by Qt::ItemDataRole; an invalid value where there is none.
-  std::function<QVariant(const Row&, int role)> other = {};
+  std::function<QVariant(const Row&, int role)> other{};
 };
 
 /// A table's rows, held by value and replaced all at once, for lists that are taken anew now and then: tens of
