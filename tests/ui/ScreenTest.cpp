@@ -1,16 +1,13 @@
 #include "corvane/ui/Screen.h"
 
 #include <gtest/gtest.h>
-#include <xcb/randr.h>
 
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 #include <QWidget>
-#include <numeric>
 
-#include "corvane/linux/x11/X11Connection.h"
 #include "corvane/testing/FakePlatform.h"
+#include "tests/support/Displays.h"
 
 namespace corvane {
 namespace {
@@ -21,32 +18,18 @@ Screen screenNamed(const char* name) {
   return {};
 }
 
-// What a display of the manufacturer "COR" says about itself.
-std::vector<std::uint8_t> idData(std::uint8_t serial, const std::string& name) {
-  std::vector<std::uint8_t> data = {0, 255, 255, 255, 255, 255, 255, 0, 0x0D, 0xF2, 0, 0, serial, 1, 0, 0xEE, 0, 0, 1};
-  data.resize(128);
-  data[57] = name.empty() ? 0x10 : 0xFC;
-  std::ranges::copy(name + '\n', data.begin() + 59);
-  data[127] = static_cast<std::uint8_t>(-std::accumulate(data.begin(), data.end(), 0));
-  return data;
-}
-
 TEST(ScreenTest, ScreensHaveTheNamesThatTheirDisplaysTell) {
   FakePlatform fake;
   for (const auto& [connector, name] :
        {std::pair("/card0-DP-1", "Wide 34"), {"/card0-eDP-1", ""}, {"/card0-HDMI-A-2", "No"}})
     fake.deviceRegistry->devices.push_back(
-        {"", {"IODisplayConnect"}, {{"DEVPATH", connector}, {"IODisplayEDID", Data{idData(7, name)}}}});
+        {"", {"IODisplayConnect"}, {{"DEVPATH", connector}, {"IODisplayEDID", Data{displayData(7, name)}}}});
   const std::map<const char*, std::string> names = {
       {"DP-1", "Wide 34 3992977671"}, {"eDP-1", "COR eDP-1 3992977671"}, {"HDMI-A-1", "Unknown 0"}};
   for (const auto& [name, displayName] : names) {
     EXPECT_EQ(screenNamed(name).displayNameNumber(), displayName);
     EXPECT_EQ(screenNamed(name).visibleFrame(), screenNamed(name).qScreen()->geometry());
   }
-}
-
-void run(const QString& command) {
-  EXPECT_EQ(QProcess::execute("sh", {"-c", command}), 0) << command.toStdString();
 }
 
 // Two monitors side by side, of which the left one has an output; panels come and go; the right one is unplugged.
@@ -62,13 +45,7 @@ TEST(X11ScreenTest, NamesAndVisibleFramesFollowDisplaysAndPanels) {
   };
   run("xrandr --setmonitor LEFT 800/200x900/200+0+0 screen --setmonitor RIGHT 800/200x900/200+800+0 none");
   becomes({0, 0, 800, 900}, {800, 0, 800, 900});
-  const auto x = X11Connection::open(qEnvironmentVariable("DISPLAY").toStdString());
-  const auto outputs = x->answer(xcb_randr_get_screen_resources_current_reply,
-                                 xcb_randr_get_screen_resources_current(x->get(), x->root()));
-  const auto edid = x->answer(xcb_intern_atom_reply, xcb_intern_atom(x->get(), 0, 4, "EDID"));
-  xcb_randr_change_output_property(x->get(), *xcb_randr_get_screen_resources_current_outputs(outputs.get()), edid->atom,
-                                   XCB_ATOM_INTEGER, 8, XCB_PROP_MODE_REPLACE, 128, idData(7, "Wide 34").data());
-  xcb_flush(x->get());
+  connectDisplay(displayData(7, "Wide 34"));
   EXPECT_TRUE(QTest::qWaitFor([] { return screenNamed("LEFT").displayNameNumber() == "Wide 34 3992977671"; }));
 
   const auto panel = [](const QString& property, const QString& strut) {
