@@ -61,6 +61,9 @@ class CORVANE_API RepeaterStatsWindow : public QObject,
   /// Null once it has been closed. It is deleted then.
   QMainWindow* window() const { return m_window; }
 
+  /// Takes the statistics anew and shows them, as happens once a second; takes them only, if nothing is to be shown.
+  void refresh();
+
   /// Resets the statistics of every repeater, as MasterTimer::resetStats() does; the button does it, too.
   void resetStats();
 
@@ -79,7 +82,6 @@ class CORVANE_API RepeaterStatsWindow : public QObject,
   std::vector<RowColumn<Stats>> columns() const;
   void windowDidLoad();
   void windowWillClose();
-  void refresh();
   void reload();
 
   QLocale m_locale;
