@@ -76,13 +76,15 @@ std::vector<RowColumn<Repeater::repeater_stats>> RepeaterStatsWindow::columns() 
 }
 
 void RepeaterStatsWindow::windowDidLoad() {
+  const bool isOnlyOne = !shared();
   setShared(shared_from_this());
-  m_window = new QMainWindow;
+  m_window = new ScreenWindow;
   m_window->setAttribute(Qt::WA_DeleteOnClose);
   m_window->installEventFilter(this);
   connect(m_window, &QObject::destroyed, this, &RepeaterStatsWindow::windowWillClose);
   Ui::RepeaterStats interface;
   interface.setupUi(m_window);
+  if (isOnlyOne) m_window->setFrameAutosaveName("RepeaterStats");  // not on top of the other one
   connect(new QShortcut(QKeySequence::Close, m_window), &QShortcut::activated, m_window, &QWidget::close);
   connect(interface.reset, &QPushButton::clicked, this, &RepeaterStatsWindow::resetStats);
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QLocale>
-#include <QMainWindow>
 #include <QObject>
 #include <QPointer>
 #include <memory>
@@ -13,6 +12,7 @@
 #include "corvane/platform/Export.h"
 #include "corvane/ui/NumberStepper.h"
 #include "corvane/ui/RowModel.h"
+#include "corvane/ui/ScreenWindow.h"
 
 namespace corvane {
 
@@ -49,7 +49,7 @@ class CORVANE_API RepeaterStatsWindow : public QObject,
   Q_OBJECT
 
  public:
-  /// Opens another window, and puts it into shared().
+  /// Opens another window, and puts it into shared(). It opens where one was closed, unless another is open.
   static void show();
 
   /// The open window; null if there is none. It is the last one opened, and null once any one has been closed.
@@ -59,7 +59,7 @@ class CORVANE_API RepeaterStatsWindow : public QObject,
   ~RepeaterStatsWindow() override;
 
   /// Null once it has been closed. It is deleted then.
-  QMainWindow* window() const { return m_window; }
+  ScreenWindow* window() const { return m_window; }
 
   /// Takes the statistics anew and shows them, as happens once a second; takes them only, if nothing is to be shown.
   void refresh();
@@ -88,7 +88,7 @@ class CORVANE_API RepeaterStatsWindow : public QObject,
   RowModel<Stats, NameOf> m_stats;
   std::optional<std::vector<Stats>> m_latest;  // until they are shown
   std::shared_ptr<Repeater> m_timer;
-  QPointer<QMainWindow> m_window;
+  QPointer<ScreenWindow> m_window;
   QPointer<TableView> m_table;
   QPointer<NumberStepper> m_average_interval;
 };
