@@ -25,6 +25,7 @@ INSPECTOR = {
     "svg": ["model", "text"],
     "terminal": ["text"],
     "live": ["model", "text", "terminal"],
+    "window": ["model", "text", "svg"],
 }
 
 # Headers and calls that other POSIX systems lack, or that belong to a library which only a backend may use.
@@ -41,7 +42,7 @@ CALL = re.compile(
 QT = re.compile(r"<Q\w+")  # for the user interface only, so that daemons and commands stay light
 WITH_QT = ("corvane/ui/", "apps/inspector/window/")
 FOLDER = re.compile(r'"/(proc|sys)/')  # the Inspector's readings may name them: they are found missing at run time
-APART = {"apps/inspector/live/MainLoopSource.cpp"}  # a source of the main loop that Linux has
+APART = {"apps/common/MainLoopSource.cpp"}  # a source of the main loop that Linux has
 
 
 def layer(path: str) -> str:

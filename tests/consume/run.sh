@@ -89,7 +89,6 @@ cp -r "$work/ticker.resources" "$work/loop.resources"
 "$work/simulation" | diff <(block pid text 1) -
 "$work/layout" | diff <(block layout text 1) -
 
-<<<<<<< HEAD
 echo "-- the guide's helper and its application; a version that is no number fails the build"
 mkdir "$work/backup"
 block helper cpp 1 >"$work/backup/helper.cpp"
@@ -109,7 +108,7 @@ ldd "$work/backup/installed/share/backup/LaunchServices/org.example.Backup.helpe
 sed -i 's/VERSION 1$/VERSION 1.5/' "$work/backup/CMakeLists.txt"
 if "$cmake" --build "$work/backup/build" >"$work/backup/log"; then exit 1; fi
 grep -q 'no version that is a whole number' "$work/backup/log"
-=======
+
 qt=
 if [ -e "$prefix/$libdir/pkgconfig/corvane-ui.pc" ]; then
   echo "-- the example of the guide to the user interface, with find_package and with pkg-config"
@@ -128,7 +127,6 @@ if [ -e "$prefix/$libdir/pkgconfig/corvane-ui.pc" ]; then
   echo "-- programs without a user interface need no Qt"
   ! ldd "$work/ticker" | grep Qt
 fi
->>>>>>> 6c49419 (User interface: library with screens and the icon cache)
 
 echo "-- the C headers, as C11"
 for header in "$prefix"/include/corvane/{,system/}*/*_c.h "$prefix"/include/corvane/system/procinfo/*.h; do

@@ -8,9 +8,10 @@
 #include <memory>
 #include <utility>
 
+#include "apps/common/EndSignals.h"
+#include "apps/common/MainLoopSource.h"
 #include "apps/common/Output.h"
 #include "apps/inspector/live/LiveView.h"
-#include "apps/inspector/live/MainLoopSource.h"
 #include "apps/inspector/live/ViewSettings.h"
 #include "apps/inspector/model/LocalSource.h"
 #include "apps/inspector/terminal/Screen.h"
@@ -24,24 +25,6 @@
 namespace corvane::inspector {
 
 namespace {
-
-/// The signals that end the program.
-class EndSignals {
- public:
-  /// The signal that has arrived; 0 if none.
-  int received() const { return m_received; }
-
-  void end(int number) {
-    m_received = number;
-    MainLoop::quit();
-  }
-
- private:
-  int m_received = 0;
-  MainLoopSource m_hangup = MainLoopSource::signal(SIGHUP, [this] { end(SIGHUP); });
-  MainLoopSource m_interrupt = MainLoopSource::signal(SIGINT, [this] { end(SIGINT); });
-  MainLoopSource m_terminate = MainLoopSource::signal(SIGTERM, [this] { end(SIGTERM); });
-};
 
 /// Called when settings change; its name is shown on the broadcaster page.
 struct SettingsReload {
@@ -136,7 +119,7 @@ int view(const Arguments& arguments) {
   int received = 0;
   int status = 0;
   {
-    EndSignals signals;
+    EndSignals signals(MainLoop::quit);
     status = run(*options, signals);
     received = signals.received();
   }

@@ -4,7 +4,7 @@
 
 struct _GSource;
 
-namespace corvane::inspector {
+namespace corvane {
 
 /// A callback on the main loop, for as long as the object lives. On the main queue only. An exception that leaves a
 /// callback ends the process.
@@ -30,4 +30,4 @@ class MainLoopSource {
   _GSource* m_source = nullptr;
 };
 
-}  // namespace corvane::inspector
+}  // namespace corvane

@@ -1,10 +1,10 @@
-#include "apps/inspector/live/MainLoopSource.h"
+#include "apps/common/MainLoopSource.h"
 
 #include <glib-unix.h>
 
 #include <utility>
 
-namespace corvane::inspector {
+namespace corvane {
 
 // Owned by the GLib source, because it may be in a callback when the MainLoopSource is destroyed.
 struct MainLoopSource::Callbacks {
@@ -52,4 +52,4 @@ MainLoopSource& MainLoopSource::operator=(MainLoopSource&& other) noexcept {
   return *this;
 }
 
-}  // namespace corvane::inspector
+}  // namespace corvane

@@ -1,0 +1,207 @@
+#include "apps/inspector/window/MainWindow.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QHBoxLayout>
+#include <QListWidget>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QStackedWidget>
+#include <QWindow>
+
+#include "apps/inspector/window/PageIcon.h"
+#include "apps/inspector/window/Pages.h"
+#include "corvane/infra/Bundle.h"
+#include "corvane/infra/settings/DefaultSettings.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+constexpr char PAGE[] = "window.page";
+constexpr double TICK = 1;  // seconds
+
+}  // namespace
+
+MainWindow::MainWindow(Source& source)
+    : m_source(source),
+      m_list(new QListWidget),
+      m_stack(new QStackedWidget),
+      m_pages(pageKinds().size()),
+      m_clock(std::make_shared<Repeater>("window")) {
+  setWindowTitle(QStringLiteral("Corvane Inspector"));
+  m_list->setAccessibleName(tr("Pages"));
+  m_list->setFrameShape(QFrame::NoFrame);
+  m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  m_list->setUniformItemSizes(true);
+  m_list->viewport()->setAutoFillBackground(false);
+  for (const PageKind& kind : pageKinds()) {
+    auto* const item = new QListWidgetItem(QCoreApplication::translate("Page", kind.title), m_list);
+    const int height = fontMetrics().height() * 2;
+    item->setSizeHint(QSize(fontMetrics().horizontalAdvance(item->text()) + 3 * height, height));
+  }
+  m_list->setIconSize(QSize(20, 20));
+  m_list->setFixedWidth(m_list->sizeHintForColumn(0));
+  drawIcons();
+  auto* const body = new QWidget;
+  auto* const layout = new QHBoxLayout(body);
+  layout->setContentsMargins({});
+  layout->setSpacing(0);
+  auto* const side = new QVBoxLayout;
+  side->setContentsMargins(6, 6, 6, 6);
+  side->addWidget(m_list);
+  layout->addLayout(side);
+  layout->addWidget(m_stack, 1);
+  setCentralWidget(body);
+  makeMenus();
+  connect(m_list, &QListWidget::currentRowChanged, this, &MainWindow::showRow);
+  resize(1080, 720);
+  setFrameAutosaveName(QStringLiteral("Inspector"));
+  if (!showPage(QString::fromStdString(Defaults.loadString(PAGE, "")))) m_list->setCurrentRow(0);
+  m_clock->start(TICK, [this] {
+    if (Page* const page = current()) page->tick();
+  });
+}
+
+MainWindow::~MainWindow() {
+  m_clock->stop();
+}
+
+bool MainWindow::showPage(const QString& id) {
+  const auto kinds = pageKinds();
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    if (id != QLatin1String(kinds[i].id)) continue;
+    m_list->setCurrentRow(static_cast<int>(i));
+    return true;
+  }
+  return false;
+}
+
+QString MainWindow::page() const {
+  return QString::fromLatin1(pageKinds()[static_cast<std::size_t>(m_list->currentRow())].id);
+}
+
+void MainWindow::drawIcons() {
+  const auto kinds = pageKinds();
+  for (std::size_t i = 0; i < kinds.size(); ++i)
+    m_list->item(static_cast<int>(i))->setIcon(pageIcon(kinds[i].id, palette()));
+}
+
+void MainWindow::bringToFront() {
+  setWindowState(windowState() & ~Qt::WindowMinimized);
+  show();
+  raise();
+  activateWindow();
+}
+
+void MainWindow::makeMenus() {
+  const auto add = [this](QMenu* menu, const QString& text, const QKeySequence& keys, auto slot) {
+    QAction* const action = menu->addAction(text, this, slot);
+    action->setShortcut(keys);
+    return action;
+  };
+  QMenu* const file = menuBar()->addMenu(tr("&File"));
+  add(file, tr("&Close Window"), QKeySequence::Close, [this] { close(); });
+  add(file, tr("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q), [] { QApplication::quit(); });
+
+  QMenu* const view = menuBar()->addMenu(tr("&View"));
+  const auto kinds = pageKinds();
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    const int row = static_cast<int>(i);
+    const auto keys =
+        row < 10 ? QKeySequence(Qt::ALT | static_cast<Qt::Key>(Qt::Key_0 + (row + 1) % 10)) : QKeySequence();
+    add(view, m_list->item(row)->text(), keys, [this, row] { m_list->setCurrentRow(row); });
+  }
+  view->addSeparator();
+  const auto step = [this](int by) {
+    m_list->setCurrentRow((m_list->currentRow() + m_list->count() + by) % m_list->count());
+  };
+  add(view, tr("&Next Page"), QKeySequence(Qt::CTRL | Qt::Key_PageDown), [step] { step(1); });
+  add(view, tr("&Previous Page"), QKeySequence(Qt::CTRL | Qt::Key_PageUp), [step] { step(-1); });
+
+  m_pageMenu = menuBar()->addMenu(QString());
+  connect(m_pageMenu, &QMenu::aboutToShow, this, &MainWindow::fillPageMenu);
+
+  QMenu* const help = menuBar()->addMenu(tr("&Help"));
+  add(help, tr("&Keyboard Shortcuts"), QKeySequence(Qt::Key_F1), [this] { showShortcuts(); });
+  add(help, tr("&About Corvane Inspector"), {}, [this] { showAbout(); })->setMenuRole(QAction::AboutRole);
+}
+
+void MainWindow::fillPageMenu() {
+  m_pageMenu->clear();
+  if (!current()) return;
+  m_pageMenu->addActions(current()->actions());
+  if (!m_pageMenu->isEmpty()) m_pageMenu->addSeparator();
+  QAction* const find = m_pageMenu->addAction(tr("&Find"), this, [this] { current()->find(); });
+  find->setShortcut(QKeySequence::Find);
+}
+
+void MainWindow::showRow(int row) {
+  if (row < 0) return;
+  const auto index = static_cast<std::size_t>(row);
+  if (Page* const page = current()) page->setSeen(false);
+  if (!m_pages[index]) {
+    m_pages[index] = pageKinds()[index].make(m_source);
+    m_stack->addWidget(m_pages[index]);
+  }
+  m_stack->setCurrentWidget(m_pages[index]);
+  m_pageMenu->setTitle(m_list->item(row)->text());
+  fillPageMenu();  // so that its shortcuts are known
+  Defaults.saveString(PAGE, pageKinds()[index].id);
+  noteVisibility();
+}
+
+Page* MainWindow::current() const {
+  return static_cast<Page*>(m_stack->currentWidget());
+}
+
+// Hidden, minimised, on another workspace or wholly covered, as far as the desktop tells.
+void MainWindow::noteVisibility() {
+  if (Page* const page = current())
+    page->setSeen(isVisible() && !isMinimized() && windowHandle() && windowHandle()->isExposed());
+}
+
+bool MainWindow::event(QEvent* event) {
+  const bool result = ScreenWindow::event(event);
+  if (event->type() == QEvent::Show && windowHandle()) windowHandle()->installEventFilter(this);
+  if (event->type() == QEvent::Show || event->type() == QEvent::Hide || event->type() == QEvent::WindowStateChange)
+    noteVisibility();
+  if (event->type() == QEvent::PaletteChange) drawIcons();
+  return result;
+}
+
+bool MainWindow::eventFilter(QObject* object, QEvent* event) {
+  // The window's own handler has noted the exposure when this runs.
+  if (event->type() == QEvent::Expose)
+    QMetaObject::invokeMethod(this, &MainWindow::noteVisibility, Qt::QueuedConnection);
+  return ScreenWindow::eventFilter(object, event);
+}
+
+void MainWindow::showShortcuts() {
+  QString rows;
+  for (QAction* const menu : menuBar()->actions())
+    for (const QAction* const action : menu->menu()->actions())
+      if (!action->shortcut().isEmpty())
+        rows += QStringLiteral("<tr><td>%1&nbsp;&nbsp;</td><td>%2</td></tr>")
+                    .arg(action->shortcut().toString(QKeySequence::NativeText).toHtmlEscaped(),
+                         action->text().remove(u'&').toHtmlEscaped());
+  auto* const box = new QMessageBox(QMessageBox::NoIcon, tr("Keyboard Shortcuts"), "<table>" + rows + "</table>",
+                                    QMessageBox::Close, this);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->open();
+}
+
+void MainWindow::showAbout() {
+  const auto bundle = Bundle::mainBundle();
+  const QString version = QString::fromStdString(bundle->string("CFBundleShortVersionString").value_or(""));
+  auto* const box = new QMessageBox(
+      QMessageBox::NoIcon, tr("About Corvane Inspector"),
+      tr("<h3>Corvane Inspector %1</h3><p>Shows what the machine and the program's timers do.</p>").arg(version),
+      QMessageBox::Close, this);
+  box->setIconPixmap(windowIcon().pixmap(64));
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->open();
+}
+
+}  // namespace corvane::inspector

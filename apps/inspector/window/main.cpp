@@ -1,0 +1,127 @@
+#include <QApplication>
+#include <algorithm>
+#include <clocale>
+#include <csignal>
+#include <memory>
+#include <string>
+
+#include "apps/common/EndSignals.h"
+#include "apps/common/OptionReader.h"
+#include "apps/common/Output.h"
+#include "apps/inspector/model/LocalSource.h"
+#include "apps/inspector/window/MainWindow.h"
+#include "apps/inspector/window/Pages.h"
+#include "apps/inspector/window/SingleInstance.h"
+#include "corvane/core/MasterTimer.h"
+#include "corvane/infra/Bundle.h"
+#include "corvane/infra/Logger.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+constexpr char NAME[] = "corvane-inspector-window";
+
+constexpr char HELP[] =
+    "Usage: corvane-inspector-window [OPTION]...\n\n"
+    "Shows what the machine and the program's timers do. A second start shows the first one's window.\n\n"
+    "  --page PAGE    show this page first: ";
+
+constexpr char MORE[] =
+    "  --root FOLDER  read /proc and /sys below FOLDER\n"
+    "  --version      show the program's version\n"
+    "  -h, --help     show this help\n";
+
+struct Options {
+  QString page;
+  std::string root;
+};
+
+std::string pageNames() {
+  std::string names;
+  for (const PageKind& kind : pageKinds()) names.append(names.empty() ? "" : ", ").append(kind.id);
+  return names;
+}
+
+tl::expected<Options, std::string> parse(const Arguments& arguments) {
+  Options options;
+  for (OptionReader option(arguments); option.next();) {
+    const bool isPage = option.name() == "--page";
+    if (!isPage && option.name() != "--root") return option.unknown();
+    const auto value = option.value();
+    if (!value) return tl::unexpected(value.error());
+    if (!isPage) {
+      options.root = *value;
+    } else if (std::ranges::any_of(pageKinds(), [&](const PageKind& kind) { return *value == kind.id; })) {
+      options.page = QString::fromUtf8(value->data(), static_cast<qsizetype>(value->size()));
+    } else {
+      return option.failure("there are " + pageNames());
+    }
+  }
+  return options;
+}
+
+// What a launcher gives the new process so that its window may come to the front.
+QByteArray takeActivationToken() {
+  for (const char* const name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"})
+    if (const QByteArray token = qgetenv(name); !token.isEmpty()) return token;
+  return {};
+}
+
+int show(QApplication& application, const Options& options, const QByteArray& token) {
+  SingleInstance instance(QStringLiteral("org.corvane.Inspector"));
+  if (!instance.isFirst())
+    return instance.pass(options.page + u' ' + QString::fromUtf8(token))
+               ? 0
+               : fail("another one runs, but its window does not answer");
+  const auto logger = Logger::instance();
+  MasterTimer::instance()->start();
+  int status = 0;
+  int received = 0;
+  {
+    const EndSignals signals([] { QApplication::quit(); });
+    LocalSource source(options.root);
+    MainWindow window(source);
+    window.showPage(options.page);
+    window.show();
+    QObject::connect(&instance, &SingleInstance::received, &window, [&window](const QString& message) {
+      window.showPage(message.section(u' ', 0, 0));
+      if (const QString mark = message.section(u' ', 1); !mark.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", mark.toUtf8());  // Qt takes it when the window is activated
+      window.bringToFront();
+    });
+    status = application.exec();
+    received = signals.received();
+  }
+  MasterTimer::instance()->stop();
+  logger->close();
+  if (received != 0) std::raise(received);  // shows the parent what ended the process
+  return status;
+}
+
+int run(int argc, char** argv) {
+  setProgramName(NAME);
+  const Arguments all(argv + 1, argv + argc);
+  const auto has = [&all](std::string_view option) { return std::ranges::find(all, option) != all.end(); };
+  if (has("--help") || has("-h")) return statusAfterOutput(writeOut(HELP + pageNames() + "\n" + MORE));
+  if (has("--version"))
+    return statusAfterOutput(writeOut(Bundle::mainBundle()->appVersionName().value_or(NAME) + "\n"));
+  const QByteArray token = takeActivationToken();
+  QApplication application(argc, argv);  // takes the toolkit's own options
+  QApplication::setApplicationName(QStringLiteral("Corvane Inspector"));
+  QApplication::setDesktopFileName(QStringLiteral("org.corvane.Inspector"));
+  if (const auto icon = Bundle::mainBundle()->resource("org.corvane.Inspector.svg"))
+    QApplication::setWindowIcon(QIcon(QString::fromStdString(*icon)));
+  std::signal(SIGPIPE, SIG_IGN);
+  const auto options = parse({argv + 1, argv + argc});
+  if (!options) return failUsage(options.error());
+  return show(application, *options, token);
+}
+
+}  // namespace
+
+}  // namespace corvane::inspector
+
+int main(int argc, char** argv) {
+  return corvane::inspector::run(argc, argv);
+}
