@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 
+#include "corvane/platform/Appearance.h"
 #include "corvane/platform/Authorization.h"
 #include "corvane/platform/Bundles.h"
 #include "corvane/platform/ChildProcesses.h"
@@ -86,6 +87,7 @@ struct Platform {
   ServiceSlot<DeviceRegistry> deviceRegistry;
   ServiceSlot<DiskService> diskService;
   ServiceSlot<DisplayServer> displayServer;
+  ServiceSlot<Appearance> appearance;
   ServiceSlot<PowerManager> powerManager;
   ServiceSlot<Authorization> authorization;
   ServiceSlot<HelperInstaller> helperInstaller;

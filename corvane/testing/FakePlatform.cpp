@@ -18,6 +18,7 @@ FakePlatform::FakePlatform(std::string home)
       runningApplications(std::make_shared<FakeRunningApplications>()),
       deviceRegistry(std::make_shared<FakeDeviceRegistry>()),
       diskService(std::make_shared<FakeDiskService>()),
+      appearance(std::make_shared<FakeAppearance>()),
       powerManager(std::make_shared<FakePowerManager>()),
       authorization(std::make_shared<FakeAuthorization>()),
       helperInstaller(std::make_shared<FakeHelperInstaller>()),
@@ -39,6 +40,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.runningApplications.set(runningApplications);
   m_platform.deviceRegistry.set(deviceRegistry);
   m_platform.diskService.set(diskService);
+  m_platform.appearance.set(appearance);
   m_platform.powerManager.set(powerManager);
   m_platform.authorization.set(authorization);
   m_platform.helperInstaller.set(helperInstaller);

@@ -5,6 +5,7 @@
 
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Platform.h"
+#include "corvane/testing/FakeAppearance.h"
 #include "corvane/testing/FakeAuthorization.h"
 #include "corvane/testing/FakeBundles.h"
 #include "corvane/testing/FakeChildProcesses.h"
@@ -51,6 +52,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeRunningApplications> runningApplications;
   const std::shared_ptr<FakeDeviceRegistry> deviceRegistry;
   const std::shared_ptr<FakeDiskService> diskService;
+  const std::shared_ptr<FakeAppearance> appearance;
   const std::shared_ptr<FakePowerManager> powerManager;
   const std::shared_ptr<FakeAuthorization> authorization;
   const std::shared_ptr<FakeHelperInstaller> helperInstaller;

@@ -49,6 +49,12 @@ class BusService {
     m_answers[method] = values;
   }
 
+  /// Sends a signal with these values.
+  void send(const char* object, const char* interface, const char* signal, const std::string& values) {
+    g_dbus_connection_emit_signal(m_bus->connection(), nullptr, object, interface, signal,
+                                  g_variant_new_parsed(values.c_str()), nullptr);
+  }
+
   /// The calls, as "/object interface.Method(arguments)".
   std::vector<std::string> calls() {
     MutexLock lock(m_mutex);
