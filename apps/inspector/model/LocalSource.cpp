@@ -21,8 +21,25 @@ namespace corvane::inspector {
 
 namespace {
 
-constexpr std::array<const char*, GAUGES> KEYS = {"processor",  "memory",      "disk read", "disk write",
-                                                  "network in", "network out", "processes", "temperature"};
+struct GaugeKind {
+  const char* key;  // under which its readings are broadcast
+  double interval;  // seconds between them
+};
+
+// In the order of Gauge. Both directions of disks, and of networks, are read at once.
+constexpr std::array<GaugeKind, GAUGES> KINDS = {{{"processor", 0.5},
+                                                  {"memory", 1},
+                                                  {"disk read", 1},
+                                                  {"disk write", 1},
+                                                  {"network in", 1},
+                                                  {"network out", 1},
+                                                  {"processes", 2},
+                                                  {"temperature", 5}}};
+
+constexpr const GaugeKind& kindOf(Gauge gauge) {
+  return KINDS[static_cast<std::size_t>(gauge)];
+}
+
 constexpr char HEARTBEAT[] = "heartbeat";
 
 // Writes what is broadcast to the log, on the broadcaster's queue.
@@ -49,7 +66,8 @@ LocalSource::LocalSource(const std::string& root)
       m_processes(root),
       m_temperature(root),
       m_heartbeatLog(std::make_shared<HeartbeatLog>()) {
-  for (std::size_t i = 0; i < GAUGES; ++i) AddListener(KEYS[i], m_histories[i] = std::make_shared<History>());
+  for (std::size_t i = 0; i < GAUGES; ++i)
+    AddListener(KINDS[i].key, m_histories[i] = std::make_shared<History>(KINDS[i].interval));
   AddListener(HEARTBEAT, m_heartbeatLog);
   startReaders();
   // A program without an identifier, such as a copy in another folder, has no log.
@@ -57,33 +75,33 @@ LocalSource::LocalSource(const std::string& root)
 }
 
 LocalSource::~LocalSource() {
-  for (std::size_t i = 0; i < GAUGES; ++i) RemoveListener(KEYS[i], m_histories[i]);
+  for (std::size_t i = 0; i < GAUGES; ++i) RemoveListener(KINDS[i].key, m_histories[i]);
   RemoveListener(HEARTBEAT, m_heartbeatLog);
 }
 
 void LocalSource::startReaders() {
-  m_repeaters.start("processor load", 0.5, [this] {
+  m_repeaters.start("processor load", kindOf(Gauge::PROCESSOR).interval, [this] {
     m_readings.processor = m_processor.read();
     announce(Gauge::PROCESSOR, m_readings.processor);
   });
-  m_repeaters.start("memory", 1, [this] {
+  m_repeaters.start("memory", kindOf(Gauge::MEMORY).interval, [this] {
     const auto memory = m_readings.memory = m_memory.read();
     announce(Gauge::MEMORY, memory ? std::optional(static_cast<double>(memory->used)) : std::nullopt);
   });
-  m_repeaters.start("disk throughput", 1, [this] {
+  m_repeaters.start("disk throughput", kindOf(Gauge::DISK_READ).interval, [this] {
     m_readings.disk = m_disk.read(std::chrono::steady_clock::now());
     announceBoth(Gauge::DISK_READ, Gauge::DISK_WRITE, m_readings.disk);
   });
-  m_repeaters.start("network throughput", 1, [this] {
+  m_repeaters.start("network throughput", kindOf(Gauge::NETWORK_IN).interval, [this] {
     m_readings.network = m_network.read(std::chrono::steady_clock::now());
     announceBoth(Gauge::NETWORK_IN, Gauge::NETWORK_OUT, m_readings.network);
   });
-  m_repeaters.start("processes", 2, [this] {
+  m_repeaters.start("processes", kindOf(Gauge::PROCESSES).interval, [this] {
     const auto processes = m_readings.processes = m_processes.read();
     announce(Gauge::PROCESSES, processes ? std::optional(static_cast<double>(*processes)) : std::nullopt);
   });
   if (!m_temperature.read().empty()) {
-    m_repeaters.start("temperature", 5, [this] {
+    m_repeaters.start("temperature", kindOf(Gauge::TEMPERATURE).interval, [this] {
       m_readings.temperatures = m_temperature.read();
       announce(Gauge::TEMPERATURE, m_readings.hottest());
     });
@@ -166,7 +184,7 @@ Result<void> LocalSource::signal(pid_t pid, std::int64_t started, int number) {
 }
 
 void LocalSource::announce(Gauge gauge, std::optional<double> value) {
-  Broadcast(KEYS[static_cast<std::size_t>(gauge)], value);
+  Broadcast(kindOf(gauge).key, value);
 }
 
 void LocalSource::announceBoth(Gauge in, Gauge out, const std::optional<Throughput>& throughput) {

@@ -14,8 +14,6 @@ namespace corvane::inspector {
 // Each reader takes one kind of reading from the kernel's files below `root` ("" is the machine itself). If the files
 // are missing or make no sense, there is no reading.
 
-using Moment = std::chrono::steady_clock::time_point;
-
 /// Load of all processors together.
 class ProcessorReader {
  public:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -7,6 +8,9 @@
 #include <vector>
 
 namespace corvane::inspector {
+
+/// The time of a reading.
+using Moment = std::chrono::steady_clock::time_point;
 
 /// Physical memory, in bytes. Memory that the kernel can free at once (caches) does not count as used.
 struct Memory {

@@ -6,6 +6,7 @@
 
 #include "apps/inspector/svg/Svg.h"
 #include "apps/inspector/text/Format.h"
+#include "apps/inspector/text/RoundStep.h"
 
 namespace corvane::inspector {
 
@@ -24,14 +25,11 @@ class Axis {
     m_high = std::max(m_high, value);
   }
 
-  /// Maps the values to the range from `from` to `to` in pixels. The ticks are multiples of 1, 2 or 5 times a power of
-  /// ten.
+  /// Maps the values to the range from `from` to `to` in pixels, from tick to tick.
   void fit(double from, double to) {
     if (m_low > m_high) m_low = m_high = 0;
     if (m_low == m_high) m_high = m_low + std::max(1.0, std::abs(m_low) * 0.1);
-    const double rough = (m_high - m_low) / TICKS;
-    const double power = std::pow(10, std::floor(std::log10(rough)));
-    m_step = power * (rough <= power ? 1 : rough <= 2 * power ? 2 : rough <= 5 * power ? 5 : 10);
+    m_step = roundStep((m_high - m_low) / TICKS);
     // Data that exceeds a tick only by rounding errors does not start another interval.
     m_low = std::floor(m_low / m_step + 1e-6) * m_step;
     m_high = std::ceil(m_high / m_step - 1e-6) * m_step;

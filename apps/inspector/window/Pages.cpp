@@ -3,6 +3,7 @@
 #include <array>
 
 #include "apps/inspector/window/BroadcasterPage.h"
+#include "apps/inspector/window/OverviewPage.h"
 
 namespace corvane::inspector {
 
@@ -14,6 +15,7 @@ Page* make(Source& source) {
 }
 
 constexpr std::array KINDS = {
+    PageKind{"overview", QT_TRANSLATE_NOOP("Page", "Overview"), make<OverviewPage>},
     PageKind{"broadcaster", QT_TRANSLATE_NOOP("Page", "Broadcaster"), make<BroadcasterPage>},
 };
 
