@@ -19,6 +19,7 @@ namespace {
 constexpr const char* TIMER = "org.corvane.repeater.stats";
 constexpr const char* AVERAGE_INTERVAL = "REPEATER_average_interval";
 constexpr std::int64_t DEFAULT_INTERVAL = 10;  // seconds
+constexpr int NAME_WIDTH = 40;                 // characters
 constexpr double USECS = 1e6;                  // in a second
 
 std::shared_ptr<RepeaterStatsWindow>& sharedWindow() {
@@ -90,6 +91,7 @@ void RepeaterStatsWindow::windowDidLoad() {
 
   m_table = interface.table;
   m_table->setModel(&m_stats);
+  m_table->setColumnWidth(0, m_table->fontMetrics().averageCharWidth() * NAME_WIDTH);
   m_table->sortByColumn(m_stats.columnOf("ident"), Qt::AscendingOrder);
   connect(m_table->horizontalHeader(), &QHeaderView::sortIndicatorChanged, this, &RepeaterStatsWindow::reload);
 

@@ -8,6 +8,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScrollBar>
+#include <QStyledItemDelegate>
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -32,6 +33,18 @@ QString inOneCell(QString text) {
       character = u' ';
   return text;
 }
+
+// Whole rows are selected, so a selected cell does not stand out as the one that has the focus.
+class RowDelegate : public QStyledItemDelegate {
+ public:
+  using QStyledItemDelegate::QStyledItemDelegate;
+
+ protected:
+  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+    QStyledItemDelegate::initStyleOption(option, index);
+    if (option->state & QStyle::State_Selected) option->state &= ~QStyle::State_HasFocus;
+  }
+};
 
 }  // namespace
 
@@ -70,6 +83,7 @@ TableView::TableView(QWidget* parent) : QTableView(parent) {
   setSelectionBehavior(SelectRows);
   setSelectionMode(ExtendedSelection);
   setEditTriggers(NoEditTriggers);
+  setItemDelegate(new RowDelegate(this));
   setShowGrid(false);
   setAlternatingRowColors(true);
   setWordWrap(false);
@@ -102,7 +116,9 @@ void TableView::setModel(QAbstractItemModel* model) {
   for (int column = 0; column < model->columnCount(); ++column) {
     const QVariant order = headerOf(*model, column, Qt::InitialSortOrderRole);
     const bool isNumber = order.isValid() && order.toInt() == Qt::DescendingOrder;
-    setColumnWidth(column, std::max(horizontalHeader()->sectionSizeHint(column), digit * (isNumber ? 12 : 24)));
+    const bool isLast = column + 1 == model->columnCount();  // grows by itself
+    const int digits = isLast ? 0 : isNumber ? 12 : 24;
+    setColumnWidth(column, std::max(horizontalHeader()->sectionSizeHint(column), digit * digits));
   }
 }
 

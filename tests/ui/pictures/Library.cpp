@@ -1,0 +1,139 @@
+// Pictures of the library's own windows and controls.
+#include <QAction>
+#include <QCheckBox>
+#include <QFormLayout>
+#include <QGuiApplication>
+#include <QMenu>
+#include <QScreen>
+#include <QStyle>
+#include <QTest>
+#include <random>
+
+#include "corvane/core/MasterTimer.h"
+#include "corvane/testing/FakePlatform.h"
+#include "corvane/testing/ManualClock.h"
+#include "corvane/ui/NumberStepper.h"
+#include "corvane/ui/RepeaterStatsWindow.h"
+#include "corvane/ui/RowModel.h"
+#include "corvane/ui/TableView.h"
+#include "tests/ui/pictures/Pictures.h"
+
+namespace corvane {
+namespace {
+
+QWidget* shown(QWidget* window) {
+  window->show();
+  return window;
+}
+
+// selectRow() selects nothing right-to-left before the columns have been laid out.
+void selectRow(TableView& table, int row) {
+  table.selectionModel()->setCurrentIndex(table.model()->index(row, 0),
+                                          QItemSelectionModel::Select | QItemSelectionModel::Rows);
+}
+
+QWidget* steppers() {
+  auto* const window = new QWidget;
+  auto* const form = new QFormLayout(window);
+  const auto add = [&](const QString& label, std::int64_t value, ControlSize size) {
+    auto* const host = new QWidget(window);
+    form->addRow(label, host);
+    return new NumberStepper(host, 1, 1'000'000, 1, value, size);
+  };
+  add("Large", 15, ControlSize::LARGE);
+  add("Regular", 13, ControlSize::REGULAR);
+  add("Small", 11, ControlSize::SMALL);
+  add("Mini", 9, ControlSize::MINI);
+  add("Smallest value", 1, ControlSize::REGULAR);
+  add("Largest value", 1'000'000, ControlSize::REGULAR);
+  add("Disabled", 13, ControlSize::REGULAR)->setEnabled(false);
+  return shown(window);
+}
+
+// Repeaters of an application that has run for a minute, each busy for as long as it says.
+struct Work {
+  const char* name;
+  double interval;  // seconds
+  std::int64_t usecs;
+};
+
+QWidget* statistics() {
+  static const std::vector<Work> WORK = {
+      {"autosave", 30, 41'250},   {"clock", 1, 35},         {"cpu load", 0.5, 410},    {"disk space", 10, 2'870},
+      {"frame counter", 0.1, 12}, {"icon cache", 5, 96},    {"memory", 1, 230},        {"network", 0.5, 655},
+      {"processes", 2, 7'480},    {"progress", 0.2, 58},    {"sensors", 2, 12'900},    {"spelling", 4, 3'300},
+      {"thumbnails", 0.5, 1'420}, {"undo history", 15, 18}, {"update check", 20, 880}, {"window titles", 1, 7},
+  };
+  static ManualClock clock(Timeval::sec(1'000'000));
+  static const FakePlatform platform;
+  static std::vector<std::shared_ptr<Repeater>> repeaters;
+  MasterTimer::instance()->start();
+  for (const Work& work : WORK) {
+    repeaters.push_back(std::make_shared<Repeater>(work.name));
+    repeaters.back()->start(work.interval, [&work] { clock.advance(Timeval::usec(work.usecs)); });
+  }
+  RepeaterStatsWindow::show();
+  for (int step = 0; step < 600; ++step) {
+    clock.advance(Timeval::usec(100'000));
+    QTest::qWait(2);
+  }
+  auto& window = *RepeaterStatsWindow::shared()->window();
+  auto& table = *window.findChild<TableView*>();
+  table.sortByColumn(4, Qt::DescendingOrder);
+  selectRow(table, 2);
+  return &window;
+}
+
+struct Item {
+  QString name;
+  int size = 0;
+};
+struct NameOf {
+  const QString& operator()(const Item& item) const { return item.name; }
+};
+
+TableView* table(int count) {
+  auto* const view = new TableView;
+  const auto icon = [view](const Item& item, int role) {
+    const auto kind = item.name.contains('.') ? QStyle::SP_FileIcon : QStyle::SP_DirIcon;
+    return role == Qt::DecorationRole ? QVariant(view->style()->standardIcon(kind)) : QVariant();
+  };
+  auto* const model =
+      new RowModel<Item, NameOf>({{"name", "Name", [](const Item& item) { return item.name; },
+                                   [](const Item& a, const Item& b) { return a.name < b.name; }, false, icon},
+                                  {"size", "Size", [](const Item& item) { return QLocale().toString(item.size); },
+                                   [](const Item& a, const Item& b) { return a.size < b.size; }, true},
+                                  {"note", "Note", [](const Item& item) { return item.size % 2 ? "odd" : "even"; }}},
+                                 view);
+  view->setModel(model);
+  view->sortByColumn(0, Qt::AscendingOrder);
+  view->setPlaceholderText("There are no files in this folder.");
+  view->resize(480, 260);
+  std::vector<Item> items;
+  for (int i = 0; i < count; ++i)
+    items.push_back({(i % 3 ? QString("letter %1.odt") : QString("folder %1")).arg(i), i * 7919});
+  model->setRows(std::move(items));
+  view->show();
+  return view;
+}
+
+QWidget* tableOfFiles() {
+  TableView* const view = table(40);
+  selectRow(*view, 3);
+  view->setFocus();
+  return view;
+}
+
+QWidget* tableWithoutRows() {
+  return table(0);
+}
+
+}  // namespace
+}  // namespace corvane
+
+int main(int argc, char** argv) {
+  using namespace corvane;
+  return takePictures(
+      argc, argv,
+      {{"stepper", steppers}, {"table", tableOfFiles}, {"table-empty", tableWithoutRows}, {"statistics", statistics}});
+}

@@ -1,0 +1,82 @@
+#include "tests/ui/pictures/Pictures.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QPixmap>
+#include <QTest>
+#include <cstdio>
+
+#include "corvane/ui/Appearance.h"
+
+namespace corvane {
+
+namespace {
+
+// How pictures are taken. Each in a process of its own, because some things are settled when a program starts.
+struct Variant {
+  const char* suffix;
+  std::function<void()> before = {};  // the application object is created
+  std::function<void()> after = {};
+};
+
+const std::vector<Variant> VARIANTS = {
+    {""},
+    {"-dark",
+     {},
+     [] {
+       QApplication::setPalette(paletteFor({ColorScheme::DARK, false}));
+     }},
+    {"-contrast",
+     {},
+     [] {
+       QApplication::setPalette(paletteFor({ColorScheme::LIGHT, true}));
+     }},
+    {"-german", [] { qputenv("LANGUAGE", "de"); }, [] { QLocale::setDefault(QLocale("de_DE")); }},
+    {"-right-to-left", {}, [] { QApplication::setLayoutDirection(Qt::RightToLeft); }},
+    {"-large", [] { qputenv("QT_SCALE_FACTOR", "2"); }},
+};
+
+bool take(int argc, char** argv, const std::vector<Picture>& pictures, const Variant& variant) {
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  QLocale::setDefault(QLocale("en_US"));
+  if (variant.before) variant.before();
+  const QApplication application(argc, argv);
+  QApplication::setStyle("Fusion");
+  QApplication::setQuitOnLastWindowClosed(false);
+  if (variant.after) variant.after();
+  bool isDone = true;
+  for (const Picture& picture : pictures) {
+    QWidget* const window = picture.open();
+    const QString file = QString("%1/%2%3.png").arg(argv[1], picture.name, variant.suffix);
+    isDone &= QTest::qWaitForWindowExposed(window) && window->grab().save(file);
+    std::puts(qPrintable(file));
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    window->close();
+  }
+  return isDone;
+}
+
+}  // namespace
+
+int takePictures(int argc, char** argv, const std::vector<Picture>& pictures) {
+  if (argc != 2) {
+    std::fprintf(stderr, "Usage: %s FOLDER\n", argv[0]);
+    return 2;
+  }
+  bool isDone = true;
+  for (const Variant& variant : VARIANTS) {
+    const pid_t child = fork();
+    if (child == 0) {
+      const bool isTaken = take(argc, argv, pictures, variant);
+      std::fflush(stdout);
+      _exit(isTaken ? 0 : 1);
+    }
+    int status = 0;
+    isDone &= child > 0 && waitpid(child, &status, 0) == child && status == 0;
+  }
+  return isDone ? 0 : 1;
+}
+
+}  // namespace corvane

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QWidget>
+#include <functional>
+#include <vector>
+
+namespace corvane {
+
+/// A window for people to look at.
+struct Picture {
+  const char* name;                ///< of its files, without what tells how it was taken
+  std::function<QWidget*()> open;  ///< shows it; it is taken once it is painted, and then closed
+};
+
+/// What main() of a program does that takes pictures: `PROGRAM FOLDER` writes NAME.png, NAME-dark.png and so on for
+/// each window, taken from real widgets without a display. To look at other widgets add them to the table of such a
+/// program; to take them in other ways, to the one in Pictures.cpp.
+int takePictures(int argc, char** argv, const std::vector<Picture>& pictures);
+
+}  // namespace corvane
