@@ -15,6 +15,7 @@
 #include "corvane/core/MasterTimer.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/Logger.h"
+#include "corvane/ui/Appearance.h"
 
 namespace corvane::inspector {
 
@@ -112,6 +113,7 @@ int run(int argc, char** argv) {
   QApplication::setDesktopFileName(QStringLiteral("org.corvane.Inspector"));
   if (const auto icon = Bundle::mainBundle()->resource("org.corvane.Inspector.svg"))
     QApplication::setWindowIcon(QIcon(QString::fromStdString(*icon)));
+  followAppearance();
   std::signal(SIGPIPE, SIG_IGN);
   const auto options = parse({argv + 1, argv + argc});
   if (!options) return failUsage(options.error());
