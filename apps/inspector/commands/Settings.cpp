@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "apps/common/Output.h"
-#include "apps/inspector/live/ViewSettings.h"
+#include "apps/inspector/text/ViewSettings.h"
 #include "corvane/infra/settings/UserDefaults.h"
 
 namespace corvane::inspector {

@@ -10,10 +10,10 @@
 #include "apps/inspector/live/OverviewPage.h"
 #include "apps/inspector/live/PowerPage.h"
 #include "apps/inspector/live/ProcessPage.h"
-#include "apps/inspector/live/ViewSettings.h"
 #include "apps/inspector/model/Source.h"
 #include "apps/inspector/text/Frame.h"
 #include "apps/inspector/text/Glyphs.h"
+#include "apps/inspector/text/ViewSettings.h"
 
 namespace corvane::inspector {
 

@@ -1,15 +1,19 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "apps/inspector/window/Page.h"
+#include "apps/inspector/window/PageTable.h"
 #include "corvane/infra/Broadcaster.h"
 #include "corvane/ui/RowModel.h"
-#include "corvane/ui/TableView.h"
+
+class QLabel;
 
 namespace corvane::inspector {
 
-/// Who listens to what in this program, and how long that takes.
+/// Who listens to what in this program, how long that takes, and what the program has written to its log.
 class BroadcasterPage : public Page {
   Q_OBJECT
 
@@ -26,8 +30,11 @@ class BroadcasterPage : public Page {
   };
   using Model = RowModel<broadcaster_stats, KeyOf>;
 
+  static std::vector<RowColumn<broadcaster_stats>> columns();
+
   Model m_model;
-  TableView* m_table;
+  PageTable* m_table;
+  QLabel* m_log;
 };
 
 }  // namespace corvane::inspector

@@ -1,4 +1,4 @@
-#include "apps/inspector/live/ViewSettings.h"
+#include "apps/inspector/text/ViewSettings.h"
 
 #include <algorithm>
 #include <optional>

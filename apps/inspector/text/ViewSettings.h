@@ -11,7 +11,7 @@
 
 namespace corvane::inspector {
 
-/// What the live view remembers between runs, in the program's settings.
+/// What the live view and the window remember between runs, in the program's settings.
 struct ViewSettings {
   static constexpr std::string_view AVERAGE = "average";
   static constexpr std::string_view SORT = "sort";

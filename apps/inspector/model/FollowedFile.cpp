@@ -1,0 +1,56 @@
+#include "apps/inspector/model/FollowedFile.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace corvane::inspector {
+
+Result<std::string> FollowedFile::read(std::size_t limit) {
+  std::string text = rest(limit);
+  struct stat here {};
+  struct stat there {};
+  const bool isSame = m_file.get() >= 0 && fstat(m_file.get(), &here) == 0 && stat(m_path.c_str(), &there) == 0 &&
+                      here.st_dev == there.st_dev && here.st_ino == there.st_ino;
+  if (isSame) return text;
+  // Until then the old one is kept: what writes to it may not know of the new one yet.
+  if (const auto opened = open(); !opened)
+    return text.empty() ? Result<std::string>(tl::unexpected(opened.error())) : Result<std::string>(text);
+  text += rest(limit);
+  return text;
+}
+
+Result<void> FollowedFile::open() {
+  auto file = openForReading(m_path);
+  if (!file) return tl::unexpected(file.error());
+  struct stat status {};
+  if (fstat(file->get(), &status) != 0) return fileFailure(m_path, errno);
+  if (!S_ISREG(status.st_mode)) return failure("inspector", 0, m_path + ": Not a regular file");
+  m_file = std::move(*file);
+  m_offset = 0;
+  return {};
+}
+
+std::string FollowedFile::rest(std::size_t limit) {
+  struct stat status {};
+  if (m_file.get() < 0 || fstat(m_file.get(), &status) != 0) return {};
+  if (status.st_size < m_offset) m_offset = 0;
+  const off_t start = std::max(m_offset, status.st_size - static_cast<off_t>(limit));
+  const bool isCut = start > m_offset;
+  std::string text(static_cast<std::size_t>(status.st_size - start), '\0');
+  std::size_t filled = 0;
+  while (filled < text.size()) {
+    const ssize_t got = uninterrupted([&] {
+      return pread(m_file.get(), text.data() + filled, text.size() - filled, start + static_cast<off_t>(filled));
+    });
+    if (got <= 0) break;
+    filled += static_cast<std::size_t>(got);
+  }
+  text.resize(filled);
+  m_offset = start + static_cast<off_t>(filled);
+  if (isCut) text.erase(0, text.find('\n') + 1);
+  return text;
+}
+
+}  // namespace corvane::inspector

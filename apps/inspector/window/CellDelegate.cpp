@@ -1,0 +1,26 @@
+#include "apps/inspector/window/CellDelegate.h"
+
+#include <QGuiApplication>
+#include <algorithm>
+
+namespace corvane::inspector {
+
+namespace {
+
+constexpr int SPACE = 8;                // points of a row that its text does not take
+constexpr QChar LEFT_TO_RIGHT(0x200E);  // a mark without a width
+
+}  // namespace
+
+QString CellDelegate::displayText(const QVariant& value, const QLocale& locale) const {
+  const QString text = QStyledItemDelegate::displayText(value, locale);
+  if (!QGuiApplication::isRightToLeft() || text.isRightToLeft()) return text;
+  return LEFT_TO_RIGHT + text + LEFT_TO_RIGHT;
+}
+
+QSize CellDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
+  const QSize hint = QStyledItemDelegate::sizeHint(option, index);
+  return {hint.width(), std::max(hint.height(), option.fontMetrics.height() + SPACE)};
+}
+
+}  // namespace corvane::inspector

@@ -1,0 +1,26 @@
+#include "apps/inspector/window/PageTable.h"
+
+#include "apps/inspector/window/CellDelegate.h"
+#include "corvane/infra/settings/DefaultSettings.h"
+
+namespace corvane::inspector {
+
+PageTable::PageTable(QAbstractItemModel* model, const char* id, const QString& accessibleName,
+                     std::initializer_list<int> widths)
+    : m_key(std::string("window.columns.") + id) {
+  setModel(model);
+  setItemDelegate(new CellDelegate(this));
+  setFrameShape(QFrame::NoFrame);
+  setAccessibleName(accessibleName);
+  int column = 0;
+  for (const int width : widths) setColumnWidth(column++, width * fontMetrics().averageCharWidth());
+  restoreState(QString::fromStdString(Defaults.loadString(m_key, "")));
+}
+
+void PageTable::hideEvent(QHideEvent* event) {
+  TableView::hideEvent(event);
+  const std::string columns = state().toStdString();
+  if (columns != Defaults.loadString(m_key, "")) Defaults.saveString(m_key, columns);
+}
+
+}  // namespace corvane::inspector
