@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "corvane/platform/Export.h"
@@ -8,19 +9,32 @@
 
 namespace corvane {
 
-/// The library's own texts in the user's language. Any thread.
+/// A text to translate.
+struct LocalizedText {
+  std::string english;
+  std::optional<std::string> context = {};  ///< tells it from the same text with another meaning
+  std::optional<unsigned long> count = {};  ///< if the text has one, the translation has the form for this number
+  std::string catalogue = "corvane";        ///< the library's own texts, or a name given to addCatalogue()
+};
+
+/// Texts in the user's language. Any thread.
+///
+/// On Linux they are in catalogues of gettext, share/locale/LANGUAGE/LC_MESSAGES/NAME.mo. The language is that of the
+/// application's locale for messages, and of the environment (LC_ALL, LC_MESSAGES, LANG) if the application never
+/// called setlocale(); LANGUAGE takes precedence over both. The locale must be installed on the machine.
 class Localization {
  public:
   virtual ~Localization() = default;
 
-  /// The translation of an English text, as UTF-8 whatever the locale's encoding; the English text itself if there is
-  /// no translation.
-  ///
-  /// On Linux the language is that of the application's locale for messages, and of the environment (LC_ALL,
-  /// LC_MESSAGES, LANG) if the application never called setlocale(); LANGUAGE takes precedence over both. The locale
-  /// must be installed on the machine. The catalogues are share/locale/LANGUAGE/LC_MESSAGES/corvane.mo in a folder
-  /// above the library.
-  virtual std::string text(const std::string& english) = 0;
+  /// The translation, as UTF-8 whatever the locale's encoding; std::nullopt if there is none, and for the empty text.
+  virtual std::optional<std::string> find(const LocalizedText& text) = 0;
+
+  /// Makes a catalogue of the application known; adding it again moves it. `folder` is the one that holds the folders
+  /// of the languages. If it is empty, this is the nearest share/locale above the executable.
+  virtual void addCatalogue(const std::string& name, const std::string& folder) = 0;
+
+  /// The translation of a text of the library, or the English text if there is none.
+  std::string text(const std::string& english) { return find({english}).value_or(english); }
 };
 
 template <>

@@ -19,13 +19,11 @@ namespace fs = std::filesystem;
 
 constexpr char CATALOGUE[] = "corvane";
 
-// The nearest folder of catalogues above the library: prefix/share/locale for one in prefix/lib or below, and the build
-// folder's own; empty if there is none.
-std::string catalogueFolder() {
-  Dl_info library{};
+// The nearest folder of catalogues above a file: prefix/share/locale for one in prefix/bin, prefix/lib or below, and
+// the build folder's own; empty if there is none.
+std::string catalogueFolder(const char* path) {
   std::error_code error;
-  if (dladdr(CATALOGUE, &library) == 0 || !library.dli_fname) return {};
-  const fs::path file = fs::canonical(library.dli_fname, error);
+  const fs::path file = fs::canonical(path, error);
   for (fs::path folder = file.parent_path(); folder.has_relative_path(); folder = folder.parent_path())
     if (fs::path catalogues = folder / "share/locale"; fs::is_directory(catalogues, error)) return catalogues;
   return {};
@@ -52,17 +50,32 @@ class ScopedLocale {
 class GettextLocalization : public Localization {
  public:
   GettextLocalization() {
-    if (const std::string folder = catalogueFolder(); !folder.empty()) bindtextdomain(CATALOGUE, folder.c_str());
-    bind_textdomain_codeset(CATALOGUE, "UTF-8");
+    Dl_info library{};
+    if (dladdr(CATALOGUE, &library) != 0 && library.dli_fname) bind(CATALOGUE, catalogueFolder(library.dli_fname));
   }
 
-  std::string text(const std::string& english) override {
-    if (english.empty()) return {};  // the empty text stands for the catalogue's header
+  std::optional<std::string> find(const LocalizedText& text) override {
+    // The empty text stands for the catalogue's header, the empty catalogue for one that others have chosen.
+    if (text.english.empty() || text.catalogue.empty()) return std::nullopt;
     const ScopedLocale scope(isLocaleSet() ? nullptr : environmentsLocale());
-    return dgettext(CATALOGUE, english.c_str());
+    constexpr char AFTER_CONTEXT = '\4';
+    const std::string key = text.context ? *text.context + AFTER_CONTEXT + text.english : text.english;
+    const char* const catalogue = text.catalogue.c_str();
+    const char* const found =
+        text.count ? dngettext(catalogue, key.c_str(), key.c_str(), *text.count) : dgettext(catalogue, key.c_str());
+    return found == key.c_str() ? std::nullopt : std::optional<std::string>(found);
+  }
+
+  void addCatalogue(const std::string& name, const std::string& folder) override {
+    if (!name.empty()) bind(name.c_str(), folder.empty() ? catalogueFolder("/proc/self/exe") : folder);
   }
 
  private:
+  static void bind(const char* catalogue, const std::string& folder) {
+    if (!folder.empty()) bindtextdomain(catalogue, folder.c_str());
+    bind_textdomain_codeset(catalogue, "UTF-8");
+  }
+
   static bool isLocaleSet() {
     return uselocale(nullptr) != LC_GLOBAL_LOCALE || std::string_view(setlocale(LC_MESSAGES, nullptr)) != "C";
   }
