@@ -121,7 +121,7 @@ void RepeaterStatsWindow::refresh() {
 }
 
 void RepeaterStatsWindow::reload() {
-  if (!m_latest || !m_table || !m_window->isVisible() || m_window->isMinimized()) return;
+  if (!m_latest || !m_window || !m_window->isVisible() || m_window->isMinimized()) return;
   if (m_table->horizontalHeader()->sortIndicatorSection() < 0) return;
   m_stats.setRows(*std::exchange(m_latest, std::nullopt));
 }

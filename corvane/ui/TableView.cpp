@@ -106,7 +106,10 @@ TableView::TableView(QWidget* parent) : QTableView(parent) {
 }
 
 void TableView::setModel(QAbstractItemModel* model) {
-  if (QAbstractItemModel* const previous = this->model()) disconnect(previous, nullptr, this, nullptr);
+  if (const QAbstractItemModel* const previous = this->model()) {
+    disconnect(previous, &QAbstractItemModel::layoutAboutToBeChanged, this, &TableView::rememberView);
+    disconnect(previous, &QAbstractItemModel::layoutChanged, this, &TableView::followView);
+  }
   QTableView::setModel(model);
   if (!model) return;
   // After those of the base class, so that this has its new rows when it scrolls.
@@ -114,10 +117,8 @@ void TableView::setModel(QAbstractItemModel* model) {
   connect(model, &QAbstractItemModel::layoutChanged, this, &TableView::followView);
   const int digit = fontMetrics().horizontalAdvance(u'0');
   for (int column = 0; column < model->columnCount(); ++column) {
-    const QVariant order = headerOf(*model, column, Qt::InitialSortOrderRole);
-    const bool isNumber = order.isValid() && order.toInt() == Qt::DescendingOrder;
     const bool isLast = column + 1 == model->columnCount();  // grows by itself
-    const int digits = isLast ? 0 : isNumber ? 12 : 24;
+    const int digits = isLast ? 0 : isNumber(column) ? 12 : 24;
     setColumnWidth(column, std::max(horizontalHeader()->sectionSizeHint(column), digit * digits));
   }
 }
@@ -143,6 +144,10 @@ int TableView::columnOf(const QString& id) const {
 
 bool TableView::canSortBy(int column) const {
   return headerOf(*model(), column, Qt::InitialSortOrderRole).isValid();
+}
+
+bool TableView::isNumber(int column) const {
+  return headerOf(*model(), column, Qt::InitialSortOrderRole) == QVariant(int{Qt::DescendingOrder});
 }
 
 // In the order that the user sees.
@@ -281,6 +286,14 @@ QModelIndex TableView::moveCursor(CursorAction action, Qt::KeyboardModifiers mod
   return model()->index(action == MoveHome ? 0 : model()->rowCount() - 1, std::max(currentIndex().column(), 0));
 }
 
+void TableView::keyboardSearch(const QString& search) {
+  const std::vector<int> columns = shownColumns();
+  const auto text = std::ranges::find_if(columns, [this](int column) { return !isNumber(column); });
+  if (currentIndex().isValid() && text != columns.end())
+    selectionModel()->setCurrentIndex(currentIndex().siblingAtColumn(*text), QItemSelectionModel::NoUpdate);
+  QTableView::keyboardSearch(search);
+}
+
 void TableView::paintEvent(QPaintEvent* event) {
   QTableView::paintEvent(event);
   if (m_placeholder.isEmpty() || !model() || model()->rowCount() > 0) return;
@@ -292,7 +305,7 @@ void TableView::paintEvent(QPaintEvent* event) {
 
 void TableView::rememberView() {
   m_inView.clear();
-  if (verticalScrollBar()->value() == 0) return;
+  if (verticalScrollBar()->value() == 0 || verticalScrollBar()->isSliderDown()) return;
   const int first = rowAt(0);
   const int last = rowAt(viewport()->height() - 1);
   for (int row = first; row >= 0 && row <= (last < 0 ? model()->rowCount() - 1 : last); ++row)

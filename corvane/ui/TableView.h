@@ -28,6 +28,9 @@ class CORVANE_API TableView : public QTableView {
   /// sorted by, its COLUMN_ID_ROLE the column's id. At first columns are as wide as their titles and some characters.
   void setModel(QAbstractItemModel* model) override;
 
+  /// Goes to the next row whose first text begins so, whichever column was clicked.
+  void keyboardSearch(const QString& search) override;
+
   /// Is shown while there are no rows.
   void setPlaceholderText(const QString& text);
   const QString& placeholderText() const { return m_placeholder; }
@@ -63,6 +66,7 @@ class CORVANE_API TableView : public QTableView {
   QString idOf(int column) const;
   int columnOf(const QString& id) const;
   bool canSortBy(int column) const;
+  bool isNumber(int column) const;
   std::vector<int> shownColumns() const;
   void showHeaderMenu(const QPoint& at);
   void updateRowHeight();

@@ -114,7 +114,9 @@ TEST_F(RepeaterStatsWindowTest, EachLivesUntilItIsClosed) {
   EXPECT_TRUE(QTest::qWaitFor([&] { return !view; }));
   EXPECT_EQ(RepeaterStatsWindow::shared(), nullptr);
   EXPECT_EQ(timer->repeaterStats().size(), 3);
-  delete second->window();
+  second->window()->close();
+  second->resetStats();
+  delete open()->window();
   EXPECT_EQ(timer->repeaterStats().size(), 2);
 }
 

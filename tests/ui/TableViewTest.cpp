@@ -117,6 +117,9 @@ TEST_F(TableViewTest, SelectionCurrentRowAndViewFollowTheirRows) {
 
 TEST_F(TableViewTest, CopiesByKeyAndMenuAndGoesToTheEnds) {
   model.setRows({{"a", 1}, {"b", 2}, {"c", 3}});
+  view.setCurrentIndex(model.index(0, 1));
+  QTest::keyClick(&view, Qt::Key_B);
+  EXPECT_EQ(view.selectedText(), "b\t2\ta b ");
   QTest::keyClick(&view, Qt::Key_End);
   QTest::keyClick(&view, Qt::Key_C, Qt::ControlModifier);
   EXPECT_EQ(QApplication::clipboard()->text(), "c\t3\ta b ");
