@@ -21,10 +21,10 @@ QString sizeText(qint64 size) {
 QString logText(const LogFigures& log) {
   if (log.path.empty()) return BroadcasterPage::tr("This program keeps no log.");
   const QLocale locale;
-  const QString size = log.size ? BroadcasterPage::tr("%1, archived above %2", "size, limit")
+  const QString size = log.size ? BroadcasterPage::tr("%1 of %2", "size, limit")
                                       .arg(sizeText(static_cast<qint64>(*log.size)), sizeText(Logger::MAX_LOG_SIZE))
                                 : BroadcasterPage::tr("no such file at present");
-  return BroadcasterPage::tr("Log: %1 – %2 – archives: %3 of %4 – lines by this process: %5")
+  return BroadcasterPage::tr("%1 – %2 – archives: %3 of %4 – lines by this process: %5")
       .arg(shown(log.path), size, locale.toString(static_cast<qlonglong>(log.archives)),
            locale.toString(static_cast<qlonglong>(Logger::MAX_LOGS + 1)),
            locale.toString(static_cast<qlonglong>(log.lines)));

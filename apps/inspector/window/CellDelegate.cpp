@@ -9,13 +9,15 @@ namespace {
 
 constexpr int SPACE = 8;                // points of a row that its text does not take
 constexpr QChar LEFT_TO_RIGHT(0x200E);  // a mark without a width
+constexpr QChar GAP(0x2004);            // a third of the font's size
 
 }  // namespace
 
 QString CellDelegate::displayText(const QVariant& value, const QLocale& locale) const {
   const QString text = QStyledItemDelegate::displayText(value, locale);
-  if (!QGuiApplication::isRightToLeft() || text.isRightToLeft()) return text;
-  return LEFT_TO_RIGHT + text + LEFT_TO_RIGHT;
+  if (text.isEmpty()) return text;
+  if (!QGuiApplication::isRightToLeft() || text.isRightToLeft()) return GAP + text + GAP;
+  return GAP + (LEFT_TO_RIGHT + text + LEFT_TO_RIGHT) + GAP;
 }
 
 QSize CellDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {

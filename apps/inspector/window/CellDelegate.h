@@ -4,8 +4,8 @@
 
 namespace corvane::inspector {
 
-/// Draws the cells of trees, lists and tables: rows are as high everywhere, and where the program reads from right to
-/// left, paths and names in Latin letters still read from left to right.
+/// Draws the cells of trees, lists and tables: rows are as high everywhere, columns do not touch, and where the program
+/// reads from right to left, paths and names in Latin letters still read from left to right.
 class CellDelegate : public QStyledItemDelegate {
   Q_OBJECT
 

@@ -8,7 +8,6 @@
 
 #include "apps/inspector/text/DeviceText.h"
 #include "apps/inspector/window/Background.h"
-#include "apps/inspector/window/PageParts.h"
 #include "apps/inspector/window/Shown.h"
 #include "apps/inspector/window/ValueText.h"
 
@@ -61,6 +60,7 @@ DevicesPage::DevicesPage(Source& source, QWidget* parent)
       m_refresh(newAction(this, tr("&Read Again"), QKeySequence(QKeySequence::Refresh))),
       m_class(new QComboBox),
       m_search(new QLineEdit),
+      m_message(new MessageBar),
       m_tree(new TreeTable(tr("Devices"))),
       m_table(new PageTable(&m_properties, "devices", tr("Properties of the device"), {40})) {
   m_tree->setModel(&m_model);
@@ -71,6 +71,7 @@ DevicesPage::DevicesPage(Source& source, QWidget* parent)
   m_table->setPlaceholderText(tr("Select a device to see its properties."));
   QVBoxLayout* const layout = pageLayout(this);
   addControls(layout);
+  layout->addWidget(m_message);
   auto* const parts = new QSplitter(Qt::Vertical);
   parts->addWidget(m_tree);
   parts->addWidget(m_table);
@@ -167,7 +168,8 @@ void DevicesPage::showProperties() {
 void DevicesPage::findNext() {
   const QString text = m_search->text().trimmed();
   const auto& rows = m_model.rows();
-  if (text.isEmpty() || rows.empty()) return;
+  if (text.isEmpty()) return static_cast<void>(find());
+  m_message->clear();
   const DeviceRow* const current = m_model.at(m_tree->currentIndex());
   const std::size_t start = current ? static_cast<std::size_t>(current - rows.data()) + 1 : 0;
   for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -178,6 +180,7 @@ void DevicesPage::findNext() {
       return m_tree->scrollTo(index);
     }
   }
+  m_message->showMessage(tr("“%1” was not found.").arg(text));
 }
 
 }  // namespace corvane::inspector

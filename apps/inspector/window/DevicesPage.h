@@ -8,6 +8,7 @@
 
 #include "apps/inspector/model/DeviceTree.h"
 #include "apps/inspector/window/Page.h"
+#include "apps/inspector/window/PageParts.h"
 #include "apps/inspector/window/PageTable.h"
 #include "apps/inspector/window/RowTree.h"
 #include "apps/inspector/window/TreeTable.h"
@@ -16,7 +17,6 @@
 
 class QComboBox;
 class QLineEdit;
-class QVBoxLayout;
 
 namespace corvane::inspector {
 
@@ -61,6 +61,7 @@ class DevicesPage : public Page {
   QAction* m_refresh;
   QComboBox* m_class;
   QLineEdit* m_search;
+  MessageBar* m_message;
   TreeTable* m_tree;
   PageTable* m_table;
   std::string m_shownClass;

@@ -96,7 +96,7 @@ void DisksPage::take(Result<std::vector<DiskRow>> rows) {
   for (const DiskRow& row : m_model.rows())
     if (m_known.insert(row.name).second) m_tree->expand(m_model.find(row.name).parent());
   if (isFirst)
-    for (int column = 0; column < m_model.columnCount(); ++column) {
+    for (int column = 0; column + 1 < m_model.columnCount(); ++column) {
       m_tree->resizeColumnToContents(column);
       m_tree->setColumnWidth(column, m_tree->columnWidth(column) + 2 * fontMetrics().averageCharWidth());
     }

@@ -15,7 +15,7 @@ namespace corvane::inspector {
 
 namespace {
 
-constexpr std::size_t AT_ONCE = std::size_t{4} << 20U;  // bytes: more than is kept
+constexpr std::size_t AT_ONCE = std::size_t{2} << 20U;  // bytes: more than is kept
 constexpr int TYPING = 150;                             // ms without a key before the filter is applied
 
 QLineEdit* makeField(const QString& hint, const QString& name) {

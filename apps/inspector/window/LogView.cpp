@@ -13,6 +13,12 @@
 
 namespace corvane::inspector {
 
+namespace {
+
+constexpr std::size_t SLICE = std::size_t{64} << 10U;  // bytes that are taken at once: some milliseconds
+
+}  // namespace
+
 LogView::LogView(QWidget* parent) : QPlainTextEdit(parent) {
   setReadOnly(true);
   setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
@@ -24,23 +30,41 @@ LogView::LogView(QWidget* parent) : QPlainTextEdit(parent) {
   QTextOption option = document()->defaultTextOption();
   option.setTextDirection(Qt::LeftToRight);
   document()->setDefaultTextOption(option);
+  m_next.setSingleShot(true);
+  connect(&m_next, &QTimer::timeout, this, &LogView::takeSome);
   connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &LogView::scrolled);
 }
 
 void LogView::append(std::string_view text) {
+  const bool isSilent = text.empty() && m_waiting.empty() && !m_open.empty();
+  m_waiting.append(isSilent ? "\n" : text);
+  // What will not be kept need not be taken.
+  if (m_waiting.size() > MAX_CHARACTERS) {
+    m_waiting.erase(0, m_waiting.size() - MAX_CHARACTERS);
+    m_waiting.erase(0, m_waiting.find('\n') + 1);
+  }
+  if (!m_next.isActive()) takeSome();
+}
+
+void LogView::takeSome() {
+  const std::string_view all = m_waiting;
+  const std::size_t cut = all.rfind('\n', SLICE);
+  std::string_view text = all.substr(0, all.size() <= SLICE || cut == all.npos ? SLICE : cut + 1);
+  const std::size_t taken = text.size();
   QStringList fresh;
-  if (text.empty() && !m_open.empty()) takeLine(std::exchange(m_open, {}), fresh);
   for (std::size_t end = text.find('\n'); end != text.npos; end = text.find('\n')) {
     takeLine(m_open.empty() ? text.substr(0, end) : m_open.append(text.substr(0, end)), fresh);
     m_open.clear();
     text.remove_prefix(end + 1);
   }
   m_open.append(text.substr(0, MAX_LINE + 1 - std::min(m_open.size(), MAX_LINE + 1)));
+  m_waiting.erase(0, taken);
   // Of many new lines the first may have to go again before they were ever shown.
   const qsizetype dropped = dropOld();
   const qsizetype unseen = std::max<qsizetype>(0, dropped - static_cast<qsizetype>(m_shown));
   fresh.remove(0, unseen);
   if (!fresh.isEmpty() || dropped > 0) insert(fresh, dropped - unseen);
+  if (!m_waiting.empty()) m_next.start();
 }
 
 void LogView::takeLine(std::string_view line, QStringList& fresh) {
@@ -94,6 +118,8 @@ void LogView::insert(const QStringList& fresh, qsizetype dropped) {
 }
 
 void LogView::clearLines() {
+  m_next.stop();
+  m_waiting.clear();
   m_lines.clear();
   m_open.clear();
   m_characters = 0;

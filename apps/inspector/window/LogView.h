@@ -2,7 +2,9 @@
 
 #include <QPlainTextEdit>
 #include <QString>
+#include <QTimer>
 #include <deque>
+#include <string>
 #include <string_view>
 
 namespace corvane::inspector {
@@ -13,14 +15,14 @@ class LogView : public QPlainTextEdit {
   Q_OBJECT
 
  public:
-  static constexpr std::size_t MAX_LINES = 20'000;
-  static constexpr qsizetype MAX_CHARACTERS = 4'000'000;  ///< of all lines
+  static constexpr std::size_t MAX_LINES = 10'000;
+  static constexpr qsizetype MAX_CHARACTERS = 2'000'000;  ///< of all lines
   static constexpr std::size_t MAX_LINE = 10'000;         ///< bytes; the rest of a longer one is left out
 
   explicit LogView(QWidget* parent = nullptr);
 
-  /// Appends text, unchecked bytes. A last line without an end is held back until its end comes, or the next call comes
-  /// without text.
+  /// Appends text, unchecked bytes, if there is much of it in several steps, between which the window works on. A last
+  /// line without an end is held back until its end comes, or the next call comes without text.
   void append(std::string_view text);
   void clearLines();
 
@@ -50,6 +52,7 @@ class LogView : public QPlainTextEdit {
 
  private:
   bool isShown(const QString& line) const { return m_filter.isEmpty() || line.contains(m_filter, Qt::CaseInsensitive); }
+  void takeSome();
   qsizetype dropOld();
   void takeLine(std::string_view line, QStringList& fresh);
   void insert(const QStringList& fresh, qsizetype dropped);
@@ -60,11 +63,13 @@ class LogView : public QPlainTextEdit {
   std::deque<QString> m_lines;
   qsizetype m_characters = 0;
   std::size_t m_shown = 0;
-  std::string m_open;  // the last line, which has no end yet
+  std::string m_waiting;  // what is still to be appended
+  std::string m_open;     // the last line, which has no end yet
   QString m_filter;
   QString m_searched;
   bool m_isFollowing = true;
   bool m_isInserting = false;
+  QTimer m_next;  // for what is waiting
 };
 
 }  // namespace corvane::inspector

@@ -55,7 +55,7 @@ MessageBar::MessageBar(QWidget* parent) : QWidget(parent), m_icon(new QLabel), m
   m_text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   auto* const close = new QToolButton;
   close->setAutoRaise(true);
-  close->setIcon(style()->standardIcon(QStyle::SP_TitleBarCloseButton));
+  close->setText(QStringLiteral("✕"));
   close->setToolTip(tr("Close this message"));
   close->setAccessibleName(close->toolTip());
   connect(close, &QToolButton::clicked, this, &MessageBar::clear);
@@ -75,8 +75,8 @@ void MessageBar::clear() {
 
 void MessageBar::show(const QString& text, bool isFailure) {
   const int size = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
-  const auto icon = isFailure ? QStyle::SP_MessageBoxWarning : QStyle::SP_MessageBoxInformation;
-  m_icon->setPixmap(style()->standardIcon(icon).pixmap(size));
+  m_icon->setPixmap(style()->standardIcon(QStyle::SP_MessageBoxWarning).pixmap(size));
+  m_icon->setVisible(isFailure);
   m_text->setText(text);
   setVisible(true);
   QAccessibleEvent event(m_text, QAccessible::Alert);

@@ -57,7 +57,7 @@ SettingsPage::SettingsPage(Source& source, QWidget* parent)
   parts->addWidget(m_domains);
   parts->addWidget(m_tree);
   parts->setStretchFactor(1, 1);
-  parts->setSizes({fontMetrics().averageCharWidth() * 32, fontMetrics().averageCharWidth() * 100});
+  parts->setSizes({fontMetrics().averageCharWidth() * 28, fontMetrics().averageCharWidth() * 100});
   parts->setChildrenCollapsible(false);
   layout->addWidget(parts, 1);
   setFocusProxy(m_tree);
@@ -80,7 +80,7 @@ void SettingsPage::makeTree() {
   m_filtered.setFilterCaseSensitivity(Qt::CaseInsensitive);
   m_tree->setModel(&m_filtered);
   m_tree->setEditTriggers(QAbstractItemView::DoubleClicked);
-  m_tree->setColumnWidth(SettingsModel::KEY, fontMetrics().averageCharWidth() * 40);
+  m_tree->setColumnWidth(SettingsModel::KEY, fontMetrics().averageCharWidth() * 32);
   m_tree->setColumnWidth(SettingsModel::KIND, fontMetrics().averageCharWidth() * 18);
   m_tree->addActions({m_add, m_edit, m_remove, m_copyValue});
   auto* const delegate = new ValueDelegate(
