@@ -153,7 +153,7 @@ bool ScreenWindow::event(QEvent* event) {
     case QEvent::Show:
     case QEvent::Move:
     case QEvent::Resize:
-      fitFrame();
+      if (m_wanted) fitFrame();
       if (isVisible()) m_settled.start(SETTLED, this);
       break;
     default:
@@ -162,20 +162,25 @@ bool ScreenWindow::event(QEvent* event) {
   return isTaken;
 }
 
-// Only a window that is on the screen knows its margins.
-void ScreenWindow::fitFrame() {
-  if (!isVisible() || !windowHandle()->isExposed() || windowState() & SPECIAL) return;
+// Only a window that is on the screen knows its margins; one that is maximised has others.
+bool ScreenWindow::learnMargins() {
+  if (!isVisible() || !windowHandle()->isExposed() || windowState() & SPECIAL) return false;
   const QMargins before = std::exchange(m_margins, windowHandle()->frameMargins());
+  return m_margins != before;
+}
+
+void ScreenWindow::fitFrame() {
   // Unless somebody else has chosen another size.
-  if (m_wanted && m_margins != before && size() == m_wanted->marginsRemoved(before).size())
-    resize(m_wanted->marginsRemoved(m_margins).size());
+  const bool isOurs = m_wanted && size() == m_wanted->marginsRemoved(m_margins).size();
+  if (learnMargins() && isOurs) resize(m_wanted->marginsRemoved(m_margins).size());
 }
 
 void ScreenWindow::timerEvent(QTimerEvent* event) {
   if (event->timerId() != m_settled.timerId()) return QMainWindow::timerEvent(event);
   m_settled.stop();
-  m_wanted.reset();
+  if (!(windowState() & SPECIAL)) m_wanted.reset();
   if (!isVisible()) return;
+  learnMargins();
   // The window manager has had time to do it.
   if (std::exchange(m_isStranded, false) && !(windowState() & SPECIAL) && !isWayland())
     if (const QRect frame = reachable(frameGeometry(), visibleFrames()); frame != frameGeometry()) place(frame);
@@ -183,7 +188,8 @@ void ScreenWindow::timerEvent(QTimerEvent* event) {
 }
 
 QRect ScreenWindow::normalFrame() const {
-  if (m_wanted && !windowHandle()->isExposed()) return *m_wanted;
+  // The toolkit takes the frame's corner for the window's while it has not seen the frame.
+  if (m_wanted && (windowState() & SPECIAL || !windowHandle()->isExposed())) return *m_wanted;
   const bool isNormal = !isMaximized() && !isFullScreen();
   return isNormal || !normalGeometry().isValid() ? frameGeometry() : normalGeometry().marginsAdded(m_margins);
 }

@@ -70,6 +70,7 @@ class CORVANE_API ScreenWindow : public QMainWindow {
  private:
   void restore(const QRect& frame);
   void place(const QRect& frame);
+  bool learnMargins();
   void fitFrame();
   QRect normalFrame() const;
   void save();

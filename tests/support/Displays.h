@@ -24,6 +24,11 @@ inline std::vector<std::uint8_t> displayData(std::uint8_t serial, const std::str
   return data;
 }
 
+/// Waits until the X server has seen everything sent: it drops what it has not read when a connection ends.
+inline void settle(const X11Connection& x) {
+  x.answer(xcb_get_input_focus_reply, xcb_get_input_focus(x.get()));
+}
+
 /// Makes the X server's first output one of a display that says this about itself.
 inline void connectDisplay(const std::vector<std::uint8_t>& data) {
   const auto x = X11Connection::open(qEnvironmentVariable("DISPLAY").toStdString());
@@ -33,7 +38,7 @@ inline void connectDisplay(const std::vector<std::uint8_t>& data) {
   xcb_randr_change_output_property(x->get(), *xcb_randr_get_screen_resources_current_outputs(outputs.get()), edid->atom,
                                    XCB_ATOM_INTEGER, 8, XCB_PROP_MODE_REPLACE, static_cast<std::uint32_t>(data.size()),
                                    data.data());
-  xcb_flush(x->get());
+  settle(*x);
 }
 
 /// Runs a shell command, which must succeed.
