@@ -1,0 +1,42 @@
+// Pictures of the Inspector's window, one for each page.
+#include <QTemporaryDir>
+#include <QTest>
+
+#include "apps/inspector/window/MainWindow.h"
+#include "apps/inspector/window/Pages.h"
+#include "corvane/core/MasterTimer.h"
+#include "tests/inspector/pictures/InventedSource.h"
+#include "tests/ui/pictures/Pictures.h"
+
+namespace corvane::inspector {
+
+namespace {
+
+constexpr int SETTLED = 1200;  // ms: pages that read something on a queue have shown it
+
+QWidget* open(const char* page) {
+  static InventedSource source(QDir::homePath().toStdString());
+  MasterTimer::instance()->start();
+  auto* const window = new MainWindow(source);
+  window->showPage(page);
+  window->resize(1080, 720);
+  window->show();
+  QTest::qWait(SETTLED);
+  return window;
+}
+
+}  // namespace
+
+}  // namespace corvane::inspector
+
+int main(int argc, char** argv) {
+  using namespace corvane;
+  const QTemporaryDir home;  // settings and log
+  qputenv("HOME", home.path().toUtf8());
+  std::vector<Picture> pictures;
+  std::vector<std::string> names;
+  for (const auto& kind : inspector::pageKinds()) names.push_back(std::string("inspector-") + kind.id);
+  for (std::size_t i = 0; i < names.size(); ++i)
+    pictures.push_back({names[i].c_str(), [i] { return inspector::open(inspector::pageKinds()[i].id); }});
+  return takePictures(argc, argv, pictures);
+}
