@@ -19,14 +19,14 @@ becomes "the first start's window" "Corvane Inspector" active
 becomes "its page" broadcaster page
 wish -name other <<<'wm geometry . 600x400+0+0' & other=$!
 becomes "another window" other active
-code=0; "$program" --page broadcaster || code=$?; check "a second start" $code 0
+code=0; "$program" --page power || code=$?; check "a second start" $code 0
 becomes "the window after a second start" "Corvane Inspector" active
-becomes "its page" broadcaster page
+becomes "its page" power page
 check "windows of the Inspector" "$(xdotool search --onlyvisible --name '^Corvane Inspector$' | wc -l)" 1
 kill -9 $first; wait $first 2>/dev/null || true
 "$program" & third=$!
 becomes "the window after a start that was killed" "Corvane Inspector" active
-becomes "the page that was remembered" broadcaster page
+becomes "the page that was remembered" power page
 kill $third; status=0; wait $third || status=$?
 check "status after SIGTERM" $status 143
 "$program" & fourth=$!

@@ -16,6 +16,7 @@
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/Logger.h"
 #include "corvane/ui/Appearance.h"
+#include "corvane/ui/Translator.h"
 
 namespace corvane::inspector {
 
@@ -114,6 +115,8 @@ int run(int argc, char** argv) {
   if (const auto icon = Bundle::mainBundle()->resource("org.corvane.Inspector.svg"))
     QApplication::setWindowIcon(QIcon(QString::fromStdString(*icon)));
   followAppearance();
+  Translator translator(NAME);
+  QCoreApplication::installTranslator(&translator);
   std::signal(SIGPIPE, SIG_IGN);
   const auto options = parse({argv + 1, argv + argc});
   if (!options) return failUsage(options.error());

@@ -30,8 +30,9 @@ void fill(History& history, const Walk& walk, double interval, unsigned seed) {
     const double wave = 0.15 * std::sin(age / 211 + seed) + 0.1 * std::sin(age / 47);
     if (share(random) < (1 - walk.calm) / 12) burst = 0.4 + 0.5 * share(random);
     burst *= std::pow(0.9, interval);
-    level += 0.3 * (0.2 + wave + 0.04 * share(random) - level);
-    const double value = walk.low + (walk.high - walk.low) * std::min(1.0, std::max(0.0, level + burst));
+    level += 0.3 * (0.2 + wave + 0.3 * (share(random) - 0.5) - level);
+    double value = walk.low + (walk.high - walk.low) * std::min(1.0, std::max(0.0, level + burst));
+    if (walk.high < 1000 && walk.low > 200) value = std::round(value);
     history.add(value, now - std::chrono::duration_cast<Moment::duration>(std::chrono::duration<double>(age)));
   }
 }
@@ -148,30 +149,38 @@ std::shared_ptr<void> InventedSource::followAssertions(AssertionTaker taker) {
 }
 
 std::shared_ptr<void> InventedSource::followDisks(DiskTaker taker) {
-  taker(std::vector<DiskRow>{
-      {"nvme0n1", "", 0, 512 * GIB, "GUID_partition_scheme", "", "", true, false},
-      {"nvme0n1p1",
-       "nvme0n1",
-       1,
-       512 * MIB,
-       "C12A7328-F81F-11D2-BA4B-00A0C93EC93B",
-       "vfat",
-       "EFI",
-       true,
-       false,
-       {"/boot/efi"}},
-      {"nvme0n1p2",
-       "nvme0n1",
-       1,
-       511 * GIB,
-       "0FC63DAF-8483-4772-8E79-3D69D8477DE4",
-       "ext4",
-       "heron",
-       true,
-       false,
-       {"/"}},
-      {"sda", "", 0, 64 * GIB, "FDisk_partition_scheme", "", "", true, true},
-      {"sda1", "sda", 1, 64 * GIB, "Windows_FAT_32", "vfat", "HOLIDAY", true, true, {"/media/ada/HOLIDAY"}}});
+  taker(std::vector<DiskRow>{{"nvme0n1", "", 0, 512 * GIB, "GUID_partition_scheme", "", "", true, false},
+                             {"nvme0n1p1",
+                              "nvme0n1",
+                              1,
+                              512 * MIB,
+                              "C12A7328-F81F-11D2-BA4B-00A0C93EC93B",
+                              "vfat",
+                              "EFI",
+                              true,
+                              false,
+                              {"/boot/efi"}},
+                             {"nvme0n1p2",
+                              "nvme0n1",
+                              1,
+                              511 * GIB,
+                              "0FC63DAF-8483-4772-8E79-3D69D8477DE4",
+                              "ext4",
+                              "heron",
+                              true,
+                              false,
+                              {"/"}},
+                             {"sda", "", 0, 64 * GIB, "GUID_partition_scheme", "", "", true, true},
+                             {"sda1",
+                              "sda",
+                              1,
+                              64 * GIB,
+                              "EBD0A0A2-B9E5-4433-87C0-68B6B72699C7",
+                              "vfat",
+                              "HOLIDAY",
+                              true,
+                              true,
+                              {"/media/ada/HOLIDAY"}}});
   return std::make_shared<int>();
 }
 

@@ -38,5 +38,5 @@ int main(int argc, char** argv) {
   for (const auto& kind : inspector::pageKinds()) names.push_back(std::string("inspector-") + kind.id);
   for (std::size_t i = 0; i < names.size(); ++i)
     pictures.push_back({names[i].c_str(), [i] { return inspector::open(inspector::pageKinds()[i].id); }});
-  return takePictures(argc, argv, pictures);
+  return takePictures(argc, argv, pictures, "corvane-inspector-window");
 }

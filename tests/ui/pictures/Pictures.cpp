@@ -9,6 +9,7 @@
 #include <cstdio>
 
 #include "corvane/ui/Appearance.h"
+#include "corvane/ui/Translator.h"
 
 namespace corvane {
 
@@ -38,14 +39,19 @@ const std::vector<Variant> VARIANTS = {
     {"-large", [] { qputenv("QT_SCALE_FACTOR", "2"); }},
 };
 
-bool take(int argc, char** argv, const std::vector<Picture>& pictures, const Variant& variant) {
+bool take(int argc, char** argv, const std::vector<Picture>& pictures, const Variant& variant,
+          const std::string& catalogue) {
   qputenv("QT_QPA_PLATFORM", "offscreen");
+  qputenv("LC_ALL", "C.UTF-8");
+  qputenv("LANGUAGE", "");
   QLocale::setDefault(QLocale("en_US"));
   if (variant.before) variant.before();
   const QApplication application(argc, argv);
   QApplication::setStyle("Fusion");
   QApplication::setQuitOnLastWindowClosed(false);
   if (variant.after) variant.after();
+  Translator translator(catalogue);
+  QCoreApplication::installTranslator(&translator);
   bool isDone = true;
   for (const Picture& picture : pictures) {
     QWidget* const window = picture.open();
@@ -60,7 +66,7 @@ bool take(int argc, char** argv, const std::vector<Picture>& pictures, const Var
 
 }  // namespace
 
-int takePictures(int argc, char** argv, const std::vector<Picture>& pictures) {
+int takePictures(int argc, char** argv, const std::vector<Picture>& pictures, const std::string& catalogue) {
   if (argc != 2) {
     std::fprintf(stderr, "Usage: %s FOLDER\n", argv[0]);
     return 2;
@@ -69,7 +75,7 @@ int takePictures(int argc, char** argv, const std::vector<Picture>& pictures) {
   for (const Variant& variant : VARIANTS) {
     const pid_t child = fork();
     if (child == 0) {
-      const bool isTaken = take(argc, argv, pictures, variant);
+      const bool isTaken = take(argc, argv, pictures, variant, catalogue);
       std::fflush(stdout);
       _exit(isTaken ? 0 : 1);
     }

@@ -2,6 +2,7 @@
 
 #include <QWidget>
 #include <functional>
+#include <string>
 #include <vector>
 
 namespace corvane {
@@ -15,6 +16,7 @@ struct Picture {
 /// What main() of a program does that takes pictures: `PROGRAM FOLDER` writes NAME.png, NAME-dark.png and so on for
 /// each window, taken from real widgets without a display. To look at other widgets add them to the table of such a
 /// program; to take them in other ways, to the one in Pictures.cpp.
-int takePictures(int argc, char** argv, const std::vector<Picture>& pictures);
+/// `catalogue` is the application's, if it has one.
+int takePictures(int argc, char** argv, const std::vector<Picture>& pictures, const std::string& catalogue = {});
 
 }  // namespace corvane
