@@ -1,13 +1,10 @@
 // Pictures of the library's own windows and controls.
-#include <QAction>
-#include <QCheckBox>
+#include <QContextMenuEvent>
 #include <QFormLayout>
-#include <QGuiApplication>
 #include <QMenu>
-#include <QScreen>
 #include <QStyle>
 #include <QTest>
-#include <random>
+#include <QUrl>
 
 #include "corvane/core/MasterTimer.h"
 #include "corvane/testing/FakePlatform.h"
@@ -16,6 +13,7 @@
 #include "corvane/ui/RepeaterStatsWindow.h"
 #include "corvane/ui/RowModel.h"
 #include "corvane/ui/TableView.h"
+#include "corvane/ui/URLButton.h"
 #include "tests/ui/pictures/Pictures.h"
 
 namespace corvane {
@@ -124,6 +122,26 @@ QWidget* tableOfFiles() {
   return view;
 }
 
+// The menu that a table shows; it is taken alone.
+QWidget* tableMenu() {
+  TableView* const view = table(40);
+  selectRow(*view, 3);
+  view->addAction("Open");
+  QContextMenuEvent event(QContextMenuEvent::Keyboard, {5, 5}, {5, 5});
+  QCoreApplication::sendEvent(view->viewport(), &event);
+  return view->findChild<QMenu*>();
+}
+
+QWidget* buttons() {
+  auto* const window = new QWidget;
+  auto* const column = new QVBoxLayout(window);
+  column->addWidget(new URLButton("Corvane on the web", QUrl("https://example.org/"), window));
+  auto* const disabled = new URLButton("A link that leads nowhere now", {}, window);
+  disabled->setEnabled(false);
+  column->addWidget(disabled);
+  return shown(window);
+}
+
 QWidget* tableWithoutRows() {
   return table(0);
 }
@@ -133,7 +151,11 @@ QWidget* tableWithoutRows() {
 
 int main(int argc, char** argv) {
   using namespace corvane;
-  return takePictures(
-      argc, argv,
-      {{"stepper", steppers}, {"table", tableOfFiles}, {"table-empty", tableWithoutRows}, {"statistics", statistics}});
+  return takePictures(argc, argv,
+                      {{"stepper", steppers},
+                       {"buttons", buttons},
+                       {"table", tableOfFiles},
+                       {"table-menu", tableMenu},
+                       {"table-empty", tableWithoutRows},
+                       {"statistics", statistics}});
 }
