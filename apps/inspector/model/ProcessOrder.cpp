@@ -59,6 +59,10 @@ void sortRows(std::vector<ProcessRow>& rows, ProcessColumn column, bool descendi
   });
 }
 
+bool comesBefore(const ProcessRow& a, const ProcessRow& b, ProcessColumn column) {
+  return compare(a, b, column) < 0;
+}
+
 bool ProcessFilter::matches(const ProcessRow& row) const {
   const auto has = [this](std::string_view text) { return containsIgnoringCase(text, m_text); };
   // This program's own command line contains the text that it searches for.

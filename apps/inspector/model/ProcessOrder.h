@@ -28,6 +28,9 @@ enum class ProcessColumn {
 /// Sorts the rows; those that are equal in the column are sorted by id.
 void sortRows(std::vector<ProcessRow>& rows, ProcessColumn column, bool descending);
 
+/// Whether a row comes before another one in ascending order of a column.
+bool comesBefore(const ProcessRow& a, const ProcessRow& b, ProcessColumn column);
+
 /// Whether a row has the text in its name, its path, its command line or its user's name, or is the process with that
 /// id. Case is ignored. Every row contains the empty text.
 class ProcessFilter {

@@ -12,7 +12,7 @@ namespace corvane::inspector {
 
 Result<void> sendSignal(pid_t pid, std::int64_t started, int number) {
   if (pid == ::getpid() && (number == SIGSTOP || number == SIGKILL))
-    return failure("posix", EINVAL, "it is this program (^Z stops it, q ends it)");
+    return failure("posix", EINVAL, "it is this program");
   ProcessTable& table = platform().processTable();
   const auto sent = table.signal(pid, static_cast<std::uint64_t>(started - table.bootTime()) * 1000, number);
   if (sent) return {};

@@ -11,7 +11,7 @@ using Tree = SvgTree::Tree;
 
 std::shared_ptr<Tree> makeNode(const ProcessRow& row) {
   return std::make_shared<Tree>(
-      SvgNode{.label = std::to_string(row.pid) + " " + row.name, .strong = row.processor >= 1});
+      SvgNode{.label = std::to_string(row.pid) + " " + row.name, .strong = row.processor >= 1, .id = row.pid});
 }
 
 }  // namespace
@@ -22,7 +22,7 @@ std::shared_ptr<Tree> processTree(const std::vector<ProcessRow>& rows, std::opti
     std::shared_ptr<Tree> node;
   };
   std::map<pid_t, Entry> processes;
-  const auto kernel = std::make_shared<Tree>(SvgNode{.label = "kernel threads"});
+  const auto kernel = std::make_shared<Tree>(SvgNode{.label = "kernel threads", .id = KERNEL_NODE});
   for (const ProcessRow& row : rows) {
     if (row.kind == ProcessKind::KERNEL)
       kernel->addChildNode(makeNode(row));

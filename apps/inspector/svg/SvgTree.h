@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "corvane/algorithms/LayoutTree.h"
@@ -11,6 +13,7 @@ struct SvgNode {
   std::string label;      ///< a long label is cut; a tooltip shows it whole
   std::string note = {};  ///< if not empty, follows the label and marks the box
   bool strong = false;    ///< whether it is emphasised
+  std::int64_t id = 0;    ///< whose node it is, for the caller
 };
 
 /// A laid-out tree as an SVG picture: the root on the left, levels in columns, parents centred on their children, with

@@ -98,4 +98,12 @@ QString timeText(const QTime& time) {
   return QLocale().toString(time, format);
 }
 
+QString lengthText(std::int64_t seconds) {
+  static constexpr std::int64_t DAY = 24 * 60 * 60;
+  const QTime rest = QTime(0, 0).addSecs(static_cast<int>(std::max<std::int64_t>(0, seconds) % DAY));
+  const QString time = QLocale().toString(rest, QStringLiteral("H:mm:ss"));
+  if (seconds < DAY) return time;
+  return QCoreApplication::translate("Graph", "%1 d %2").arg(QLocale().toString(qlonglong{seconds / DAY}), time);
+}
+
 }  // namespace corvane::inspector

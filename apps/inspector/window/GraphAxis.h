@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QString>
+#include <cstdint>
 #include <vector>
 
 #include "apps/inspector/model/History.h"
@@ -35,5 +36,8 @@ std::vector<Tick> timeTicks(const QDateTime& now, double span, int most);
 
 /// A time of the day with seconds, in the user's locale.
 QString timeText(const QTime& time);
+
+/// A length of time: "0:01:15", and from one day on "3 d 0:01:15".
+QString lengthText(std::int64_t seconds);
 
 }  // namespace corvane::inspector

@@ -5,13 +5,13 @@
 #include <QLocale>
 #include <QResizeEvent>
 #include <QScrollArea>
-#include <QTime>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cmath>
 
 #include "apps/inspector/text/ReadingRow.h"
+#include "apps/inspector/window/Shown.h"
 #include "corvane/core/Timeval.h"
 #include "corvane/infra/settings/DefaultSettings.h"
 
@@ -22,12 +22,6 @@ namespace {
 constexpr char SPAN[] = "window.overview.minutes";
 constexpr std::array SPANS = {1, 5, 15, 60};
 constexpr int MARGIN = 16, GAP = 12;
-
-QString lengthText(int seconds) {
-  constexpr int DAY = 24 * 60 * 60;
-  const QString time = QLocale().toString(QTime(0, 0).addSecs(seconds % DAY), QStringLiteral("H:mm:ss"));
-  return seconds < DAY ? time : OverviewPage::tr("%1 d %2").arg(QLocale().toString(seconds / DAY), time);
-}
 
 }  // namespace
 
@@ -58,7 +52,7 @@ QWidget* OverviewPage::makeHeader() {
   m_host->setFont(font);
   m_host->setTextFormat(Qt::PlainText);
   m_host->setTextInteractionFlags(Qt::TextSelectableByMouse);
-  m_host->setText(QString::fromStdString(source().host()));
+  m_host->setText(shown(source().host()));
   m_uptime->setToolTip(tr("How long this program has been running"));
   auto* const header = new QWidget;
   auto* const row = new QHBoxLayout(header);
@@ -136,8 +130,7 @@ void OverviewPage::setSpan(int minutes) {
 }
 
 void OverviewPage::refresh() {
-  const auto seconds = static_cast<int>(source().started().elapsed() / 1'000'000);
-  m_uptime->setText(tr("running for %1").arg(lengthText(std::max(0, seconds))));
+  m_uptime->setText(tr("running for %1").arg(lengthText(source().started().elapsed() / 1'000'000)));
   showNotes();
   arrange();
   for (const Card& card : m_cards)
@@ -151,8 +144,7 @@ void OverviewPage::showNotes() {
       card.graph->setNote(tr("of %1").arg(valueText(static_cast<double>(readings.memory->total), Unit::BYTES)));
     const auto& all = readings.temperatures;
     const auto hottest = std::ranges::max_element(all, {}, &Temperature::celsius);
-    if (card.gauges.front() == Gauge::TEMPERATURE && hottest != all.end())
-      card.graph->setNote(QString::fromStdString(hottest->sensor));
+    if (card.gauges.front() == Gauge::TEMPERATURE && hottest != all.end()) card.graph->setNote(shown(hottest->sensor));
   }
 }
 

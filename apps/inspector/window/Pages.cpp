@@ -9,6 +9,7 @@
 #include "apps/inspector/window/LogPage.h"
 #include "apps/inspector/window/OverviewPage.h"
 #include "apps/inspector/window/PowerPage.h"
+#include "apps/inspector/window/ProcessPage.h"
 #include "apps/inspector/window/RepeatersPage.h"
 #include "apps/inspector/window/SettingsPage.h"
 
@@ -24,6 +25,7 @@ Page* make(Source& source) {
 constexpr std::array KINDS = {
     PageKind{"overview", QT_TRANSLATE_NOOP("Page", "Overview"), make<OverviewPage>},
     PageKind{"repeaters", QT_TRANSLATE_NOOP("Page", "Repeaters"), make<RepeatersPage>},
+    PageKind{"processes", QT_TRANSLATE_NOOP("Page", "Processes"), make<ProcessPage>},
     PageKind{"log", QT_TRANSLATE_NOOP("Page", "Log"), make<LogPage>},
     PageKind{"settings", QT_TRANSLATE_NOOP("Page", "Settings"), make<SettingsPage>},
     PageKind{"broadcaster", QT_TRANSLATE_NOOP("Page", "Broadcaster"), make<BroadcasterPage>},
