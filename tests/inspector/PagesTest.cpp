@@ -6,6 +6,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QTableView>
 #include <QTest>
 #include <QTextBlock>
 #include <QTreeView>
@@ -15,6 +16,7 @@
 #include "apps/inspector/window/DisksPage.h"
 #include "apps/inspector/window/HelperPage.h"
 #include "apps/inspector/window/LogPage.h"
+#include "apps/inspector/window/RepeatersPage.h"
 #include "apps/inspector/window/SettingsPage.h"
 #include "apps/inspector/window/ValueText.h"
 #include "corvane/core/MasterTimer.h"
@@ -62,7 +64,7 @@ TEST(LogPage, FollowsOverRotationsAndTruncation) {
   EXPECT_EQ(text(), "1\n2\uFFFD\uFFFD");
   append(path, " off\n");
   fs::rename(path, path + ".0");
-  append(path + ".0", "late\n");
+  append(path + ".0", "late");
   append(path, "new\n");
   EXPECT_EQ(text(), "1\n2\uFFFD\uFFFD\ncut off\nlate\nnew");
   std::ofstream(path, std::ios::trunc) << "x\n";
@@ -245,6 +247,31 @@ TEST(DisksPage, StaysUsableWhileADiskIsMountedAndTellsTheOutcome) {
   MasterTimer::instance()->stop();
   using Call = FakeDiskService::Call;
   EXPECT_EQ(fake.diskService->calls(), (std::vector{Call{"mount", "sda1", 0}, Call{"unmount", "sda1", 0}}));
+}
+
+TEST(RepeatersPage, PausesRepeatersAndKeepsTheStoredAverageInStep) {
+  const TempHome home;
+  const FakePlatform fake;
+  LocalSource source("");
+  RepeatersPage page(source);
+  page.show();
+  ASSERT_TRUE(UserDefaults::shared()->set(ViewSettings::AVERAGE, Value(20)));
+  page.setSeen(true);
+  EXPECT_EQ(source.repeaters().timeConstant(), 20);
+  ASSERT_TRUE(UserDefaults::shared()->set(ViewSettings::AVERAGE, Value(30)));  // by the terminal view
+  EXPECT_TRUE(QTest::qWaitFor([&] { return source.repeaters().timeConstant() == 30; }));
+  auto& average = *page.findChild<QLineEdit*>();
+  EXPECT_EQ(average.text(), "30");
+  QTest::keyClick(&average, Qt::Key_Up);
+  EXPECT_EQ(UserDefaults::shared()->integer(ViewSettings::AVERAGE), 31);
+  EXPECT_EQ(source.repeaters().timeConstant(), 31);
+  auto& table = *page.findChild<QTableView*>();
+  const auto pausedRows = [&] { return std::ranges::count(source.repeaters().rows(), true, &RepeaterRow::paused); };
+  table.selectRow(0);
+  press(page, "Pause");
+  EXPECT_EQ(pausedRows(), 1);
+  press(page, "Resume");
+  EXPECT_EQ(pausedRows(), 0);
 }
 
 TEST(HelperPage, InstallsAndTellsWhatIsSo) {

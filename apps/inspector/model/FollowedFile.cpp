@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace corvane::inspector {
 
@@ -14,11 +15,18 @@ Result<std::string> FollowedFile::read(std::size_t limit) {
   const bool isSame = m_file.get() >= 0 && fstat(m_file.get(), &here) == 0 && stat(m_path.c_str(), &there) == 0 &&
                       here.st_dev == there.st_dev && here.st_ino == there.st_ino;
   if (isSame) return text;
-  // Until then the old one is kept: what writes to it may not know of the new one yet.
+  text += rest(limit);  // what came between the two looks
+  // Without a new one the old one is kept.
   if (const auto opened = open(); !opened)
     return text.empty() ? Result<std::string>(tl::unexpected(opened.error())) : Result<std::string>(text);
-  text += rest(limit);
-  return text;
+  text += beginAnew();
+  return text += rest(limit);
+}
+
+// Other text follows than what the file held; what must precede it.
+std::string FollowedFile::beginAnew() {
+  m_offset = 0;
+  return std::exchange(m_isInLine, false) ? "\n" : "";
 }
 
 Result<void> FollowedFile::open() {
@@ -28,14 +36,13 @@ Result<void> FollowedFile::open() {
   if (fstat(file->get(), &status) != 0) return fileFailure(m_path, errno);
   if (!S_ISREG(status.st_mode)) return failure("inspector", 0, m_path + ": Not a regular file");
   m_file = std::move(*file);
-  m_offset = 0;
   return {};
 }
 
 std::string FollowedFile::rest(std::size_t limit) {
   struct stat status {};
   if (m_file.get() < 0 || fstat(m_file.get(), &status) != 0) return {};
-  if (status.st_size < m_offset) m_offset = 0;
+  const std::string before = status.st_size < m_offset ? beginAnew() : "";
   const off_t start = std::max(m_offset, status.st_size - static_cast<off_t>(limit));
   const bool isCut = start > m_offset;
   std::string text(static_cast<std::size_t>(status.st_size - start), '\0');
@@ -50,7 +57,8 @@ std::string FollowedFile::rest(std::size_t limit) {
   text.resize(filled);
   m_offset = start + static_cast<off_t>(filled);
   if (isCut) text.erase(0, text.find('\n') + 1);
-  return text;
+  if (!text.empty()) m_isInLine = text.back() != '\n';
+  return before + text;
 }
 
 }  // namespace corvane::inspector

@@ -27,10 +27,12 @@ class FollowedFile {
  private:
   Result<void> open();
   std::string rest(std::size_t limit);
+  std::string beginAnew();
 
   const std::string m_path;
   FileDescriptor m_file;
   off_t m_offset = 0;
+  bool m_isInLine = false;  // what was read last did not end one
 };
 
 }  // namespace corvane::inspector

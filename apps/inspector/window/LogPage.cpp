@@ -129,8 +129,8 @@ void LogPage::showState(const QString& failure) {
   const QLocale locale;
   const auto number = [&](std::size_t count) { return locale.toString(static_cast<qulonglong>(count)); };
   QString lines = m_filter->text().isEmpty()
-                      ? tr("%1 lines").arg(number(m_view->lines()))
-                      : tr("%1 of %2 lines").arg(number(m_view->shownLines()), number(m_view->lines()));
+                      ? tr("Lines: %1").arg(number(m_view->lines()))
+                      : tr("Lines: %1 of %2").arg(number(m_view->shownLines()), number(m_view->lines()));
   if (m_file) lines = QStringLiteral("%1 – %2").arg(shown(m_file->path()), lines);
   m_state->setText(failure.isEmpty() || m_view->lines() == 0 ? lines : lines + QStringLiteral(" – ") + failure);
 }

@@ -74,6 +74,7 @@ void MessageBar::clear() {
 }
 
 void MessageBar::show(const QString& text, bool isFailure) {
+  if (isVisible() && text == m_text->text()) return;
   const int size = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
   m_icon->setPixmap(style()->standardIcon(QStyle::SP_MessageBoxWarning).pixmap(size));
   m_icon->setVisible(isFailure);

@@ -161,6 +161,7 @@ void SettingsPage::listen() {
 
 void SettingsPage::read() {
   const auto taken = m_model.read();
+  if (taken && m_hasFailed) m_message->clear();
   m_hasFailed = !taken;
   if (!taken) m_message->showFailure(tr("The settings could not be read: %1").arg(shown(taken.error().description)));
   noteSelection();
