@@ -22,6 +22,7 @@ namespace {
 
 constexpr int MAX_WIDTH = 10'000;  // points, of a restored column
 constexpr int MARGIN = 3;          // points above and below the text of a row
+constexpr QChar GAP(0x2004);       // beside a text: a blank, a third as wide as the font is high
 
 QVariant headerOf(const QAbstractItemModel& model, int column, int role) {
   return model.headerData(column, Qt::Horizontal, role);
@@ -34,15 +35,45 @@ QString inOneCell(QString text) {
   return text;
 }
 
+// Cells and titles do not touch their neighbours.
+QString spaced(const QString& text) {
+  return text.isEmpty() ? text : GAP + text + GAP;
+}
+
 // Whole rows are selected, so a selected cell does not stand out as the one that has the focus.
-class RowDelegate : public QStyledItemDelegate {
+class CellDelegate : public QStyledItemDelegate {
  public:
   using QStyledItemDelegate::QStyledItemDelegate;
+
+  QString displayText(const QVariant& value, const QLocale& locale) const override {
+    return spaced(QStyledItemDelegate::displayText(value, locale));
+  }
 
  protected:
   void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
     QStyledItemDelegate::initStyleOption(option, index);
     if (option->state & QStyle::State_Selected) option->state &= ~QStyle::State_HasFocus;
+  }
+};
+
+class ColumnHeader : public QHeaderView {
+ public:
+  explicit ColumnHeader(QWidget* parent) : QHeaderView(Qt::Horizontal, parent) {
+    setSectionsClickable(true);
+    setSectionsMovable(true);
+    setStretchLastSection(true);
+    setSortIndicator(-1, Qt::AscendingOrder);
+    setContextMenuPolicy(Qt::CustomContextMenu);
+  }
+
+  void initStyleOptionForIndex(QStyleOptionHeader* option, int column) const override {
+    QHeaderView::initStyleOptionForIndex(option, column);
+    option->text = spaced(option->text);
+  }
+
+ protected:
+  QSize sectionSizeFromContents(int column) const override {
+    return QHeaderView::sectionSizeFromContents(column) + QSize(2 * fontMetrics().horizontalAdvance(GAP), 0);
   }
 };
 
@@ -83,7 +114,7 @@ TableView::TableView(QWidget* parent) : QTableView(parent) {
   setSelectionBehavior(SelectRows);
   setSelectionMode(ExtendedSelection);
   setEditTriggers(NoEditTriggers);
-  setItemDelegate(new RowDelegate(this));
+  setItemDelegate(new CellDelegate(this));
   setShowGrid(false);
   setAlternatingRowColors(true);
   setWordWrap(false);
@@ -93,14 +124,10 @@ TableView::TableView(QWidget* parent) : QTableView(parent) {
   setHorizontalScrollMode(ScrollPerPixel);
   verticalHeader()->hide();
   verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-  QHeaderView* const header = horizontalHeader();
-  header->setHighlightSections(false);
-  header->setSectionsMovable(true);
-  header->setStretchLastSection(true);
-  header->setSortIndicator(-1, Qt::AscendingOrder);  // before sorting is enabled, which sorts
+  auto* const header = new ColumnHeader(this);
+  setHorizontalHeader(header);  // which is not sorted by yet: enabling sorting sorts
   setSortingEnabled(true);
   connect(header, &QHeaderView::sortIndicatorChanged, this, &TableView::sortIndicatorMoved);
-  header->setContextMenuPolicy(Qt::CustomContextMenu);
   connect(header, &QWidget::customContextMenuRequested, this, &TableView::showHeaderMenu);
   updateRowHeight();
 }
