@@ -368,6 +368,11 @@ void ProcessTreeView::resizeEvent(QResizeEvent* event) {
   updateBars();
 }
 
+// Only what comes into view is painted.
+void ProcessTreeView::scrollContentsBy(int dx, int dy) {
+  viewport()->scroll(dx, dy);
+}
+
 void ProcessTreeView::changeEvent(QEvent* event) {
   QAbstractScrollArea::changeEvent(event);
   if (m_tree && (event->type() == QEvent::FontChange || event->type() == QEvent::LayoutDirectionChange)) rebuild();
