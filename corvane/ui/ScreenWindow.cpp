@@ -110,11 +110,11 @@ bool ScreenWindow::setFrameAutosaveName(const QString& name) {
         restore(frame->translated(screen.visibleFrame().topLeft()));
         return true;
       }
+  if (name.isEmpty()) return true;
   const auto hasName = [&](const QWidget* other) {
     const auto* const window = qobject_cast<const ScreenWindow*>(other);
     return window && window->m_autosaveName == name;
   };
-  if (name.isEmpty()) return true;
   if (std::ranges::any_of(QApplication::topLevelWidgets(), hasName)) return false;
   m_autosaveName = name;
   if (const auto frame = rectFromString(load("AUTOSAVE_", name))) restore(*frame);

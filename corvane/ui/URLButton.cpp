@@ -74,7 +74,8 @@ void URLButton::open() {
       if (self) Q_EMIT self->failed(reason);
     });
   };
-  DispatchQueueSerial("org.corvane.urlbutton", QoS::USER_INITIATED).async(work);
+  static auto& queue = *new DispatchQueueSerial("org.corvane.urlbutton", QoS::USER_INITIATED);
+  queue.async(work);
 }
 
 void URLButton::keyPressEvent(QKeyEvent* event) {

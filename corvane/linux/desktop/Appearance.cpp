@@ -24,6 +24,7 @@ class PortalWatch : public std::enable_shared_from_this<PortalWatch> {
   explicit PortalWatch(std::function<void(DesktopAppearance)> changed) : m_changed(std::move(changed)) {}
 
   void start() {
+    (void)IsMainQueue();  // creates the queue on its own thread rather than the other one
     // Without a thread for it, nothing is known of the desktop.
     (void)startDetached([weak = weak_from_this()] {
       auto connected = Bus::connect(G_BUS_TYPE_SESSION, Deadline());
