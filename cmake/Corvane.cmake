@@ -13,6 +13,7 @@ endfunction()
 # includes that are missing.
 set(CORVANE_PRECOMPILED <algorithm> <atomic> <functional> <map> <memory> <mutex> <optional> <string> <string_view> <vector>
   <tl/expected.hpp>)
+set(CORVANE_PRECOMPILED_QT <QAction> <QApplication> <QHeaderView> <QLocale> <QTableView> <QVBoxLayout>)
 
 # corvane_rpath(TARGET FROM): the installed target, which lies in the folder FROM, finds the libraries whatever the prefix.
 function(corvane_rpath target from)
