@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
+#include <QAccessible>
 #include <QApplication>
 #include <QClipboard>
 #include <QHeaderView>
@@ -84,6 +85,7 @@ TEST_F(TableViewTest, SortsByHeadersAndKeepsEqualRowsInPlace) {
   EXPECT_EQ(model.index(0, 2).data(Qt::ToolTipRole), 1);
   EXPECT_FALSE(model.at(model.index(1, 0).siblingAtRow(2)) || model.find("d"));
   EXPECT_EQ(model.find("b"), 1);
+  EXPECT_EQ(QAccessible::queryAccessibleInterface(&view)->tableInterface()->columnDescription(1), "Count");
 }
 
 TEST_F(TableViewTest, SelectionCurrentRowAndViewFollowTheirRows) {
