@@ -151,7 +151,7 @@ QString LineGraph::latest(const Line& line) const {
 
 QSize LineGraph::sizeHint() const {
   const QFontMetrics metrics = fontMetrics();
-  return {metrics.averageCharWidth() * 56, metrics.height() * 11};
+  return {metrics.averageCharWidth() * 50, metrics.height() * 11};
 }
 
 QSize LineGraph::minimumSizeHint() const {

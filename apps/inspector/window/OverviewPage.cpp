@@ -159,7 +159,7 @@ void OverviewPage::arrange() {
   for (const Card& card : m_cards) {
     if (!isMissing(card)) shown.push_back(card.graph);
   }
-  const int least = m_cards.front().graph->minimumSizeHint().width();
+  const int least = m_cards.front().graph->sizeHint().width();
   const int columns = std::clamp((width() - 2 * MARGIN + GAP) / (least + GAP), 1, 3);
   if (shown == m_arranged && columns == m_columns) return;
   for (int column = 0; column < std::max(columns, m_columns); ++column)

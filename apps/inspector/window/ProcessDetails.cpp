@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QGridLayout>
+#include <QGuiApplication>
 #include <QLocale>
 #include <QVBoxLayout>
 
@@ -25,6 +26,18 @@ void setTextOf(Widget& widget, const QString& now, const QString& text) {
     widget.setPlainText(text);
 }
 
+// Labels whose texts can be selected align them by the direction of the text.
+Qt::Alignment leading() {
+  return QGuiApplication::isRightToLeft() ? Qt::AlignRight | Qt::AlignAbsolute : Qt::AlignLeft;
+}
+
+// So that the rows above do not move when one is selected.
+void keepPlace(QWidget& widget) {
+  QSizePolicy policy = widget.sizePolicy();
+  policy.setRetainSizeWhenHidden(true);
+  widget.setSizePolicy(policy);
+}
+
 QDateTime startOf(const ProcessRow& row) {
   return QDateTime::fromMSecsSinceEpoch(row.started / 1000);
 }
@@ -38,6 +51,9 @@ ProcessDetails::ProcessDetails(QWidget* parent)
   m_title->setFont(font);
   m_title->setTextFormat(Qt::PlainText);
   m_title->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  m_title->setAlignment(leading());
+  keepPlace(*m_body);
+  keepPlace(*m_command);
   auto* const grid = new QGridLayout(m_body);
   grid->setContentsMargins({});
   grid->setHorizontalSpacing(GAP);
@@ -53,19 +69,23 @@ ProcessDetails::ProcessDetails(QWidget* parent)
            [](const ProcessRow& row) { return textOf(row, ProcessColumn::WRITTEN); });
   m_command->setReadOnly(true);
   m_command->setFrameShape(QFrame::NoFrame);
+  m_command->setLayoutDirection(Qt::LeftToRight);  // so are command lines, whatever the language
+  QTextOption option = m_command->document()->defaultTextOption();
+  option.setAlignment(leading());
+  m_command->document()->setDefaultTextOption(option);
   m_command->setWordWrapMode(QTextOption::WrapAnywhere);
+  m_command->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   m_command->viewport()->setAutoFillBackground(false);
   m_command->document()->setDocumentMargin(0);
   m_command->setAccessibleName(titleOf(ProcessColumn::COMMAND));
   m_command->setTabChangesFocus(true);
-  m_command->setMinimumHeight(fontMetrics().lineSpacing() * 2);
+  m_command->setMinimumHeight(fontMetrics().lineSpacing() * 3);
   auto* const layout = new QVBoxLayout(this);
   layout->setContentsMargins(MARGIN, GAP, MARGIN, GAP);
   layout->setSpacing(8);
   layout->addWidget(m_title);
   layout->addWidget(m_body);
   layout->addWidget(m_command, 1);
-  layout->addStretch();
   setRow(nullptr);
 }
 
@@ -81,6 +101,7 @@ void ProcessDetails::addField(QGridLayout& grid, const QString& title,
   auto* const value = new QLabel;
   value->setTextFormat(Qt::PlainText);
   value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  value->setAlignment(leading());
   value->setAccessibleName(title);
   grid.addWidget(name, place / COLUMNS, place % COLUMNS * 2);
   grid.addWidget(value, place / COLUMNS, place % COLUMNS * 2 + 1);

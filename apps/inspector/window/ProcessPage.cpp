@@ -222,10 +222,14 @@ void ProcessPage::showSelection() {
   m_details->setRow(isCurrent ? current : rows.empty() ? nullptr : &rows.front());
 }
 
+// QTableView::selectRow() may select nothing where the columns go from right to left.
 void ProcessPage::selectInTable(pid_t pid) {
   const auto& rows = m_model.rows();
   const auto found = std::ranges::find(rows, pid, &ProcessRow::pid);
-  if (found != rows.end()) m_table->selectRow(static_cast<int>(found - rows.begin()));
+  if (found == rows.end()) return;
+  const QModelIndex index = m_model.index(static_cast<int>(found - rows.begin()), 0);
+  m_table->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+  m_table->scrollTo(index);
 }
 
 bool ProcessPage::find() {

@@ -172,8 +172,10 @@ void ProcessTreeView::drawNode(QPainter& painter, const Node& node, double zoom)
 
 // Places.
 
+// A narrow tree stands where lines begin.
 QPointF ProcessTreeView::offset() const {
-  return QPointF(horizontalScrollBar()->value(), verticalScrollBar()->value());
+  const double room = viewport()->width() - m_size.width() * m_zoom;
+  return QPointF(isRightToLeft() && room > 0 ? -room : horizontalScrollBar()->value(), verticalScrollBar()->value());
 }
 
 void ProcessTreeView::scrollTo(const QPointF& offset) {
