@@ -25,4 +25,21 @@ QSize CellDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelInd
   return {hint.width(), std::max(hint.height(), option.fontMetrics.height() + SPACE)};
 }
 
+// Whole rows are selected, so a selected cell does not stand out as the one that has the focus.
+void CellDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const {
+  QStyledItemDelegate::initStyleOption(option, index);
+  if (option->state & QStyle::State_Selected) option->state &= ~QStyle::State_HasFocus;
+}
+
+CellHeader::CellHeader(QWidget* parent) : QHeaderView(Qt::Horizontal, parent) {
+  setSectionsMovable(true);
+  setStretchLastSection(true);
+  setDefaultAlignment(Qt::AlignLeading | Qt::AlignVCenter);
+}
+
+void CellHeader::initStyleOptionForIndex(QStyleOptionHeader* option, int column) const {
+  QHeaderView::initStyleOptionForIndex(option, column);
+  if (!option->text.isEmpty()) option->text = GAP + option->text + GAP;
+}
+
 }  // namespace corvane::inspector

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHeaderView>
 #include <QStyledItemDelegate>
 
 namespace corvane::inspector {
@@ -14,6 +15,20 @@ class CellDelegate : public QStyledItemDelegate {
 
   QString displayText(const QVariant& value, const QLocale& locale) const override;
   QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+
+ protected:
+  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override;
+};
+
+/// The titles above such cells.
+class CellHeader : public QHeaderView {
+  Q_OBJECT
+
+ public:
+  explicit CellHeader(QWidget* parent);
+
+ protected:
+  void initStyleOptionForIndex(QStyleOptionHeader* option, int column) const override;
 };
 
 }  // namespace corvane::inspector

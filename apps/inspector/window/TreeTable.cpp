@@ -30,7 +30,7 @@ TreeTable::TreeTable(const QString& accessibleName) {
   setAllColumnsShowFocus(true);
   setVerticalScrollMode(ScrollPerPixel);
   setHorizontalScrollMode(ScrollPerPixel);
-  header()->setHighlightSections(false);
+  setHeader(new CellHeader(this));
 }
 
 void TreeTable::setPlaceholderText(const QString& text) {
