@@ -7,6 +7,7 @@
 #include <QListWidget>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QRegularExpression>
 #include <QStackedWidget>
 #include <QWindow>
 
@@ -21,6 +22,12 @@ namespace {
 
 constexpr char PAGE[] = "window.page";
 constexpr double TICK = 1;  // seconds
+
+// Without its access key: "&Quit", "終了(&Q)".
+QString plain(QString text) {
+  static const QRegularExpression appended(QStringLiteral("\\(&.\\)"));
+  return text.remove(appended).remove(u'&');
+}
 
 }  // namespace
 
@@ -185,7 +192,7 @@ void MainWindow::showShortcuts() {
       if (!action->shortcut().isEmpty())
         rows += QStringLiteral("<tr><td>%1&nbsp;&nbsp;</td><td>%2</td></tr>")
                     .arg(action->shortcut().toString(QKeySequence::NativeText).toHtmlEscaped(),
-                         action->text().remove(u'&').toHtmlEscaped());
+                         plain(action->text()).toHtmlEscaped());
   auto* const box = new QMessageBox(QMessageBox::NoIcon, tr("Keyboard Shortcuts"), "<table>" + rows + "</table>",
                                     QMessageBox::Close, this);
   box->setAttribute(Qt::WA_DeleteOnClose);

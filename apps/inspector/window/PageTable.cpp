@@ -1,5 +1,8 @@
 #include "apps/inspector/window/PageTable.h"
 
+#include <QHeaderView>
+#include <algorithm>
+
 #include "apps/inspector/window/CellDelegate.h"
 #include "corvane/infra/settings/DefaultSettings.h"
 
@@ -13,7 +16,10 @@ PageTable::PageTable(QAbstractItemModel* model, const char* id, const QString& a
   setFrameShape(QFrame::NoFrame);
   setAccessibleName(accessibleName);
   int column = 0;
-  for (const int width : widths) setColumnWidth(column++, width * fontMetrics().averageCharWidth());
+  for (const int width : widths) {
+    const int least = horizontalHeader()->sectionSizeHint(column);  // what the title takes in the user's language
+    setColumnWidth(column++, std::max(least, width * fontMetrics().averageCharWidth()));
+  }
   restoreState(QString::fromStdString(Defaults.loadString(m_key, "")));
 }
 

@@ -52,7 +52,8 @@ std::vector<RowColumn<AssertionRecord>> PowerPage::columns() {
 
 std::vector<RowColumn<PowerPage::Event>> PowerPage::eventColumns() {
   std::vector<RowColumn<Event>> columns = {
-      {"time", tr("Time"), [](const Event& row) { return QLocale().toString(row.time.time(), QLocale::LongFormat); },
+      {"time", tr("Time", "of the day"),
+       [](const Event& row) { return QLocale().toString(row.time.time(), QLocale::LongFormat); },
        [](const Event& a, const Event& b) { return a.number < b.number; }},
       {"event", tr("Event"), [](const Event& row) { return row.isTaken ? tr("Taken") : tr("Released"); },
        [](const Event& a, const Event& b) { return a.isTaken < b.isTaken; }},

@@ -217,7 +217,7 @@ void SettingsPage::askToRemove() {
   QStringList names;
   for (const QModelIndex& index : selectedRows()) {
     rows.append(index);
-    if (names.size() < NAMED) names.append(u'“' + index.siblingAtColumn(SettingsModel::KEY).data().toString() + u'”');
+    if (names.size() < NAMED) names.append(tr("“%1”").arg(index.siblingAtColumn(SettingsModel::KEY).data().toString()));
   }
   if (rows.isEmpty()) return;
   if (rows.size() > NAMED) names.append(QStringLiteral("…"));
