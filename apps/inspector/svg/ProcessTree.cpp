@@ -16,20 +16,22 @@ std::shared_ptr<Tree> makeNode(const ProcessRow& row) {
 
 }  // namespace
 
-std::shared_ptr<Tree> processTree(const std::vector<ProcessRow>& rows, std::optional<std::size_t> most) {
+std::shared_ptr<Tree> processTree(const std::vector<ProcessRow>& rows, std::optional<std::size_t> most,
+                                  const ProcessTreeLabels& labels) {
   struct Entry {
     const ProcessRow* row;
     std::shared_ptr<Tree> node;
   };
   std::map<pid_t, Entry> processes;
-  const auto kernel = std::make_shared<Tree>(SvgNode{.label = "kernel threads", .id = KERNEL_NODE});
+  const auto kernel = std::make_shared<Tree>(SvgNode{.label = labels.kernel, .id = KERNEL_NODE});
   for (const ProcessRow& row : rows) {
     if (row.kind == ProcessKind::KERNEL)
       kernel->addChildNode(makeNode(row));
     else
       processes.emplace(row.pid, Entry{&row, makeNode(row)});
   }
-  const auto root = std::make_shared<Tree>(SvgNode{.label = std::to_string(rows.size()) + " processes"});
+  const auto root = std::make_shared<Tree>(
+      SvgNode{.label = labels.root.empty() ? std::to_string(rows.size()) + " processes" : labels.root});
   for (const ProcessRow& row : rows) {
     const auto process = processes.find(row.pid);
     if (process == processes.end()) continue;

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QGestureEvent>
 #include <QHelpEvent>
+#include <QLocale>
 #include <QNativeGestureEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -40,6 +41,7 @@ ProcessTreeView::ProcessTreeView(QWidget* parent) : QAbstractScrollArea(parent) 
   setFocusPolicy(Qt::StrongFocus);
   viewport()->setBackgroundRole(QPalette::Base);
   viewport()->grabGesture(Qt::PinchGesture);
+  rebuild();
 }
 
 void ProcessTreeView::setRows(std::vector<ProcessRow> rows) {
@@ -57,7 +59,9 @@ void ProcessTreeView::rebuild() {
   const Node* const before = current() ? current() : m_nodes.empty() ? nullptr : &m_nodes.front();
   const pid_t kept = before ? before->pid : 0;
   const QPointF place = before ? before->place.topLeft() : QPointF();
-  m_tree = processTree(m_rows, std::numeric_limits<std::size_t>::max());
+  m_tree = processTree(m_rows, std::numeric_limits<std::size_t>::max(),
+                       {.root = tr("Processes: %1").arg(QLocale().toString(m_rows.size())).toStdString(),
+                        .kernel = tr("Kernel threads").toStdString()});
   m_tree->autoHideNodes([this](SvgTree::Tree& node) {
     if (m_toggled.contains(node.data()->id)) node.setChildrenHidden(!node.childrenHidden());
   });
