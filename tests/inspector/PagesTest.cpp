@@ -16,6 +16,7 @@
 #include "apps/inspector/window/DisksPage.h"
 #include "apps/inspector/window/HelperPage.h"
 #include "apps/inspector/window/LogPage.h"
+#include "apps/inspector/window/Pages.h"
 #include "apps/inspector/window/RepeatersPage.h"
 #include "apps/inspector/window/SettingsPage.h"
 #include "apps/inspector/window/ValueText.h"
@@ -42,6 +43,21 @@ void press(const QWidget& page, const char* button) {
 
 void append(const std::string& path, std::string_view text) {
   std::ofstream(path, std::ios::app) << text;
+}
+
+TEST(Pages, MayEndWhileTheyAreSeen) {
+  const TempHome home;
+  const FakePlatform fake(home.path());
+  LocalSource source("");
+  for (const PageKind& kind : pageKinds()) {
+    const std::unique_ptr<Page> page(kind.make(source));
+    page->show();
+    page->setSeen(true);
+    QTest::qWait(50);
+    page->setSeen(false);
+    page->tick();
+    page->setSeen(true);
+  }
 }
 
 TEST(LogPage, FollowsOverRotationsAndTruncation) {

@@ -25,6 +25,7 @@ PageTable::PageTable(QAbstractItemModel* model, const char* id, const QString& a
 
 void PageTable::hideEvent(QHideEvent* event) {
   TableView::hideEvent(event);
+  if (!model()) return;  // the page ends, and its rows have ended before its widgets
   const std::string columns = state().toStdString();
   if (columns != Defaults.loadString(m_key, "")) Defaults.saveString(m_key, columns);
 }
