@@ -25,10 +25,9 @@ namespace corvane {
 ///
 /// | key | value |
 /// |---|---|
-/// | "SCREEN_" + title | Screen::displayNameNumber of the screen that shows the largest part of it: "U2415 808531789" |
-/// | "FRAME_" + title | its frame, title bar and borders included, as stringFromRect (corvane/ui/RectText.h) writes it;
-/// the origin is relative to that of Screen::visibleFrame | | "STATE_" + title | a dictionary of what else it takes:
-/// "maximized", and "margins", the frame's thickness |
+/// | "SCREEN_" + title | Screen::displayNameNumber of the screen that shows most of it: "U2415 808531789" |
+/// | "FRAME_" + title | its frame with title bar and borders, relative to Screen::visibleFrame (RectText.h) |
+/// | "STATE_" + title | a dictionary: "maximized", and "margins", the frame's thickness |
 ///
 /// Windows of the same title share them. A maximised or full-screen window is remembered with the frame that it has
 /// when it is neither. A window that is hidden or outside all screens is closed without storing anything, and so is one
