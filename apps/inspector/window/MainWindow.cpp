@@ -118,12 +118,10 @@ void MainWindow::makeMenus() {
     const int row = static_cast<int>(i);
     const auto keys =
         row < 10 ? QKeySequence(Qt::ALT | static_cast<Qt::Key>(Qt::Key_0 + (row + 1) % 10)) : QKeySequence();
-    add(view, m_list->item(row)->text(), keys, [this, row] { m_list->setCurrentRow(row); });
+    add(view, m_list->item(row)->text(), keys, [this, row] { choose(row); });
   }
   view->addSeparator();
-  const auto step = [this](int by) {
-    m_list->setCurrentRow((m_list->currentRow() + m_list->count() + by) % m_list->count());
-  };
+  const auto step = [this](int by) { choose((m_list->currentRow() + m_list->count() + by) % m_list->count()); };
   add(view, tr("&Next Page"), QKeySequence(Qt::CTRL | Qt::Key_PageDown), [step] { step(1); });
   add(view, tr("&Previous Page"), QKeySequence(Qt::CTRL | Qt::Key_PageUp), [step] { step(-1); });
 
@@ -142,6 +140,11 @@ void MainWindow::fillPageMenu() {
   if (!m_pageMenu->isEmpty()) m_pageMenu->addSeparator();
   QAction* const find = m_pageMenu->addAction(tr("&Find"), this, [this] { current()->find(); });
   find->setShortcut(QKeySequence::Find);
+}
+
+void MainWindow::choose(int row) {
+  m_list->setCurrentRow(row);
+  current()->setFocus();  // where its shortcuts work
 }
 
 void MainWindow::showRow(int row) {

@@ -37,6 +37,7 @@ class MainWindow : public ScreenWindow {
   void makeMenus();
   void drawIcons();
   void fillPageMenu();
+  void choose(int row);
   void showRow(int row);
   Page* current() const;
   void noteVisibility();
