@@ -109,12 +109,6 @@ void DevicesPage::addControls(QVBoxLayout* layout) {
   connect(m_class->lineEdit(), &QLineEdit::returnPressed, this, [this] { setClass(m_class->currentText()); });
 }
 
-bool DevicesPage::find() {
-  m_search->setFocus();
-  m_search->selectAll();
-  return true;
-}
-
 void DevicesPage::setClass(const QString& name) {
   m_class->setEditText(name.trimmed());
   m_isOutdated = true;
@@ -168,7 +162,7 @@ void DevicesPage::showProperties() {
 void DevicesPage::findNext() {
   const QString text = m_search->text().trimmed();
   const auto& rows = m_model.rows();
-  if (text.isEmpty()) return static_cast<void>(find());
+  if (text.isEmpty()) return find();
   m_message->clear();
   const DeviceRow* const current = m_model.at(m_tree->currentIndex());
   const std::size_t start = current ? static_cast<std::size_t>(current - rows.data()) + 1 : 0;

@@ -28,7 +28,7 @@ class DevicesPage : public Page {
  public:
   explicit DevicesPage(Source& source, QWidget* parent = nullptr);
 
-  bool find() override;
+  QLineEdit* searchField() const override { return m_search; }
 
   /// Shows the devices of a class.
   void setClass(const QString& name);

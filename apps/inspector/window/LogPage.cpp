@@ -99,12 +99,6 @@ void LogPage::addControls(QVBoxLayout* layout) {
   }
 }
 
-bool LogPage::find() {
-  m_search->setFocus();
-  m_search->selectAll();
-  return true;
-}
-
 void LogPage::follow(const std::string& path) {
   const std::string file = path.empty() ? source().log().path : path;
   m_file.reset();

@@ -21,7 +21,7 @@ class LogPage : public Page {
  public:
   explicit LogPage(Source& source, QWidget* parent = nullptr);
 
-  bool find() override;
+  QLineEdit* searchField() const override { return m_search; }
 
   /// Follows another file; the program's own log if the path is empty.
   void follow(const std::string& path);

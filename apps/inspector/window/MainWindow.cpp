@@ -2,7 +2,6 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QCloseEvent>
 #include <QHBoxLayout>
 #include <QListWidget>
 #include <QMenuBar>
@@ -31,7 +30,7 @@ QString plain(QString text) {
 
 }  // namespace
 
-MainWindow::MainWindow(Source& source)
+MainWindow::MainWindow(Source& source, const QString& page)
     : m_source(source),
       m_list(new QListWidget),
       m_stack(new QStackedWidget),
@@ -65,10 +64,8 @@ MainWindow::MainWindow(Source& source)
   connect(m_list, &QListWidget::currentRowChanged, this, &MainWindow::showRow);
   resize(1080, 720);
   setFrameAutosaveName(QStringLiteral("Inspector"));
-  if (!showPage(QString::fromStdString(Defaults.loadString(PAGE, "")))) m_list->setCurrentRow(0);
-  m_clock->start(TICK, [this] {
-    if (Page* const page = current()) page->tick();
-  });
+  if (!showPage(page) && !showPage(QString::fromStdString(Defaults.loadString(PAGE, "")))) m_list->setCurrentRow(0);
+  m_clock->start(TICK, [this] { current()->tick(); });
 }
 
 MainWindow::~MainWindow() {
@@ -83,10 +80,6 @@ bool MainWindow::showPage(const QString& id) {
     return true;
   }
   return false;
-}
-
-QString MainWindow::page() const {
-  return QString::fromLatin1(pageKinds()[static_cast<std::size_t>(m_list->currentRow())].id);
 }
 
 void MainWindow::drawIcons() {
@@ -126,7 +119,6 @@ void MainWindow::makeMenus() {
   add(view, tr("&Previous Page"), QKeySequence(Qt::CTRL | Qt::Key_PageUp), [step] { step(-1); });
 
   m_pageMenu = menuBar()->addMenu(QString());
-  connect(m_pageMenu, &QMenu::aboutToShow, this, &MainWindow::fillPageMenu);
 
   QMenu* const help = menuBar()->addMenu(tr("&Help"));
   add(help, tr("&Keyboard Shortcuts"), QKeySequence(Qt::Key_F1), [this] { showShortcuts(); });
@@ -135,8 +127,8 @@ void MainWindow::makeMenus() {
 
 void MainWindow::fillPageMenu() {
   m_pageMenu->clear();
-  if (!current()) return;
   m_pageMenu->addActions(current()->actions());
+  if (!current()->searchField()) return;
   if (!m_pageMenu->isEmpty()) m_pageMenu->addSeparator();
   QAction* const find = m_pageMenu->addAction(tr("&Find"), this, [this] { current()->find(); });
   find->setShortcut(QKeySequence::Find);
@@ -157,8 +149,9 @@ void MainWindow::showRow(int row) {
   }
   m_stack->setCurrentWidget(m_pages[index]);
   m_pageMenu->setTitle(m_list->item(row)->text());
-  fillPageMenu();  // so that its shortcuts are known
-  Defaults.saveString(PAGE, pageKinds()[index].id);
+  fillPageMenu();
+  const char* const id = pageKinds()[index].id;
+  if (Defaults.loadString(PAGE, "") != id) Defaults.saveString(PAGE, id);
   noteVisibility();
 }
 

@@ -18,13 +18,12 @@ class MainWindow : public ScreenWindow {
   Q_OBJECT
 
  public:
-  /// The source must outlive the window.
-  explicit MainWindow(Source& source);
+  /// With the page of this id, else with the one shown last. The source must outlive the window.
+  explicit MainWindow(Source& source, const QString& page = {});
   ~MainWindow() override;
 
   /// Shows the page with this id, which is made when it is shown first; false if there is none.
   bool showPage(const QString& id);
-  QString page() const;
 
   /// Shows the window in front of others, and with the focus, as far as the desktop allows it.
   void bringToFront();

@@ -4,6 +4,8 @@
 
 #include "apps/inspector/model/Source.h"
 
+class QLineEdit;
+
 namespace corvane::inspector {
 
 /// A page of the window. What it offers are its actions(), which the window shows in a menu of the page's name; their
@@ -14,8 +16,10 @@ class Page : public QWidget {
  public:
   explicit Page(Source& source, QWidget* parent = nullptr) : QWidget(parent), m_source(source) {}
 
-  /// Puts the cursor where the page's rows or texts are searched; false if they are not.
-  virtual bool find() { return false; }
+  /// Where the page's rows or texts are searched; null if they are not.
+  virtual QLineEdit* searchField() const { return nullptr; }
+  /// Puts the cursor there, if there is such a field.
+  void find() const;
 
   /// The window tells whether the page can be seen, and then once a second that time has passed.
   void setSeen(bool isSeen);

@@ -20,7 +20,7 @@ PageTable::PageTable(QAbstractItemModel* model, const char* id, const QString& a
     const int least = horizontalHeader()->sectionSizeHint(column);  // what the title takes in the user's language
     setColumnWidth(column++, std::max(least, width * fontMetrics().averageCharWidth()));
   }
-  restoreState(QString::fromStdString(Defaults.loadString(m_key, "")));
+  m_isRestored = restoreState(QString::fromStdString(Defaults.loadString(m_key, "")));
 }
 
 void PageTable::hideEvent(QHideEvent* event) {

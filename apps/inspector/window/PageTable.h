@@ -18,11 +18,15 @@ class PageTable : public TableView {
   PageTable(QAbstractItemModel* model, const char* id, const QString& accessibleName,
             std::initializer_list<int> widths);
 
+  /// Whether the columns were restored from the settings.
+  bool isRestored() const { return m_isRestored; }
+
  protected:
   void hideEvent(QHideEvent* event) override;
 
  private:
   const std::string m_key;
+  bool m_isRestored = false;
 };
 
 }  // namespace corvane::inspector

@@ -7,7 +7,6 @@
 #include <QFileDialog>
 #include <QGuiApplication>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
@@ -88,8 +87,7 @@ ProcessPage::ProcessPage(Source& source, QWidget* parent)
       m_message(new MessageBar),
       m_figuresAction(new QAction(tr("Show &Figures of All Processes"), this)),
       m_treeAction(new QAction(tr("Show as &Tree"), this)) {
-  m_table->horizontalHeader()->setStretchLastSection(true);
-  if (Defaults.loadString(std::string("window.columns.") + ID, "").empty()) {
+  if (!m_table->isRestored()) {
     for (const ProcessColumn column : {ProcessColumn::KIND, ProcessColumn::PARENT})
       m_table->setColumnHidden(m_model.columnOf(idOf(column)), true);
     m_table->sortByColumn(m_model.columnOf(idOf(ProcessColumn::PROCESSOR)), Qt::DescendingOrder);
@@ -230,12 +228,6 @@ void ProcessPage::selectInTable(pid_t pid) {
   const QModelIndex index = m_model.index(static_cast<int>(found - rows.begin()), 0);
   m_table->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
   m_table->scrollTo(index);
-}
-
-bool ProcessPage::find() {
-  m_filter->setFocus(Qt::ShortcutFocusReason);
-  m_filter->selectAll();
-  return true;
 }
 
 void ProcessPage::showFigures(bool isShown) {

@@ -25,7 +25,7 @@ class ProcessPage : public Page {
  public:
   explicit ProcessPage(Source& source, QWidget* parent = nullptr);
 
-  bool find() override;
+  QLineEdit* searchField() const override { return m_filter; }
 
   /// Writes the tree into a file, as a drawing if its name ends in ".svg", otherwise as a picture. Pictures are written
   /// in the background. What goes wrong is shown on the page.

@@ -107,12 +107,6 @@ void SettingsPage::addControls(QVBoxLayout* layout) {
   });
 }
 
-bool SettingsPage::find() {
-  m_search->setFocus();
-  m_search->selectAll();
-  return true;
-}
-
 void SettingsPage::appear() {
   if (m_model.defaults()) listen();
   m_hasFailed = true;  // to be read again

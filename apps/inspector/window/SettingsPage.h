@@ -23,7 +23,7 @@ class SettingsPage : public Page {
  public:
   explicit SettingsPage(Source& source, QWidget* parent = nullptr);
 
-  bool find() override;
+  QLineEdit* searchField() const override { return m_search; }
 
  protected:
   void appear() override;

@@ -6,6 +6,8 @@
 #include <QStandardPaths>
 #include <QThread>
 
+#include "corvane/infra/Logger.h"
+
 namespace corvane::inspector {
 
 namespace {
@@ -35,7 +37,7 @@ bool SingleInstance::isFirst() {
   if (!m_lock.tryLock(0))
     return m_lock.error() != QLockFile::LockFailedError;  // without such a folder nobody else runs
   QLocalServer::removeServer(m_path);
-  m_server.listen(m_path);
+  if (!m_server.listen(m_path)) Logger::instance()->log("SingleInstance: " + m_server.errorString().toStdString());
   return true;
 }
 

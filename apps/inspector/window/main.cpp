@@ -1,8 +1,6 @@
 #include <QApplication>
 #include <algorithm>
-#include <clocale>
 #include <csignal>
-#include <memory>
 #include <string>
 
 #include "apps/common/EndSignals.h"
@@ -64,7 +62,7 @@ tl::expected<Options, std::string> parse(const Arguments& arguments) {
 }
 
 // What a launcher gives the new process so that its window may come to the front.
-QByteArray takeActivationToken() {
+QByteArray activationToken() {
   for (const char* const name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"})
     if (const QByteArray token = qgetenv(name); !token.isEmpty()) return token;
   return {};
@@ -83,8 +81,7 @@ int show(QApplication& application, const Options& options, const QByteArray& to
   {
     const EndSignals signals([] { QApplication::quit(); });
     LocalSource source(options.root);
-    MainWindow window(source);
-    window.showPage(options.page);
+    MainWindow window(source, options.page);
     window.show();
     QObject::connect(&instance, &SingleInstance::received, &window, [&window](const QString& message) {
       window.showPage(message.section(u' ', 0, 0));
@@ -108,7 +105,7 @@ int run(int argc, char** argv) {
   if (has("--help") || has("-h")) return statusAfterOutput(writeOut(HELP + pageNames() + "\n" + MORE));
   if (has("--version"))
     return statusAfterOutput(writeOut(Bundle::mainBundle()->appVersionName().value_or(NAME) + "\n"));
-  const QByteArray token = takeActivationToken();
+  const QByteArray token = activationToken();
   QApplication application(argc, argv);  // takes the toolkit's own options
   QApplication::setApplicationName(QStringLiteral("Corvane Inspector"));
   QApplication::setDesktopFileName(QStringLiteral("org.corvane.Inspector"));

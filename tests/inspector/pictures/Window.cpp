@@ -17,8 +17,7 @@ constexpr int SETTLED = 1200;  // ms: pages that read something on a queue have 
 QWidget* open(const char* page) {
   static InventedSource source(QDir::homePath().toStdString());
   MasterTimer::instance()->start();
-  auto* const window = new MainWindow(source);
-  window->showPage(page);
+  auto* const window = new MainWindow(source, page);
   window->resize(1080, 720);
   window->show();
   QTest::qWait(SETTLED);
