@@ -1,10 +1,13 @@
 // Pictures of the Inspector's window, one for each page.
+#include <QAction>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include "apps/inspector/window/MainWindow.h"
 #include "apps/inspector/window/Pages.h"
+#include "apps/inspector/window/ProcessPage.h"
 #include "corvane/core/MasterTimer.h"
+#include "corvane/infra/settings/DefaultSettings.h"
 #include "tests/inspector/pictures/InventedSource.h"
 #include "tests/ui/pictures/Pictures.h"
 
@@ -17,10 +20,18 @@ constexpr int SETTLED = 1200;  // ms: pages that read something on a queue have 
 QWidget* open(const char* page) {
   static InventedSource source(QDir::homePath().toStdString());
   MasterTimer::instance()->start();
+  Defaults.removeAll();  // what the one before has stored
   auto* const window = new MainWindow(source, page);
   window->resize(1080, 720);
   window->show();
   QTest::qWait(SETTLED);
+  return window;
+}
+
+QWidget* openTree() {
+  QWidget* const window = open("processes");
+  for (QAction* const action : window->findChild<ProcessPage*>()->actions())
+    if (action->shortcut() == QKeySequence(Qt::CTRL | Qt::Key_T)) action->trigger();
   return window;
 }
 
@@ -37,5 +48,6 @@ int main(int argc, char** argv) {
   for (const auto& kind : inspector::pageKinds()) names.push_back(std::string("inspector-") + kind.id);
   for (std::size_t i = 0; i < names.size(); ++i)
     pictures.push_back({names[i].c_str(), [i] { return inspector::open(inspector::pageKinds()[i].id); }});
+  pictures.push_back({"inspector-tree", inspector::openTree});
   return takePictures(argc, argv, pictures, "corvane-inspector-window");
 }
