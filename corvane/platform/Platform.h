@@ -10,6 +10,7 @@
 #include "corvane/platform/Bundles.h"
 #include "corvane/platform/ChildProcesses.h"
 #include "corvane/platform/DefaultsStore.h"
+#include "corvane/platform/DesktopPicture.h"
 #include "corvane/platform/DeviceRegistry.h"
 #include "corvane/platform/DiskService.h"
 #include "corvane/platform/DisplayServer.h"
@@ -88,6 +89,7 @@ struct Platform {
   ServiceSlot<DiskService> diskService;
   ServiceSlot<DisplayServer> displayServer;
   ServiceSlot<Appearance> appearance;
+  ServiceSlot<DesktopPicture> desktopPicture;
   ServiceSlot<PowerManager> powerManager;
   ServiceSlot<Authorization> authorization;
   ServiceSlot<HelperInstaller> helperInstaller;

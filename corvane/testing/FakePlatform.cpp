@@ -19,6 +19,7 @@ FakePlatform::FakePlatform(std::string home)
       deviceRegistry(std::make_shared<FakeDeviceRegistry>()),
       diskService(std::make_shared<FakeDiskService>()),
       appearance(std::make_shared<FakeAppearance>()),
+      desktopPicture(std::make_shared<FakeDesktopPicture>()),
       powerManager(std::make_shared<FakePowerManager>()),
       authorization(std::make_shared<FakeAuthorization>()),
       helperInstaller(std::make_shared<FakeHelperInstaller>()),
@@ -41,6 +42,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.deviceRegistry.set(deviceRegistry);
   m_platform.diskService.set(diskService);
   m_platform.appearance.set(appearance);
+  m_platform.desktopPicture.set(desktopPicture);
   m_platform.powerManager.set(powerManager);
   m_platform.authorization.set(authorization);
   m_platform.helperInstaller.set(helperInstaller);

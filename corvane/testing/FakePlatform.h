@@ -10,6 +10,7 @@
 #include "corvane/testing/FakeBundles.h"
 #include "corvane/testing/FakeChildProcesses.h"
 #include "corvane/testing/FakeDefaultsStore.h"
+#include "corvane/testing/FakeDesktopPicture.h"
 #include "corvane/testing/FakeDeviceRegistry.h"
 #include "corvane/testing/FakeDiskService.h"
 #include "corvane/testing/FakeFolders.h"
@@ -53,6 +54,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeDeviceRegistry> deviceRegistry;
   const std::shared_ptr<FakeDiskService> diskService;
   const std::shared_ptr<FakeAppearance> appearance;
+  const std::shared_ptr<FakeDesktopPicture> desktopPicture;
   const std::shared_ptr<FakePowerManager> powerManager;
   const std::shared_ptr<FakeAuthorization> authorization;
   const std::shared_ptr<FakeHelperInstaller> helperInstaller;
