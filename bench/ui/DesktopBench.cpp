@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 
 #include "corvane/core/Timeval.h"
 #include "corvane/infra/values/PropertyList.h"
@@ -73,7 +74,7 @@ void update(benchmark::State& state, bool isWhole) {
   for (auto _ : state) {
     desktop.useViews({&graph});
     if (!isWhole) state.PauseTiming();
-    while (desktop.updating()) QCoreApplication::processEvents();
+    while (desktop.updating()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     clock.advance(Timeval::sec(5));
     if (!isWhole) state.ResumeTiming();
   }
