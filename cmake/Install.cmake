@@ -18,8 +18,9 @@ if(CORVANE_UI)
   # Apart, so that only programs that ask for it need Qt.
   install(TARGETS corvane-ui EXPORT CorvaneUiTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   install(DIRECTORY corvane/ui DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvane 
-    FILES_MATCHING PATTERN "*.h" PATTERN "AppearanceWatcher.h" EXCLUDE PATTERN "MainThread.h" EXCLUDE
-    PATTERN "StepperArrows.h" EXCLUDE PATTERN "resources" EXCLUDE)
+    FILES_MATCHING PATTERN "*.h" PATTERN "AppearanceWatcher.h" EXCLUDE PATTERN "DesktopRecord.h" EXCLUDE
+    PATTERN "EndSignals.h" EXCLUDE PATTERN "MainThread.h" EXCLUDE PATTERN "PngFile.h" EXCLUDE
+    PATTERN "StepperArrows.h" EXCLUDE PATTERN "ViewDrawing.h" EXCLUDE PATTERN "resources" EXCLUDE)
   install(EXPORT CorvaneUiTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
   list(APPEND packages corvane-ui)
 endif()
