@@ -6,14 +6,13 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QMenu>
-#include <QPainter>
 #include <QScrollBar>
-#include <QStyledItemDelegate>
 #include <algorithm>
 #include <map>
 #include <optional>
 #include <set>
 
+#include "corvane/ui/CellDelegate.h"
 #include "corvane/ui/RowModel.h"
 
 namespace corvane {
@@ -21,8 +20,6 @@ namespace corvane {
 namespace {
 
 constexpr int MAX_WIDTH = 10'000;  // points, of a restored column
-constexpr int MARGIN = 3;          // points above and below the text of a row
-constexpr QChar GAP(0x2004);       // beside a text: a blank, a third as wide as the font is high
 
 QVariant headerOf(const QAbstractItemModel& model, int column, int role) {
   return model.headerData(column, Qt::Horizontal, role);
@@ -34,48 +31,6 @@ QString inOneCell(QString text) {
       character = u' ';
   return text;
 }
-
-// Cells and titles do not touch their neighbours.
-QString spaced(const QString& text) {
-  return text.isEmpty() ? text : GAP + text + GAP;
-}
-
-// Whole rows are selected, so a selected cell does not stand out as the one that has the focus.
-class CellDelegate : public QStyledItemDelegate {
- public:
-  using QStyledItemDelegate::QStyledItemDelegate;
-
-  QString displayText(const QVariant& value, const QLocale& locale) const override {
-    return spaced(QStyledItemDelegate::displayText(value, locale));
-  }
-
- protected:
-  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
-    QStyledItemDelegate::initStyleOption(option, index);
-    if (option->state & QStyle::State_Selected) option->state &= ~QStyle::State_HasFocus;
-  }
-};
-
-class ColumnHeader : public QHeaderView {
- public:
-  explicit ColumnHeader(QWidget* parent) : QHeaderView(Qt::Horizontal, parent) {
-    setSectionsClickable(true);
-    setSectionsMovable(true);
-    setStretchLastSection(true);
-    setSortIndicator(-1, Qt::AscendingOrder);
-    setContextMenuPolicy(Qt::CustomContextMenu);
-  }
-
-  void initStyleOptionForIndex(QStyleOptionHeader* option, int column) const override {
-    QHeaderView::initStyleOptionForIndex(option, column);
-    option->text = spaced(option->text);
-  }
-
- protected:
-  QSize sectionSizeFromContents(int column) const override {
-    return QHeaderView::sectionSizeFromContents(column) + QSize(2 * fontMetrics().horizontalAdvance(GAP), 0);
-  }
-};
 
 }  // namespace
 
@@ -124,7 +79,10 @@ TableView::TableView(QWidget* parent) : QTableView(parent) {
   setHorizontalScrollMode(ScrollPerPixel);
   verticalHeader()->hide();
   verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-  auto* const header = new ColumnHeader(this);
+  auto* const header = new CellHeader(this);
+  header->setSectionsClickable(true);
+  header->setSortIndicator(-1, Qt::AscendingOrder);
+  header->setContextMenuPolicy(Qt::CustomContextMenu);
   setHorizontalHeader(header);  // which is not sorted by yet: enabling sorting sorts
   setSortingEnabled(true);
   connect(header, &QHeaderView::sortIndicatorChanged, this, &TableView::sortIndicatorMoved);
@@ -257,8 +215,7 @@ void TableView::changeEvent(QEvent* event) {
 }
 
 void TableView::updateRowHeight() {
-  const int icon = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
-  const int height = std::max(fontMetrics().height(), icon) + 2 * MARGIN;
+  const int height = CellDelegate::rowHeight(*this);
   verticalHeader()->setMinimumSectionSize(height);
   verticalHeader()->setDefaultSectionSize(height);
 }
@@ -323,11 +280,7 @@ void TableView::keyboardSearch(const QString& search) {
 
 void TableView::paintEvent(QPaintEvent* event) {
   QTableView::paintEvent(event);
-  if (m_placeholder.isEmpty() || !model() || model()->rowCount() > 0) return;
-  QPainter painter(viewport());
-  painter.setPen(palette().color(QPalette::PlaceholderText));
-  painter.drawText(viewport()->rect().marginsRemoved({12, 12, 12, 12}), Qt::AlignCenter | Qt::TextWordWrap,
-                   m_placeholder);
+  if (model() && model()->rowCount() == 0) drawPlaceholder(*viewport(), m_placeholder);
 }
 
 void TableView::rememberView() {

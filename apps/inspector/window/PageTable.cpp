@@ -3,7 +3,6 @@
 #include <QHeaderView>
 #include <algorithm>
 
-#include "apps/inspector/window/CellDelegate.h"
 #include "corvane/infra/settings/DefaultSettings.h"
 
 namespace corvane::inspector {
@@ -12,7 +11,6 @@ PageTable::PageTable(QAbstractItemModel* model, const char* id, const QString& a
                      std::initializer_list<int> widths)
     : m_key(std::string("window.columns.") + id) {
   setModel(model);
-  setItemDelegate(new CellDelegate(this));
   setFrameShape(QFrame::NoFrame);
   setAccessibleName(accessibleName);
   int column = 0;

@@ -11,7 +11,6 @@
 #include <algorithm>
 
 #include "apps/inspector/window/AddSettingDialog.h"
-#include "apps/inspector/window/CellDelegate.h"
 #include "apps/inspector/window/Shown.h"
 #include "apps/inspector/window/ValueDelegate.h"
 #include "apps/inspector/window/ValueText.h"

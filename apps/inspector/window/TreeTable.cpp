@@ -6,17 +6,10 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QMenu>
-#include <QPainter>
 
-#include "apps/inspector/window/CellDelegate.h"
+#include "corvane/ui/CellDelegate.h"
 
 namespace corvane::inspector {
-
-namespace {
-
-constexpr int MARGIN = 12;  // around the placeholder
-
-}  // namespace
 
 TreeTable::TreeTable(const QString& accessibleName) {
   setAccessibleName(accessibleName);
@@ -31,6 +24,7 @@ TreeTable::TreeTable(const QString& accessibleName) {
   setVerticalScrollMode(ScrollPerPixel);
   setHorizontalScrollMode(ScrollPerPixel);
   setHeader(new CellHeader(this));
+  header()->setDefaultAlignment(Qt::AlignLeading | Qt::AlignVCenter);
 }
 
 void TreeTable::setPlaceholderText(const QString& text) {
@@ -82,11 +76,7 @@ void TreeTable::keyPressEvent(QKeyEvent* event) {
 
 void TreeTable::paintEvent(QPaintEvent* event) {
   QTreeView::paintEvent(event);
-  if (m_placeholder.isEmpty() || (model() && model()->rowCount() > 0)) return;
-  QPainter painter(viewport());
-  painter.setPen(palette().color(QPalette::PlaceholderText));
-  const QRect place = viewport()->rect().marginsRemoved({MARGIN, MARGIN, MARGIN, MARGIN});
-  painter.drawText(place, Qt::AlignCenter | Qt::TextWordWrap, m_placeholder);
+  if (!model() || model()->rowCount() == 0) drawPlaceholder(*viewport(), m_placeholder);
 }
 
 }  // namespace corvane::inspector

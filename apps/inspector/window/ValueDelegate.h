@@ -2,8 +2,8 @@
 
 #include <functional>
 
-#include "apps/inspector/window/CellDelegate.h"
 #include "apps/inspector/window/ValueText.h"
+#include "corvane/ui/CellDelegate.h"
 
 namespace corvane::inspector {
 
