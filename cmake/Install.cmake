@@ -20,7 +20,8 @@ if(CORVANE_UI)
   install(DIRECTORY corvane/ui DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvane 
     FILES_MATCHING PATTERN "*.h" PATTERN "AppearanceWatcher.h" EXCLUDE PATTERN "DesktopRecord.h" EXCLUDE
     PATTERN "EndSignals.h" EXCLUDE PATTERN "MainThread.h" EXCLUDE PATTERN "PngFile.h" EXCLUDE
-    PATTERN "StepperArrows.h" EXCLUDE PATTERN "ViewDrawing.h" EXCLUDE PATTERN "resources" EXCLUDE)
+    PATTERN "PopoverFrame.h" EXCLUDE PATTERN "StepperArrows.h" EXCLUDE PATTERN "ViewDrawing.h" EXCLUDE
+    PATTERN "WindowSystem.h" EXCLUDE PATTERN "resources" EXCLUDE)
   install(EXPORT CorvaneUiTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
   list(APPEND packages corvane-ui)
 endif()

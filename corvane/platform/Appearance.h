@@ -16,6 +16,7 @@ enum class ColorScheme : std::uint8_t { UNKNOWN, LIGHT, DARK };
 struct DesktopAppearance {
   ColorScheme scheme = ColorScheme::UNKNOWN;
   bool highContrast = false;
+  bool reducedMotion = false;  ///< nothing should move that need not
 
   bool operator==(const DesktopAppearance&) const = default;
 };

@@ -39,6 +39,9 @@ class DisplayServer {
   virtual Result<std::vector<Monitor>> monitors() = 0;
   virtual Result<std::vector<ReservedEdge>> reservedEdges() = 0;
 
+  /// Whether a compositing manager draws the desktop, so that windows may be translucent.
+  virtual Result<bool> isComposited() = 0;
+
   /// Calls `changed` on the main queue whenever the reserved edges may have changed, until the returned object is
   /// destroyed. Null if the server cannot be watched.
   virtual std::shared_ptr<void> watch(std::function<void()> changed) = 0;

@@ -1,5 +1,7 @@
 #include "corvane/ui/Appearance.h"
 
+#include <QApplication>
+#include <QStyle>
 #include <utility>
 
 #include "corvane/ui/AppearanceWatcher.h"
@@ -25,6 +27,11 @@ constexpr Colors DARK_CONTRAST = {0x000000, 0x333333, 0x262626, 0x555555, 0xFFFF
 
 bool isDarkAppearance() {
   return AppearanceWatcher::shared().isDark();
+}
+
+bool prefersReducedMotion() {
+  return AppearanceWatcher::shared().reducesMotion() ||
+         QApplication::style()->styleHint(QStyle::SH_Widget_Animation_Duration) == 0;
 }
 
 void followAppearance() {

@@ -11,6 +11,10 @@ namespace corvane {
 /// application's palette is dark. ThemeChanged tells of changes. Main thread, with a QApplication.
 CORVANE_API bool isDarkAppearance();
 
+/// Whether the user wants no animations: what the desktop says, or the style. Nothing that takes part in it needs to
+/// ask for changes: ask before each animation. Main thread, with a QApplication.
+CORVANE_API bool prefersReducedMotion();
+
 /// From now on the application looks light or dark as the desktop says, and has more contrast if the desktop asks for
 /// it. For desktops whose theme does this itself, the call does nothing: it knows them by the application's palette,
 /// which then is not that of its style. Otherwise the application gets paletteFor() what the desktop says whenever that

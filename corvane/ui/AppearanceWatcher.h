@@ -17,6 +17,7 @@ class AppearanceWatcher : public QObject {
   static AppearanceWatcher& shared();
 
   bool isDark() const;
+  bool reducesMotion() const { return m_desktop.reducedMotion; }
   void follow();
 
  Q_SIGNALS:

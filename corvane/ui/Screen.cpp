@@ -12,16 +12,13 @@
 #include "corvane/system/Edid.h"
 #include "corvane/system/IOObject.h"
 #include "corvane/ui/MainThread.h"
+#include "corvane/ui/WindowSystem.h"
 
 namespace corvane {
 
 namespace {
 
 constexpr char NUMBER[] = "corvane-screen-number";  // a property of the QScreen
-
-bool isX11() {
-  return QGuiApplication::platformName() == QLatin1String("xcb");
-}
 
 // What a display says about itself.
 std::optional<Edid> dataOf(const QScreen& screen) {

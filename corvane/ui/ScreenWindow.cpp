@@ -13,6 +13,7 @@
 #include "corvane/ui/MainThread.h"
 #include "corvane/ui/RectText.h"
 #include "corvane/ui/Screen.h"
+#include "corvane/ui/WindowSystem.h"
 
 namespace corvane {
 
@@ -24,10 +25,6 @@ constexpr int THICK = 100;       // no frame is thicker
 constexpr auto SPECIAL = Qt::WindowMinimized | Qt::WindowMaximized | Qt::WindowFullScreen;
 constexpr char MAXIMIZED[] = "maximized";
 constexpr char MARGINS[] = "margins";  // the frame around nothing
-
-bool isWayland() {
-  return QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
-}
 
 std::int64_t area(const QRect& rect) {
   return rect.isEmpty() ? 0 : std::int64_t{rect.width()} * rect.height();

@@ -41,6 +41,12 @@ TEST(AppearanceTest, FollowsTheDesktopPortal) {
     EXPECT_TRUE(isDarkAppearance());
     change(portal, "('org.freedesktop.appearance', 'color-scheme', <uint32 1>)");
     change(portal, "('org.freedesktop.appearance', 'accent-color', <uint32 2>)");
+    change(portal, "('org.gnome.desktop.interface', 'enable-animations', <false>)");
+    EXPECT_TRUE(QTest::qWaitFor(prefersReducedMotion));
+    change(portal, "('org.gnome.desktop.interface', 'enable-animations', <true>)");
+    EXPECT_TRUE(QTest::qWaitFor([] { return !prefersReducedMotion(); }));
+    change(portal, "('org.freedesktop.appearance', 'reduced-motion', <uint32 1>)");
+    EXPECT_TRUE(QTest::qWaitFor(prefersReducedMotion));
     change(portal, "('org.gnome.appearance', 'color-scheme', <uint32 2>)");
     change(portal, "('org.freedesktop.appearance', 'color-scheme')");
     change(portal, "('org.freedesktop.appearance', 'color-scheme', <uint32 2>)");

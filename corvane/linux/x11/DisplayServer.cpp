@@ -19,9 +19,9 @@ constexpr std::uint32_t MAX_WINDOWS = 10'000;   // that are considered
 constexpr std::uint32_t MAX_ID_BYTES = 32'768;  // 255 extension blocks
 constexpr int FARTHEST = 1 << 16;               // beyond every coordinate of X
 
-enum Name : std::size_t { CLIENT_LIST, STRUT, STRUT_PARTIAL, WORK_AREA, EDID, NAMES };
+enum Name : std::size_t { CLIENT_LIST, STRUT, STRUT_PARTIAL, WORK_AREA, COMPOSITOR, EDID, NAMES };
 constexpr std::array<std::string_view, NAMES> TEXTS = {"_NET_CLIENT_LIST", "_NET_WM_STRUT", "_NET_WM_STRUT_PARTIAL",
-                                                       "_NET_WORKAREA", "EDID"};
+                                                       "_NET_WORKAREA",    "_NET_WM_CM_S0", "EDID"};
 using Atoms = std::array<xcb_atom_t, NAMES>;
 
 std::unique_ptr<X11Connection> connect() {
@@ -123,6 +123,14 @@ class LinuxDisplayServer : public DisplayServer {
       }
     }
     return edges;
+  }
+
+  Result<bool> isComposited() override {
+    if (!connected()) return failure("x11", 0, "No X server answers");
+    const auto owner =
+        m_x->answer(xcb_get_selection_owner_reply, xcb_get_selection_owner(m_x->get(), m_atoms[COMPOSITOR]));
+    if (!owner) return failure("x11", 0, "The X server does not tell its compositing manager");
+    return owner->owner != XCB_WINDOW_NONE;
   }
 
   std::shared_ptr<void> watch(std::function<void()> changed) override {
