@@ -38,8 +38,7 @@ class CORVANE_API PopoverDelegate {
 /// | state | begins with | ends with |
 /// |---|---|---|
 /// | hidden | construction, the end of the others | displayView() |
-/// | shown as a bubble | displayView() | a click elsewhere, Escape, close(), the end or hiding of the control or its
-/// window; or the user drags it off |
+/// | shown as a bubble | displayView() | a click elsewhere, Escape, close(); its control going; being dragged off |
 /// | detached: shown in a window | the user drops the bubble | the window is closed |
 ///
 /// **Place.** The bubble appears on the side of the control that was asked for, or on another one where the screen

@@ -270,7 +270,7 @@ void PopoverFrame::mouseMoveEvent(QMouseEvent* event) {
 void PopoverFrame::mouseReleaseEvent(QMouseEvent* event) {
   if (event->button() != Qt::LeftButton) return;
   m_press.reset();
-  if (m_isDragged) Q_EMIT draggedOff(cornerOfWindow());
+  if (m_isDragged && m_content) Q_EMIT draggedOff(cornerOfWindow());
 }
 
 // As thick as the frame of the anchor's window.
