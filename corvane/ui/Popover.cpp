@@ -59,11 +59,13 @@ void Popover::displayView(QWidget* sender, const std::optional<QRect>& rect, Qt:
   if (!sender) fatal("Popover.displayView: the sender is no view");
   if (!sender->isVisible()) return logNotice("Popover.displayView: the sender is not on the screen");
   if (!m_popover) {
-    m_popover = new PopoverFrame(m_detached_window->windowTitle(), *m_content_view, m_detachable);
+    m_popover =
+        new PopoverFrame(m_detached_window->windowTitle(), *m_content_view, [this] { return popoverShouldDetach(); });
     connect(m_popover, &PopoverFrame::draggedOff, this, &Popover::popoverDidDetach);
     connect(m_popover, &PopoverFrame::closed, this, &Popover::popoverDidClose);
     moveContent(*m_popover);
   }
+  m_content_view->resize(m_content_rect.size());
   m_popover->pointAt(*sender, rect, edge);
 }
 
@@ -93,6 +95,10 @@ bool Popover::eventFilter(QObject* object, QEvent* event) {
   return false;
 }
 
+bool Popover::popoverShouldDetach() {
+  return m_detached = m_detachable;
+}
+
 void Popover::popoverDidDetach(QPoint corner) {
   m_detached = true;
   PopoverFrame* const bubble = std::exchange(m_popover, nullptr);
@@ -100,7 +106,7 @@ void Popover::popoverDidDetach(QPoint corner) {
   bubble->hide();
   bubble->deleteLater();
   moveContent(*m_detached_window);
-  m_detached_window->move(corner);
+  m_detached_window->setGeometry(QRect(corner, m_detached_window->size()));  // without the frame
   m_detached_window->show();
   m_detached_window->activateWindow();
 }

@@ -75,7 +75,7 @@ class CORVANE_API Popover : public QObject {
   /// Whether the window is open. Not the bubble: that is seen only until the user turns to something else.
   bool isVisible() const;
 
-  /// Whether it has ever been dragged off.
+  /// Whether it has ever been dragged off, or is being so.
   bool isDetached() const { return m_detached; }
 
   /// The content; fatal after it has been dropped.
@@ -94,6 +94,7 @@ class CORVANE_API Popover : public QObject {
   bool eventFilter(QObject* object, QEvent* event) override;
 
  private:
+  bool popoverShouldDetach();
   void popoverDidDetach(QPoint corner);
   void popoverDidClose();
   void moveContent(QWidget& window);

@@ -9,6 +9,7 @@
 #include <QWindow>
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "corvane/ui/Appearance.h"
 #include "corvane/ui/Screen.h"
@@ -104,10 +105,10 @@ class Fading : public QWidget {
 
 }  // namespace
 
-PopoverFrame::PopoverFrame(const QString& title, QWidget& content, bool detachable)
+PopoverFrame::PopoverFrame(const QString& title, QWidget& content, std::function<bool()> shouldDetach)
     : QWidget(nullptr, BUBBLE | Qt::Popup),
       m_content(&content),
-      m_isDetachable(detachable),
+      m_shouldDetach(std::move(shouldDetach)),
       m_isTranslucent(isComposited()) {
   setAttribute(Qt::WA_TranslucentBackground, m_isTranslucent);
   setWindowTitle(title);
@@ -198,8 +199,8 @@ QPainterPath PopoverFrame::outline() const {
   QPainterPath path;
   path.addRoundedRect(border, RADIUS, RADIUS);
   if (m_isDragged) return path;
-  // As if it pointed up at the origin, then turned.
-  QPolygonF arrow({{-ARROW, ARROW}, {0, 0}, {ARROW, ARROW}});
+  // As if it pointed up at the origin, then turned. Its foot lies in the body, so that no line parts them.
+  const QPolygonF arrow({{-ARROW, ARROW + 1}, {-ARROW, ARROW}, {0, 0}, {ARROW, ARROW}, {ARROW, ARROW + 1}});
   constexpr double ROOM = RADIUS + ARROW;
   const double x = std::clamp<double>(m_tip.x(), border.left() + ROOM, border.right() - ROOM);
   const double y = std::clamp<double>(m_tip.y(), border.top() + ROOM, border.bottom() - ROOM);
@@ -259,10 +260,13 @@ void PopoverFrame::mousePressEvent(QMouseEvent* event) {
 }
 
 void PopoverFrame::mouseMoveEvent(QMouseEvent* event) {
-  if (!m_press || !m_isDetachable) return;
-  const QPoint way = event->position().toPoint() - *m_press;
-  if (!m_isDragged && way.manhattanLength() < QApplication::startDragDistance()) return;
-  if (!std::exchange(m_isDragged, true)) shape();
+  if (!m_press) return;
+  if (!m_isDragged) {
+    const QPoint way = event->position().toPoint() - *m_press;
+    if (way.manhattanLength() < QApplication::startDragDistance() || !m_shouldDetach()) return;
+    m_isDragged = true;
+    shape();
+  }
   move(event->globalPosition().toPoint() - *m_press);
 }
 
@@ -270,16 +274,15 @@ void PopoverFrame::mouseMoveEvent(QMouseEvent* event) {
 void PopoverFrame::mouseReleaseEvent(QMouseEvent* event) {
   if (event->button() != Qt::LeftButton) return;
   m_press.reset();
-  if (m_isDragged && m_content) Q_EMIT draggedOff(cornerOfWindow());
+  if (m_isDragged && m_content) Q_EMIT draggedOff(cornerOfContent());
 }
 
-// As thick as the frame of the anchor's window.
-QPoint PopoverFrame::cornerOfWindow() const {
-  const QPoint place = m_content->mapToGlobal(QPoint());
+// A frame is known only some time after its window has been shown: this supposes one like that of the anchor's window.
+QPoint PopoverFrame::cornerOfContent() const {
   const QWindow* const window = m_anchor ? m_anchor->window()->windowHandle() : nullptr;
   const QMargins margins = window ? window->frameMargins() : QMargins();
-  const QRect frame = QRect(place, m_content->size()).marginsAdded(margins);
-  return movedInto(visibleFrameAt(*m_content, frame.center()), frame).topLeft();
+  const QRect frame = QRect(m_content->mapToGlobal(QPoint()), m_content->size()).marginsAdded(margins);
+  return movedInto(visibleFrameAt(*m_content, frame.center()), frame).marginsRemoved(margins).topLeft();
 }
 
 void PopoverFrame::hideEvent(QHideEvent* event) {

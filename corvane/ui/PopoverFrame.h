@@ -6,6 +6,7 @@
 #include <QRect>
 #include <QWidget>
 #include <Qt>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -17,8 +18,9 @@ class PopoverFrame : public QWidget {
   Q_OBJECT
 
  public:
-  /// A hidden one; the content is to become a child of it. `title` is for assistive technology.
-  PopoverFrame(const QString& title, QWidget& content, bool detachable);
+  /// A hidden one; the content is to become a child of it. `title` is for assistive technology. `shouldDetach` is asked
+  /// whether it may be dragged off, once the user begins to.
+  PopoverFrame(const QString& title, QWidget& content, std::function<bool()> shouldDetach);
 
   /// Shows it beside that rectangle of the anchor, by default all of it.
   void pointAt(QWidget& anchor, const std::optional<QRect>& rect, Qt::Edge edge);
@@ -30,7 +32,7 @@ class PopoverFrame : public QWidget {
   void performClose();
 
  Q_SIGNALS:
-  /// The user has let go of it: a window whose frame has this corner would show the content where it is now.
+  /// The user has let go of it. `corner` is the content's on the screen, moved only so far that a title fits there too.
   void draggedOff(QPoint corner);
   /// It has been hidden, by anyone.
   void closed();
@@ -49,10 +51,10 @@ class PopoverFrame : public QWidget {
   QRect body() const;
   QPainterPath outline() const;
   void shape();
-  QPoint cornerOfWindow() const;
+  QPoint cornerOfContent() const;
 
   const QPointer<QWidget> m_content;
-  const bool m_isDetachable;
+  const std::function<bool()> m_shouldDetach;
   const bool m_isTranslucent;
   QPointer<QWidget> m_anchor;
   std::vector<QPointer<QWidget>> m_watched;  // the anchor and all that it lies in

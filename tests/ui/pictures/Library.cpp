@@ -1,6 +1,10 @@
 // Pictures of the library's own windows and controls.
+#include <QApplication>
 #include <QContextMenuEvent>
+#include <QDialogButtonBox>
 #include <QFormLayout>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QStyle>
 #include <QTest>
@@ -10,6 +14,7 @@
 #include "corvane/testing/FakePlatform.h"
 #include "corvane/testing/ManualClock.h"
 #include "corvane/ui/NumberStepper.h"
+#include "corvane/ui/Popover.h"
 #include "corvane/ui/RepeaterStatsWindow.h"
 #include "corvane/ui/RowModel.h"
 #include "corvane/ui/TableView.h"
@@ -142,6 +147,40 @@ QWidget* buttons() {
   return shown(window);
 }
 
+QWidget* details() {
+  auto* const content = new QWidget;
+  auto* const form = new QFormLayout(content);
+  form->addRow("Name", new QLineEdit("report.odt"));
+  form->addRow("Size", new QLabel("48 KB"));
+  form->addRow("Changed", new QLabel("Yesterday, 16:20"));
+  form->addRow(new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel));
+  return content;
+}
+
+Popover* popover(Qt::Edge edge) {
+  auto* const window = new QWidget;
+  window->setGeometry(300, 300, 80, 30);
+  window->show();
+  auto* const popover = new Popover("Details", details(), true, window);
+  popover->displayView(window, {}, edge);
+  return popover;
+}
+
+QWidget* bubble(Qt::Edge edge) {
+  return popover(edge)->viewController()->window();
+}
+
+QWidget* detached() {
+  const Popover* const dragged = popover(Qt::BottomEdge);
+  QWidget* const frame = dragged->viewController()->window();
+  QTest::mousePress(frame, Qt::LeftButton, {}, {20, 14});
+  QMouseEvent move(QEvent::MouseMove, QPointF(90, 90), frame->mapToGlobal(QPointF(90, 90)), Qt::NoButton,
+                   Qt::LeftButton, {});
+  QCoreApplication::sendEvent(frame, &move);
+  QTest::mouseRelease(frame, Qt::LeftButton, {}, {20, 14});
+  return dragged->viewController()->window();
+}
+
 QWidget* tableWithoutRows() {
   return table(0);
 }
@@ -157,5 +196,10 @@ int main(int argc, char** argv) {
                        {"table", tableOfFiles},
                        {"table-menu", tableMenu},
                        {"table-empty", tableWithoutRows},
+                       {"popover-below", [] { return bubble(Qt::BottomEdge); }},
+                       {"popover-above", [] { return bubble(Qt::TopEdge); }},
+                       {"popover-left", [] { return bubble(Qt::LeftEdge); }},
+                       {"popover-right", [] { return bubble(Qt::RightEdge); }},
+                       {"popover-detached", detached},
                        {"statistics", statistics}});
 }
