@@ -5,17 +5,20 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QScrollBar>
 #include <QTableView>
 #include <QTest>
 #include <QTextBlock>
 #include <QTreeView>
+#include <QUrl>
 #include <atomic>
 
 #include "apps/inspector/model/LocalSource.h"
 #include "apps/inspector/window/DisksPage.h"
 #include "apps/inspector/window/HelperPage.h"
 #include "apps/inspector/window/LogPage.h"
+#include "apps/inspector/window/OverviewPage.h"
 #include "apps/inspector/window/Pages.h"
 #include "apps/inspector/window/RepeatersPage.h"
 #include "apps/inspector/window/SettingsPage.h"
@@ -23,6 +26,7 @@
 #include "corvane/core/MasterTimer.h"
 #include "corvane/infra/values/PropertyList.h"
 #include "corvane/testing/FakePlatform.h"
+#include "tests/support/InfoPlist.h"
 #include "tests/support/TempHome.h"
 
 namespace corvane::inspector {
@@ -58,6 +62,23 @@ TEST(Pages, MayEndWhileTheyAreSeen) {
     page->tick();
     page->setSeen(true);
   }
+}
+
+TEST(OverviewPage, GraphsAreOnTheDesktopUntilTheUserWantsHisPictureBack) {
+  const TempHome home;
+  FakePlatform fake(home.path());
+  fake.bundles->main.info = infoPlist(Value::Dictionary{{"CFBundleIdentifier", "a.b.Inspector"}});
+  FakeDesktopPicture& desktop = *fake.desktopPicture;
+  desktop.current.url = "file:///home/user.png";
+  LocalSource source("");
+  OverviewPage page(source);
+  QAction* const onDesktop = page.actions().back();
+  const auto shown = [&] { return QUrl(QString::fromStdString(desktop.current.url)).toLocalFile(); };
+  onDesktop->trigger();
+  ASSERT_TRUE(QTest::qWaitFor([&] { return shown().endsWith("desktop-image-1.png"); }, 30'000));
+  EXPECT_EQ(QImage(shown()).size(), QGuiApplication::primaryScreen()->size());
+  onDesktop->trigger();
+  EXPECT_EQ(shown(), "/home/user.png");
 }
 
 TEST(LogPage, FollowsOverRotationsAndTruncation) {
