@@ -33,8 +33,16 @@ Result<void> FakeWorkspace::reveal(const std::string& path) {
   return note("reveal " + path);
 }
 
+std::vector<std::string> FakeWorkspace::callsSoFar() const {
+  MutexLock lock(m_mutex);
+  return calls;
+}
+
 Result<void> FakeWorkspace::note(std::string call) {
-  calls.push_back(std::move(call));
+  {
+    MutexLock lock(m_mutex);
+    calls.push_back(std::move(call));
+  }
   if (error) return tl::unexpected<Error>(*error);
   return {};
 }

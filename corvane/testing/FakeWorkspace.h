@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "corvane/core/Mutex.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Workspace.h"
 
@@ -17,7 +18,10 @@ class CORVANE_API FakeWorkspace : public Workspace {
   std::map<std::string, std::string> applications;  ///< identifier → path
   std::optional<Error> error;                       ///< if set, every call fails with it
   std::vector<std::string> calls;                   ///< "launch a.b.App", "open /path", "reveal /path" in order
-  int iconLookups = 0;                              ///< how often it was asked for an icon
+  /// The calls while other threads may be making more.
+  std::vector<std::string> callsSoFar() const;
+
+  int iconLookups = 0;  ///< how often it was asked for an icon
 
   Result<std::string> iconFile(const std::string& path, int size) override;
   Result<std::string> applicationPath(const std::string& identifier) override;
@@ -27,6 +31,8 @@ class CORVANE_API FakeWorkspace : public Workspace {
 
  private:
   Result<void> note(std::string call);
+
+  mutable Mutex m_mutex;  // for the calls
 };
 
 }  // namespace corvane

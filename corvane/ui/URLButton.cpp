@@ -4,11 +4,8 @@
 #include <QKeyEvent>
 #include <QPointer>
 
-#include "corvane/core/DispatchQueueSerial.h"
-#include "corvane/core/Log.h"
-#include "corvane/core/MainQueue.h"
-#include "corvane/platform/Platform.h"
 #include "corvane/ui/MainThread.h"
+#include "corvane/ui/OpenURL.h"
 
 namespace corvane {
 
@@ -62,20 +59,11 @@ void URLButton::setUrl(const QUrl& url) {
   m_url = url;
 }
 
-// Asks another process, so not on the main thread.
 void URLButton::open() {
   if (m_url.isEmpty()) return;
-  const auto work = [self = QPointer(this), address = m_url.toEncoded().toStdString(),
-                     &workspace = platform().workspace()] {
-    const auto opened = workspace.open(address);
-    if (opened) return;
-    logNotice("URLButton: " + opened.error().description);
-    main_post([self, reason = QString::fromStdString(opened.error().description)] {
-      if (self) Q_EMIT self->failed(reason);
-    });
-  };
-  static auto& queue = *new DispatchQueueSerial("org.corvane.urlbutton", QoS::USER_INITIATED);
-  queue.async(work);
+  openURL(m_url, "URLButton", [self = QPointer(this)](const QString& reason) {
+    if (self) Q_EMIT self->failed(reason);
+  });
 }
 
 void URLButton::keyPressEvent(QKeyEvent* event) {
