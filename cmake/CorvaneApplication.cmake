@@ -1,10 +1,16 @@
 # Gives executables an information dictionary, which the library finds as their main bundle (corvane/infra/Bundle.h).
 #
-#   corvane_application(TARGET IDENTIFIER id NAME name VERSION version BUILD build [RESOURCES file…] [NO_INSTALL])
+#   corvane_application(TARGET IDENTIFIER id NAME name VERSION version BUILD build [RESOURCES file…]
+#     [REQUIRES {library purpose address}…] [NO_INSTALL])
 #
 # Writes the dictionary and copies the resource files into the folder TARGET.resources beside the executable, whenever
 # the target is built. Unless told not to, also installs the executable as bin/TARGET and dictionary and resources into
 # share/TARGET, where they are found whatever the prefix.
+#
+# REQUIRES names shared libraries that the system may lack, even those that the target is linked with: "libQt6Svg.so.6"
+# "its pictures" "https://example.org/get". An executable of the target's name then checks them and starts the target, which
+# is built into the folder libexec beside it and installed as libexec/TARGET. If one is missing it tells the user what for,
+# and offers to get it at the address, which may be empty (corvane/system/RuntimeRequirement.h). Needs Corvane::system.
 #
 #   corvane_embed_info_plist(TARGET file)
 #   corvane_embed_info_plist(TARGET IDENTIFIER id NAME name VERSION version BUILD build)
@@ -42,8 +48,40 @@ function(_corvane_write_info out target)
   set(${out} ${path} PARENT_SCOPE)
 endfunction()
 
+# Puts the launcher TARGET_launcher before a target; made of the caller's arguments.
+function(_corvane_add_launcher target)
+  set(requirements)
+  while(arg_REQUIRES)
+    list(POP_FRONT arg_REQUIRES library purpose address)
+    if(NOT DEFINED address)
+      message(FATAL_ERROR "The application ${target}: REQUIRES takes a library, its purpose and an address")
+    endif()
+    string(APPEND requirements "{R\"corvane(${library})corvane\", R\"corvane(${purpose})corvane\", R\"corvane(${address})corvane\"}, ")
+    unset(address)
+  endwhile()
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${target}.dir/launcher.cpp)
+  configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/launcher.cpp.in ${source} @ONLY)
+  get_target_property(folder ${target} RUNTIME_OUTPUT_DIRECTORY)
+  get_target_property(name ${target} OUTPUT_NAME)
+  if(NOT folder)
+    set(folder ${CMAKE_CURRENT_BINARY_DIR})
+  endif()
+  if(NOT name)
+    set(name ${target})
+  endif()
+  add_executable(${target}_launcher ${source})
+  target_link_libraries(${target}_launcher PRIVATE Corvane::system)
+  set_target_properties(${target}_launcher PROPERTIES OUTPUT_NAME ${name} RUNTIME_OUTPUT_DIRECTORY ${folder}
+    INSTALL_RPATH "$<TARGET_PROPERTY:${target},INSTALL_RPATH>")
+  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${folder}/libexec)
+  add_dependencies(${target} ${target}_launcher)
+endfunction()
+
 function(corvane_application target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "NO_INSTALL" "IDENTIFIER;NAME;VERSION;BUILD" "RESOURCES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "NO_INSTALL" "IDENTIFIER;NAME;VERSION;BUILD" "RESOURCES;REQUIRES")
+  if(arg_REQUIRES)
+    _corvane_add_launcher(${target})
+  endif()
   _corvane_write_info(info ${target})
   set(files ${info})
   foreach(file IN LISTS arg_RESOURCES)
@@ -73,7 +111,12 @@ file(TOUCH [[${work}/resources.stamp]])
 
   if(NOT arg_NO_INSTALL)
     # Fixed names: the library looks for share beside the folder bin.
-    install(TARGETS ${target} RUNTIME DESTINATION bin)
+    if(TARGET ${target}_launcher)
+      install(TARGETS ${target} RUNTIME DESTINATION libexec)
+      install(TARGETS ${target}_launcher RUNTIME DESTINATION bin)
+    else()
+      install(TARGETS ${target} RUNTIME DESTINATION bin)
+    endif()
     install(FILES ${files} DESTINATION share/$<TARGET_FILE_NAME:${target}>)
   endif()
 endfunction()

@@ -19,9 +19,10 @@ if(CORVANE_UI)
   install(TARGETS corvane-ui EXPORT CorvaneUiTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   install(DIRECTORY corvane/ui DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvane 
     FILES_MATCHING PATTERN "*.h" PATTERN "AppearanceWatcher.h" EXCLUDE PATTERN "DesktopRecord.h" EXCLUDE
-    PATTERN "EndSignals.h" EXCLUDE PATTERN "MainThread.h" EXCLUDE PATTERN "PngFile.h" EXCLUDE
-    PATTERN "PopoverFrame.h" EXCLUDE PATTERN "StepperArrows.h" EXCLUDE PATTERN "ViewDrawing.h" EXCLUDE
-    PATTERN "WindowSystem.h" EXCLUDE PATTERN "resources" EXCLUDE)
+    PATTERN "EndSignals.h" EXCLUDE PATTERN "MainThread.h" EXCLUDE PATTERN "OpenURL.h" EXCLUDE
+    PATTERN "PngFile.h" EXCLUDE PATTERN "PopoverFrame.h" EXCLUDE PATTERN "rtf" EXCLUDE
+    PATTERN "StepperArrows.h" EXCLUDE PATTERN "ViewDrawing.h" EXCLUDE PATTERN "WindowSystem.h" EXCLUDE
+    PATTERN "resources" EXCLUDE)
   install(EXPORT CorvaneUiTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
   list(APPEND packages corvane-ui)
 endif()
@@ -30,7 +31,7 @@ configure_package_config_file(cmake/CorvaneConfig.cmake.in ${PROJECT_BINARY_DIR}
   INSTALL_DESTINATION ${packageFolder})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake ${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake
-    cmake/CorvaneApplication.cmake cmake/CorvaneCatalogues.cmake cmake/interface-files.its cmake/CorvaneHelper.cmake cmake/HelperInfo.plist.in cmake/Info.plist.in cmake/info_plist.c.in
+    cmake/CorvaneApplication.cmake cmake/CorvaneCatalogues.cmake cmake/interface-files.its cmake/CorvaneHelper.cmake cmake/HelperInfo.plist.in cmake/Info.plist.in cmake/info_plist.c.in cmake/launcher.cpp.in
   DESTINATION ${packageFolder})
 
 # Relative to the file itself, so that the installed tree can be moved.

@@ -24,7 +24,8 @@ class Bundles {
   virtual ~Bundles() = default;
 
   /// The bundle of the running executable X/exe, determined by the first of these that exists: the wrapper
-  /// X/Contents/MacOS/exe with X/Contents/Info.plist; prefix/bin/exe with prefix/share/exe/Info.plist;
+  /// X/Contents/MacOS/exe with X/Contents/Info.plist; prefix/bin/exe or prefix/libexec/exe with
+  /// prefix/share/exe/Info.plist;
   /// X/exe.resources/Info.plist; a section .info_plist in the executable itself. Otherwise a bundle without an
   /// information dictionary.
   virtual BundleFiles mainBundle() = 0;

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 
+#include "corvane/platform/Alerts.h"
 #include "corvane/platform/Appearance.h"
 #include "corvane/platform/Authorization.h"
 #include "corvane/platform/Bundles.h"
@@ -89,6 +90,7 @@ struct Platform {
   ServiceSlot<DiskService> diskService;
   ServiceSlot<DisplayServer> displayServer;
   ServiceSlot<Appearance> appearance;
+  ServiceSlot<Alerts> alerts;
   ServiceSlot<DesktopPicture> desktopPicture;
   ServiceSlot<PowerManager> powerManager;
   ServiceSlot<Authorization> authorization;

@@ -19,6 +19,7 @@ FakePlatform::FakePlatform(std::string home)
       deviceRegistry(std::make_shared<FakeDeviceRegistry>()),
       diskService(std::make_shared<FakeDiskService>()),
       appearance(std::make_shared<FakeAppearance>()),
+      alerts(std::make_shared<FakeAlerts>()),
       desktopPicture(std::make_shared<FakeDesktopPicture>()),
       powerManager(std::make_shared<FakePowerManager>()),
       authorization(std::make_shared<FakeAuthorization>()),
@@ -42,6 +43,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.deviceRegistry.set(deviceRegistry);
   m_platform.diskService.set(diskService);
   m_platform.appearance.set(appearance);
+  m_platform.alerts.set(alerts);
   m_platform.desktopPicture.set(desktopPicture);
   m_platform.powerManager.set(powerManager);
   m_platform.authorization.set(authorization);

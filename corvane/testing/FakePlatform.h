@@ -5,6 +5,7 @@
 
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Platform.h"
+#include "corvane/testing/FakeAlerts.h"
 #include "corvane/testing/FakeAppearance.h"
 #include "corvane/testing/FakeAuthorization.h"
 #include "corvane/testing/FakeBundles.h"
@@ -54,6 +55,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeDeviceRegistry> deviceRegistry;
   const std::shared_ptr<FakeDiskService> diskService;
   const std::shared_ptr<FakeAppearance> appearance;
+  const std::shared_ptr<FakeAlerts> alerts;
   const std::shared_ptr<FakeDesktopPicture> desktopPicture;
   const std::shared_ptr<FakePowerManager> powerManager;
   const std::shared_ptr<FakeAuthorization> authorization;

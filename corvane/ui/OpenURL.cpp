@@ -10,13 +10,13 @@
 namespace corvane {
 
 // Asks another process, so not on the main thread.
-void openURL(const QUrl& url, std::string who, std::function<void(const QString& reason)> failed) {
-  const auto work = [address = url.toEncoded().toStdString(), who = std::move(who), failed = std::move(failed),
+void openURL(const QUrl& url, std::string who, std::function<void(const QString& reason)> finished) {
+  const auto work = [address = url.toEncoded().toStdString(), who = std::move(who), finished = std::move(finished),
                      &workspace = platform().workspace()] {
     const auto opened = workspace.open(address);
-    if (opened) return;
-    logNotice(who + ": " + opened.error().description);
-    if (failed) main_post([failed, reason = QString::fromStdString(opened.error().description)] { failed(reason); });
+    const std::string reason = opened ? "" : opened.error().description;
+    if (!opened) logNotice(who + ": " + reason);
+    if (finished) main_post([finished, reason = QString::fromStdString(reason)] { finished(reason); });
   };
   static auto& queue = *new DispatchQueueSerial("org.corvane.openurl", QoS::USER_INITIATED);
   queue.async(work);

@@ -8,7 +8,7 @@
 namespace corvane {
 
 /// Opens an address in the user's application for it, in the background. If that fails, `who` and the reason are
-/// logged, and `failed` is called with the reason on the main queue.
-void openURL(const QUrl& url, std::string who, std::function<void(const QString& reason)> failed = {});
+/// logged. Afterwards `finished` is called on the main queue, with the reason, which is empty if it was opened.
+void openURL(const QUrl& url, std::string who, std::function<void(const QString& reason)> finished = {});
 
 }  // namespace corvane

@@ -62,7 +62,7 @@ void URLButton::setUrl(const QUrl& url) {
 void URLButton::open() {
   if (m_url.isEmpty()) return;
   openURL(m_url, "URLButton", [self = QPointer(this)](const QString& reason) {
-    if (self) Q_EMIT self->failed(reason);
+    if (self && !reason.isEmpty()) Q_EMIT self->failed(reason);
   });
 }
 

@@ -43,7 +43,7 @@ Result<BundleFiles> bundleOf(const fs::path& executable, const std::string& imag
     if (auto info = contents(wrapped / "Info.plist"))
       return BundleFiles{wrapped.parent_path(), executable, wrapped / "Resources", std::move(info)};
   }
-  if (folder.filename() == "bin") {
+  if (folder.filename() == "bin" || folder.filename() == "libexec") {
     const fs::path shared = folder.parent_path() / "share" / name;
     if ((files.info = contents(shared / "Info.plist"))) {
       files.resources = shared;

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// A library that the system must have for a program, or for a part of it.
+///
+///     const RuntimeRequirement pages = {"libviewer-pages.so.1", "the help pages", "https://example.org/get"};
+///     if (const auto missing = missingLibrary(pages)) RuntimeNotice::show(pages, *missing, …);
+struct RuntimeRequirement {
+  std::string library;  ///< as dlopen takes it: "libQt6Svg.so.6", or a path
+  std::string purpose;  ///< what it is for, in the user's language: "its windows"
+  std::string
+      download;  ///< where to get it: an address, also one of the software centre ("appstream:org.x.y"); or empty
+};
+
+/// Loads the library, and keeps it loaded. std::nullopt if it is there; otherwise the name of what is missing, which
+/// may be a library that it needs. Any thread.
+CORVANE_API std::optional<std::string> missingLibrary(const RuntimeRequirement& requirement);
+
+/// The name of the library that a dlerror() text is about.
+CORVANE_API std::string libraryInError(std::string_view error);
+
+/// What is said about it, in the user's language.
+struct RuntimeNoticeTexts {
+  std::string text;      ///< what is missing
+  std::string download;  ///< the labels of the buttons
+  std::string quit;
+  std::string goOn;
+};
+CORVANE_API RuntimeNoticeTexts runtimeNoticeTexts(const std::string& application, const RuntimeRequirement& requirement,
+                                                  const std::string& missing);
+
+/// What the user chose about a missing library: to get it, to end the program, or to do without it.
+enum class RuntimeChoice : std::uint8_t { DOWNLOAD, QUIT, CONTINUE };
+
+/// Tells the user without any toolkit, for a program that cannot run: in a window of the desktop's (see
+/// corvane/platform/Alerts.h), or on standard error if there is none. For DOWNLOAD the address has been opened. Waits
+/// for an answer, for `limit` seconds at most, after which it is QUIT. Any thread.
+CORVANE_API RuntimeChoice noticeWithoutToolkit(const std::string& application, const RuntimeRequirement& requirement,
+                                               const std::string& missing, double limit = 600);
+
+/// What the launcher does that corvane_application (CMake) puts before a program with REQUIRES: replaces this process
+/// by the program, which has the launcher's name and is in the folder libexec beside or in the launcher's, with the
+/// same arguments, if all is there that it requires. Otherwise tells the user, and returns the exit status 1; 127 if
+/// the program cannot be run.
+CORVANE_API int launchWithRequirements(const std::string& application,
+                                       const std::vector<RuntimeRequirement>& requirements, char* const* arguments);
+
+}  // namespace corvane
