@@ -96,6 +96,7 @@ BARS = [
     Bar("desktop.file", "desktop picture of 3840 x 2160, drawn and written", "time", "ns", 1 / 1.8, "QImage::save"),
     Bar("desktop.main thread", "the same, on the main thread", "time", "ns", 30_000_000, "figure"),
     Bar("popover", "a popover, from the request to its first frame", "time", "ns", 1.3, "QMenu"),
+    Bar("richtext", "rich text of 10 MB, read; beside the same as HTML", "time", "ns", 1.0),
     Bar("stats.10", "10 repeaters, shown anew once they have changed", "time", "ns", 1.2),
     Bar("stats.1000", "1,000 repeaters, shown anew", "time", "ns", 1.2),
     Bar("stats.10000", "10,000 repeaters, shown anew", "time", "ns", 1.0),

@@ -122,7 +122,10 @@ QTextTableFormat tableFormat(const RtfRow& row) {
   format.setBorderCollapse(true);
   const int width = row.cells.empty() ? 0 : row.cells.back().edge - row.left;
   if (width <= 0) return format;
-  format.setWidth(QTextLength(QTextLength::PercentageLength, std::clamp(100.0 * width / PAGE_WIDTH, 10.0, 100.0)));
+  // Wide tables follow the window.
+  format.setWidth(width < PAGE_WIDTH / 2
+                      ? QTextLength(QTextLength::FixedLength, width / TWIPS)
+                      : QTextLength(QTextLength::PercentageLength, std::min(100.0 * width / PAGE_WIDTH, 100.0)));
   QList<QTextLength> columns;
   int left = row.left;
   for (const RtfRow::Cell& cell : row.cells) {
