@@ -30,6 +30,20 @@ rm "$log"
 "$work/installed/bin/ticker" | grep -q '^tick 3'
 grep -q 'Logging begins for: Ticker$' "$log"
 
+echo "-- the same, with a launcher in front of it"
+mkdir "$work/app1"
+sed 's|main.cpp|../app/main.cpp|; s/BUILD 1)/BUILD 1\n  REQUIRES libm.so.6 "its ticks" "" "$ENV{NEEDED}" "its a;b" "https:\/\/a.b")/' "$work/app/CMakeLists.txt" >"$work/app1/CMakeLists.txt"
+for needed in libc.so.6 libgone.so; do
+  NEEDED=$needed "$cmake" -S "$work/app1" -B "$work/app1/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
+    -DCMAKE_INSTALL_RPATH="$prefix/$libdir" -DCMAKE_INSTALL_PREFIX="$work/in stalled" >/dev/null
+  "$cmake" --build "$work/app1/build" --target install >/dev/null
+  ln -sf "$work/in stalled/bin/ticker" "$work/link"
+  status=0
+  env -u DISPLAY -u WAYLAND_DISPLAY "$work/link" >"$work/out" 2>&1 || status=$?
+  if [ "$needed" = libc.so.6 ]; then grep -q '^tick 3' "$work/out"
+  else [ "$status" = 1 ] && grep -q ': Ticker needs a library for its a;b that is not installed: libgone.so (https://a.b)$' "$work/out"; fi
+done
+
 echo "-- the same, with pkg-config and the guide's dictionary"
 export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
 flags="$(pkg-config --cflags --libs corvane) -Wl,-rpath,$(pkg-config --variable=libdir corvane)"
