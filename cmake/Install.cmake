@@ -23,6 +23,7 @@ if(CORVANE_UI)
     PATTERN "PngFile.h" EXCLUDE PATTERN "PopoverFrame.h" EXCLUDE PATTERN "rtf" EXCLUDE
     PATTERN "StepperArrows.h" EXCLUDE PATTERN "ViewDrawing.h" EXCLUDE PATTERN "WindowSystem.h" EXCLUDE
     PATTERN "resources" EXCLUDE)
+  install(FILES corvane/ui/resources/SearchWebView.js DESTINATION share/corvane)
   install(EXPORT CorvaneUiTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
   list(APPEND packages corvane-ui)
 endif()

@@ -55,6 +55,10 @@ std::shared_ptr<const Bundle> Bundle::mainBundle() {
   return main.bundle;
 }
 
+std::shared_ptr<const Bundle> Bundle::libraryBundle() {
+  return std::make_shared<const Bundle>(platform().bundles().libraryBundle());
+}
+
 std::shared_ptr<const Bundle> Bundle::at(const std::string& path) {
   auto files = platform().bundles().bundleAt(path);
   return files ? std::make_shared<const Bundle>(std::move(*files)) : nullptr;

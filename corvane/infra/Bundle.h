@@ -24,6 +24,9 @@ class CORVANE_API Bundle {
   /// as the caller holds it. Any thread.
   static std::shared_ptr<const Bundle> mainBundle();
 
+  /// The library's own bundle, with the files that its parts need at run time (see corvane/platform/Bundles.h).
+  static std::shared_ptr<const Bundle> libraryBundle();
+
   /// The bundle at a path (a wrapper folder, an executable, or, on Linux, a desktop entry); null if nothing is there.
   static std::shared_ptr<const Bundle> at(const std::string& path);
 

@@ -30,6 +30,10 @@ class Bundles {
   /// information dictionary.
   virtual BundleFiles mainBundle() = 0;
 
+  /// The library's own bundle: the files that its parts need at run time. On Linux the nearest folder share/corvane
+  /// above the library; without resources if there is none.
+  virtual BundleFiles libraryBundle() = 0;
+
   /// The bundle at a path: a wrapper folder, or an executable, looked up as for mainBundle(). On Linux also a desktop
   /// entry, combined with the bundle of the program that it starts, if any. An Error if nothing is there.
   virtual Result<BundleFiles> bundleAt(const std::string& path) = 0;

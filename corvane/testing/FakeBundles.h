@@ -12,9 +12,11 @@ namespace corvane {
 class CORVANE_API FakeBundles : public Bundles {
  public:
   BundleFiles main;                           ///< what mainBundle() gives
+  BundleFiles library;                        ///< what libraryBundle() gives
   std::map<std::string, BundleFiles> byPath;  ///< what bundleAt() finds
 
   BundleFiles mainBundle() override { return main; }
+  BundleFiles libraryBundle() override { return library; }
   Result<BundleFiles> bundleAt(const std::string& path) override;
 };
 

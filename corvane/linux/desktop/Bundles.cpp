@@ -10,6 +10,7 @@
 #include "corvane/core/Files.h"
 #include "corvane/linux/GLibSupport.h"
 #include "corvane/linux/desktop/EmbeddedInfo.h"
+#include "corvane/linux/desktop/SharedFolder.h"
 #include "corvane/linux/process/DeletedRemark.h"
 
 namespace corvane {
@@ -102,6 +103,11 @@ class LinuxBundles : public Bundles {
     if (files) return std::move(*files);
     const fs::path folder = fs::path(executable).parent_path();
     return {folder, executable, executable + ".resources", std::nullopt};
+  }
+
+  BundleFiles libraryBundle() override {
+    const std::string folder = librarysFolder("corvane");
+    return {folder, {}, folder, std::nullopt};
   }
 
   Result<BundleFiles> bundleAt(const std::string& path) override {

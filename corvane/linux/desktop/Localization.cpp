@@ -1,33 +1,20 @@
 #include "corvane/platform/Localization.h"
 
-#include <dlfcn.h>
 #include <libintl.h>
 #include <locale.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <string_view>
 #include <type_traits>
 
 #include "corvane/core/Mutex.h"
+#include "corvane/linux/desktop/SharedFolder.h"
 
 namespace corvane {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr char CATALOGUE[] = "corvane";
-
-// The nearest folder of catalogues above a file: prefix/share/locale for one in prefix/bin, prefix/lib or below, and
-// the build folder's own; empty if there is none.
-std::string catalogueFolder(const char* path) {
-  std::error_code error;
-  const fs::path file = fs::canonical(path, error);
-  for (fs::path folder = file.parent_path(); folder.has_relative_path(); folder = folder.parent_path())
-    if (fs::path catalogues = folder / "share/locale"; fs::is_directory(catalogues, error)) return catalogues;
-  return {};
-}
 
 using Locale = std::shared_ptr<std::remove_pointer_t<locale_t>>;
 
@@ -49,10 +36,7 @@ class ScopedLocale {
 
 class GettextLocalization : public Localization {
  public:
-  GettextLocalization() {
-    Dl_info library{};
-    if (dladdr(CATALOGUE, &library) != 0 && library.dli_fname) bind(CATALOGUE, catalogueFolder(library.dli_fname));
-  }
+  GettextLocalization() { bind(CATALOGUE, librarysFolder("locale")); }
 
   std::optional<std::string> find(const LocalizedText& text) override {
     // The empty text stands for the catalogue's header, the empty catalogue for one that others have chosen.
@@ -67,7 +51,7 @@ class GettextLocalization : public Localization {
   }
 
   void addCatalogue(const std::string& name, const std::string& folder) override {
-    if (!name.empty()) bind(name.c_str(), folder.empty() ? catalogueFolder("/proc/self/exe") : folder);
+    if (!name.empty()) bind(name.c_str(), folder.empty() ? sharedFolder("/proc/self/exe", "locale") : folder);
   }
 
  private:
