@@ -18,6 +18,7 @@
 #include "apps/inspector/window/DisksPage.h"
 #include "apps/inspector/window/HelperPage.h"
 #include "apps/inspector/window/LogPage.h"
+#include "apps/inspector/window/MainWindow.h"
 #include "apps/inspector/window/OverviewPage.h"
 #include "apps/inspector/window/Pages.h"
 #include "apps/inspector/window/RepeatersPage.h"
@@ -26,6 +27,7 @@
 #include "corvane/core/MasterTimer.h"
 #include "corvane/infra/values/PropertyList.h"
 #include "corvane/testing/FakePlatform.h"
+#include "corvane/ui/Donation.h"
 #include "tests/support/InfoPlist.h"
 #include "tests/support/TempHome.h"
 
@@ -79,6 +81,29 @@ TEST(OverviewPage, GraphsAreOnTheDesktopUntilTheUserWantsHisPictureBack) {
   EXPECT_EQ(QImage(shown()).size(), QGuiApplication::primaryScreen()->size());
   onDesktop->trigger();
   EXPECT_EQ(shown(), "/home/user.png");
+}
+
+TEST(MainWindow, AboutLeadsToDonationsWhereThereIsAPageForThem) {
+  const TempHome home;
+  const FakePlatform fake(home.path());
+  LocalSource source("");
+  for (const std::string address : {"", "https://example.org/donate"}) {
+    MainWindow window(source, "repeaters", address);
+    for (QAction* const action : window.findChildren<QAction*>())
+      if (action->menuRole() == QAction::AboutRole) action->trigger();
+    auto* const about = window.findChild<QMessageBox*>();
+    ASSERT_TRUE(about);
+    if (address.empty()) {
+      EXPECT_EQ(about->buttons().size(), 1);
+      continue;
+    }
+    press(*about, "Donate…");
+    ASSERT_TRUE(Donation::shared());
+    press(*Donation::shared()->window(), "Donate");
+    const auto calls = [&] { return fake.workspace->callsSoFar(); };
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !calls().empty(); }, 30'000));
+    EXPECT_THAT(calls(), testing::ElementsAre("open " + address));
+  }
 }
 
 TEST(LogPage, FollowsOverRotationsAndTruncation) {

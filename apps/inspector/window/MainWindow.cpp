@@ -6,6 +6,7 @@
 #include <QListWidget>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QRegularExpression>
 #include <QStackedWidget>
 #include <QWindow>
@@ -14,6 +15,7 @@
 #include "apps/inspector/window/Pages.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/settings/DefaultSettings.h"
+#include "corvane/ui/Donation.h"
 
 namespace corvane::inspector {
 
@@ -30,8 +32,9 @@ QString plain(QString text) {
 
 }  // namespace
 
-MainWindow::MainWindow(Source& source, const QString& page)
+MainWindow::MainWindow(Source& source, const QString& page, std::string donationPage)
     : m_source(source),
+      m_donationPage(std::move(donationPage)),
       m_list(new QListWidget),
       m_stack(new QStackedWidget),
       m_pages(pageKinds().size()),
@@ -203,8 +206,18 @@ void MainWindow::showAbout() {
       tr("<h3>Corvane Inspector %1</h3><p>Shows what the machine and the program's timers do.</p>").arg(version),
       QMessageBox::Close, this);
   box->setIconPixmap(windowIcon().pixmap(64));
+  if (!m_donationPage.empty())
+    connect(box->addButton(tr("&Donate…"), QMessageBox::ActionRole), &QPushButton::clicked, this,
+            &MainWindow::showDonation);
   box->setAttribute(Qt::WA_DeleteOnClose);
   box->open();
+}
+
+void MainWindow::showDonation() {
+  //: The name of the message in this language.
+  const auto message = Bundle::mainBundle()->resource(tr("Donate.rtf").toStdString());
+  Donation::newDonation(message.value_or(""), m_donationPage,
+                        {.otherSoftware = "", .socialProfile = "", .crowdfunding = ""});
 }
 
 }  // namespace corvane::inspector

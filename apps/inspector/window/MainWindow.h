@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "apps/inspector/model/Source.h"
@@ -18,8 +19,9 @@ class MainWindow : public ScreenWindow {
   Q_OBJECT
 
  public:
-  /// With the page of this id, else with the one shown last. The source must outlive the window.
-  explicit MainWindow(Source& source, const QString& page = {});
+  /// With the page of this id, else with the one shown last. The source must outlive the window. With the address of a
+  /// page for donations, About leads to it.
+  explicit MainWindow(Source& source, const QString& page = {}, std::string donationPage = {});
   ~MainWindow() override;
 
   /// Shows the page with this id, which is made when it is shown first; false if there is none.
@@ -42,8 +44,10 @@ class MainWindow : public ScreenWindow {
   void noteVisibility();
   void showShortcuts();
   void showAbout();
+  void showDonation();
 
   Source& m_source;
+  const std::string m_donationPage;
   QListWidget* m_list;
   QStackedWidget* m_stack;
   QMenu* m_pageMenu = nullptr;

@@ -81,7 +81,7 @@ int show(QApplication& application, const Options& options, const QByteArray& to
   {
     const EndSignals signals([] { QApplication::quit(); });
     LocalSource source(options.root);
-    MainWindow window(source, options.page);
+    MainWindow window(source, options.page, CORVANE_DONATION_PAGE);
     window.show();
     QObject::connect(&instance, &SingleInstance::received, &window, [&window](const QString& message) {
       window.showPage(message.section(u' ', 0, 0));
