@@ -1,11 +1,14 @@
 # Gives executables an information dictionary, which the library finds as their main bundle (corvane/infra/Bundle.h).
 #
 #   corvane_application(TARGET IDENTIFIER id NAME name VERSION version BUILD build [RESOURCES file…]
-#     [REQUIRES {library purpose address}…] [NO_INSTALL])
+#     [RESOURCE_FOLDERS folder…] [REQUIRES {library purpose address}…] [NO_INSTALL])
 #
 # Writes the dictionary and copies the resource files into the folder TARGET.resources beside the executable, whenever
 # the target is built. Unless told not to, also installs the executable as bin/TARGET and dictionary and resources into
 # share/TARGET, where they are found whatever the prefix.
+#
+# RESOURCE_FOLDERS names folders that go there with all that is in them, each under its own last name. Every build brings
+# over what was changed, added or removed. What makes files in them is a dependency of the target TARGET_resources.
 #
 # REQUIRES names shared libraries that the system may lack, even those that the target is linked with: "libQt6Svg.so.6"
 # "its pictures" "https://example.org/get". An executable of the target's name then checks them and starts the target, which
@@ -85,7 +88,7 @@ function(_corvane_add_launcher target)
 endfunction()
 
 function(corvane_application target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "NO_INSTALL" "IDENTIFIER;NAME;VERSION;BUILD" "RESOURCES;REQUIRES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "NO_INSTALL" "IDENTIFIER;NAME;VERSION;BUILD" "RESOURCES;RESOURCE_FOLDERS;REQUIRES")
   if(arg_REQUIRES)
     _corvane_add_launcher(${target})
   endif()
@@ -113,7 +116,23 @@ file(TOUCH [[${work}/resources.stamp]])
     DEPENDS ${work}/resources.cmake ${files}
     COMMENT "Resources of ${target}"
     VERBATIM)
-  add_custom_target(${target}_resources DEPENDS ${work}/resources.stamp)
+  set(folders)
+  foreach(folder IN LISTS arg_RESOURCE_FOLDERS)
+    cmake_path(ABSOLUTE_PATH folder NORMALIZE)
+    string(REGEX REPLACE "/$" "" folder ${folder})
+    list(APPEND folders ${folder})
+  endforeach()
+  set(mirror)
+  if(folders)
+    # At every build, because nobody knows the files when CMake runs.
+    file(GENERATE OUTPUT ${work}/folders.cmake CONTENT
+"set(BUNDLE [[$<TARGET_FILE_DIR:${target}>/$<TARGET_FILE_NAME:${target}>.resources]])
+set(FOLDERS [[$<JOIN:${folders},]] [[>]])
+include([[${CMAKE_CURRENT_FUNCTION_LIST_DIR}/MirrorFolders.cmake]])
+")
+    set(mirror COMMAND ${CMAKE_COMMAND} -P ${work}/folders.cmake COMMENT "Folders of ${target}" VERBATIM)
+  endif()
+  add_custom_target(${target}_resources ${mirror} DEPENDS ${work}/resources.stamp)
   add_dependencies(${target} ${target}_resources)
 
   if(NOT arg_NO_INSTALL)
@@ -125,6 +144,7 @@ file(TOUCH [[${work}/resources.stamp]])
       install(TARGETS ${target} RUNTIME DESTINATION bin)
     endif()
     install(FILES ${files} DESTINATION share/$<TARGET_FILE_NAME:${target}>)
+    install(DIRECTORY ${folders} DESTINATION share/$<TARGET_FILE_NAME:${target}>)
   endif()
 endfunction()
 
