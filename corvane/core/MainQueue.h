@@ -46,11 +46,11 @@ struct CORVANE_API MainLoop {
   /// returns in the same way. Any thread.
   static void quit();
 
-  /// From now on SIGTERM and SIGINT (Ctrl-C) make the innermost run() return as quit() does, so that a program can
-  /// clean up after it. A second signal of the same kind ends the process as usual. A signal that was ignored when the
-  /// process started stays ignored. No code runs in the signal context, so work on the main queue is not restricted; on
-  /// the other hand, a main loop that hangs does not notice the first signal. The program must not handle these two
-  /// signals by other means or block them. Call this once, on the main queue.
+  /// From now on SIGTERM, SIGINT (Ctrl-C) and SIGHUP make the innermost run() return as quit() does, so that a program
+  /// can clean up after it. A second signal of the same kind ends the process as usual. A signal that was ignored when
+  /// the process started stays ignored. No code runs in the signal context, so work on the main queue is not
+  /// restricted; on the other hand, a main loop that hangs does not notice the first signal. The program must not
+  /// handle these signals by other means or block them. Call this once, on the main queue.
   static void quitOnSignals();
 };
 

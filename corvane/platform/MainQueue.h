@@ -29,7 +29,7 @@ class MainQueue {
   /// the same way.
   virtual void quit() = 0;
 
-  /// Makes the first SIGTERM and the first SIGINT call quit(), unless the signal is ignored; after that each signal has
+  /// Makes the first SIGTERM, SIGINT and SIGHUP call quit(), unless the signal is ignored; after that each signal has
   /// its default action again.
   virtual void quitOnSignals() = 0;
 };

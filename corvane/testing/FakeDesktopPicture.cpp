@@ -9,7 +9,7 @@ Result<ScreenPicture> FakeDesktopPicture::picture(const std::string&) {
 
 Result<void> FakeDesktopPicture::setPicture(const std::string&, const ScreenPicture& picture) {
   shown.push_back(picture);
-  if (!takes) return failure("fake", 1, "The fake desktop takes no picture");
+  if (refusal != 0) return failure("fake", refusal, "The fake desktop takes no picture");
   current = picture;
   return {};
 }

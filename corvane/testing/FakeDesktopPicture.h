@@ -16,7 +16,7 @@ class CORVANE_API FakeDesktopPicture : public DesktopPicture {
  public:
   ScreenPicture current;                       ///< what is shown
   bool tells = true;                           ///< whether it tells what it shows
-  std::atomic<bool> takes = true;              ///< whether it takes pictures
+  std::atomic<int> refusal = 0;                ///< the code with which it refuses pictures; 0: it takes them
   std::vector<ScreenPicture> shown;            ///< what it was given to show, in order, even if it did not take it
   std::map<std::string, std::uint32_t> flags;  ///< path → flags of the files that there are
   std::vector<std::uint32_t> flagsSet;         ///< what files' flags were set to, in order

@@ -1,5 +1,6 @@
 #include "corvane/ui/Desktop.h"
 
+#include <errno.h>
 #include <unistd.h>
 
 #include <QGuiApplication>
@@ -8,6 +9,7 @@
 #include <QUrl>
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -19,9 +21,9 @@
 #include "corvane/core/fatal.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/Path.h"
+#include "corvane/platform/EndSignals.h"
 #include "corvane/platform/Platform.h"
 #include "corvane/ui/DesktopRecord.h"
-#include "corvane/ui/EndSignals.h"
 #include "corvane/ui/MainThread.h"
 #include "corvane/ui/PngFile.h"
 #include "corvane/ui/Screen.h"
@@ -47,6 +49,7 @@ struct Shared {
   std::optional<std::uint32_t> savedAdminFlags;  // while they are changed
   DesktopRecord record;
   int imageCounter = 0;
+  bool isReported = false;              // that the desktop does not support something
   std::vector<Desktop*> living;         // main thread
   std::unique_ptr<EndSignals> signals;  // main thread; while any lives
 };
@@ -55,6 +58,11 @@ Shared& shared() {
   static auto& shared = *new Shared(Bundle::mainBundle()->requiredIdentifier("Desktop"),
                                     platform().folders().applicationSupport().value_or(""));
   return shared;
+}
+
+// Says once what the desktop does not support.
+void report(const Error& error) {
+  if (!std::exchange(shared().isReported, true)) logNotice("Desktop: " + error.description);
 }
 
 // The path of a picture of the application's own; empty for any other one.
@@ -150,8 +158,9 @@ Desktop::Desktop() : m_state(std::make_shared<State>()) {
   Shared& all = shared();
   all.living.push_back(this);
   if (!all.signals)
-    all.signals = std::make_unique<EndSignals>([&all] {
+    all.signals = std::make_unique<EndSignals>([&all](int number) {
       for (Desktop* const desktop : all.living) desktop->restoreDesktop();
+      std::raise(number);
     });
   saveDesktop();
 }
@@ -224,10 +233,10 @@ void Desktop::show(State& state, Update& update) {
   if (all.savedDesktop && !all.record.isOwned() && all.record.own())
     if (const auto kept = all.record.keep(*all.savedDesktop); !kept) logNotice(kept.error().description);
   const ScreenPicture picture{QUrl::fromLocalFile(QString::fromStdString(newFile)).toEncoded().toStdString()};
-  if (platform().desktopPicture().setPicture(update.screen, picture))
-    ::unlink(oldFile.c_str());
-  else
-    logNotice(std::string(REFUSED) + ": " + newFile);
+  const auto shown = platform().desktopPicture().setPicture(update.screen, picture);
+  if (!shown && shown.error().code != ENOTSUP) return logNotice(std::string(REFUSED) + ": " + newFile);
+  ::unlink((shown ? oldFile : newFile).c_str());
+  if (!shown) report(shown.error());
 }
 
 QImage Desktop::makeImage(const std::vector<QWidget*>& views, const QRectF& screenFrame, const QRectF& vis) const {
@@ -279,7 +288,7 @@ void Desktop::saveDesktop() {
     DesktopPicture& desktop = platform().desktopPicture();
     if (screen && !all.savedDesktop) {
       if (auto current = desktop.picture(*screen); !current)
-        logNotice("Desktop: " + current.error().description);
+        report(current.error());
       else
         all.savedDesktop = ownPath(*current).empty() ? std::move(*current) : recovered(*current, *screen);
     }

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <optional>
 #include <string>
 
 #include "corvane/core/DispatchQueueSerial.h"
+#include "corvane/platform/EndSignals.h"
 #include "corvane/testing/ManualClock.h"
 #include "tests/support/Pump.h"
 
@@ -49,7 +52,7 @@ TEST(MainQueueTest, DelayedWorkRunsOnceWhenItsTimeHasCome) {
 }
 
 TEST(MainQueueDeathTest, TheFirstSignalQuitsAndTheSecondKills) {
-  for (const int number : {SIGTERM, SIGINT}) {
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
     EXPECT_EXIT(
         {
           MainLoop::quitOnSignals();
@@ -77,6 +80,20 @@ TEST(MainQueueDeathTest, TheFirstSignalQuitsAndTheSecondKills) {
         MainLoop::run();
       },
       testing::ExitedWithCode(8), "");
+}
+
+TEST(EndSignalsDeathTest, AForkedChildIsEndedAlone) {
+  EXPECT_EXIT(
+      {
+        const EndSignals signals([](int) { exit(1); });
+        const pid_t child = fork();
+        if (child == 0) _exit(raise(SIGTERM));
+        int status = 0;
+        waitpid(child, &status, 0);
+        main_after(0.1, [status] { exit(WTERMSIG(status)); });
+        MainLoop::run();
+      },
+      testing::ExitedWithCode(SIGTERM), "");
 }
 
 }  // namespace

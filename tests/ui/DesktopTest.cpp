@@ -140,9 +140,9 @@ TEST_F(DesktopTest, UpdatesReplaceEachOtherAndFailuresAreLogged) {
     EXPECT_EQ(shown.current.url, url(2));
     EXPECT_THAT(namesIn(caches), ElementsAre("desktop-image-2.png"));
 
-    shown.takes = false;
+    shown.refusal = EIO;
     EXPECT_TRUE(update(view, 5));
-    shown.takes = true;
+    shown.refusal = 0;
     EXPECT_THAT(namesIn(caches), ElementsAre("desktop-image-2.png", "desktop-image-3.png"));
     fs::create_directories(file(4) + ".png/full");
     EXPECT_TRUE(update(view, 5));
@@ -160,12 +160,12 @@ TEST_F(DesktopTest, UpdatesReplaceEachOtherAndFailuresAreLogged) {
     EXPECT_EQ(shown.flags.begin()->second, 2U);
     desktop.setUpdating(true);
     EXPECT_TRUE(fs::exists(home / ".local/share/a.b.App/desktop-picture.plist"));
-    shown.takes = false;
+    shown.refusal = EIO;
   }
   EXPECT_THAT(shown.flagsSet, ElementsAre(2, 9)) << "also with two objects, and though the picture is refused";
   EXPECT_TRUE(namesIn(caches).empty());
   EXPECT_TRUE(fs::exists(home / ".local/share/a.b.App/desktop-picture.plist")) << "for the next start";
-  shown.takes = true;
+  shown.refusal = 0;
   Desktop();
   EXPECT_EQ(shown.current, user);
   EXPECT_THAT(shown.shown, Contains(ScreenPicture{user}).Times(3));
@@ -174,17 +174,21 @@ TEST_F(DesktopTest, UpdatesReplaceEachOtherAndFailuresAreLogged) {
                                  "> setDesktopImageURL failed", "> setDesktopImageURL failed"));
 }
 
-TEST_F(DesktopTest, WhatTheDesktopDoesNotTellIsNotPutBack) {
+TEST_F(DesktopTest, WhatTheDesktopDoesNotSupportIsSaidOnce) {
+  ManualClock clock(Timeval::sec(1'000'000));
   shown.tells = false;
   Half view(Qt::red);
   {
     Desktop desktop;
     desktop.setFill(Style::SCREEN_FILL, Qt::blue);
-    desktop.useViews({&view});
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !desktop.updating(); }));
+    for (const int refusal : {0, ENOTSUP}) {
+      shown.refusal = refusal;
+      desktop.useViews({&view});
+      EXPECT_TRUE(QTest::qWaitFor([&] { return !desktop.updating(); }));
+      clock.advance(Timeval::sec(5));
+    }
   }
-  EXPECT_EQ(shown.current.url, url(1));
-  EXPECT_TRUE(fs::exists(file(1))) << "it is shown";
+  EXPECT_THAT(namesIn(caches), ElementsAre("desktop-image-1.png")) << "it is shown";
   EXPECT_THAT(log(), ElementsAre("> Desktop: The fake desktop does not tell its picture"));
 }
 

@@ -8,7 +8,6 @@
 #include <memory>
 #include <utility>
 
-#include "apps/common/EndSignals.h"
 #include "apps/common/MainLoopSource.h"
 #include "apps/common/Output.h"
 #include "apps/inspector/live/LiveView.h"
@@ -21,6 +20,7 @@
 #include "corvane/infra/Broadcaster.h"
 #include "corvane/infra/Logger.h"
 #include "corvane/infra/settings/UserDefaults.h"
+#include "corvane/platform/EndSignals.h"
 
 namespace corvane::inspector {
 
@@ -32,7 +32,8 @@ struct SettingsReload {
   void operator()(std::string_view, const std::any&) const { reload(); }
 };
 
-int showLive(Screen& screen, LocalSource& source, EndSignals& signals, std::optional<unsigned> seconds) {
+int showLive(Screen& screen, LocalSource& source, const std::function<void(int)>& stop,
+             std::optional<unsigned> seconds) {
   std::function<void()> refresh;
   LiveView view(source, Glyphs::ofLocale(), [&refresh] { refresh(); });
   view.apply(ViewSettings::load());
@@ -61,7 +62,7 @@ int showLive(Screen& screen, LocalSource& source, EndSignals& signals, std::opti
         view.settings().save(before);  // a failure is logged
         refresh();
       },
-      [&signals] { signals.end(SIGHUP); });
+      [&stop] { stop(SIGHUP); });
   const auto resized = MainLoopSource::signal(SIGWINCH, [&] {
     screen.resize();
     refresh();
@@ -100,11 +101,12 @@ int print(ViewOptions::Format format, LocalSource& source, unsigned seconds) {
   return statusAfterOutput(error);
 }
 
-int run(const ViewOptions& options, EndSignals& signals) {
+// `stop` ends it as a signal does.
+int run(const ViewOptions& options, const std::function<void(int)>& stop) {
   static constexpr unsigned DEFAULT_SECONDS = 10;
   LocalSource source(options.root);
   const auto screen = options.format == ViewOptions::Format::LIVE ? Screen::open() : nullptr;
-  if (screen) return showLive(*screen, source, signals, options.seconds);
+  if (screen) return showLive(*screen, source, stop, options.seconds);
   return print(options.format, source, options.seconds.value_or(DEFAULT_SECONDS));
 }
 
@@ -119,9 +121,12 @@ int view(const Arguments& arguments) {
   int received = 0;
   int status = 0;
   {
-    EndSignals signals(MainLoop::quit);
-    status = run(*options, signals);
-    received = signals.received();
+    const auto stop = [&received](int number) {
+      received = number;
+      MainLoop::quit();
+    };
+    const EndSignals signals(stop);
+    status = run(*options, stop);
   }
   MasterTimer::instance()->stop();
   logger->close();

@@ -3,7 +3,6 @@
 #include <csignal>
 #include <string>
 
-#include "apps/common/EndSignals.h"
 #include "apps/common/OptionReader.h"
 #include "apps/common/Output.h"
 #include "apps/inspector/model/LocalSource.h"
@@ -13,6 +12,7 @@
 #include "corvane/core/MasterTimer.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/Logger.h"
+#include "corvane/platform/EndSignals.h"
 #include "corvane/ui/Appearance.h"
 #include "corvane/ui/Translator.h"
 
@@ -79,7 +79,10 @@ int show(QApplication& application, const Options& options, const QByteArray& to
   int status = 0;
   int received = 0;
   {
-    const EndSignals signals([] { QApplication::quit(); });
+    const EndSignals signals([&received](int number) {
+      received = number;
+      QApplication::quit();
+    });
     LocalSource source(options.root);
     MainWindow window(source, options.page, CORVANE_DONATION_PAGE);
     window.show();
@@ -90,7 +93,6 @@ int show(QApplication& application, const Options& options, const QByteArray& to
       window.bringToFront();
     });
     status = application.exec();
-    received = signals.received();
   }
   MasterTimer::instance()->stop();
   logger->close();

@@ -122,9 +122,12 @@ class Root {
       else
         xcb_change_property(x, XCB_PROP_MODE_REPLACE, m_x->root(), atom(name), XCB_ATOM_PIXMAP, 32, 1, &number);
     };
-    const std::string note = url.empty() ? "" : std::to_string(pixmap) + ' ' + url;
-    xcb_change_property(x, XCB_PROP_MODE_REPLACE, m_x->root(), atom(NOTE), XCB_ATOM_STRING, 8,
-                        static_cast<std::uint32_t>(note.size()), note.data());
+    const std::string note = std::to_string(pixmap) + ' ' + url;
+    if (url.empty())
+      xcb_delete_property(x, m_x->root(), atom(NOTE));
+    else
+      xcb_change_property(x, XCB_PROP_MODE_REPLACE, m_x->root(), atom(NOTE), XCB_ATOM_STRING, 8,
+                          static_cast<std::uint32_t>(note.size()), note.data());
     set(PIXMAP, pixmap);
     set(FREED_PIXMAP, freed);
     const std::uint32_t background = pixmap;  // none: the server's own

@@ -1,16 +1,16 @@
 #include "corvane/platform/MainQueue.h"
 
 #include <gio/gio.h>
-#include <glib-unix.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <deque>
+#include <memory>
 #include <vector>
 
 #include "corvane/core/Mutex.h"
 #include "corvane/core/fatal.h"
+#include "corvane/platform/EndSignals.h"
 
 namespace corvane {
 
@@ -69,15 +69,7 @@ class GlibMainQueue : public MainQueue {
   }
 
   void quitOnSignals() override {
-    for (const int signal : {SIGTERM, SIGINT}) {
-      struct sigaction action {};
-      if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) continue;
-      const auto quitOnce = [](gpointer queue) -> gboolean {
-        static_cast<GlibMainQueue*>(queue)->quit();
-        return G_SOURCE_REMOVE;  // GLib restores the default action
-      };
-      g_unix_signal_add(signal, quitOnce, this);
-    }
+    if (!m_endSignals) m_endSignals = std::make_unique<EndSignals>([this](int) { quit(); });
   }
 
  private:
@@ -119,6 +111,7 @@ class GlibMainQueue : public MainQueue {
   std::deque<std::function<void()>> m_work CORVANE_GUARDED_BY(m_mutex);
   std::atomic<bool> m_waiting = false;  // work is queued: read by the loop without the lock
   std::vector<GMainLoop*> m_loops;      // those of run(), on the main queue only
+  std::unique_ptr<EndSignals> m_endSignals;
 };
 
 }  // namespace

@@ -77,8 +77,8 @@ class CORVANE_API HelperServer {
   /// sent a request before. Fatal as for handle().
   void stopOn(std::string key, std::string right);
 
-  /// Serves until it is idle, stopped, or ended by SIGTERM or SIGINT. Returns the exit status: 1, after a line on
-  /// standard error, if the label cannot be had or is lost, or if the embedded dictionary is unusable.
+  /// Serves until it is idle, stopped, or ended by SIGTERM, SIGINT or SIGHUP. Returns the exit status: 1, after a line
+  /// on standard error, if the label cannot be had or is lost, or if the embedded dictionary is unusable.
   int run();
 
  private:

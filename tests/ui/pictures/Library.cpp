@@ -3,22 +3,29 @@
 #include <QContextMenuEvent>
 #include <QDialogButtonBox>
 #include <QFormLayout>
+#include <QGraphicsLineItem>
+#include <QGraphicsView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPainter>
 #include <QStyle>
 #include <QTest>
+#include <QTime>
 #include <QUrl>
+#include <cmath>
 
 #include "corvane/core/MasterTimer.h"
 #include "corvane/testing/FakePlatform.h"
 #include "corvane/testing/ManualClock.h"
+#include "corvane/ui/Desktop.h"
 #include "corvane/ui/NumberStepper.h"
 #include "corvane/ui/Popover.h"
 #include "corvane/ui/RepeaterStatsWindow.h"
 #include "corvane/ui/RowModel.h"
 #include "corvane/ui/TableView.h"
 #include "corvane/ui/URLButton.h"
+#include "tests/support/InfoPlist.h"
 #include "tests/ui/pictures/Pictures.h"
 
 namespace corvane {
@@ -181,6 +188,48 @@ QWidget* detached() {
   return dragged->viewController()->window();
 }
 
+// A curve over a gradient.
+struct Graph : QWidget {
+  void paintEvent(QPaintEvent*) override {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPolygonF curve;
+    for (double x = 0; x <= 1; x += 0.002)
+      curve << QPointF(x * width(), height() * (0.7 - 0.2 * std::sin(9 * x) * std::sin(31 * x)));
+    const QPolygonF area = curve + QPolygonF({QPointF(width(), height()), QPointF(0, height())});
+    QLinearGradient gradient(0, height() * 0.5, 0, height());
+    gradient.setColorAt(0, QColor(90, 170, 240, 160));
+    gradient.setColorAt(1, QColor(90, 170, 240, 0));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(gradient);
+    painter.drawPolygon(area);
+    painter.setPen(QPen(QColor(150, 210, 255), 3));
+    painter.drawPolyline(curve);
+  }
+};
+
+// A desktop with a panel, whose picture are a graph, a scene and a text that lie one over the other.
+QWidget* desktop() {
+  constexpr QRect SCREEN(0, 0, 960, 540), FREE(0, 0, 960, 510);
+  FakePlatform platform;
+  platform.bundles->main.info = infoPlist(Value::Dictionary{{"CFBundleIdentifier", "org.example.Clock"}});
+  Graph graph;
+  QGraphicsScene scene;
+  for (int i = 0; i < 60; ++i)
+    scene.addLine(0, -230, 0, i % 5 ? -222 : -210, QPen(QColor(255, 255, 255, 150), 2))->setRotation(i * 6);
+  QGraphicsView dial(&scene);
+  dial.setStyleSheet("background: transparent; border: none");
+  dial.setRenderHint(QPainter::Antialiasing);
+  QLabel time(QLocale().toString(QTime(10, 9), QLocale::ShortFormat));
+  time.setAlignment(Qt::AlignCenter);
+  time.setStyleSheet("color: white; font-size: 80px");
+  Desktop composer;
+  composer.setFill(Desktop::FillStyle::SCREEN_FILL, QColor(20, 40, 80));
+  auto* const screen = new QLabel;
+  screen->setPixmap(QPixmap::fromImage(composer.makeImage({&graph, nullptr, &dial, &time}, SCREEN, FREE)));
+  return shown(screen);
+}
+
 QWidget* tableWithoutRows() {
   return table(0);
 }
@@ -201,5 +250,6 @@ int main(int argc, char** argv) {
                        {"popover-left", [] { return bubble(Qt::LeftEdge); }},
                        {"popover-right", [] { return bubble(Qt::RightEdge); }},
                        {"popover-detached", detached},
+                       {"desktop", desktop},
                        {"statistics", statistics}});
 }
