@@ -226,6 +226,7 @@ QWidget* desktop() {
   Desktop composer;
   composer.setFill(Desktop::FillStyle::SCREEN_FILL, QColor(20, 40, 80));
   auto* const screen = new QLabel;
+  screen->setFixedSize(SCREEN.size());
   screen->setPixmap(QPixmap::fromImage(composer.makeImage({&graph, nullptr, &dial, &time}, SCREEN, FREE)));
   return shown(screen);
 }
