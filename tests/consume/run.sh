@@ -30,22 +30,26 @@ rm "$log"
 "$work/installed/bin/ticker" | grep -q '^tick 3'
 grep -q 'Logging begins for: Ticker$' "$log"
 
-echo "-- folders of resources follow what is in them"
+echo "-- folders of resources follow what is in them, and what the build makes in them"
 pages="$work/app0/Help pages"
-mkdir -p "$pages/old" "$work/Pictures"
+mkdir -p "$pages/old"
 echo 'int main() {}' >"$work/app0/main.cpp"
-sed '/link/d; s|BUILD 1)|BUILD 1 RESOURCE_FOLDERS "Help pages/" ../Pictures)|' "$work/app/CMakeLists.txt" >"$work/app0/CMakeLists.txt"
+{
+  sed '/link/d; s|BUILD 1)|BUILD 1 RESOURCE_FOLDERS "Help pages/" ../Made)|' "$work/app/CMakeLists.txt"
+  echo 'corvane_documentation(guide FOLDER ${CMAKE_CURRENT_SOURCE_DIR}/../Made TITLE Guide SOURCES a.md)'
+  echo 'add_dependencies(ticker_resources guide)'
+} >"$work/app0/CMakeLists.txt"
+echo 1 | tee "$pages/"{a,old/b}.html >"$work/app0/a.md"
 "$cmake" -S "$work/app0" -B "$work/app0/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
   -DCMAKE_INSTALL_PREFIX="$work/installed0" >/dev/null
-echo 1 | tee "$pages/"{a,old/b}.html >"$work/Pictures/p.png"
 for step in 1 2; do
   "$cmake" --build "$work/app0/build" --target install >/dev/null
   for bundle in "$work/app0/build/ticker.resources" "$work/installed0/share/ticker"; do
     diff -r "$pages" "$bundle/Help pages"
-    cmp "$work/Pictures/p.png" "$bundle/Pictures/p.png"
+    grep -q "<p>$step</p>" "$bundle/Made/a.html"
   done
   mkdir -p "$pages/new folder"
-  echo 2 | tee "$pages/"{a,"new folder/ü c"}.html >"$work/Pictures/p.png"
+  echo 2 | tee "$pages/"{a,"new folder/ü c"}.html >"$work/app0/a.md"
   rm -rf "$work/installed0/share/ticker" "$pages/old"
 done
 
