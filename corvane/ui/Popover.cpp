@@ -1,6 +1,7 @@
 #include "corvane/ui/Popover.h"
 
 #include <QEvent>
+#include <QWindow>
 
 #include "corvane/core/Log.h"
 #include "corvane/core/fatal.h"
@@ -102,11 +103,15 @@ bool Popover::popoverShouldDetach() {
 void Popover::popoverDidDetach(QPoint corner) {
   m_detached = true;
   PopoverFrame* const bubble = std::exchange(m_popover, nullptr);
+  QWindow* const owner = bubble->windowHandle()->transientParent();
   bubble->disconnect(this);
   bubble->hide();
   bubble->deleteLater();
   moveContent(*m_detached_window);
   m_detached_window->setGeometry(QRect(corner, m_detached_window->size()));  // without the frame
+  m_detached_window->winId();
+  // A modal window allows no other window to be used but its own.
+  m_detached_window->windowHandle()->setTransientParent(owner && owner->isModal() ? owner : nullptr);
   m_detached_window->show();
   m_detached_window->activateWindow();
 }
