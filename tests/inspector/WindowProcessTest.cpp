@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <QAction>
+#include <QApplication>
 #include <QFile>
 #include <QImageReader>
 #include <QLineEdit>
@@ -12,6 +13,8 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QTest>
+#include <filesystem>
+#include <iterator>
 
 #include "apps/inspector/model/LocalSource.h"
 #include "apps/inspector/window/ProcessPage.h"
@@ -143,6 +146,35 @@ TEST_F(WindowProcesses, SendsASignalAfterTheQuestionOnly) {
   EXPECT_EQ(child.ended(), 0);
   EXPECT_EQ(answer("SIGTERM", "Send"), question);
   EXPECT_TRUE(QTest::qWaitFor([&] { return child.ended() == SIGTERM; }, 10'000));
+}
+
+TEST_F(WindowProcesses, ShowsDetailsUntilTheProcessHasEnded) {
+  std::optional<Child> child(std::in_place);
+  ASSERT_TRUE(isShown(1));
+  table()->selectRow(0);
+  const std::string pid = std::to_string(child->pid());
+  std::string shown;
+  const auto shows = [&shown](const std::string& text) {
+    return QTest::qWaitFor(
+        [&] {
+          shown.clear();
+          if (const QWidget* const bubble = QApplication::activePopupWidget())
+            for (const QLabel* const label : bubble->findChildren<QLabel*>())
+              shown += label->text().toStdString() + '\n';
+          return shown.find(text) != shown.npos;
+        },
+        10'000);
+  };
+  const auto files = std::distance(std::filesystem::directory_iterator("/proc/" + pid + "/fd"), {});
+  for (const bool isTree : {true, false}) {
+    action("Show as Tree")->setChecked(isTree);
+    table()->setFocus();
+    isTree ? action("Details")->trigger() : QTest::keyClick(table(), Qt::Key_Return);
+    EXPECT_TRUE(shows(pid + " sleep\n") && shows("\nOpen files\n" + std::to_string(files) + '\n')) << shown;
+    if (isTree) QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Escape);
+  }
+  child.reset();
+  EXPECT_TRUE(shows(pid + " sleep has ended.\n")) << shown;
 }
 
 TEST_F(WindowProcesses, WritesTheTreeAsDrawingAndAsPicture) {

@@ -16,6 +16,7 @@
 #include "corvane/core/Text.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/Logger.h"
+#include "corvane/platform/Platform.h"
 
 namespace corvane::inspector {
 
@@ -151,6 +152,20 @@ std::shared_ptr<void> LocalSource::followProcesses(bool figures, ProcessTaker ta
   }
   taker(failure("inspector", 0, "Only the machine's own processes can be shown."));
   return nullptr;
+}
+
+std::shared_ptr<void> LocalSource::followProcess(pid_t pid, ProcessTaker taker) {
+  if (!m_isOfMachine) return followProcesses(false, std::move(taker));  // tells why not
+  using Rows = Result<std::vector<ProcessRow>>;
+  const auto sampler = std::make_shared<std::optional<ProcessSampler>>();  // made and used on the queue
+  const auto sample = [sampler, pid]() -> Rows {
+    if (!*sampler) sampler->emplace();
+    auto rows = (*sampler)->sample(ProcessSampler::Clock::now(), pid);
+    if (!rows || rows->empty()) return rows;
+    if (const auto files = platform().processTable().descriptors(pid)) rows->front().files = *files;
+    return rows;
+  };
+  return std::make_shared<Feed<Rows>>("process details", sample, std::move(taker));
 }
 
 std::shared_ptr<void> LocalSource::followAssertions(AssertionTaker taker) {

@@ -36,6 +36,7 @@ class LocalSource : public Source {
   LogFigures log() const override;
   std::optional<std::string> logTail(std::size_t limit) const override;
   std::shared_ptr<void> followProcesses(bool figures, ProcessTaker taker) override;
+  std::shared_ptr<void> followProcess(pid_t pid, ProcessTaker taker) override;
   std::shared_ptr<void> followAssertions(AssertionTaker taker) override;
   std::shared_ptr<void> followDisks(DiskTaker taker) override;
   std::shared_ptr<void> request(const DiskRequest& request, OutcomeTaker taker) override;

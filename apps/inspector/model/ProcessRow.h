@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -45,6 +46,7 @@ struct ProcessRow {
   std::int64_t started = 0;                    ///< microseconds since 1970
   std::vector<std::string> arguments = {};     ///< the command line, its name first; empty if unknown
   std::optional<ProcessFigures> figures = {};  ///< if they were asked for and are known
+  std::optional<std::size_t> files = {};       ///< open descriptors, if they were asked for and are known
 
   bool operator==(const ProcessRow&) const = default;
 };

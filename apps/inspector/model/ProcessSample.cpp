@@ -92,7 +92,7 @@ ProcessSampler::ProcessSampler(Clock::time_point now) : m_moment(now) {
     m_before->emplace(record.kp_proc.p_pid, Used{startOf(record), usedBy(record)});
 }
 
-Result<std::vector<ProcessRow>> ProcessSampler::sample(Clock::time_point now) {
+Result<std::vector<ProcessRow>> ProcessSampler::sample(Clock::time_point now, std::optional<pid_t> only) {
   const auto snapshot = Snapshot::take();
   if (!snapshot) return tl::unexpected(snapshot.error());
   m_interval = now - m_moment;
@@ -104,6 +104,7 @@ Result<std::vector<ProcessRow>> ProcessSampler::sample(Clock::time_point now) {
     row.started = startOf(record);
     row.processorUsec = usedBy(record);
     usage.emplace(row.pid, Used{row.started, row.processorUsec});
+    if (only && row.pid != *only) continue;
     proc_taskinfo task{};
     if (procinfo_taskinfo(row.pid, &task) != 0) continue;  // it has ended
     row.parent = record.kp_eproc.e_ppid;

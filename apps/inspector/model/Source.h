@@ -93,6 +93,9 @@ class Source {
   using ProcessTaker = std::function<void(Result<std::vector<ProcessRow>>)>;
   virtual std::shared_ptr<void> followProcesses(bool figures, ProcessTaker taker) = 0;
 
+  /// Passes on one process with its open files, in the same way; no row once it has ended. Another one may get its id.
+  virtual std::shared_ptr<void> followProcess(pid_t pid, ProcessTaker taker) = 0;
+
   /// Passes on what keeps the machine awake, in the same way.
   using AssertionTaker = std::function<void(Result<std::vector<AssertionRecord>>)>;
   virtual std::shared_ptr<void> followAssertions(AssertionTaker taker) = 0;

@@ -30,8 +30,8 @@ QLineEdit* makeField(const QString& hint, const QString& name) {
 
 LogPage::LogPage(Source& source, QWidget* parent)
     : Page(source, parent),
-      m_follow(addOption(tr("&Follow"), QKeySequence(Qt::CTRL | Qt::Key_E), true)),
-      m_wrap(addOption(tr("&Wrap Lines"), QKeySequence(Qt::CTRL | Qt::Key_L), false)),
+      m_follow(addOption(tr("Follo&w"), QKeySequence(Qt::CTRL | Qt::Key_E), true)),
+      m_wrap(addOption(tr("Wr&ap Lines"), QKeySequence(Qt::CTRL | Qt::Key_L), false)),
       m_message(new MessageBar),
       m_search(makeField(tr("Find"), tr("Text to find"))),
       m_filter(makeField(tr("Show only lines with…"), tr("Text that lines must contain to be shown"))),
@@ -82,7 +82,7 @@ void LogPage::makeActions() {
   add(tr("Find &Previous"), QKeySequence(QKeySequence::FindPrevious), [this] { findNext(true); });
   add(tr("&Open Log File…"), QKeySequence(QKeySequence::Open), [this] { chooseFile(); });
   add(tr("Show This Program’s &Log"), {}, [this] { follow({}); });
-  add(tr("Show &Folder"), {}, [this] { showFolder(); });
+  add(tr("Show Fol&der"), {}, [this] { showFolder(); });
   m_view->addActions(actions());
 }
 

@@ -13,7 +13,6 @@ namespace corvane::inspector {
 
 namespace {
 
-constexpr int COLUMNS = 3;  // of titles with their values
 constexpr int MARGIN = 16, GAP = 12;
 
 // Leaves a text that has not changed as it is, with what is selected of it.
@@ -44,8 +43,8 @@ QDateTime startOf(const ProcessRow& row) {
 
 }  // namespace
 
-ProcessDetails::ProcessDetails(QWidget* parent)
-    : QWidget(parent), m_title(new QLabel), m_body(new QWidget), m_command(new QPlainTextEdit) {
+ProcessDetails::ProcessDetails(Shape shape, QWidget* parent)
+    : QWidget(parent), m_shape(shape), m_title(new QLabel), m_body(new QWidget), m_command(new QPlainTextEdit) {
   QFont font = m_title->font();
   font.setWeight(QFont::DemiBold);
   m_title->setFont(font);
@@ -58,15 +57,7 @@ ProcessDetails::ProcessDetails(QWidget* parent)
   grid->setContentsMargins({});
   grid->setHorizontalSpacing(GAP);
   grid->setVerticalSpacing(4);
-  for (const ProcessColumn column :
-       {ProcessColumn::USER, ProcessColumn::PROCESSOR, ProcessColumn::MEMORY, ProcessColumn::STATE, ProcessColumn::TIME,
-        ProcessColumn::FOOTPRINT, ProcessColumn::KIND, ProcessColumn::THREADS, ProcessColumn::READ,
-        ProcessColumn::PARENT})
-    addField(*grid, titleOf(column), [column](const ProcessRow& row) { return textOf(row, column); });
-  addField(*grid, tr("Started"),
-           [](const ProcessRow& row) { return QLocale().toString(startOf(row), QLocale::ShortFormat); });
-  addField(*grid, titleOf(ProcessColumn::WRITTEN),
-           [](const ProcessRow& row) { return textOf(row, ProcessColumn::WRITTEN); });
+  addFields(*grid);
   m_command->setReadOnly(true);
   m_command->setFrameShape(QFrame::NoFrame);
   m_command->setLayoutDirection(Qt::LeftToRight);  // so are command lines, whatever the language
@@ -79,7 +70,7 @@ ProcessDetails::ProcessDetails(QWidget* parent)
   m_command->document()->setDocumentMargin(0);
   m_command->setAccessibleName(titleOf(ProcessColumn::COMMAND));
   m_command->setTabChangesFocus(true);
-  m_command->setMinimumHeight(fontMetrics().lineSpacing() * 3);
+  m_command->setMinimumHeight(fontMetrics().lineSpacing() * (shape == Shape::WIDE ? 3 : 4));
   auto* const layout = new QVBoxLayout(this);
   layout->setContentsMargins(MARGIN, GAP, MARGIN, GAP);
   layout->setSpacing(8);
@@ -89,8 +80,32 @@ ProcessDetails::ProcessDetails(QWidget* parent)
   setRow(nullptr);
 }
 
+// From left to right.
+void ProcessDetails::addFields(QGridLayout& grid) {
+  using enum ProcessColumn;
+  const auto add = [&](std::initializer_list<ProcessColumn> columns) {
+    for (const ProcessColumn column : columns)
+      addField(grid, titleOf(column), [column](const ProcessRow& row) { return textOf(row, column); });
+  };
+  const auto addStart = [&] {
+    addField(grid, tr("Started"),
+             [](const ProcessRow& row) { return QLocale().toString(startOf(row), QLocale::ShortFormat); });
+  };
+  if (m_shape == Shape::WIDE) {
+    add({USER, PROCESSOR, MEMORY, STATE, TIME, FOOTPRINT, KIND, THREADS, READ, PARENT});
+    addStart();
+    add({WRITTEN});
+  } else {
+    add({USER, PROCESSOR, STATE, TIME, KIND, MEMORY, PARENT, THREADS});
+    addStart();
+    addField(grid, tr("Open files"),
+             [](const ProcessRow& row) { return row.files ? QLocale().toString(*row.files) : QString(); });
+  }
+}
+
 void ProcessDetails::addField(QGridLayout& grid, const QString& title,
                               std::function<QString(const ProcessRow& row)> text) {
+  const int columns = m_shape == Shape::WIDE ? 3 : 2;  // of titles with their values
   const int place = static_cast<int>(m_fields.size());
   auto* const name = new QLabel(title);
   QPalette faint = name->palette();
@@ -103,9 +118,9 @@ void ProcessDetails::addField(QGridLayout& grid, const QString& title,
   value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   value->setAlignment(leading());
   value->setAccessibleName(title);
-  grid.addWidget(name, place / COLUMNS, place % COLUMNS * 2);
-  grid.addWidget(value, place / COLUMNS, place % COLUMNS * 2 + 1);
-  grid.setColumnStretch(place % COLUMNS * 2 + 1, 1);
+  grid.addWidget(name, place / columns, place % columns * 2);
+  grid.addWidget(value, place / columns, place % columns * 2 + 1);
+  grid.setColumnStretch(place % columns * 2 + 1, 1);
   m_fields.push_back({value, std::move(text)});
 }
 
@@ -122,8 +137,17 @@ void ProcessDetails::setRow(const ProcessRow* row) {
   setTextOf(*m_command, m_command->toPlainText(), textOf(*row, ProcessColumn::COMMAND));
 }
 
+void ProcessDetails::setEnded(const ProcessRow& row) {
+  setTextOf(*m_title, m_title->text(), tr("%1 has ended.").arg(nameOf(row)));
+  m_body->setEnabled(false);
+  m_command->setEnabled(false);
+}
+
 QSize ProcessDetails::sizeHint() const {
-  return {fontMetrics().averageCharWidth() * 60, fontMetrics().height() * 10};
+  const int width = fontMetrics().averageCharWidth() * 60;
+  if (m_shape == Shape::WIDE) return {width, fontMetrics().height() * 10};
+  ensurePolished();
+  return minimumSizeHint().expandedTo({width, 0}) + QSize(fontMetrics().averageCharWidth() * 6, 0);  // numbers grow
 }
 
 }  // namespace corvane::inspector

@@ -17,10 +17,15 @@ class ProcessDetails : public QWidget {
   Q_OBJECT
 
  public:
-  explicit ProcessDetails(QWidget* parent = nullptr);
+  /// For a place that is wide and low, or one of its own, which has room for the number of open files, too.
+  enum class Shape { WIDE, OWN };
+  explicit ProcessDetails(Shape shape = Shape::WIDE, QWidget* parent = nullptr);
 
   /// Null if there is none.
   void setRow(const ProcessRow* row);
+
+  /// What was known stays, with a title that says so.
+  void setEnded(const ProcessRow& row);
 
   QSize sizeHint() const override;
 
@@ -30,8 +35,10 @@ class ProcessDetails : public QWidget {
     std::function<QString(const ProcessRow& row)> text;
   };
 
+  void addFields(QGridLayout& grid);
   void addField(QGridLayout& grid, const QString& title, std::function<QString(const ProcessRow& row)> text);
 
+  const Shape m_shape;
   QLabel* m_title;
   QWidget* m_body;
   QPlainTextEdit* m_command;

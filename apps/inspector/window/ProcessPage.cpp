@@ -12,6 +12,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSaveFile>
+#include <QShortcut>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QToolButton>
@@ -24,6 +25,7 @@
 #include "apps/inspector/text/ProcessColumn.h"
 #include "apps/inspector/text/SignalName.h"
 #include "apps/inspector/window/Background.h"
+#include "apps/inspector/window/ProcessPopover.h"
 #include "apps/inspector/window/ProcessText.h"
 #include "apps/inspector/window/Shown.h"
 #include "corvane/infra/settings/DefaultSettings.h"
@@ -85,7 +87,7 @@ ProcessPage::ProcessPage(Source& source, QWidget* parent)
       m_details(new ProcessDetails),
       m_filter(new QLineEdit),
       m_message(new MessageBar),
-      m_figuresAction(new QAction(tr("Show &Figures of All Processes"), this)),
+      m_figuresAction(new QAction(tr("Show Fi&gures of All Processes"), this)),
       m_treeAction(new QAction(tr("Show as &Tree"), this)) {
   if (!m_table->isRestored()) {
     for (const ProcessColumn column : {ProcessColumn::KIND, ProcessColumn::PARENT})
@@ -215,9 +217,14 @@ void ProcessPage::showSelection() {
   std::set<pid_t> pids;
   for (const ProcessRow& row : rows) pids.insert(row.pid);
   m_tree->setSelected(std::move(pids));
-  const ProcessRow* const current = m_model.at(m_table->currentIndex());
-  const bool isCurrent = current && m_table->selectionModel()->isRowSelected(m_table->currentIndex().row());
-  m_details->setRow(isCurrent ? current : rows.empty() ? nullptr : &rows.front());
+  m_details->setRow(m_model.at(shownIndex()));
+}
+
+// Of those that are selected, the current one if it is among them.
+QModelIndex ProcessPage::shownIndex() const {
+  const QItemSelectionModel& selection = *m_table->selectionModel();
+  const QModelIndex current = m_table->currentIndex();
+  return current.isValid() && selection.isRowSelected(current.row()) ? current : selection.selectedRows().value(0);
 }
 
 // QTableView::selectRow() may select nothing where the columns go from right to left.
@@ -251,6 +258,13 @@ void ProcessPage::showTree(bool isShown) {
 
 void ProcessPage::makeActions() {
   makeSignals();
+  QAction* const details = newAction(this, tr("&Details"), QKeySequence(Qt::CTRL | Qt::Key_I));
+  connect(details, &QAction::triggered, this, &ProcessPage::showDetails);
+  connect(m_table, &QTableView::doubleClicked, this, &ProcessPage::showDetails);
+  for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter})
+    new QShortcut(key, m_table, this, &ProcessPage::showDetails, Qt::WidgetShortcut);
+  m_table->insertAction(m_table->actions().front(), details);
+  m_tree->insertAction(m_tree->actions().front(), details);
   QAction* const copy = newAction(this, tr("Copy Co&mmand Line"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C));
   connect(copy, &QAction::triggered, this, &ProcessPage::copyCommands);
   m_table->addAction(copy);
@@ -297,6 +311,20 @@ void ProcessPage::makeTreeActions() {
   add(tr("O&riginal Size"), QKeySequence(Qt::CTRL | Qt::Key_0), [this] { m_tree->zoomBy(1 / m_tree->zoom()); });
   add(tr("&Whole Tree"), QKeySequence(Qt::CTRL | Qt::Key_9), [this] { m_tree->fit(); });
   add(tr("Save &Picture…"), QKeySequence::Save, [this] { askForPicture(); });
+}
+
+void ProcessPage::showDetails() {
+  const QModelIndex index = shownIndex();
+  const ProcessRow* const row = m_model.at(index);
+  if (!row) return m_message->showMessage(tr("Select a process first."));
+  const auto all = findChildren<ProcessPopover*>(QString(), Qt::FindDirectChildrenOnly);
+  const auto found = std::ranges::find_if(all, [row](const auto* popover) { return popover->isOf(*row); });
+  ProcessPopover& popover = found == all.end() ? *new ProcessPopover(source(), *row, this) : **found;
+  const bool isTree = m_views->currentWidget() == m_tree;
+  if (!isTree) m_table->scrollTo(index);
+  QWidget& view = isTree ? *m_tree->viewport() : *m_table->viewport();
+  const QRect place = view.rect() & (isTree ? m_tree->placeOf(row->pid) : m_table->visualRect(index));
+  popover.show(view, place.isEmpty() ? view.rect() : place);
 }
 
 // Asks about those that are selected now, however the selection changes meanwhile.

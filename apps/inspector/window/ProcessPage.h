@@ -59,6 +59,8 @@ class ProcessPage : public Page {
   void showTree(bool isShown);
 
   Rows selectedRows() const;
+  QModelIndex shownIndex() const;
+  void showDetails();
   void askToSignal(int number);
   void sendSignal(const Rows& rows, int number);
   void copyCommands();

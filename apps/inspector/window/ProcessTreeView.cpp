@@ -234,6 +234,16 @@ const ProcessTreeView::Node* ProcessTreeView::nodeOf(pid_t pid) const {
   return found == m_nodes.end() ? nullptr : &*found;
 }
 
+// In the viewport.
+QRectF ProcessTreeView::areaOf(const Node& node) const {
+  return {node.place.topLeft() * m_zoom - offset(), node.place.size() * m_zoom};
+}
+
+QRect ProcessTreeView::placeOf(pid_t pid) const {
+  const Node* const node = nodeOf(pid);
+  return node ? areaOf(*node).toAlignedRect() : QRect();
+}
+
 const ProcessTreeView::Node* ProcessTreeView::current() const {
   return m_selected.empty() ? nullptr : nodeOf(*m_selected.begin());
 }
@@ -248,7 +258,7 @@ void ProcessTreeView::select(const Node* node) {
 }
 
 void ProcessTreeView::reveal(const Node& node) {
-  const QRectF area(node.place.topLeft() * m_zoom - offset(), node.place.size() * m_zoom);
+  const QRectF area = areaOf(node);
   const QRectF view = viewport()->rect();
   QPointF by;
   if (area.right() > view.right()) by.setX(area.right() - view.right() + TreeBoxes::MARGIN);

@@ -32,6 +32,9 @@ class ProcessTreeView : public QAbstractScrollArea {
 
   void setSelected(std::set<pid_t> pids);
 
+  /// Where a process is drawn in the viewport; empty if it is folded away.
+  QRect placeOf(pid_t pid) const;
+
   double zoom() const { return m_zoom; }
   /// Between the limits; what is at this place of the viewport stays there.
   void setZoom(double zoom, const QPointF& at);
@@ -82,6 +85,7 @@ class ProcessTreeView : public QAbstractScrollArea {
   void toggle(const Node& node);
   void select(const Node* node);
   void reveal(const Node& node);
+  QRectF areaOf(const Node& node) const;
   const Node* nodeAt(const QPointF& at) const;
   const Node* nodeOf(pid_t pid) const;
   const Node* current() const;

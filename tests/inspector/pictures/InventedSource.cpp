@@ -141,6 +141,14 @@ std::shared_ptr<void> InventedSource::followProcesses(bool figures, ProcessTaker
   return std::make_shared<int>();
 }
 
+std::shared_ptr<void> InventedSource::followProcess(pid_t pid, ProcessTaker taker) {
+  return followProcesses(false, [&](Result<std::vector<ProcessRow>> rows) {
+    std::erase_if(*rows, [pid](const ProcessRow& row) { return row.pid != pid; });
+    for (ProcessRow& row : *rows) row.files = 43;
+    taker(std::move(rows));
+  });
+}
+
 std::shared_ptr<void> InventedSource::followAssertions(AssertionTaker taker) {
   taker(std::vector<AssertionRecord>{{2210, "firefox", "Video is playing", "PreventUserIdleDisplaySleep"},
                                      {2661, "bash", "Build of the release", "PreventUserIdleSystemSleep"},

@@ -24,6 +24,7 @@ class InventedSource : public Source, private RepeaterSource {
   LogFigures log() const override;
   std::optional<std::string> logTail(std::size_t limit) const override;
   std::shared_ptr<void> followProcesses(bool figures, ProcessTaker taker) override;
+  std::shared_ptr<void> followProcess(pid_t pid, ProcessTaker taker) override;
   std::shared_ptr<void> followAssertions(AssertionTaker taker) override;
   std::shared_ptr<void> followDisks(DiskTaker taker) override;
   std::shared_ptr<void> request(const DiskRequest&, OutcomeTaker) override { return nullptr; }

@@ -1,5 +1,6 @@
 // Pictures of the Inspector's window, one for each page.
 #include <QAction>
+#include <QApplication>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -28,11 +29,20 @@ QWidget* open(const char* page) {
   return window;
 }
 
-QWidget* openTree() {
+// The page of processes after one of its actions.
+QWidget* openProcesses(Qt::Key key) {
   QWidget* const window = open("processes");
-  for (QAction* const action : window->findChild<ProcessPage*>()->actions())
-    if (action->shortcut() == QKeySequence(Qt::CTRL | Qt::Key_T)) action->trigger();
+  auto* const page = window->findChild<ProcessPage*>();
+  auto* const table = page->findChild<TableView*>();
+  table->setCurrentIndex(table->model()->index(2, 0));
+  for (QAction* const action : page->actions())
+    if (action->shortcut() == QKeySequence(Qt::CTRL | key)) action->trigger();
   return window;
+}
+
+QWidget* openDetails() {
+  openProcesses(Qt::Key_I);
+  return QApplication::activePopupWidget();
 }
 
 }  // namespace
@@ -48,6 +58,7 @@ int main(int argc, char** argv) {
   for (const auto& kind : inspector::pageKinds()) names.push_back(std::string("inspector-") + kind.id);
   for (std::size_t i = 0; i < names.size(); ++i)
     pictures.push_back({names[i].c_str(), [i] { return inspector::open(inspector::pageKinds()[i].id); }});
-  pictures.push_back({"inspector-tree", inspector::openTree});
+  pictures.push_back({"inspector-tree", [] { return inspector::openProcesses(Qt::Key_T); }});
+  pictures.push_back({"inspector-details", inspector::openDetails});
   return takePictures(argc, argv, pictures, "corvane-inspector-window");
 }
