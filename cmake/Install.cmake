@@ -7,7 +7,7 @@ install(TARGETS corvane-core corvane-infra corvane-algorithms corvane-system cor
 # Without the backend, and without the headers that only the library's own sources include.
 install(DIRECTORY corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h"
-  PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE PATTERN "ui" EXCLUDE
+  PATTERN "help" EXCLUDE PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE PATTERN "ui" EXCLUDE
   PATTERN "PartitionNames.h" EXCLUDE PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE
   PATTERN "ProgramName.h" EXCLUDE
   PATTERN "Schedule.h" EXCLUDE PATTERN "SharedInstance.h" EXCLUDE PATTERN "SortedChunks.h" EXCLUDE
@@ -19,12 +19,17 @@ if(CORVANE_UI)
   install(TARGETS corvane-ui EXPORT CorvaneUiTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   install(DIRECTORY corvane/ui DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvane 
     FILES_MATCHING PATTERN "*.h" PATTERN "AppearanceWatcher.h" EXCLUDE PATTERN "DesktopRecord.h" EXCLUDE
-    PATTERN "MainThread.h" EXCLUDE PATTERN "OpenURL.h" EXCLUDE
+    PATTERN "HelpPages.h" EXCLUDE PATTERN "HelpView.h" EXCLUDE PATTERN "MainThread.h" EXCLUDE
+    PATTERN "OpenURL.h" EXCLUDE PATTERN "TextHelpView.h" EXCLUDE
     PATTERN "PngFile.h" EXCLUDE PATTERN "PopoverFrame.h" EXCLUDE PATTERN "rtf" EXCLUDE
     PATTERN "StepperArrows.h" EXCLUDE PATTERN "ViewDrawing.h" EXCLUDE PATTERN "WindowSystem.h" EXCLUDE
     PATTERN "resources" EXCLUDE)
   install(FILES corvane/ui/resources/SearchWebView.js DESTINATION share/corvane)
   install(EXPORT CorvaneUiTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
+  if(CORVANE_HELP)
+    # Loaded when it is needed, never linked; a component of its own, because the engine is larger than all the rest.
+    install(TARGETS corvane-help LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT help NAMELINK_SKIP)
+  endif()
   list(APPEND packages corvane-ui)
 endif()
 

@@ -12,6 +12,7 @@ MAY = {
     "algorithms": ["platform", "core"],
     "system": ["platform", "core", "infra"],
     "ui": ["platform", "core", "infra", "system"],
+    "help": ["platform", "core", "infra", "system", "ui"],  # a module that the user interface loads
     "linux": ["platform", "core"],  # a backend may use the primitives that it helps to implement
     "testing": ["platform", "core"],
     "service": ["platform", "core", "infra", "system", "linux"],  # a program of the Linux backend
@@ -40,7 +41,7 @@ CALL = re.compile(
     r"|program_invocation_\w+|CLOCK_(BOOTTIME|MONOTONIC_COARSE|REALTIME_COARSE)|O_(PATH|TMPFILE)|SOCK_CLOEXEC|MSG_NOSIGNAL"
     r"|g_[a-z]+_\w+\s*\()")
 QT = re.compile(r"<Q\w+")  # for the user interface only, so that daemons and commands stay light
-WITH_QT = ("corvane/ui/", "apps/inspector/window/")
+WITH_QT = ("corvane/ui/", "corvane/help/", "apps/inspector/window/")
 FOLDER = re.compile(r'"/(proc|sys)/')  # the Inspector's readings may name them: they are found missing at run time
 APART = {"apps/common/MainLoopSource.cpp"}  # a source of the main loop that Linux has
 

@@ -1,0 +1,64 @@
+#include "corvane/ui/HelpView.h"
+
+#include <dlfcn.h>
+
+#include <QOpenGLContext>
+#include <QTimer>
+#include <filesystem>
+#include <utility>
+
+#include "corvane/core/Log.h"
+#include "corvane/ui/RuntimeNotice.h"
+#include "corvane/ui/TextHelpView.h"
+
+// Declared in a header of Qt's own, and exported.
+Q_GUI_EXPORT void qt_gl_set_global_share_context(QOpenGLContext* context);
+
+namespace corvane {
+
+namespace {
+
+// Beside this library.
+std::string modulePath() {
+  Dl_info info = {};
+  dladdr(reinterpret_cast<const void*>(&makeHelpView), &info);
+  return std::filesystem::path(info.dli_fname).parent_path() / CORVANE_HELP_MODULE;
+}
+
+// The engine needs what an application that knew of it would have asked for before it made its application object.
+// There, it would cost everyone 40 ms and 30 MiB.
+void shareOpenGLContexts() {
+  if (QOpenGLContext::globalShareContext()) return;
+  auto* const context = new QOpenGLContext;
+  context->create();  // where there is no OpenGL, the engine draws without it
+  qt_gl_set_global_share_context(context);
+}
+
+// When the window is there.
+void noticeOnce(const RuntimeRequirement& requirement, const std::string& missing, QWidget* window) {
+  static bool isNoticed = false;
+  if (std::exchange(isNoticed, true)) return;
+  const std::string name = std::filesystem::path(missing).filename();
+  QTimer::singleShot(0, window,
+                     [=] { RuntimeNotice::show(requirement, name, {.isOptional = true, .parent = window}); });
+}
+
+}  // namespace
+
+HelpView* makeHelpView(const HelpView::Options& options, QWidget* window) {
+  shareOpenGLContexts();
+  const std::string module = modulePath();
+  std::string reason;
+  if (void* const handle = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL)) {  // stays: the engine cannot be unloaded
+    const auto make = reinterpret_cast<MakeWebHelpView*>(dlsym(handle, MAKE_WEB_HELP_VIEW));
+    if (auto* const view = make ? make(options, reason) : nullptr) return view;
+  } else {
+    reason = dlerror();
+    noticeOnce({module, HelpView::tr("its help pages").toStdString(), CORVANE_HELP_DOWNLOAD}, libraryInError(reason),
+               window);
+  }
+  logNotice("HelpViewer: pages are shown as text: " + reason);
+  return new TextHelpView(options);
+}
+
+}  // namespace corvane
