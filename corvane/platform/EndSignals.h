@@ -11,8 +11,8 @@ namespace corvane {
 /// calls a function with its number, on the main queue. A second one of that kind ends the process at once, so a main
 /// loop that hangs does not keep it; raise(number) at the end shows the parent what ended the process.
 ///
-/// Signals that are handled or ignored already are left alone, and the program may handle them itself at any time.
-/// Hence of several objects the first one gets the signals. A forked child is ended as usual. Main queue.
+/// Signals that are handled otherwise or ignored already are left alone, and the program may handle them itself at any
+/// time. Of several objects the newest one gets the signals. A forked child is ended as usual. Main queue.
 class CORVANE_API EndSignals {
  public:
   explicit EndSignals(std::function<void(int number)> work);
@@ -21,9 +21,12 @@ class CORVANE_API EndSignals {
   EndSignals(const EndSignals&) = delete;
   EndSignals& operator=(const EndSignals&) = delete;
 
+  /// Whether there is an object. A library that would make one may leave that to the program.
+  static bool exists();
+
  private:
   struct Pipe;
-  std::unique_ptr<Pipe> m_pipe;  // null if the signals are those of another object
+  std::unique_ptr<Pipe> m_pipe;  // null without descriptors; then signals end the process as usual
 };
 
 }  // namespace corvane

@@ -157,7 +157,7 @@ Desktop::Desktop() : m_state(std::make_shared<State>()) {
   requireMainThread("Desktop");
   Shared& all = shared();
   all.living.push_back(this);
-  if (!all.signals)
+  if (!all.signals && !EndSignals::exists())
     all.signals = std::make_unique<EndSignals>([&all](int number) {
       for (Desktop* const desktop : all.living) desktop->restoreDesktop();
       std::raise(number);

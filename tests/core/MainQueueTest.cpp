@@ -82,6 +82,20 @@ TEST(MainQueueDeathTest, TheFirstSignalQuitsAndTheSecondKills) {
       testing::ExitedWithCode(8), "");
 }
 
+TEST(EndSignalsDeathTest, TheNewestObjectGetsThem) {
+  EXPECT_EXIT(
+      {
+        const EndSignals first([](int) { exit(1); });
+        const EndSignals second([](int number) { exit(number + 1); });
+        {
+          const EndSignals third([](int) { exit(3); });
+        }
+        raise(SIGHUP);
+        MainLoop::run();
+      },
+      testing::ExitedWithCode(SIGHUP + 1), "");
+}
+
 TEST(EndSignalsDeathTest, AForkedChildIsEndedAlone) {
   EXPECT_EXIT(
       {

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <utility>
+#include <vector>
 
 #include "corvane/core/Files.h"
 #include "corvane/core/fatal.h"
@@ -22,7 +23,7 @@ constexpr std::array SIGNALS = {SIGTERM, SIGINT, SIGHUP};
 
 using Work = std::function<void(int)>;
 
-// Of the object that has the signals.
+// Of the object that gets the signals.
 std::atomic<int> s_pipe = -1;
 std::atomic<pid_t> s_process = 0;
 
@@ -58,26 +59,44 @@ gboolean read(gint pipe, GIOCondition, gpointer work) noexcept {
 struct EndSignals::Pipe {
   FileDescriptor reading, writing;
   glib::Ptr<GSource> source;
+  const pid_t process = getpid();
+
+  static std::vector<const Pipe*>& all() {
+    static auto& all = *new std::vector<const Pipe*>;
+    return all;
+  }
+
+  // The signals go to the newest one.
+  static void select() {
+    s_process = all().empty() ? 0 : all().back()->process;
+    s_pipe = all().empty() ? -1 : all().back()->writing.get();
+  }
 };
 
 EndSignals::EndSignals(Work work) {
   std::array<int, 2> ends{};
-  if (s_pipe >= 0 || pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) return;  // signals end the process as usual
+  if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) return;
   GSource* const source = g_unix_fd_source_new(ends[0], G_IO_IN);
   g_source_set_callback(source, G_SOURCE_FUNC(read), new Work(std::move(work)),
                         [](gpointer owned) { delete static_cast<Work*>(owned); });
   g_source_attach(source, nullptr);
   m_pipe.reset(new Pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1]), glib::Ptr<GSource>(source)});
-  s_process = getpid();
-  s_pipe = ends[1];
+  Pipe::all().push_back(m_pipe.get());
+  Pipe::select();
   for (const int number : SIGNALS) replace(number, SIG_DFL, note);
 }
 
 EndSignals::~EndSignals() {
   if (!m_pipe) return;
-  for (const int number : SIGNALS) replace(number, note, SIG_DFL);
-  s_pipe = -1;
+  std::erase(Pipe::all(), m_pipe.get());
+  if (Pipe::all().empty())
+    for (const int number : SIGNALS) replace(number, note, SIG_DFL);
+  Pipe::select();
   g_source_destroy(m_pipe->source.get());
+}
+
+bool EndSignals::exists() {
+  return !Pipe::all().empty();
 }
 
 }  // namespace corvane
