@@ -13,7 +13,8 @@
 # REQUIRES names shared libraries that the system may lack, even those that the target is linked with: "libQt6Svg.so.6"
 # "its pictures" "https://example.org/get". An executable of the target's name then checks them and starts the target, which
 # is built into the folder libexec beside it and installed as libexec/TARGET. If one is missing it tells the user what for,
-# and offers to get it at the address, which may be empty (corvane/system/RuntimeRequirement.h). Needs Corvane::system.
+# and offers to get it at the address, which may be empty (corvane/system/RuntimeRequirement.h). It looks for them as the
+# target does: also in the target's INSTALL_RPATH, or BUILD_RPATH where it is built. Needs Corvane::system.
 #
 #   corvane_embed_info_plist(TARGET file)
 #   corvane_embed_info_plist(TARGET IDENTIFIER id NAME name VERSION version BUILD build)
@@ -82,7 +83,7 @@ function(_corvane_add_launcher target)
   add_executable(${target}_launcher ${source})
   target_link_libraries(${target}_launcher PRIVATE Corvane::system)
   set_target_properties(${target}_launcher PROPERTIES OUTPUT_NAME ${name} RUNTIME_OUTPUT_DIRECTORY ${folder}
-    INSTALL_RPATH "$<TARGET_PROPERTY:${target},INSTALL_RPATH>")
+    BUILD_RPATH "$<TARGET_PROPERTY:${target},BUILD_RPATH>" INSTALL_RPATH "$<TARGET_PROPERTY:${target},INSTALL_RPATH>")
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${folder}/libexec)
   add_dependencies(${target} ${target}_launcher)
 endfunction()

@@ -1,12 +1,10 @@
 #include "corvane/system/RuntimeRequirement.h"
 
-#include <dlfcn.h>
 #include <errno.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
-#include <utility>
 
 #include "corvane/core/Log.h"
 #include "corvane/infra/Bundle.h"
@@ -38,13 +36,6 @@ std::string filled(const std::string& text, const std::vector<std::string>& valu
 
 }  // namespace
 
-std::optional<std::string> missingLibrary(const RuntimeRequirement& requirement) {
-  if (dlopen(requirement.library.c_str(), RTLD_LAZY | RTLD_LOCAL)) return std::nullopt;
-  const char* const error = dlerror();
-  std::string missing = libraryInError(error ? error : "");
-  return missing.empty() ? requirement.library : std::move(missing);
-}
-
 std::string libraryInError(std::string_view error) {
   // The rest is in the language of the C library.
   const auto end = error.find(": ");
@@ -62,34 +53,30 @@ RuntimeChoice noticeWithoutToolkit(const std::string& application, const Runtime
                                    const std::string& missing, double limit) {
   const RuntimeNoticeTexts texts = runtimeNoticeTexts(application, requirement, missing);
   const bool canDownload = !requirement.download.empty();
+  // Also for who started the program in a terminal, and if the window could not be shown after all.
+  systemLog(texts.text + (canDownload ? " (" + requirement.download + ")" : ""));
   const auto answer = platform().alerts().ask({.title = application,
                                                .text = texts.text,
                                                .accept = canDownload ? texts.download : texts.quit,
                                                .decline = canDownload ? texts.quit : "",
                                                .limit = limit});
-  if (!answer) {
-    systemLog(texts.text + (canDownload ? " (" + requirement.download + ")" : ""));
-    return RuntimeChoice::QUIT;
-  }
-  if (*answer != AlertAnswer::ACCEPTED || !canDownload) return RuntimeChoice::QUIT;
+  if (!answer || *answer != AlertAnswer::ACCEPTED || !canDownload) return RuntimeChoice::QUIT;
   if (const auto opened = platform().workspace().open(requirement.download); !opened)
     systemLog(opened.error().description);
   return RuntimeChoice::DOWNLOAD;
 }
 
-int launchWithRequirements(const std::string& application, const std::vector<RuntimeRequirement>& requirements,
-                           char* const* arguments) {
-  for (const RuntimeRequirement& requirement : requirements) {
-    if (const auto missing = missingLibrary(requirement)) {
-      noticeWithoutToolkit(application, requirement, *missing);
-      return 1;
-    }
-  }
+int launchProgram(const std::string& application, char* const* arguments) {
   const std::filesystem::path launcher = Bundle::mainBundle()->executablePath();
   const std::filesystem::path folder = launcher.parent_path();
-  for (const auto& place : {folder.parent_path(), folder})
-    execv((place / "libexec" / launcher.filename()).c_str(), arguments);
-  systemLog(application + ": " + std::strerror(errno));
+  for (const auto& place : {folder.parent_path(), folder}) {
+    const std::filesystem::path program = place / "libexec" / launcher.filename();
+    execv(program.c_str(), arguments);
+    if (errno == ENOENT) continue;
+    systemLog(application + ": " + program.string() + ": " + std::strerror(errno));
+    return 127;
+  }
+  systemLog(application + ": its program is not in the folder libexec");
   return 127;
 }
 

@@ -18,6 +18,7 @@ namespace corvane {
 namespace {
 
 constexpr double MIN_CONTRAST = 4.5;  // WCAG 2.1, 1.4.3
+constexpr int MARGIN = 12;            // around the text, in points of the screen
 
 // WCAG 2.1, "relative luminance".
 double luminance(const QColor& color) {
@@ -60,6 +61,7 @@ void RichTextView::setRichText(std::unique_ptr<QTextDocument> document) {
   const std::unique_ptr<QTextDocument> previous(this->document()->parent() == this ? this->document() : nullptr);
   document->setParent(this);
   document->setDefaultFont(font());
+  document->setDocumentMargin(MARGIN);
   setDocument(document.release());
   adaptColors();
 }

@@ -53,9 +53,10 @@ std::string shown(const QTextDocument& document) {
   return all;
 }
 
+// Of one bit a pixel, as every process makes all that the rows below name.
 QByteArray pictureFile(const char* format, int width = 4, int height = 3) {
-  QImage image(width, height, QImage::Format_RGB32);
-  image.fill(Qt::red);
+  QImage image(width, height, QImage::Format_Mono);
+  image.fill(1);
   QByteArray bytes;
   QBuffer buffer(&bytes);
   image.save(&buffer, format);

@@ -86,6 +86,18 @@ std::vector<std::string> kdialogArguments(const AlertQuestion& question) {
   return arguments;
 }
 
+// In lines that xmessage, which wraps none, shows whole.
+std::string inLines(std::string text) {
+  constexpr std::size_t WIDTH = 60;
+  for (std::size_t begin = 0; begin + WIDTH < text.size();) {
+    const std::size_t space = text.rfind(' ', begin + WIDTH);
+    if (space == text.npos || space < begin) break;
+    text[space] = '\n';
+    begin = space + 1;
+  }
+  return text;
+}
+
 std::vector<std::string> xmessageArguments(const AlertQuestion& question) {
   // Commas separate its labels, and colons end them.
   const auto label = [](std::string text) {
@@ -100,7 +112,7 @@ std::vector<std::string> xmessageArguments(const AlertQuestion& question) {
           label(question.accept),
           "-buttons",
           label(question.accept) + ":101" + other,
-          question.text};
+          inLines(question.text)};
 }
 
 const Tool ZENITY = {"zenity", false, zenityArguments, 0, {1}};
