@@ -16,12 +16,13 @@ using TreeShape = std::vector<std::size_t>;
 
 /// The shapes that layouts are tried on. In a comb every node of a long chain bears a tooth of two nodes on its right,
 /// so that the longest subtree stands on the left at every level; an uneven tree is a root with chains of 1 to 19
-/// nodes; in a mixed one, which is deep too, every node hangs below one of the eight before it.
+/// nodes; in a mixed one, which is deep too, every node hangs below one of the eight before it. The seed varies the
+/// last three.
 inline const std::vector<std::string> TREE_SHAPES = {"wide", "deep", "comb", "random", "uneven", "mixed"};
 
-inline TreeShape treeShape(const std::string& kind, std::size_t count) {
+inline TreeShape treeShape(const std::string& kind, std::size_t count, std::size_t seed = 0) {
   TreeShape parents(count, 0);
-  std::mt19937_64 random(count);
+  std::mt19937_64 random(count + seed);
   std::size_t chain = 0;  // nodes left in the chain that is being made
   for (std::size_t i = 1; i < count; ++i) {
     if (kind == "deep") parents[i] = i - 1;
