@@ -36,11 +36,20 @@ struct MasterTimerTest : testing::Test {
 
   static std::shared_ptr<Repeater> repeater(const std::string& name) { return std::make_shared<Repeater>(name); }
 
-  // Moves the clock and waits until the condition holds.
-  template <class Condition>
-  bool after(double seconds, Condition&& condition) {
+  // Starts the timer and a repeater that counts its runs, and waits for the first.
+  void startTick() {
+    timer->start();
+    tick->start(1.0, [this] { ++runs; });
+    ASSERT_TRUE(ran(1));
+  }
+  bool ran(int count) const {
+    return pumpUntil([&] { return runs == count; });
+  }
+
+  // Moves the clock and waits for as many runs in all.
+  bool ranAfter(double seconds, int count) {
     clock.advance(Timeval::nsec(0) + seconds);
-    return pumpUntil(condition);
+    return ran(count);
   }
 
   std::string names() const {
@@ -52,6 +61,8 @@ struct MasterTimerTest : testing::Test {
   ManualClock clock{Timeval::sec(1'000'000)};
   FakePlatform fake;
   std::shared_ptr<MasterTimer> timer = std::make_shared<MasterTimer>();
+  std::shared_ptr<Repeater> tick = repeater("tick");
+  int runs = 0;
 };
 
 TEST(WeightedStats, KeepASmallSpreadBesideALargeMean) {
@@ -66,22 +77,20 @@ TEST(WeightedStats, KeepASmallSpreadBesideALargeMean) {
 
 TEST_F(MasterTimerTest, ARepeaterRunsAtOnceAndThenEveryInterval) {
   timer->start();
-  const auto tick = repeater("tick");
   EXPECT_FALSE(tick->running());
   EXPECT_EQ(tick->timeConstant(), 10);
-  int runs = 0;
   tick->start(1.0, [&] {
     EXPECT_TRUE(IsMainQueue());
     ++runs;
     clock.advance(Timeval::usec(300));
   });
   EXPECT_TRUE(tick->running());
-  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  ASSERT_TRUE(ran(1));
   auto stats = timer->repeaterStats().at(0);
   EXPECT_EQ(stats.name, "tick");
   EXPECT_EQ(stats.interval_stats.smoothed, 1'000'000) << "seeded with the nominal interval";
   EXPECT_EQ(stats.elapsed_stats.smoothed, 300);
-  EXPECT_TRUE(after(1.0, [&] { return runs == 2; }));
+  EXPECT_TRUE(ranAfter(1.0, 2));
   pump();
   EXPECT_EQ(runs, 2);
   stats = timer->repeaterStats().at(0);
@@ -92,31 +101,31 @@ TEST_F(MasterTimerTest, ARepeaterRunsAtOnceAndThenEveryInterval) {
   EXPECT_FALSE(tick->running());
   EXPECT_EQ(names(), "");
   tick->start(1.0, [&] { ++runs; });
-  EXPECT_TRUE(pumpUntil([&] { return runs == 3; }));
+  EXPECT_TRUE(ran(3));
   EXPECT_EQ(timer->repeaterStats().at(0).count, 1);
 }
 
 TEST_F(MasterTimerTest, LostPeriodsAreSkippedAndThePhaseIsKeptWherePossible) {
   timer->start();
-  const auto tick = repeater("tick");
   std::vector<double> starts;
   double busy = 2.5;
   const Timeval begin;
   tick->start(1.0, [&] {
+    ++runs;
     starts.push_back(static_cast<double>((Timeval() - begin).msec()) / 1000);
     clock.advance(Timeval::nsec(0) + std::exchange(busy, 0));
   });
   // Late by 2.5 s from its own task: due again at 1.0, once, at 2.5; then that run lost a whole interval, so a new
   // phase.
-  ASSERT_TRUE(pumpUntil([&] { return starts.size() == 2; }));
+  ASSERT_TRUE(ran(2));
   pump();
-  EXPECT_EQ(starts, (std::vector{0.0, 2.5}));
-  ASSERT_TRUE(after(1.0, [&] { return starts.size() == 3; }));
+  EXPECT_EQ(runs, 2);
+  ASSERT_TRUE(ranAfter(1.0, 3));
   // Late by less than an interval: the phase of 3.5 stays.
   clock.advance(Timeval::nsec(0) + 0.9);
   pump();
-  ASSERT_TRUE(after(0.6, [&] { return starts.size() == 4; }));
-  ASSERT_TRUE(after(0.5, [&] { return starts.size() == 5; }));
+  ASSERT_TRUE(ranAfter(0.6, 4));
+  ASSERT_TRUE(ranAfter(0.5, 5));
   EXPECT_EQ(starts, (std::vector{0.0, 2.5, 3.5, 5.0, 5.5}));
 }
 
@@ -198,38 +207,33 @@ TEST_F(MasterTimerTest, MatchesAStableSortOfTheListOnRandomRuns) {
 }
 
 TEST_F(MasterTimerTest, AnEntryWithinTheToleranceCountsAsDue) {
-  timer->start();
-  int runs = 0;
-  const auto tick = repeater("tick");
-  tick->start(1.0, [&] { ++runs; });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  startTick();
   clock.advance(Timeval::sec(1) - Timeval::nsec(1'000));
   pump();
   EXPECT_EQ(runs, 1);
   clock.advance(Timeval::nsec(1));
   // Nothing in the wait notices 999 ns; another entry makes the timer look.
   repeater("other")->start(100, [] {});
-  EXPECT_TRUE(pumpUntil([&] { return runs == 2; }));
+  EXPECT_TRUE(ran(2));
 }
 
 TEST_F(MasterTimerTest, ATaskMayStopAndRestartItself) {
   timer->start();
-  int stopped = 0, restarted = 0;
-  const auto once = repeater("once"), twice = repeater("twice");
+  const auto once = repeater("once");
   once->start(1.0, [&] {
-    ++stopped;
+    ++runs;
     once->stop();
   });
-  twice->start(1.0, [&] {
-    if (++restarted == 1) twice->start(5.0, [&] { restarted += 10; });
+  tick->start(1.0, [&] {
+    ++runs;
+    tick->start(5.0, [&] { runs += 10; });
   });
-  ASSERT_TRUE(pumpUntil([&] { return stopped == 1 && restarted == 1; }));
+  ASSERT_TRUE(ran(2));
   EXPECT_FALSE(once->running());
   clock.advance(Timeval::sec(4));
   pump();
-  EXPECT_EQ(restarted, 1);
-  EXPECT_TRUE(after(1.0, [&] { return restarted == 11; }));
-  EXPECT_EQ(stopped, 1);
+  EXPECT_EQ(runs, 2);
+  EXPECT_TRUE(ranAfter(1.0, 12));
 }
 
 TEST_F(MasterTimerTest, AnEntryAddedByATaskWaitsForTheNextPass) {
@@ -249,45 +253,36 @@ TEST_F(MasterTimerTest, AnEntryAddedByATaskWaitsForTheNextPass) {
 
 TEST_F(MasterTimerTest, ARepeaterLivesUntilStopEvenIfItsOwnerDropsIt) {
   timer->start();
-  int runs = 0;
-  std::weak_ptr<Repeater> weak;
+  const std::weak_ptr<Repeater> weak = tick;
   std::shared_ptr<int> held(new int, [](int* number) {
     EXPECT_TRUE(IsMainQueue()) << "what a task holds is destroyed where it ran";
     delete number;
   });
   const std::weak_ptr<int> capture = held;
-  {
-    const auto tick = repeater("tick");
-    weak = tick;
-    tick->start(1.0, [&runs, &weak, held] {
-      if (++runs == 2) weak.lock()->stop();
-    });
-  }
+  tick->start(1.0, [this, &weak, held] {
+    if (++runs == 2) weak.lock()->stop();
+  });
+  tick.reset();
   held.reset();
-  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  ASSERT_TRUE(ran(1));
   EXPECT_FALSE(weak.expired());
-  ASSERT_TRUE(after(1.0, [&] { return runs == 2; }));
+  ASSERT_TRUE(ranAfter(1.0, 2));
   EXPECT_TRUE(pumpUntil([&] { return weak.expired() && capture.expired(); }));
 }
 
 TEST_F(MasterTimerTest, CapturesWhoseDestructorsCallBackDoNotDeadlock) {
   timer->start();
-  const auto a = repeater("a"), b = repeater("b");
-  std::shared_ptr<void> callback(nullptr, [b](void*) { b->stop(); });
-  int runs = 0;
-  b->start(1.0, [] {});
-  a->start(1.0, [&runs, c = std::move(callback)] { ++runs; });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
-  a->start(1.0, [&runs] { ++runs; });
-  EXPECT_FALSE(b->running());
+  const auto other = repeater("other");
+  std::shared_ptr<void> callback(nullptr, [other](void*) { other->stop(); });
+  other->start(1.0, [] {});
+  tick->start(1.0, [this, c = std::move(callback)] { ++runs; });
+  ASSERT_TRUE(ran(1));
+  tick->start(1.0, [] {});
+  EXPECT_FALSE(other->running());
 }
 
 TEST_F(MasterTimerTest, SleepPausesAndWakeRestartsWithFreshStatistics) {
-  timer->start();
-  int runs = 0;
-  const auto tick = repeater("tick");
-  tick->start(1.0, [&] { ++runs; });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  startTick();
   fake.power->emit(WILL_SLEEP);
   clock.advance(Timeval::sec(3'600));
   pump();
@@ -296,20 +291,20 @@ TEST_F(MasterTimerTest, SleepPausesAndWakeRestartsWithFreshStatistics) {
   fake.power->emit("NSWorkspaceSomethingElse");
   fake.power->emit(DID_WAKE);
   EXPECT_EQ(timer->repeaterStats().at(0).count, 0);
-  ASSERT_TRUE(pumpUntil([&] { return runs == 2; }));
+  ASSERT_TRUE(ran(2));
   EXPECT_EQ(timer->repeaterStats().at(0).count, 1);
   pump();
   EXPECT_EQ(runs, 2) << "no run is made up";
-  ASSERT_TRUE(after(1.0, [&] { return runs == 3; }));
+  ASSERT_TRUE(ranAfter(1.0, 3));
   fake.power->emit(SCREENS_DID_SLEEP);
-  ASSERT_TRUE(after(1.0, [&] { return runs == 4; })) << "screens asleep do not pause";
+  ASSERT_TRUE(ranAfter(1.0, 4)) << "screens asleep do not pause";
   fake.power->emit(SCREENS_DID_WAKE);
   EXPECT_EQ(timer->repeaterStats().at(0).count, 0) << "a screen wake resets the statistics";
   pump();
   EXPECT_EQ(runs, 4) << "and runs nothing";
   fake.power->emit(WILL_SLEEP);
   fake.power->emit(SCREENS_DID_WAKE);
-  ASSERT_TRUE(pumpUntil([&] { return runs == 5; })) << "but ends a sleep";
+  ASSERT_TRUE(ran(5)) << "but ends a sleep";
   EXPECT_EQ(s_log,
             (std::vector<std::string>{
                 "MasterTimer: Going to sleep", "MasterTimer: Screens going to sleep",
@@ -321,29 +316,22 @@ TEST_F(MasterTimerTest, SleepPausesAndWakeRestartsWithFreshStatistics) {
 
 TEST_F(MasterTimerTest, AnIntervalThatIsNotPositiveIsReportedAndDoesNotSpin) {
   timer->start();
-  int runs = 0;
-  const auto tick = repeater("tick");
   tick->start(0, [&] { ++runs; });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  ASSERT_TRUE(ran(1));
   pump();
   EXPECT_EQ(runs, 1);
-  EXPECT_TRUE(after(0.001, [&] { return runs == 2; }));
+  EXPECT_TRUE(ranAfter(0.001, 2));
   EXPECT_EQ(s_log, std::vector<std::string>{"Repeater tick: the interval is not positive; it runs every millisecond"});
 }
 
 TEST_F(MasterTimerTest, AMainLoopWithoutTheTimerIsReportedOnce) {
-  const auto tick = repeater("tick");
   for (int i = 0; i < 2; ++i) tick->start(1.0, [] {});
   pump();
   EXPECT_EQ(s_log, std::vector<std::string>{"MasterTimer: repeaters are waiting, but start() was not called"});
 }
 
 TEST_F(MasterTimerTest, StopDropsAllAndStartBeginsAfresh) {
-  timer->start();
-  int runs = 0;
-  const auto tick = repeater("tick");
-  tick->start(1.0, [&] { ++runs; });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  startTick();
   EXPECT_EQ(fake.power->subscribers(), 1U);
   timer->stop();
   EXPECT_EQ(fake.power->subscribers(), 0U);
@@ -359,47 +347,41 @@ TEST_F(MasterTimerTest, StopDropsAllAndStartBeginsAfresh) {
     ++runs;
     timer->stop();
   });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 2; })) << "stop from inside a task";
+  ASSERT_TRUE(ran(2)) << "stop from inside a task";
   clock.advance(Timeval::sec(2));
   pump();
   EXPECT_EQ(runs, 2);
 }
 
 TEST_F(MasterTimerTest, AnotherInstanceTakesOverRepeatersStartedFromThenOn) {
-  timer->start();
-  int runs = 0;
-  const auto tick = repeater("tick");
-  tick->start(1.0, [&] { ++runs; });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 1; }));
+  startTick();
   const auto other = std::make_shared<MasterTimer>();
   MasterTimer::setInstance(other);
   EXPECT_EQ(MasterTimer::instance(), other);
-  ASSERT_TRUE(after(1.0, [&] { return runs == 2; })) << "it stays with its timer";
+  ASSERT_TRUE(ranAfter(1.0, 2)) << "it stays with its timer";
   other->start();
   tick->start(1.0, [&] { ++runs; });
   EXPECT_TRUE(timer->repeaterStats().empty());
   EXPECT_EQ(other->repeaterStats().size(), 1U);
-  ASSERT_TRUE(pumpUntil([&] { return runs == 3; }));
+  ASSERT_TRUE(ran(3));
   tick->stop();
   EXPECT_TRUE(other->repeaterStats().empty());
   other->stop();
 }
 
 TEST_F(MasterTimerTest, TimeConstantAndStatisticsAreSetForAll) {
-  timer->start();
-  const auto a = repeater("a"), b = repeater("b");
-  int runs = 0;
-  a->start(1.0, [&] { ++runs; });
-  b->start(1.0, [&] { ++runs; });
-  ASSERT_TRUE(pumpUntil([&] { return runs == 2; }));
+  startTick();
+  const auto other = repeater("other");
+  other->start(1.0, [&] { ++runs; });
+  ASSERT_TRUE(ran(2));
   timer->setTimeConstant(30);
-  EXPECT_EQ(a->timeConstant(), 30);
-  EXPECT_EQ(b->timeConstant(), 30);
+  EXPECT_EQ(tick->timeConstant(), 30);
+  EXPECT_EQ(other->timeConstant(), 30);
   timer->resetStats();
   for (const auto& stats : timer->repeaterStats()) EXPECT_EQ(stats.count, 0) << stats.name;
-  a->setInterval(0.25);
-  ASSERT_TRUE(after(1.0, [&] { return runs == 4; }));
-  EXPECT_TRUE(after(0.25, [&] { return runs == 5; })) << "the new interval counts from the next rescheduling";
+  other->setInterval(0.25);
+  ASSERT_TRUE(ranAfter(1.0, 4));
+  EXPECT_TRUE(ranAfter(0.25, 5)) << "the new interval counts from the next rescheduling";
 }
 
 TEST_F(MasterTimerTest, StartAndStopFromManyThreads) {
@@ -407,12 +389,12 @@ TEST_F(MasterTimerTest, StartAndStopFromManyThreads) {
   setLogSink(nullptr);  // the test's sink is for one thread
   std::vector<std::shared_ptr<Repeater>> repeaters;
   for (int i = 0; i < 8; ++i) repeaters.push_back(repeater(std::to_string(i)));
-  std::atomic<int> runs = 0, working = 3;
+  std::atomic<int> ended = 0, working = 3;
   std::vector<std::thread> threads;
   for (unsigned seed = 0; seed < 3; ++seed)
     threads.emplace_back([&, seed] {
       std::mt19937 random(seed);
-      for (int i = 0; i < 2'000 || (runs < 200 && i < 2'000'000); ++i) {
+      for (int i = 0; i < 2'000 || (ended < 200 && i < 2'000'000); ++i) {
         const auto& any = repeaters[random() % repeaters.size()];
         const auto what = random() % 8;
         if (what == 0) timer->repeaterStats();
@@ -421,8 +403,8 @@ TEST_F(MasterTimerTest, StartAndStopFromManyThreads) {
         if (what == 3) fake.power->emit(random() % 2 ? WILL_SLEEP : DID_WAKE);
         if (what == 4 || what == 5) any->stop();
         if (what > 5)
-          any->start(1e-4, [&runs, &any] {
-            if (++runs % 7 == 0) any->stop();
+          any->start(1e-4, [&ended, &any] {
+            if (++ended % 7 == 0) any->stop();
           });
         clock.advance(Timeval::usec(50));
       }
@@ -430,7 +412,7 @@ TEST_F(MasterTimerTest, StartAndStopFromManyThreads) {
     });
   EXPECT_TRUE(pumpUntil([&] { return working == 0; }));
   for (auto& thread : threads) thread.join();
-  EXPECT_GE(runs, 200);
+  EXPECT_GE(ended, 200);
   for (const auto& each : repeaters) each->stop();
   EXPECT_EQ(names(), "");
 }
