@@ -1,8 +1,6 @@
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -15,16 +13,13 @@
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/PThread.h"
 #include "tests/support/Conditions.h"
+#include "tests/support/TempHome.h"
 
 namespace corvane {
 namespace {
 
-int threadCount() {
-  int count = -2;  // "." and ".."
-  DIR* folder = opendir("/proc/self/task");
-  while (readdir(folder)) ++count;
-  closedir(folder);
-  return count;
+std::size_t threadCount() {
+  return namesIn("/proc/self/task").size();
 }
 
 TEST(PThread, AThreadWithItsContextOutlivesStopAndItsObject) {
@@ -90,7 +85,7 @@ TEST(SerialQueue, SyncWaitsAndRunsOffTheMainQueue) {
 
 TEST(SerialQueue, AThousandIdleQueuesHaveNoThreads) {
   std::thread([] {}).join();  // a sanitizer starts a thread of its own with the first
-  const int before = threadCount();
+  const std::size_t before = threadCount();
   std::vector<std::unique_ptr<DispatchQueueSerial>> queues;
   for (int i = 0; i < 1'000; ++i) queues.push_back(std::make_unique<DispatchQueueSerial>("idle", QoS::DEFAULT));
   EXPECT_EQ(threadCount(), before);
@@ -120,16 +115,7 @@ TEST(SerialQueue, QueuesThatBlockDoNotStarveOthers) {
 TEST(SerialQueue, AForkedChildHasThreadsOfItsOwn) {
   DispatchQueueSerial queue("fork", QoS::DEFAULT);
   queue.sync([] {});  // its worker is idle now, and the child has none
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(20);
-    bool ran = false;
-    queue.sync([&] { ran = true; });
-    _exit(ran ? 0 : 1);
-  }
-  int status = -1;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  EXPECT_EXIT((alarm(20), queue.sync([] { _exit(0); })), testing::ExitedWithCode(0), "");
 }
 #endif
 

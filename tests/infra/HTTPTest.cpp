@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <netdb.h>
 #include <regex.h>
-#include <sys/wait.h>
 
 #include "corvane/testing/FakePlatform.h"
 #include "corvane/testing/ManualClock.h"
@@ -382,11 +381,7 @@ TEST_F(HTTPTest, AForkedChildHasASessionOfItsOwn) {
   });
   const std::jthread waiting([&] { get(raw.url(), 1000); });
   ASSERT_TRUE(waitUntil([&] { return asked == 1; }));
-  const pid_t child = fork();
-  if (child == 0) _exit(get(server.url("/echo")).status == 200 ? 0 : 1);
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  EXPECT_EXIT(_exit(get(server.url("/echo")).status == 200 ? 0 : 1), ExitedWithCode(0), "");
   EXPECT_EQ(get(server.url("/echo")).status, 200);
 }
 #endif

@@ -1,7 +1,6 @@
 #include "corvane/system/Execute.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,10 +13,11 @@
 
 #include "corvane/core/MainQueue.h"
 #include "corvane/infra/Logger.h"
-#include "corvane/infra/values/PropertyList.h"
 #include "corvane/system/TryCatch.h"
 #include "corvane/testing/FakePlatform.h"
 #include "tests/support/Conditions.h"
+#include "tests/support/InfoPlist.h"
+#include "tests/support/LogFile.h"
 #include "tests/support/TempHome.h"
 #include "tests/system/Children.h"
 
@@ -32,20 +32,13 @@ using Texts = std::vector<std::string>;
 struct ExecuteTest : testing::Test {
   ExecuteTest() {
     fake.bundles->main.path = "/moved/The App";
-    fake.bundles->main.info =
-        *writePropertyList(Value::Dictionary{{"CFBundleIdentifier", "a.b.App"}}, PropertyListFormat::XML);
+    fake.bundles->main.info = infoPlist(Value::Dictionary{{"CFBundleIdentifier", "a.b.App"}});
     home.set("LC_ALL", "C");
     Logger::setInstance(std::make_shared<Logger>());
   }
   ~ExecuteTest() override { Logger::setInstance(nullptr); }
 
-  // What was logged, without the time and the process.
-  Texts logged() const {
-    Texts result;
-    std::ifstream file(home / "Library/Logs/a.b.App/App.log");
-    for (std::string line; std::getline(file, line);) result.push_back(line.substr(line.find("a.b.App ") + 8));
-    return result;
-  }
+  Texts logged() const { return loggedMessages(home / "Library/Logs/a.b.App/App.log"); }
 
   TempHome home;
   FakePlatform fake{home.path().string()};
@@ -130,7 +123,7 @@ TEST_F(ExecuteTest, OptionsSayWhereAndHowLong) {
       },
       limited);
   EXPECT_EQ(output.get_future().get(), "before");
-  EXPECT_THAT(logged(), testing::Each("Execute: the time limit of /bin/sh is over"));
+  EXPECT_THAT(logged(), testing::Each("> Execute: the time limit of /bin/sh is over"));
 }
 
 TEST_F(ExecuteTest, ACommandMayUseTheCallersTerminal) {
@@ -155,8 +148,8 @@ TEST_F(ExecuteTest, WhatCannotStartIsLogged) {
   EXPECT_EQ(Execute::readPipe(path, QoS::DEFAULT, {}, {}, stream.reader()), nullptr);
   Execute::async(path, {}, QoS::DEFAULT, [](const std::string&) { ADD_FAILURE(); })->waitUntilExit();
   EXPECT_TRUE(waitUntil([this] { return logged().size() == 3; }));
-  EXPECT_THAT(logged(), ElementsAre("Execute.sync exception: " + reason, "Exception caught running " + reason,
-                                    "Execute.async exception: " + reason));
+  EXPECT_THAT(logged(), ElementsAre("> Execute.sync exception: " + reason, "> Exception caught running " + reason,
+                                    "> Execute.async exception: " + reason));
 }
 
 TEST_F(ExecuteTest, WithoutAThreadNothingIsStarted) {
@@ -168,7 +161,7 @@ TEST_F(ExecuteTest, WithoutAThreadNothingIsStarted) {
   allowThreads(true);
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
   const std::string reason = CHILD + ": " + std::generic_category().message(EAGAIN);
-  EXPECT_THAT(logged(), ElementsAre("Exception caught running " + reason, "Execute.async exception: " + reason));
+  EXPECT_THAT(logged(), ElementsAre("> Exception caught running " + reason, "> Execute.async exception: " + reason));
 }
 
 TEST_F(ExecuteTest, ExeccmdPrintsTheOutputAndALineEnd) {
@@ -187,7 +180,7 @@ TEST_F(ExecuteTest, ExeccmdPrintsTheOutputAndALineEnd) {
     std::fflush(stdout);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), row.printed) << row.command;
   }
-  EXPECT_THAT(logged(), ElementsAre("Exception caught in " + bad + ": " + std::generic_category().message(EINVAL)));
+  EXPECT_THAT(logged(), ElementsAre("> Exception caught in " + bad + ": " + std::generic_category().message(EINVAL)));
 }
 
 TEST_F(ExecuteTest, ReadPipeGivesPiecesAsTheyComeAndLinesKeepTogether) {
@@ -297,8 +290,8 @@ TEST_F(ExecuteTest, ARelocatedApplicationIsStartedFromItsOwnPlace) {
                         "-c /usr/bin/open -n -a \"/Applications/The \\\"\\$App\\`\"\n"));
   fake.translocation->invalid = Error{"fake", 1, "broken seal"};
   EXPECT_EXIT(relaunch(), testing::ExitedWithCode(1), testing::Not(HasSubstr("-c")));
-  EXPECT_THAT(logged(), ElementsAre("reopen: /moved/The App as /Applications/The \"$App`",
-                                    "The code signature is not valid: broken seal"));
+  EXPECT_THAT(logged(), ElementsAre("> reopen: /moved/The App as /Applications/The \"$App`",
+                                    "> The code signature is not valid: broken seal"));
 }
 
 TEST(TranslocationTest, TheOriginalIsTheCallersTextAndLinuxHasNone) {

@@ -1,10 +1,8 @@
 #include "corvane/system/Task.h"
 
-#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -41,12 +39,9 @@ using testing::HasSubstr;
 using Reason = Task::TerminationReason;
 using Stream = Task::Stream;
 
-int entries(const char* folder) {
-  int count = 0;
-  DIR* list = opendir(folder);
-  while (readdir(list)) ++count;
-  closedir(list);
-  return count;
+// How many threads ("task") or descriptors ("fd") this process has.
+std::size_t count(const std::string& what) {
+  return namesIn("/proc/self/" + what).size();
 }
 
 Task::Settings shell(const std::string& command) {
@@ -189,7 +184,7 @@ TEST(TaskTest, WithoutDescriptorsOrMemoryNothingIsLaunched) {
   // With every number of free descriptors: all fails cleanly or all works, even without one for the process.
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
-  const int before = entries("/proc/self/fd");
+  const std::size_t before = count("fd");
   int launches = 0;
   for (rlim_t room = 0; room < 8; ++room) {
     Kept kept({.executable = "/bin/echo", .arguments = {"hello"}, .input = Stream::written()});
@@ -209,7 +204,7 @@ TEST(TaskTest, WithoutDescriptorsOrMemoryNothingIsLaunched) {
   }
   EXPECT_GE(launches, 2);
   EXPECT_LT(launches, 8);
-  EXPECT_TRUE(waitUntil([&] { return entries("/proc/self/fd") == before; }));
+  EXPECT_TRUE(waitUntil([&] { return count("fd") == before; }));
 }
 
 TEST(TaskTest, AChildStartsClean) {
@@ -344,7 +339,7 @@ TEST(TaskTest, InputOfAnySizeIsWrittenWithoutWaiting) {
 
 TEST(TaskTest, AReaderThatIsGoneIsAnErrorNotASignal) {
   signal(SIGPIPE, SIG_DFL);
-  const int before = entries("/proc/self/fd");
+  const std::size_t before = count("fd");
   {
     Kept busy({.executable = "/bin/sleep", .arguments = {"60"}, .input = Stream::written()});
     ASSERT_TRUE(busy.launch());
@@ -370,7 +365,7 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorNotASignal) {
     sigpending(&pending);
     EXPECT_EQ(sigismember(&pending, SIGPIPE), 1);
   }
-  EXPECT_TRUE(waitUntil([&] { return entries("/proc/self/fd") == before; }));
+  EXPECT_TRUE(waitUntil([&] { return count("fd") == before; }));
 }
 
 TEST(TaskTest, TheStatusIsKnownToReadersAndManyWaiters) {
@@ -408,17 +403,12 @@ TEST(TaskTest, TheApplicationsHandlerOfSigchldStays) {
 }
 
 TEST(TaskTest, NothingIsLeftAfterAThousandRuns) {
-  const auto run = [] {
-    const auto task = Task::create({.executable = "/bin/true", .input = Stream::written(), .output = Stream::read({})});
-    ASSERT_TRUE(task->launch());
-    task->waitUntilExit();
-  };
-  const int descriptors = entries("/proc/self/fd");
-  const int threads = entries("/proc/self/task");
-  for (int i = 0; i < 1000; ++i) run();
-  EXPECT_TRUE(waitUntil([&] { return entries("/proc/self/fd") == descriptors; }));
+  const std::size_t descriptors = count("fd"), threads = count("task");
+  for (int i = 0; i < 1000; ++i)
+    EXPECT_TRUE(
+        Task::create({.executable = "/bin/true", .input = Stream::written(), .output = Stream::read({})})->run());
   // Idle threads end after 5 s; a sanitizer may have started one of its own.
-  EXPECT_TRUE(waitUntil([&] { return entries("/proc/self/task") <= threads + 1; }));
+  EXPECT_TRUE(waitUntil([&] { return count("fd") == descriptors && count("task") <= threads + 1; }));
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
   EXPECT_EQ(errno, ECHILD);
 }
