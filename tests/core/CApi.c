@@ -1,7 +1,5 @@
 #define _XOPEN_SOURCE 700
 
-#include "tests/core/CApi.h"
-
 #include <stdlib.h>
 #include <time.h>
 #include <unistd.h>
@@ -21,6 +19,7 @@ static struct timeval pair(long long sec, int usec) {
   return tv;
 }
 
+/* Calls every C function of the core and returns the line of the first check that fails, 0 if all hold. */
 int checkCApi(void) {
   struct timeval now;
   gettimeofday(&now, NULL);

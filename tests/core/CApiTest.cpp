@@ -1,6 +1,6 @@
-#include "tests/core/CApi.h"
-
 #include <gtest/gtest.h>
+
+extern "C" int checkCApi();
 
 TEST(CApi, ACProgramCallsEveryFunction) {
   EXPECT_EQ(checkCApi(), 0) << "is the line of tests/core/CApi.c that failed";

@@ -2,7 +2,6 @@
 // as root, or just this machine.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <atomic>

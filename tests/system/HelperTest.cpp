@@ -3,7 +3,8 @@
 #include "corvane/core/Log.h"
 #include "corvane/system/helper/helper_c.h"
 #include "corvane/testing/FakePlatform.h"
-#include "tests/system/HelperApi.h"
+
+extern "C" int checkHelperApi(const char* label);
 
 namespace corvane {
 namespace {
@@ -35,27 +36,28 @@ TEST_F(Helper, IsInstalledIfItsEmbeddedVersionIsNotOlder) {
     bool isCurrent;
   };
   const std::vector<Row> rows = {
-      {info("3"), info("3"), true},
-      {info("10"), info("9"), true},
-      {info("9"), info("10"), false},
-      {info("9223372036854775807"), info("0"), true},
-      {info("9223372036854775808"), info("0"), false},
-      {info("3.1"), info("3"), false},
-      {info(""), info("0"), false},
-      {info(" 3"), info("3"), false},
-      {info("+3"), info("3"), false},
-      {info("-0"), info("0"), false},
-      {integer("<integer>3</integer>"), info("3"), false},
-      {integer(""), info("3"), false},
-      {"not a list", info("3"), false},
-      {std::nullopt, info("3"), false},
-      {info("3"), info("2b"), false},
-      {info("3"), std::nullopt, false},
+      {info("3"), info("3"), true},   {info("10"), info("9"), true},
+      {info("9"), info("10"), false}, {info("9223372036854775807"), info("0"), true},
+      {info("3"), info("2b"), false}, {info("3"), std::nullopt, false},
   };
   for (const Row& row : rows) {
     helpers.installed = {{LABEL, row.installed}};
     helpers.bundled = {{LABEL, row.bundled}};
     EXPECT_EQ(HelperIsInstalled(LABEL), row.isCurrent) << row.installed.value_or("-") << row.bundled.value_or("-");
+  }
+  helpers.bundled = {{LABEL, info("0")}};
+  for (const std::optional<std::string>& wrong : {std::optional(info("9223372036854775808")),
+                                                  {info("3.1")},
+                                                  {info("")},
+                                                  {info(" 3")},
+                                                  {info("+3")},
+                                                  {info("-0")},
+                                                  {integer("<integer>3</integer>")},
+                                                  {integer("")},
+                                                  {"not a list"},
+                                                  {}}) {
+    helpers.installed = {{LABEL, wrong}};
+    EXPECT_FALSE(HelperIsInstalled(LABEL)) << wrong.value_or("-");
   }
   helpers.bundled.clear();
   EXPECT_FALSE(HelperIsInstalled(LABEL));

@@ -1,7 +1,6 @@
 #include "corvane/system/PowerAssertion.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "corvane/testing/FakePlatform.h"
 #include "tests/support/Conditions.h"

@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -23,7 +22,8 @@
 #include "tests/support/Child.h"
 #include "tests/support/Conditions.h"
 #include "tests/support/TempHome.h"
-#include "tests/system/ProcInfoApi.h"
+
+extern "C" int checkProcInfoApi();
 
 namespace {
 
