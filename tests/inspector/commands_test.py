@@ -18,7 +18,7 @@ import unittest
 from xml.etree import ElementTree
 
 from inspector import InHome, PROGRAM, live
-from terminal import TIMEOUT, Terminal, environment
+from terminal import TIMEOUT, environment
 
 
 class Printing(InHome):
@@ -429,18 +429,6 @@ class Commands(InHome):
             terminal.press("\x03")
             self.assertEqual(terminal.wait_for_end(), 9)
             self.assertEqual(terminal.raw.count(b"caught"), 1)
-        with Terminal("bash", "--norc", "--noprofile", "-i", PS1="shell> ") as terminal:
-            terminal.wait_for("shell>")
-            terminal.press(f"{PROGRAM} run -- sleep 1000\n")
-            terminal.settle(1)
-            terminal.press("\x1a")
-            terminal.wait_for("Stopped")
-            terminal.press("fg\n")
-            terminal.settle(1)
-            terminal.press("\x03")
-            terminal.wait_for("killed by SIGINT")
-            terminal.press("echo status $?; exit\n")
-            terminal.wait_for("status 130")
 
 
 if __name__ == "__main__":
