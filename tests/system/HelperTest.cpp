@@ -36,9 +36,10 @@ TEST_F(Helper, IsInstalledIfItsEmbeddedVersionIsNotOlder) {
     bool isCurrent;
   };
   const std::vector<Row> rows = {
-      {info("3"), info("3"), true},   {info("10"), info("9"), true},
-      {info("9"), info("10"), false}, {info("9223372036854775807"), info("0"), true},
-      {info("3"), info("2b"), false}, {info("3"), std::nullopt, false},
+      {info("3"), info("3"), true},     {info("10"), info("9"), true},
+      {info("9"), info("10"), false},   {info("9223372036854775807"), info("0"), true},
+      {info("3"), info("2b"), false},   {info("3"), std::nullopt, false},
+      {std::nullopt, info("3"), false},
   };
   for (const Row& row : rows) {
     helpers.installed = {{LABEL, row.installed}};
@@ -46,18 +47,11 @@ TEST_F(Helper, IsInstalledIfItsEmbeddedVersionIsNotOlder) {
     EXPECT_EQ(HelperIsInstalled(LABEL), row.isCurrent) << row.installed.value_or("-") << row.bundled.value_or("-");
   }
   helpers.bundled = {{LABEL, info("0")}};
-  for (const std::optional<std::string>& wrong : {std::optional(info("9223372036854775808")),
-                                                  {info("3.1")},
-                                                  {info("")},
-                                                  {info(" 3")},
-                                                  {info("+3")},
-                                                  {info("-0")},
-                                                  {integer("<integer>3</integer>")},
-                                                  {integer("")},
-                                                  {"not a list"},
-                                                  {}}) {
+  for (const std::string& wrong :
+       {info("9223372036854775808"), info("3.1"), info(""), info(" 3"), info("+3"), info("-0"),
+        integer("<integer>3</integer>"), integer(""), std::string("not a list")}) {
     helpers.installed = {{LABEL, wrong}};
-    EXPECT_FALSE(HelperIsInstalled(LABEL)) << wrong.value_or("-");
+    EXPECT_FALSE(HelperIsInstalled(LABEL)) << wrong;
   }
   helpers.bundled.clear();
   EXPECT_FALSE(HelperIsInstalled(LABEL));

@@ -29,13 +29,10 @@ constexpr const char* LABEL = "a.b.helper";
 // A bus that can start the helper, and a connection to it.
 class HelperOnBus {
  public:
-  explicit HelperOnBus(const std::string& program = CORVANE_ECHO_HELPER) {
+  explicit HelperOnBus(const std::string& program = CORVANE_ECHO_HELPER, const std::string& label = LABEL) {
     std::ofstream(home.path() / (std::string(LABEL) + ".service"))
         << "[D-BUS Service]\nName=" << LABEL << "\nExec=" << program << " " << LABEL << "\n";
     bus = std::make_unique<PrivateBus>(home.path());
-  }
-
-  void connect(const std::string& label = LABEL) {
     const auto heard = [this](ConnectionEvent event) {
       MutexLock lock(m_mutex);
       m_events.push_back(event);
@@ -90,7 +87,6 @@ Message nested(std::size_t levels, bool arrays, Message innermost) {
 
 TEST_F(MessageConnectionTest, carries_what_the_limits_allow_and_survives_the_rest) {
   HelperOnBus helper;
-  helper.connect();
   EXPECT_EQ(helper.connection->peerPid(), 0);
   Array many;
   for (int i = 0; i < 1000; ++i) many.push_back(Dictionary{{"key " + std::to_string(i), i}});
@@ -163,8 +159,7 @@ TEST_F(MessageConnectionTest, tells_how_a_request_failed) {
       {"k", {Kind::INVALID, "", {}}, {}, CORVANE_ECHO_HELPER, LABEL, [](auto& it) { it.connection->cancel(); }},
   };
   for (const auto& row : rows) {
-    HelperOnBus helper(row.program);
-    helper.connect(row.label);
+    HelperOnBus helper(row.program, row.label);
     row.before(helper);
     const Message reply = helper.request(Dictionary{{row.request, ""}});
     ASSERT_TRUE(reply.asError()) << row.request;
@@ -179,7 +174,6 @@ TEST_F(MessageConnectionTest, tells_how_a_request_failed) {
 
 TEST_F(MessageConnectionTest, starts_the_helper_anew_after_a_crash) {
   HelperOnBus helper;
-  helper.connect();
   std::latch lost(1);
   helper.connection->send(Dictionary{{"silence", ""}}, [&](const Message& reply) {
     EXPECT_EQ(reply.asError() ? reply.asError()->kind : Kind::OTHER, Kind::INTERRUPTED);
@@ -198,7 +192,6 @@ TEST_F(MessageConnectionTest, starts_the_helper_anew_after_a_crash) {
 
 TEST_F(MessageConnectionTest, lets_requests_wait_of_which_the_bus_would_lose_track) {
   HelperOnBus helper;
-  helper.connect();
   std::latch answered(300);
   std::atomic<int> right = 0;
   std::vector<std::jthread> threads;
@@ -218,7 +211,6 @@ TEST_F(MessageConnectionTest, lets_requests_wait_of_which_the_bus_would_lose_tra
 
 TEST_F(MessageConnectionTest, delivers_what_was_sent_before_it_ends) {
   HelperOnBus helper;
-  helper.connect();
   EXPECT_TRUE(helper.request(Dictionary{{"k", ""}}).asDictionary());
   const auto pid = helper.connection->peerPid();
   std::latch refused(130);
@@ -240,7 +232,6 @@ TEST(MessageConnections, refuse_a_helper_that_is_not_roots) {
       {
         if (geteuid() == 0 && setuid(OrdinaryUser::NOBODY) != 0) _exit(2);
         HelperOnBus helper;
-        helper.connect();
         const Message reply = helper.request(Dictionary{{"k", ""}});
         const bool isRefused =
             reply.asError() && reply.asError()->kind == Kind::INVALID && helper.event() == ConnectionEvent::INVALID;

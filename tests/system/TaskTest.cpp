@@ -60,12 +60,7 @@ struct Kept {
   }
   ~Kept() {
     task->kill();
-    EXPECT_TRUE(!launched || wait());
-  }
-  Result<void> launch() {
-    auto result = task->launch();
-    launched = result.has_value();
-    return result;
+    EXPECT_TRUE(!task->processIdentifier() || wait());
   }
   bool wait() const {
     return waitUntil([this] { return over.load(); });
@@ -78,7 +73,6 @@ struct Kept {
   std::string text;
   std::atomic<int> ends = 0;
   std::atomic<bool> over = false;
-  bool launched = false;
   std::shared_ptr<Task> task;
 };
 
@@ -105,7 +99,7 @@ TEST(TaskTest, ChildrenEndInEveryWay) {
     Kept kept(row.settings);
     EXPECT_EQ(kept.task->terminationStatus(), std::nullopt);
     EXPECT_EQ(kept.task->processIdentifier(), std::nullopt);
-    ASSERT_TRUE(kept.launch());
+    ASSERT_TRUE(kept.task->launch());
     EXPECT_GT(kept.task->processIdentifier(), 1);
     ASSERT_TRUE(kept.wait());
     EXPECT_FALSE(kept.task->isRunning());
@@ -122,7 +116,7 @@ TEST(TaskTest, TheExitIsSeenWhileAGrandchildHoldsTheStreams) {
   Task::Settings settings = shell("exec 3<&0; cat <&3 & exit 3");
   settings.input = Stream::written();
   Kept kept(std::move(settings));
-  ASSERT_TRUE(kept.launch());
+  ASSERT_TRUE(kept.task->launch());
   EXPECT_TRUE(waitUntil([&] { return !kept.task->isRunning(); }));
   EXPECT_EQ(kept.task->terminationStatus(), 3);
   EXPECT_FALSE(kept.over);
@@ -152,7 +146,7 @@ TEST(TaskTest, WhatCannotBeLaunchedSaysWhy) {
   };
   for (const auto& row : rows) {
     Kept kept(row.settings);
-    const auto launched = kept.launch();
+    const auto launched = kept.task->launch();
     ASSERT_FALSE(launched) << row.code;
     EXPECT_EQ(launched.error().description, row.subject + std::generic_category().message(row.code));
     kept.task->waitUntilExit();
@@ -170,13 +164,13 @@ TEST(TaskTest, WithoutDescriptorsOrMemoryNothingIsLaunched) {
   {
     // The undefined-behaviour sanitizer needs descriptors to look at an object of a new type: let it see them all.
     Kept kept({.executable = "/bin/true", .input = Stream::written()});
-    ASSERT_TRUE(kept.launch());
+    ASSERT_TRUE(kept.task->launch());
     ASSERT_TRUE(kept.wait());
   }
   for (const int code : {ENOMEM, ENFILE}) {
     Kept kept({.executable = CHILD});
     s_pipeFails = code;
-    const auto launched = kept.launch();
+    const auto launched = kept.task->launch();
     s_pipeFails = 0;
     ASSERT_FALSE(launched);
     EXPECT_EQ(launched.error().code, code);
@@ -191,7 +185,7 @@ TEST(TaskTest, WithoutDescriptorsOrMemoryNothingIsLaunched) {
     const FileDescriptor highest(dup(0));
     const rlimit tight{static_cast<rlim_t>(highest.get()) + 1 + room, limit.rlim_max};
     setrlimit(RLIMIT_NOFILE, &tight);
-    const auto launched = kept.launch();
+    const auto launched = kept.task->launch();
     setrlimit(RLIMIT_NOFILE, &limit);
     if (!launched) {
       EXPECT_EQ(launched.error().code, EMFILE) << launched.error().description;
@@ -233,7 +227,7 @@ TEST(TaskTest, AChildStartsClean) {
                .qos = row.qos,
                .input = Stream::written(),
                .sharesGroup = row.sharesGroup});
-    ASSERT_TRUE(kept.launch());
+    ASSERT_TRUE(kept.task->launch());
     ASSERT_TRUE(kept.wait());
     EXPECT_THAT(kept.text,
                 testing::StartsWith("descriptors 0 1 2; changed signals; " + std::string(row.group) + " group; nice " +
@@ -252,7 +246,7 @@ TEST(TaskTest, StandardDescriptorsMayBeClosedOrSwapped) {
                .arguments = {"-c", "cat; echo err >&2"},
                .input = Stream::written(),
                .error = Stream::output()});
-    if (!kept.launch()) return false;
+    if (!kept.task->launch()) return false;
     for (int fd = 0; fd < 3; ++fd)
       if ((closed & (1 << fd)) != 0 && fcntl(fd, F_GETFD) != -1) return false;  // it stays closed
     kept.task->write("in ");
@@ -299,7 +293,7 @@ TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
     SCOPED_TRACE(row.command);
     Kept kept(shell(row.command));
     (kept.task.get()->*row.end)();  // too early: does nothing
-    ASSERT_TRUE(kept.launch());
+    ASSERT_TRUE(kept.task->launch());
     ASSERT_TRUE(waitUntil([&] { return kept.soFar() == "ready"; }));
     if (row.command.starts_with("trap")) {
       kept.task->terminate();
@@ -316,7 +310,7 @@ TEST(TaskTest, SignalsReachTheChildAndItsGroup) {
 
 TEST(TaskTest, SignalsLeaveASharedGroupAlone) {
   Kept kept({.executable = CHILD, .arguments = {"sleeps"}, .sharesGroup = true});
-  ASSERT_TRUE(kept.launch());
+  ASSERT_TRUE(kept.task->launch());
   ASSERT_TRUE(waitUntil([&] { return kept.soFar() == "ready"; }));
   kept.task->signal(SIGUSR1);  // which would end this process too
   ASSERT_TRUE(kept.wait());
@@ -328,7 +322,7 @@ TEST(TaskTest, InputOfAnySizeIsWrittenWithoutWaiting) {
   for (int i = 0; sent.size() < (20 << 20); ++i) sent += std::to_string(i) + "\n";
   Kept kept({.executable = "/bin/cat", .arguments = {"/dev/stdin"}, .input = Stream::written()});
   EXPECT_FALSE(kept.task->write("too early"));
-  ASSERT_TRUE(kept.launch());
+  ASSERT_TRUE(kept.task->launch());
   for (std::size_t at = 0; at < sent.size(); at += 1'000'003)
     EXPECT_TRUE(kept.task->write(std::string_view(sent).substr(at, 1'000'003)));
   kept.task->closeInput();
@@ -342,13 +336,13 @@ TEST(TaskTest, AReaderThatIsGoneIsAnErrorNotASignal) {
   const std::size_t before = count("fd");
   {
     Kept busy({.executable = "/bin/sleep", .arguments = {"60"}, .input = Stream::written()});
-    ASSERT_TRUE(busy.launch());
+    ASSERT_TRUE(busy.task->launch());
     EXPECT_TRUE(busy.task->write(std::string(8 << 20, 'x'))) << "nobody reads, nobody waits";
     const auto writeToNobody = [] {
       Task::Settings settings = shell("exec <&-; printf ready; sleep 60");
       settings.input = Stream::written();
       Kept kept(std::move(settings));
-      ASSERT_TRUE(kept.launch());
+      ASSERT_TRUE(kept.task->launch());
       ASSERT_TRUE(waitUntil([&] { return kept.soFar() == "ready"; }));
       EXPECT_FALSE(kept.task->write("x"));
       EXPECT_TRUE(kept.task->isRunning());
