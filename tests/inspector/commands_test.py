@@ -399,14 +399,7 @@ class Commands(InHome):
         outcome = json.loads(self.run_program("run", "--json", "--", "sh", "-c", "kill $$")[2])
         self.assertEqual((outcome["status"], outcome["signal"], outcome["peak_memory_is_bound"]), (None, "SIGTERM", True))
 
-    def test_streams_pass_unchanged(self):
-        data = bytes(range(256)) * 20000
-        result = subprocess.run([PROGRAM, "run", "--", "sh", "-c", "tee /dev/stderr"], input=data, capture_output=True,
-                                env=environment(self.home), timeout=TIMEOUT, check=True)
-        self.assertEqual(result.stdout, data)
-        self.assertEqual(result.stderr[:len(data)], data)
-        self.assertRegex(result.stderr[len(data):].decode(), "^corvane-inspector: " + self.SUMMARY % "sh: status 0")
-        # Its parent may ignore SIGCHLD.
+    def test_its_parent_may_ignore_sigchld(self):
         result = subprocess.run([PROGRAM, "run", "--", "sh", "-c", "exit 5"], stderr=subprocess.DEVNULL, check=False,
                                 timeout=TIMEOUT, preexec_fn=lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
         self.assertEqual(result.returncode, 5)
