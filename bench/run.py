@@ -101,6 +101,7 @@ BARS = [
     Bar("stats.1000", "1,000 repeaters, shown anew", "time", "ns", 1.2),
     Bar("stats.10000", "10,000 repeaters, shown anew", "time", "ns", 1.0),
     Bar("stats.10000", "10,000 repeaters, shown anew, beside QTableWidget", "time", "ns", 0.2, "QTableWidget"),
+    Bar("pagesearch", "search in a page of 5 MB, 10,000 occurrences", "time", "ns", 4.0, "QWebEnginePage::findText"),
     Bar("memory.idle", "idle with the master timer, resident above an empty program", "rss", "KiB", 8192,
         "above empty program"),
     Bar("memory.repeater", "a stopped repeater", "bytes", "bytes", 400, "figure", corvane="stopped"),

@@ -11,14 +11,16 @@
   "use strict";
   if (window.Help_HighlightAllOccurencesOfString) return;
 
-  const SLICE = 10;          // milliseconds
-  const SLICE_TEXTS = 400;   // texts with occurrences in a slice: laying out what they become takes longer than finding
+  // Milliseconds. A slice lasts as long as the page has taken since the last one, most of it for laying out what the slice
+  // has changed, so that this at most doubles the time.
+  const SHORTEST_SLICE = 10;
+  const LONGEST_SLICE = 50;
   const UNSEEN = new Set(["noscript", "script", "style", "template"]);
   const OBJECTS = new Set(["audio", "br", "canvas", "embed", "hr", "iframe", "img", "input", "math", "meter", "object",
     "progress", "select", "svg", "textarea", "video"]);
 
-  // Elements of our own rather than spans: pages have rules for spans. A text becomes one of the first kind, so that a
-  // flexible box, whose items are elements and texts, keeps the number of its items.
+  // Elements of our own rather than spans: pages have rules for spans. A text becomes one element, so that a flexible
+  // box, whose items are elements and texts, keeps the number of its items.
   const TEXT = "corvane-text";
   const FOUND = "corvane-found";
   const style = new CSSStyleSheet();
@@ -134,20 +136,26 @@
 
   const replaced = [];  // the page's own text nodes, and what stands in their place
 
-  // Puts highlights into a text; `ranges` are those of its characters.
+  // Puts highlights into a text; `ranges` are those of its characters. The first one is scrolled to.
   function highlight(node, ranges) {
-    const text = document.createElement(TEXT);
+    const pieces = [];
     let done = 0;
     for (const [from, to] of ranges) {
-      if (from > done) text.append(node.data.slice(done, from));
-      const found = document.createElement(FOUND);
-      found.append(node.data.slice(from, to));
-      text.append(found);
+      if (from > done) pieces.push(node.data.slice(done, from));
+      const piece = document.createElement(FOUND);
+      piece.append(node.data.slice(from, to));
+      pieces.push(piece);
       done = to;
     }
-    if (done < node.length) text.append(node.data.slice(done));
+    if (done < node.length) pieces.push(node.data.slice(done));
+    let text = pieces[0];
+    if (pieces.length > 1) {
+      text = document.createElement(TEXT);
+      text.append(...pieces);
+    }
     node.replaceWith(text);
-    replaced.push({ node, text });
+    if (replaced.push({ node, text }) === 1)
+      pieces.find((piece) => piece instanceof Element).scrollIntoView({ block: "center" });
   }
 
   // The ranges of each text of a run that hold the needle.
@@ -176,7 +184,7 @@
   // --- Slices.
 
   let job = null;     // a generator that yields at the end of each slice
-  let end = 0;        // of the present slice
+  let end = 0;        // of the present slice, then of the last one
   let asked = false;  // whether a message is on its way that continues the job
   const messages = new MessageChannel();  // unlike a timer's, they come at once even where the page is not shown
   messages.port1.onmessage = () => {
@@ -185,13 +193,15 @@
   };
 
   function proceed() {
-    end = performance.now() + SLICE;
+    const begin = performance.now();
+    end = begin + Math.min(Math.max(begin - end, SHORTEST_SLICE), LONGEST_SLICE);
     if (!job || job.next().done) {
       job = null;
     } else if (!asked) {
       asked = true;
       messages.port2.postMessage(null);
     }
+    end = performance.now();
   }
 
   const isOver = () => performance.now() >= end;
@@ -208,24 +218,19 @@
     yield* removal();
     if (!document.adoptedStyleSheets.includes(style))
       document.adoptedStyleSheets = [...document.adoptedStyleSheets, style];
-    let texts = [];
-    let isFirst = true;
-    // All of a slice are highlighted together: each look at a style after a change makes the engine compute styles anew.
-    const show = () => {
-      for (const [node, ranges] of texts) highlight(node, ranges);
-      if (isFirst && texts.length) {
-        isFirst = false;
-        replaced[0].text.querySelector(FOUND).scrollIntoView({ block: "center" });
-      }
-      texts = [];
-    };
+    // What is found in the first slice is shown at once, for the reader, and the rest together at the end: when something
+    // has changed, the next look at a style makes the engine compute styles anew, and the next picture lays out the page.
+    const texts = [];
     for (const run of runs(document.body ?? document.documentElement)) {
       texts.push(...found(run, needle));
-      if (texts.length < SLICE_TEXTS && !isOver()) continue;
-      show();
+      if (!isOver()) continue;
+      if (!replaced.length) for (const [node, ranges] of texts.splice(0)) highlight(node, ranges);
       yield;
     }
-    show();
+    for (const [node, ranges] of texts) {
+      highlight(node, ranges);
+      if (isOver()) yield;
+    }
   }
 
   function* restoration() {
