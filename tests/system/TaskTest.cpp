@@ -253,28 +253,23 @@ TEST(TaskTest, StandardDescriptorsMayBeClosedOrSwapped) {
     kept.task->closeInput();
     return kept.wait() && kept.text == "in err\n";
   };
-  const auto inAChild = [](auto&& passes) {
-    const pid_t process = fork();
-    if (process == 0) _exit(passes() ? 0 : 1);
-    int status = -1;
-    waitpid(process, &status, 0);
-    return status == 0;
-  };
-  for (int closed = 1; closed < 8; ++closed)
-    EXPECT_TRUE(inAChild([&] {
+  for (int closed = 1; closed < 8; ++closed) {
+    const auto close = [closed] {
       for (int fd = 0; fd < 3; ++fd)
-        if ((closed & (1 << fd)) != 0) close(fd);
-      return works(closed);
-    })) << closed;
+        if ((closed & (1 << fd)) != 0) ::close(fd);
+    };
+    EXPECT_EXIT((close(), _exit(works(closed) ? 0 : 1)), testing::ExitedWithCode(0), "") << closed;
+  }
   const TempHome home;
-  EXPECT_TRUE(inAChild([&home] {
+  const auto swap = [&home] {
     dup2(open((home / "one").c_str(), O_WRONLY | O_CREAT, 0600), 1);
     dup2(open((home / "two").c_str(), O_WRONLY | O_CREAT, 0600), 2);
     Task::Settings settings = shell("echo out; echo err >&2");
     settings.output = Stream::file(2);
     settings.error = Stream::file(1);
-    return Task::create(std::move(settings))->run().has_value();
-  }));
+    _exit(Task::create(std::move(settings))->run() ? 0 : 1);
+  };
+  EXPECT_EXIT(swap(), testing::ExitedWithCode(0), "");
   EXPECT_EQ(contentOf(home / "one"), "err\n");
   EXPECT_EQ(contentOf(home / "two"), "out\n");
 }
