@@ -165,7 +165,7 @@ std::shared_ptr<void> LocalSource::followProcess(pid_t pid, ProcessTaker taker) 
     if (const auto files = platform().processTable().descriptors(pid)) rows->front().files = *files;
     return rows;
   };
-  return std::make_shared<Feed<Rows>>("process details", sample, std::move(taker));
+  return std::make_shared<Feed<Rows>>("details of " + std::to_string(pid), sample, std::move(taker));
 }
 
 std::shared_ptr<void> LocalSource::followAssertions(AssertionTaker taker) {
