@@ -177,7 +177,13 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"half_a_character", "\\uc0\\u55357}", "\xEF\xBF\xBD"}),
     [](const auto& row) { return std::string(row.param.name); });
 
-TEST(RichTextTablesTest, RowsBeyondTheLimitAreLinesWithTabs) {
+TEST(RichTextLimitsTest, FontsBeyondTheLimitAreTheViews) {
+  std::string text = "{\\rtf1{\\fonttbl";
+  for (int font = 0; font <= 512; ++font) text += "\\f" + std::to_string(font) + " A" + std::to_string(font) + ";";
+  EXPECT_EQ(shown(**richText(text + "}\\f511 a\\f512 b}")), "<A511>ab");
+}
+
+TEST(RichTextLimitsTest, RowsBeyondTheLimitAreLinesWithTabs) {
   std::string text = "{\\rtf1" + TABLE;
   for (int row = 0; row < 2'501; ++row) text += "\\intbl a\\cell b\\cell\\row\n";
   const auto document = richText(text + "\\pard c}");

@@ -185,9 +185,9 @@ void RtfDocument::picture(const QByteArray& bytes, const RtfPicture& picture, co
   const QSize size = reader.size();
   const qint64 pixels = qint64{size.width()} * size.height();
   if (std::max(size.width(), size.height()) > MAX_PICTURE_SIDE || m_pixels + pixels > MAX_PIXELS) return;
+  m_pixels += pixels;  // broken ones take their time, too
   const QImage image = reader.read();
   if (image.isNull()) return;
-  m_pixels += pixels;
   flush();
   place(isInTable);
   QTextImageFormat format;
@@ -216,14 +216,14 @@ void RtfDocument::layOut(const RtfParagraph& paragraph) {
 }
 
 void RtfDocument::endCell(const RtfParagraph& paragraph) {
-  flush();
-  place(true);
-  if (!m_isInRow) {
-    m_cursor.insertText(QStringLiteral("\t"));
-    m_isEmptyParagraph = false;
+  if (!m_isInRow && m_cells >= MAX_CELLS) {
+    place(true);
+    m_text += u'\t';
     m_isPlainRow = true;
     return;
   }
+  flush();
+  place(true);
   layOut(paragraph);
   m_isInCell = false;
   ++m_column;

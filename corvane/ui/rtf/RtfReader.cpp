@@ -11,6 +11,7 @@ namespace corvane {
 namespace {
 
 constexpr std::size_t MAX_DEPTH = 1'000;  // of groups that have a state of their own
+constexpr std::size_t MAX_FONTS = 512;    // the toolkit compares each new look with all that differ in the font only
 constexpr int ATTACHMENT_MARK = 0xAC;     // what stands in the text for an attachment
 
 int hexValue(char digit) {
@@ -258,13 +259,19 @@ void RtfReader::characters(const QString& text) {
   }
 }
 
+RtfFont& RtfReader::describedFont() {
+  const auto known = m_tables.fonts.find(m_font);
+  if (known != m_tables.fonts.end()) return known->second;
+  return m_tables.fonts.size() < MAX_FONTS ? m_tables.fonts[m_font] : m_fontTooMany;
+}
+
 void RtfReader::fontText(const QString& text) {
   for (const QChar c : text) {
     if (c != u';') {
       m_fontName += c;
       continue;
     }
-    m_tables.fonts[m_font].name = familyIn(m_fontName);
+    describedFont().name = familyIn(m_fontName);
     m_fontName.clear();
   }
 }

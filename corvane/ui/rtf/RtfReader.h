@@ -60,6 +60,7 @@ class RtfReader {
   void decode();
   void unicode(int code);
   void characters(const QString& text);
+  RtfFont& describedFont();
   void fontText(const QString& text);
   void colorText(const QString& text);
   void hexDigits(std::string_view digits);
@@ -87,6 +88,7 @@ class RtfReader {
 
   int m_codePage = RtfCodePages::WESTERN;
   int m_font = 0;  // the one that is being described
+  RtfFont m_fontTooMany;
   QString m_fontName;
   QColor m_color;         // likewise
   QString m_instruction;  // of a field

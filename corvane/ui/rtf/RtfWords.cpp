@@ -276,7 +276,7 @@ struct RtfWords::Table {
 
   template <Family FAMILY>
   static void family(Reader& reader, Number) {
-    if (reader.state().target == Target::FONTS) reader.m_tables.fonts[reader.m_font].family = FAMILY;
+    if (reader.state().target == Target::FONTS) reader.describedFont().family = FAMILY;
   }
 
   template <void (QColor::*SET)(int)>
@@ -299,11 +299,11 @@ struct RtfWords::Table {
          {"fcharset",
           [](Reader& reader, Number charset) {
             if (reader.state().target == Target::FONTS)
-              reader.m_tables.fonts[reader.m_font].codePage = RtfCodePages::ofCharset(charset.value_or(1));
+              reader.describedFont().codePage = RtfCodePages::ofCharset(charset.value_or(1));
           }},
          {"cpg",
           [](Reader& reader, Number page) {
-            if (reader.state().target == Target::FONTS) reader.m_tables.fonts[reader.m_font].codePage = page;
+            if (reader.state().target == Target::FONTS) reader.describedFont().codePage = page;
           }},
          {"red", shade<&QColor::setRed>},
          {"green", shade<&QColor::setGreen>},
