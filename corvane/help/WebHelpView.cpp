@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <QAction>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QLibraryInfo>
 #include <QPointer>
 #include <QVBoxLayout>
 #include <QWebEngineDownloadRequest>
@@ -211,13 +213,21 @@ void WebHelpView::evaluate(const QString& script) {
 
 }  // namespace corvane
 
+// Why the engine would end this process, if it would.
+static std::string obstacle() {
+  if (geteuid() == 0 && !qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX"))
+    return "for root the web engine needs QTWEBENGINE_DISABLE_SANDBOX=1";
+  const QString program = QLibraryInfo::path(QLibraryInfo::LibraryExecutablesPath) + "/QtWebEngineProcess";
+  if (!QFileInfo(program).isExecutable() && !qEnvironmentVariableIsSet("QTWEBENGINEPROCESS_PATH"))
+    return program.toStdString() + " is missing";
+  return {};
+}
+
 extern "C" CORVANE_API corvane::HelpView* corvane_make_web_help_view(const corvane::HelpView::Options& options,
                                                                      std::string& reason);
 
 corvane::HelpView* corvane_make_web_help_view(const corvane::HelpView::Options& options, std::string& reason) {
-  if (geteuid() == 0 && !qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX")) {
-    reason = "for root the web engine needs QTWEBENGINE_DISABLE_SANDBOX=1";
-    return nullptr;
-  }
+  reason = obstacle();
+  if (!reason.empty()) return nullptr;
   return new corvane::WebHelpView(options);
 }

@@ -90,7 +90,7 @@ void HelpViewer::windowDidLoad() {
   const QStyle& style = *m_window->style();
   interface.back->setIcon(style.standardIcon(QStyle::SP_ArrowBack));
   interface.forward->setIcon(style.standardIcon(QStyle::SP_ArrowForward));
-  interface.home->setIcon(style.standardIcon(QStyle::SP_DirHomeIcon));
+  interface.home->setIcon(QIcon::fromTheme("go-home"));  // without it the button shows its text
   interface.home->setEnabled(!m_home.isEmpty());
   for (int segment : {0, 1})
     connect(m_navigate[static_cast<std::size_t>(segment)], &QToolButton::clicked, this,

@@ -10,6 +10,7 @@ namespace corvane {
 
 namespace {
 
+constexpr double MARGIN = 16;  // points around the text
 const QColor HIGHLIGHT(0xff, 0xe0, 0x66);
 
 // A text as it is compared, and where each of its characters comes from.
@@ -64,6 +65,7 @@ TextHelpView::TextHelpView(Options options)
   layout->addWidget(m_browser);
   setFocusProxy(m_browser);
   m_browser->setOpenLinks(false);
+  m_browser->document()->setDocumentMargin(MARGIN);
   connect(m_browser, &QTextBrowser::anchorClicked, this, [this](const QUrl& url) {
     if (this->options().decidePolicy(url)) load(url);
   });

@@ -19,6 +19,7 @@
 #include "corvane/testing/FakePlatform.h"
 #include "corvane/testing/ManualClock.h"
 #include "corvane/ui/Desktop.h"
+#include "corvane/ui/HelpViewer.h"
 #include "corvane/ui/NumberStepper.h"
 #include "corvane/ui/Popover.h"
 #include "corvane/ui/RepeaterStatsWindow.h"
@@ -235,6 +236,23 @@ QWidget* tableWithoutRows() {
   return table(0);
 }
 
+// Of the guide's example. With the web engine, if it is installed.
+QWidget* help(const QString& search) {
+  qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");  // root may take pictures, too
+  static const BundleFiles library = corvane::platform().bundles().libraryBundle();
+  static const FakePlatform platform;
+  platform.bundles->main.resources = HELP_RESOURCES;
+  platform.bundles->library = library;
+  HelpViewer::openPage("index");
+  auto* const window = HelpViewer::shared()->window();
+  QTest::qWait(3000);
+  auto* const field = window->findChild<QLineEdit*>("search");
+  field->setText(search);
+  QTest::keyClick(field, Qt::Key_Return);
+  QTest::qWait(search.isEmpty() ? 0 : 2000);
+  return window;
+}
+
 }  // namespace
 }  // namespace corvane
 
@@ -252,5 +270,7 @@ int main(int argc, char** argv) {
                        {"popover-right", [] { return bubble(Qt::RightEdge); }},
                        {"popover-detached", detached},
                        {"desktop", desktop},
+                       {"help", [] { return help({}); }},
+                       {"help-search", [] { return help("file"); }},
                        {"statistics", statistics}});
 }
