@@ -8,6 +8,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLibraryInfo>
+#include <QOpenGLContext>
 #include <QPointer>
 #include <QVBoxLayout>
 #include <QWebEngineDownloadRequest>
@@ -21,6 +22,9 @@
 
 #include "corvane/core/Log.h"
 #include "corvane/ui/OpenURL.h"
+
+// Declared in a header of Qt's own, and exported.
+Q_GUI_EXPORT void qt_gl_set_global_share_context(QOpenGLContext* context);
 
 namespace corvane {
 
@@ -223,11 +227,21 @@ static std::string obstacle() {
   return {};
 }
 
+// The engine needs what an application that knew of it would have asked for before it made its application object.
+// There, it would cost everyone 40 ms and 30 MiB.
+static void shareOpenGLContexts() {
+  if (QOpenGLContext::globalShareContext()) return;
+  auto* const context = new QOpenGLContext;
+  context->create();  // where there is no OpenGL, the engine draws without it
+  qt_gl_set_global_share_context(context);
+}
+
 extern "C" CORVANE_API corvane::HelpView* corvane_make_web_help_view(const corvane::HelpView::Options& options,
                                                                      std::string& reason);
 
 corvane::HelpView* corvane_make_web_help_view(const corvane::HelpView::Options& options, std::string& reason) {
   reason = obstacle();
   if (!reason.empty()) return nullptr;
+  shareOpenGLContexts();
   return new corvane::WebHelpView(options);
 }

@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 
-#include <QOpenGLContext>
 #include <QTimer>
 #include <filesystem>
 #include <utility>
@@ -10,9 +9,6 @@
 #include "corvane/core/Log.h"
 #include "corvane/ui/RuntimeNotice.h"
 #include "corvane/ui/TextHelpView.h"
-
-// Declared in a header of Qt's own, and exported.
-Q_GUI_EXPORT void qt_gl_set_global_share_context(QOpenGLContext* context);
 
 namespace corvane {
 
@@ -23,15 +19,6 @@ std::string modulePath() {
   Dl_info info = {};
   dladdr(reinterpret_cast<const void*>(&makeHelpView), &info);
   return std::filesystem::path(info.dli_fname).parent_path() / CORVANE_HELP_MODULE;
-}
-
-// The engine needs what an application that knew of it would have asked for before it made its application object.
-// There, it would cost everyone 40 ms and 30 MiB.
-void shareOpenGLContexts() {
-  if (QOpenGLContext::globalShareContext()) return;
-  auto* const context = new QOpenGLContext;
-  context->create();  // where there is no OpenGL, the engine draws without it
-  qt_gl_set_global_share_context(context);
 }
 
 // When the window is there.
@@ -46,7 +33,6 @@ void noticeOnce(const RuntimeRequirement& requirement, const std::string& missin
 }  // namespace
 
 HelpView* makeHelpView(const HelpView::Options& options, QWidget* window) {
-  shareOpenGLContexts();
   const std::string module = modulePath();
   std::string reason;
   if (void* const handle = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL)) {  // stays: the engine cannot be unloaded
