@@ -16,6 +16,7 @@
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/settings/DefaultSettings.h"
 #include "corvane/ui/Donation.h"
+#include "corvane/ui/HelpViewer.h"
 
 namespace corvane::inspector {
 
@@ -124,7 +125,8 @@ void MainWindow::makeMenus() {
   m_pageMenu = menuBar()->addMenu(QString());
 
   QMenu* const help = menuBar()->addMenu(tr("&Help"));
-  add(help, tr("&Keyboard Shortcuts"), QKeySequence(Qt::Key_F1), [this] { showShortcuts(); });
+  add(help, tr("Corvane Inspector &Help"), QKeySequence(Qt::Key_F1), [] { HelpViewer::openPage("inspector-window"); });
+  add(help, tr("&Keyboard Shortcuts"), QKeySequence(Qt::SHIFT | Qt::Key_F1), [this] { showShortcuts(); });
   add(help, tr("&About Corvane Inspector"), {}, [this] { showAbout(); })->setMenuRole(QAction::AboutRole);
 }
 
