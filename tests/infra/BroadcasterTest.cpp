@@ -142,7 +142,7 @@ TEST(Broadcaster, AFunctionListensForAsLongAsItsHandleLives) {
   first.reset();
   Broadcast("key", 1);
   EXPECT_THAT(heard, ElementsAre("key 1"));
-  EXPECT_THAT(broadcasterStats().back().listener, testing::HasSubstr("lambda"));
+  EXPECT_THAT(broadcasterStats().back().listener, testing::HasSubstr("TestBody()"));  // where it is written
   Broadcast("gate", {}, true);
   Broadcast("key", 2, true);
   second = Listen("key", note);  // the queued broadcast is not for it, and no longer for the first

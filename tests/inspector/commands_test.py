@@ -342,7 +342,7 @@ class Processes(InHome):
         self.assertEqual(row["name"], os.path.basename(path)[:31].decode(errors="replace"))
         self.assertEqual(row["command"], [path.decode(errors="replace"), "1000"])
         # A table has one line for each, whatever its name.
-        out = self.run_program("ps", "--filter", "R 1", "--user", str(os.geteuid()))[1]
+        out = self.run_program("ps", "--filter", "a) R 1", "--user", str(os.geteuid()))[1]
         self.assertRegex(out, r"^ *PID +Parent .*\n *%d +%d .* a\) R 1\?\?\[31m\? \?  /[^\x1b\n]+ 1000\n$" %
                          (sleeper.pid, os.getpid()))
 
