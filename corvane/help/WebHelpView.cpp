@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "corvane/core/Log.h"
+#include "corvane/ui/Appearance.h"
 #include "corvane/ui/OpenURL.h"
 
 // Declared in a header of Qt's own, and exported.
@@ -236,6 +237,14 @@ static void shareOpenGLContexts() {
   qt_gl_set_global_share_context(context);
 }
 
+// Pages that have a dark look show it if the program is dark when the engine starts, which asks nobody later.
+static void tellAppearance() {
+  static bool isTold = false;
+  if (std::exchange(isTold, true) || !corvane::isDarkAppearance()) return;
+  constexpr const char* FLAGS = "QTWEBENGINE_CHROMIUM_FLAGS";
+  qputenv(FLAGS, qgetenv(FLAGS) + " --blink-settings=preferredColorScheme=0");
+}
+
 extern "C" CORVANE_API corvane::HelpView* corvane_make_web_help_view(const corvane::HelpView::Options& options,
                                                                      std::string& reason);
 
@@ -243,5 +252,6 @@ corvane::HelpView* corvane_make_web_help_view(const corvane::HelpView::Options& 
   reason = obstacle();
   if (!reason.empty()) return nullptr;
   shareOpenGLContexts();
+  tellAppearance();
   return new corvane::WebHelpView(options);
 }
