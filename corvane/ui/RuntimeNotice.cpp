@@ -34,7 +34,7 @@ QMessageBox* RuntimeNotice::show(const RuntimeRequirement& requirement, const st
   QPushButton* const goOn = options.isOptional ? add(texts.goOn, QMessageBox::RejectRole) : nullptr;
   QPushButton* const quit = add(texts.quit, goOn ? QMessageBox::DestructiveRole : QMessageBox::RejectRole);
   box->setEscapeButton(goOn ? goOn : quit);
-  if (download) box->setDefaultButton(download);
+  box->setDefaultButton(download ? download : goOn ? goOn : quit);
 
   auto expiry = std::make_shared<Delayed>(main_after(options.limit, [box = QPointer(box)] {
     if (box) box->close();

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
@@ -61,6 +62,15 @@ INSTANTIATE_TEST_SUITE_P(All, RuntimeNoticeTest,
                                          Case{"optional_escape", true, "", RuntimeChoice::CONTINUE, false},
                                          Case{"optional_time", true, nullptr, RuntimeChoice::CONTINUE, false}),
                          [](const auto& row) { return std::string(row.param.name); });
+
+TEST(RuntimeNotice, ReturnDoesNotQuitAProgramThatCanGoOn) {
+  const FakePlatform fake;
+  for (const bool isOptional : {false, true}) {
+    const std::unique_ptr<QMessageBox> box(
+        RuntimeNotice::show({"libx.so.1", "its help", ""}, "libx.so.1", {.isOptional = isOptional}));
+    EXPECT_EQ(box->defaultButton()->text(), isOptional ? "Continue Without It" : "Quit");
+  }
+}
 
 }  // namespace
 }  // namespace corvane
