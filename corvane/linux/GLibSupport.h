@@ -38,11 +38,12 @@ inline tl::unexpected<Error> takeError(GError* error, const std::string& prefix 
   if (!error) return failure("gio", 0, prefix + "unknown error");
   const Ptr<GError> owner(error);
   if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT)) return timedOut(prefix);
-  if (!g_dbus_error_is_remote_error(error))
-    return failure(g_quark_to_string(error->domain), error->code, prefix + error->message);
+  // Joined by GLib: one of its threads may have written the message, and tools cannot see how GLib hands it over.
+  const auto text = [&] { return Ptr<gchar>(g_strconcat(prefix.c_str(), error->message, nullptr)); };
+  if (!g_dbus_error_is_remote_error(error)) return failure(g_quark_to_string(error->domain), error->code, text().get());
   const Ptr<gchar> name(g_dbus_error_get_remote_error(error));
   g_dbus_error_strip_remote_error(error);
-  return failure(name.get(), 0, prefix + error->message);
+  return failure(name.get(), 0, text().get());
 }
 
 /// A key file, such as a desktop entry or an icon theme; null if it cannot be read.
