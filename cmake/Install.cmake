@@ -8,10 +8,10 @@ install(TARGETS corvane-core corvane-infra corvane-algorithms corvane-system cor
 install(DIRECTORY corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h"
   PATTERN "help" EXCLUDE PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE PATTERN "ui" EXCLUDE
-  PATTERN "PartitionNames.h" EXCLUDE PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE
+  PATTERN "Activity.h" EXCLUDE PATTERN "PartitionNames.h" EXCLUDE PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE
   PATTERN "ProgramName.h" EXCLUDE
   PATTERN "Schedule.h" EXCLUDE PATTERN "SharedInstance.h" EXCLUDE PATTERN "SortedChunks.h" EXCLUDE
-  PATTERN "Thread.h" EXCLUDE)
+  PATTERN "Thread.h" EXCLUDE PATTERN "TypeName.h" EXCLUDE)
 install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
 set(packages corvane corvane-testing)
 if(CORVANE_UI)

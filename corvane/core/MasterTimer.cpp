@@ -55,6 +55,14 @@ std::vector<Repeater::repeater_stats> MasterTimer::repeaterStats() const {
   return m_schedule->stats();
 }
 
+std::vector<RepeaterState> MasterTimer::repeaterStates() const {
+  return m_schedule->states();
+}
+
+bool MasterTimer::setPaused(std::uint64_t id, bool paused) {
+  return m_schedule->setPaused(id, paused);
+}
+
 void MasterTimer::add(const std::shared_ptr<Repeater>& repeater) {
   m_schedule->add(repeater->entry());
 }

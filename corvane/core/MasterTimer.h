@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "corvane/core/PThread.h"
 #include "corvane/core/Repeater.h"
 #include "corvane/core/SleepNotify.h"
+#include "corvane/platform/DiagnosticsPort.h"
 #include "corvane/platform/Export.h"
 
 namespace corvane {
@@ -58,6 +60,15 @@ class CORVANE_API MasterTimer : public std::enable_shared_from_this<MasterTimer>
 
   /// Resets the statistics of every registered repeater, as a wake does.
   void resetStats();
+
+  /// For diagnostics: what every repeater does, once each, in the order of their ids, including those that setPaused()
+  /// stopped.
+  std::vector<RepeaterState> repeaterStates() const;
+
+  /// Takes a repeater out for the time being, which neither it nor its owner notices, or lets it run again with fresh
+  /// statistics; false if there is none with this id. One that its owner starts or stops meanwhile is not paused any
+  /// more.
+  bool setPaused(std::uint64_t id, bool paused);
 
   /// For Repeater: the order of the repeaters.
   Schedule& schedule() { return *m_schedule; }

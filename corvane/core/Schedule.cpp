@@ -1,10 +1,12 @@
 #include "corvane/core/Schedule.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <limits>
 #include <utility>
 
+#include "corvane/core/Activity.h"
 #include "corvane/core/Checked.h"
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/fatal.h"
@@ -34,9 +36,33 @@ void fetch(const ScheduleEntry* entry) {
     __builtin_prefetch(bytes + line, 1);
 }
 
+AverageState averages(const WeightedStats& stats) {
+  return {stats.last, stats.smoothed, stats.smoothedSquare, stats.deviation};
+}
+
+std::atomic<std::uint64_t> s_ids = 0;
+
 }  // namespace
 
 Mutex& Schedule::s_mutex = *new Mutex;
+
+ScheduleEntry::ScheduleEntry(std::string ident)
+    : name(std::move(ident)), id(s_ids.fetch_add(1, std::memory_order_relaxed) + 1) {
+  setRate(0, 10);
+}
+
+RepeaterState ScheduleEntry::state() const {
+  return {.id = id,
+          .name = name,
+          .interval = interval,
+          .timeConstant = time_constant,
+          .count = count,
+          .totalElapsed = total_elapsed,
+          .elapsed = averages(elapsed_stats),
+          .period = averages(interval_stats),
+          .runningSince = inRun > 0 ? last_run.nsec() : 0,
+          .isPaused = paused};
+}
 
 Repeater::repeater_stats ScheduleEntry::stats() const {
   return {name, count, total_elapsed, elapsed_stats, interval_stats};
@@ -72,6 +98,7 @@ void Schedule::start(EntryPtr entry, double interval, std::function<void()> task
   entry->due = Timeval();
   entry->resetStats(entry->due);
   entry->started = entry->running = true;
+  entry->paused = false;
   addLocked(std::move(entry));
 }
 
@@ -86,7 +113,7 @@ void Schedule::stop(ScheduleEntry& entry) {
   EntryPtr dropped;
   MutexLock lock(s_mutex);
   dropped = removeLocked(entry);
-  entry.running = false;
+  entry.running = entry.paused = false;
 }
 
 void Schedule::addLocked(EntryPtr entry) {
@@ -144,6 +171,56 @@ void Schedule::setTimeConstant(double seconds) {
   MutexLock lock(s_mutex);
   for (const Listing& listing : m_listings)
     if (listing.entry) listing.entry->setRate(listing.entry->interval, seconds);
+}
+
+std::vector<RepeaterState> Schedule::states() {
+  std::vector<EntryPtr> paused;  // perhaps the last references: released after the lock
+  std::vector<RepeaterState> states;
+  {
+    MutexLock lock(s_mutex);
+    states.reserve(m_listings.size());
+    for (std::uint32_t index = 0; index < m_listings.size(); ++index)
+      if (const ScheduleEntry* entry = m_listings[index].entry.get(); entry && entry->listings.front() == index)
+        states.push_back(entry->state());
+    paused = pausedOnes();
+    for (const EntryPtr& entry : paused) states.push_back(entry->state());
+  }
+  std::ranges::sort(states, {}, &RepeaterState::id);
+  return states;
+}
+
+bool Schedule::setPaused(std::uint64_t id, bool paused) {
+  EntryPtr dropped;
+  std::vector<EntryPtr> resting;
+  MutexLock lock(s_mutex);
+  resting = pausedOnes();
+  if (const auto found = std::ranges::find(resting, id, &ScheduleEntry::id); found != resting.end()) {
+    if (paused) return true;
+    ScheduleEntry& entry = **found;
+    entry.due = Timeval();
+    entry.resetStats(entry.due);
+    entry.paused = false;
+    addLocked(*found);
+    return true;
+  }
+  for (const Listing& listing : m_listings) {
+    if (!listing.entry || listing.entry->id != id) continue;
+    if (!paused) return true;
+    m_paused.emplace_back(listing.entry);
+    listing.entry->paused = true;
+    dropped = removeLocked(*listing.entry);
+    return true;
+  }
+  return false;
+}
+
+// Those that still exist and are still paused.
+std::vector<Schedule::EntryPtr> Schedule::pausedOnes() {
+  std::vector<EntryPtr> entries;
+  for (const auto& weak : m_paused)
+    if (auto entry = weak.lock(); entry && entry->paused) entries.push_back(std::move(entry));
+  m_paused.assign(entries.begin(), entries.end());
+  return entries;
 }
 
 std::uint64_t Schedule::open() {
@@ -265,6 +342,8 @@ Timeval Schedule::run(MutexLock& lock, ScheduleEntry& entry, Timeval start) CORV
     task();
     lock.lock();
     end = Timeval();
+    if (Activity::isOn()) [[unlikely]]
+      Activity::note(Activity::Kind::REPEATER, start.nsec(), end.nsec(), entry.name);
     const auto duration = static_cast<double>((end - start).usec());
     entry.total_elapsed += duration;
     if (entry.count == 0)

@@ -12,18 +12,20 @@
 #include "corvane/core/SortedChunks.h"
 #include "corvane/core/Timeval.h"
 #include "corvane/core/WeightedStats.h"
+#include "corvane/platform/DiagnosticsPort.h"
 
 namespace corvane {
 
 class Schedule;
 
-/// The data that a schedule keeps of a repeater. Guarded by Schedule::s_mutex, except for the name. The members that a
-/// run uses come first, close together.
+/// The data that a schedule keeps of a repeater. Guarded by Schedule::s_mutex, except for name and id. The members that
+/// a run uses come first, close together.
 struct alignas(64) ScheduleEntry {
-  explicit ScheduleEntry(std::string ident) : name(std::move(ident)) { setRate(0, 10); }
+  explicit ScheduleEntry(std::string ident);
 
   Timeval step() const;  // from one due time to the next
   Repeater::repeater_stats stats() const;
+  RepeaterState state() const;
   void resetStats(Timeval now);
   void setRate(double seconds, double constant);
 
@@ -45,6 +47,8 @@ struct alignas(64) ScheduleEntry {
   Schedule* schedule = nullptr;                       // the one it is registered with
   std::vector<std::shared_ptr<const void>> released;  // replaced during a run, which may still need it
   const std::string name;
+  const std::uint64_t id;  // counts the repeaters of the process
+  bool paused = false;     // taken out by setPaused(): neither the program nor the task knows
 };
 
 /// The repeaters of one MasterTimer in the order of their due times, and the loop that runs them. It behaves like a
@@ -73,6 +77,11 @@ class Schedule : public std::enable_shared_from_this<Schedule> {
   std::vector<Repeater::repeater_stats> stats() CORVANE_EXCLUDES(s_mutex);
   void resetStats() CORVANE_EXCLUDES(s_mutex);
   void setTimeConstant(double seconds) CORVANE_EXCLUDES(s_mutex);
+
+  /// For diagnostics: every repeater once, in the order of their ids, including paused ones; and stops one for the time
+  /// being, or lets it run again with fresh statistics. False if there is none with this id.
+  std::vector<RepeaterState> states() CORVANE_EXCLUDES(s_mutex);
+  bool setPaused(std::uint64_t id, bool paused) CORVANE_EXCLUDES(s_mutex);
 
   /// Allows a thread to serve; returns the number to pass to serve(), or 0 if a thread is already allowed to.
   std::uint64_t open() CORVANE_EXCLUDES(s_mutex);
@@ -108,6 +117,7 @@ class Schedule : public std::enable_shared_from_this<Schedule> {
   };
 
   void addLocked(EntryPtr entry) CORVANE_REQUIRES(s_mutex);
+  std::vector<EntryPtr> pausedOnes() CORVANE_REQUIRES(s_mutex);
   static EntryPtr removeLocked(ScheduleEntry& entry) CORVANE_REQUIRES(s_mutex);
   Listing* at(const Place& place) CORVANE_REQUIRES(s_mutex);
   Listing* front() CORVANE_REQUIRES(s_mutex);
@@ -126,11 +136,12 @@ class Schedule : public std::enable_shared_from_this<Schedule> {
   SortedChunks<Place> m_order CORVANE_GUARDED_BY(s_mutex);
   std::vector<Place> m_ran CORVANE_GUARDED_BY(s_mutex);
   std::vector<std::uint32_t> m_added CORVANE_GUARDED_BY(s_mutex);
-  std::vector<Listing> m_listings CORVANE_GUARDED_BY(s_mutex);    // by index
-  std::vector<std::uint32_t> m_free CORVANE_GUARDED_BY(s_mutex);  // the indexes of free listings
-  std::size_t m_void CORVANE_GUARDED_BY(s_mutex) = 0;             // void places in the order
-  std::int64_t m_first_rank CORVANE_GUARDED_BY(s_mutex) = 0;      // the lowest rank given out
-  std::int64_t m_last_rank CORVANE_GUARDED_BY(s_mutex) = 0;       // the highest rank given out
+  std::vector<Listing> m_listings CORVANE_GUARDED_BY(s_mutex);                     // by index
+  std::vector<std::uint32_t> m_free CORVANE_GUARDED_BY(s_mutex);                   // the indexes of free listings
+  std::vector<std::weak_ptr<ScheduleEntry>> m_paused CORVANE_GUARDED_BY(s_mutex);  // some may not be paused any more
+  std::size_t m_void CORVANE_GUARDED_BY(s_mutex) = 0;                              // void places in the order
+  std::int64_t m_first_rank CORVANE_GUARDED_BY(s_mutex) = 0;                       // the lowest rank given out
+  std::int64_t m_last_rank CORVANE_GUARDED_BY(s_mutex) = 0;                        // the highest rank given out
 
   bool m_open CORVANE_GUARDED_BY(s_mutex) = false;
   bool m_sleeping CORVANE_GUARDED_BY(s_mutex) = false;

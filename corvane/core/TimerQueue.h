@@ -1,11 +1,14 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "corvane/core/Mutex.h"
+#include "corvane/platform/DiagnosticsPort.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/SerialQueues.h"
 
@@ -51,8 +54,15 @@ class CORVANE_API TimerQueue : public std::enable_shared_from_this<TimerQueue> {
   /// Ends the loop and returns when it has ended, including an action in progress.
   void stop();
 
+  /// The timers of the process whose loops run, in the order in which they began: for diagnostics. What runs is known
+  /// of actions that began while Activity was on.
+  static std::vector<TimerState> states();
+
  private:
+  class Running;
+
   void loop();
+  void act();
 
   const std::string m_label;
   const Action m_start_run;
@@ -61,6 +71,7 @@ class CORVANE_API TimerQueue : public std::enable_shared_from_this<TimerQueue> {
   std::int64_t m_usecs CORVANE_GUARDED_BY(m_mutex);
   bool m_running CORVANE_GUARDED_BY(m_mutex) = false;
   bool m_stopped CORVANE_GUARDED_BY(m_mutex) = true;
+  std::atomic<std::int64_t> m_since = 0;  // of the action, while it is watched
 };
 
 }  // namespace corvane

@@ -1,10 +1,7 @@
 #include "corvane/infra/Broadcaster.h"
 
-#include <cxxabi.h>
-
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <iterator>
 #include <typeinfo>
 #include <unordered_map>
@@ -13,6 +10,7 @@
 #include "corvane/core/DispatchQueueSerial.h"
 #include "corvane/core/Mutex.h"
 #include "corvane/core/Timeval.h"
+#include "corvane/core/TypeName.h"
 #include "corvane/core/fatal.h"
 
 namespace corvane {
@@ -73,12 +71,6 @@ void deliver(const Entries& entries, Tally ListenerEntry::*tally, const std::str
         }
       },
       "a listener");
-}
-
-std::string demangled(const char* name) {
-  int status = 0;
-  const std::unique_ptr<char, void (*)(void*)> text(abi::__cxa_demangle(name, nullptr, nullptr, &status), std::free);
-  return text ? text.get() : name;
 }
 
 class Broadcaster {
@@ -147,7 +139,7 @@ class Broadcaster {
     std::vector<broadcaster_stats> stats;
     stats.reserve(rows.size());
     for (Row& row : rows) {
-      row.figures.listener = demangled(row.type->name());
+      row.figures.listener = typeName(*row.type);
       stats.push_back(std::move(row.figures));
     }
     return stats;

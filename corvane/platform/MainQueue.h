@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "corvane/platform/DiagnosticsPort.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Service.h"
 
@@ -32,6 +33,12 @@ class MainQueue {
   /// Makes the first SIGTERM, SIGINT and SIGHUP call quit(), unless the signal is ignored; after that each signal has
   /// its default action again.
   virtual void quitOnSignals() = 0;
+
+  /// How many items wait and what runs (as far as Activity is on): for diagnostics.
+  virtual QueueState state() = 0;
+
+  /// Whether the turns of the loop are noted by Activity.
+  virtual void watchLoop(bool on) = 0;
 };
 
 template <>

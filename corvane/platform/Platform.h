@@ -13,6 +13,7 @@
 #include "corvane/platform/DefaultsStore.h"
 #include "corvane/platform/DesktopPicture.h"
 #include "corvane/platform/DeviceRegistry.h"
+#include "corvane/platform/DiagnosticsPort.h"
 #include "corvane/platform/DiskService.h"
 #include "corvane/platform/DisplayServer.h"
 #include "corvane/platform/Export.h"
@@ -97,6 +98,7 @@ struct Platform {
   ServiceSlot<HelperInstaller> helperInstaller;
   ServiceSlot<MessageConnections> messageConnections;
   ServiceSlot<MessageListeners> messageListeners;
+  ServiceSlot<DiagnosticsPort> diagnosticsPort;
 
  private:
   CORVANE_API static std::uint64_t nextSerial();

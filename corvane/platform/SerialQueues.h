@@ -4,7 +4,9 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "corvane/platform/DiagnosticsPort.h"
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Service.h"
 
@@ -34,6 +36,10 @@ class SerialQueues {
 
   /// A new queue; the label names it to debuggers (on Linux it is the name of the thread while it runs the queue).
   virtual std::unique_ptr<SerialQueue> make(std::string label, QoS qos) = 0;
+
+  /// All queues of the process in the order in which they were made, with how many items wait and what runs (as far as
+  /// Activity is on): for diagnostics.
+  virtual std::vector<QueueState> states() = 0;
 };
 
 template <>

@@ -65,6 +65,29 @@ struct MasterTimerTest : testing::Test {
   int runs = 0;
 };
 
+TEST_F(MasterTimerTest, APausedRepeaterRestsUntilItIsResumedOrStartedAgain) {
+  startTick();
+  const auto state = [&] { return timer->repeaterStates().at(0); };
+  const std::uint64_t id = state().id;
+  EXPECT_FALSE(timer->setPaused(id + 1, true));
+  ASSERT_TRUE(timer->setPaused(id, true));
+  EXPECT_TRUE(state().isPaused);
+  EXPECT_TRUE(tick->running());
+  clock.advance(Timeval::nsec(0) + 5.0);
+  pump();
+  EXPECT_EQ(runs, 1);
+  ASSERT_TRUE(timer->setPaused(id, false));
+  ASSERT_TRUE(ran(2));
+  EXPECT_FALSE(state().isPaused);
+  timer->setPaused(id, true);
+  tick->start(1.0, [this] { ++runs; });
+  ASSERT_TRUE(ran(3));
+  EXPECT_FALSE(state().isPaused);
+  timer->setPaused(id, true);
+  tick->stop();
+  EXPECT_TRUE(timer->repeaterStates().empty());
+}
+
 TEST(WeightedStats, KeepASmallSpreadBesideALargeMean) {
   WeightedStats stats = WeightedStats::seeded(86'400e6);
   for (int i = 0; i < 1000; ++i) stats.update(86'400e6 + (i % 2 ? 10 : -10), 10, 1);

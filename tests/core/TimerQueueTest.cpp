@@ -138,6 +138,7 @@ TEST_F(TimerQueueTest, OneThatIsDroppedBeforeItsQueueGetsToItDoesNotStart) {
   static std::function<void()> queued;
   struct SlowQueue : SerialQueues, SerialQueue {
     std::unique_ptr<SerialQueue> make(std::string, QoS) override { return std::make_unique<SlowQueue>(); }
+    std::vector<QueueState> states() override { return {}; }
     bool async(std::function<void()>&& work) override {
       queued = std::move(work);
       return true;

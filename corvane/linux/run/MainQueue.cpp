@@ -8,8 +8,12 @@
 #include <memory>
 #include <vector>
 
+#include "corvane/core/Activity.h"
+#include "corvane/core/Clock.h"
 #include "corvane/core/Mutex.h"
+#include "corvane/core/TypeName.h"
 #include "corvane/core/fatal.h"
+#include "corvane/linux/GLibSupport.h"
 #include "corvane/platform/EndSignals.h"
 
 namespace corvane {
@@ -30,6 +34,7 @@ class GlibMainQueue : public MainQueue {
   }
 
   ~GlibMainQueue() override {
+    watchLoop(false);
     g_source_destroy(&m_source->base);
     g_source_unref(&m_source->base);
   }
@@ -46,8 +51,9 @@ class GlibMainQueue : public MainQueue {
 
   void post(std::function<void()> work) override {
     {
+      const std::int64_t now = Activity::isOn() ? Clock::now() : 0;
       MutexLock lock(m_mutex);
-      m_work.push_back(std::move(work));
+      m_work.push_back({std::move(work), now});
       if (m_waiting.exchange(true)) return;
     }
     // Without the lock, so that a loop that wakes at once does not have to wait for it.
@@ -72,11 +78,63 @@ class GlibMainQueue : public MainQueue {
     if (!m_endSignals) m_endSignals = std::make_unique<EndSignals>([this](int) { quit(); });
   }
 
+  QueueState state() override {
+    QueueState state{.label = "main", .depth = 0, .item = {}, .runningSince = m_since};
+    if (const std::type_info* const type = m_running) state.item = typeName(*type);
+    MutexLock lock(m_mutex);
+    state.depth = m_work.size();
+    return state;
+  }
+
+  void watchLoop(bool on) override {
+    static GSourceFuncs functions = {endTurn, beginTurn, nullptr, nullptr, nullptr, nullptr};
+    MutexLock lock(m_mutex);
+    if (on == static_cast<bool>(m_turns)) return;
+    if (!on) {
+      g_source_destroy(m_turns.get());
+      m_turns.reset();
+      return;
+    }
+    m_turns.reset(g_source_new(&functions, sizeof(TurnSource)));
+    reinterpret_cast<TurnSource*>(m_turns.get())->queue.store(this, std::memory_order_release);
+    g_source_set_name(m_turns.get(), "corvane main loop's turns");
+    g_source_set_priority(m_turns.get(), G_MININT);  // asked first, and in every turn
+    g_source_set_can_recurse(m_turns.get(), TRUE);
+    m_turn = 0;
+    g_source_attach(m_turns.get(), nullptr);
+  }
+
  private:
   struct QueueSource {
     GSource base;
     GlibMainQueue* queue;
   };
+
+  struct TurnSource {
+    GSource base;
+    std::atomic<GlibMainQueue*> queue;  // set by another thread; tools do not see how GLib orders that
+  };
+
+  struct Item {
+    std::function<void()> work;
+    std::int64_t queued = 0;  // when, while it is watched
+  };
+
+  // A turn lasts from the end of one wait to the beginning of the next. Those of a loop inside an item are part of it.
+  static gboolean beginTurn(GSource* source) noexcept {
+    GlibMainQueue* const queue = reinterpret_cast<TurnSource*>(source)->queue.load(std::memory_order_acquire);
+    if (!queue->m_running) queue->m_turn = Clock::now();
+    return FALSE;
+  }
+
+  static gboolean endTurn(GSource* source, gint* timeout) noexcept {
+    *timeout = -1;
+    GlibMainQueue* const queue = reinterpret_cast<TurnSource*>(source)->queue.load(std::memory_order_acquire);
+    if (queue->m_running) return FALSE;
+    if (const std::int64_t start = queue->m_turn.exchange(0); start != 0 && Activity::isOn())
+      Activity::note(Activity::Kind::MAIN_LOOP, start, Clock::now(), {});
+    return FALSE;
+  }
 
   static gboolean prepare(GSource* source, gint* timeout) noexcept {
     *timeout = -1;
@@ -97,20 +155,39 @@ class GlibMainQueue : public MainQueue {
   void drain() {
     MutexLock lock(m_mutex);
     for (std::size_t left = m_work.size(); left > 0 && !m_work.empty(); --left) {
-      const auto work = std::move(m_work.front());
+      const Item item = std::move(m_work.front());
       m_work.pop_front();
       lock.unlock();
-      callOrFatal(work);
+      if (Activity::isOn()) [[unlikely]]
+        runWatched(item);
+      else
+        callOrFatal(item.work);
       lock.lock();
     }
     m_waiting = !m_work.empty();
   }
 
+  // Items may run loops of their own with items in them.
+  void runWatched(const Item& item) {
+    const std::type_info& type = item.work.target_type();
+    const std::int64_t start = Clock::now();
+    const std::int64_t outerSince = m_since.exchange(start);
+    const std::type_info* const outerType = m_running.exchange(&type);
+    callOrFatal(item.work);
+    m_running = outerType;
+    m_since = outerSince;
+    Activity::note(Activity::Kind::MAIN_ITEM, start, Clock::now(), {}, &type, item.queued ? start - item.queued : 0);
+  }
+
   QueueSource* m_source;
   Mutex m_mutex;
-  std::deque<std::function<void()>> m_work CORVANE_GUARDED_BY(m_mutex);
-  std::atomic<bool> m_waiting = false;  // work is queued: read by the loop without the lock
-  std::vector<GMainLoop*> m_loops;      // those of run(), on the main queue only
+  std::deque<Item> m_work CORVANE_GUARDED_BY(m_mutex);
+  std::atomic<const std::type_info*> m_running = nullptr;  // the item, while it is watched, and since when
+  std::atomic<std::int64_t> m_since = 0;
+  glib::Ptr<GSource> m_turns CORVANE_GUARDED_BY(m_mutex);  // notes the turns of the loop
+  std::atomic<std::int64_t> m_turn = 0;                    // since when this one lasts; 0 while the loop waits
+  std::atomic<bool> m_waiting = false;                     // work is queued: read by the loop without the lock
+  std::vector<GMainLoop*> m_loops;                         // those of run(), on the main queue only
   std::unique_ptr<EndSignals> m_endSignals;
 };
 

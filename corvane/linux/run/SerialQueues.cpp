@@ -6,13 +6,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <list>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "corvane/core/Activity.h"
+#include "corvane/core/Clock.h"
 #include "corvane/core/Mutex.h"
 #include "corvane/core/PerProcess.h"
 #include "corvane/core/Thread.h"
+#include "corvane/core/TypeName.h"
 #include "corvane/core/fatal.h"
 
 namespace corvane {
@@ -30,23 +35,78 @@ constexpr int PAUSES = 8;
 
 using Work = std::function<void()>;
 
+struct Queue;
+
+// The queues of this process that exist.
+struct Register {
+  Mutex mutex;
+  std::list<Queue*> queues CORVANE_GUARDED_BY(mutex);
+};
+
+PerProcess<Register>& registers() {
+  static auto& registers = *new PerProcess<Register>;
+  return registers;
+}
+
 // Shared by a queue's handle and the worker that drains it.
 struct Queue {
-  explicit Queue(std::string_view label) : name(label.substr(label.size() - std::min<std::size_t>(label.size(), 15))) {}
+  explicit Queue(std::string text)
+      : label(std::move(text)), name(label.substr(label.size() - std::min<std::size_t>(label.size(), 15))) {
+    Register& all = registers()();
+    MutexLock lock(all.mutex);
+    place = all.queues.insert(all.queues.end(), this);
+  }
+  ~Queue() {
+    if (process != forkCount()) return;  // a forked child has a register of its own
+    Register& all = registers()();
+    MutexLock lock(all.mutex);
+    all.queues.erase(place);
+  }
+  Queue(const Queue&) = delete;
+  Queue& operator=(const Queue&) = delete;
 
   struct State {
     Mutex mutex;
     std::vector<Work> work CORVANE_GUARDED_BY(mutex);
     bool active CORVANE_GUARDED_BY(mutex) = false;  // a worker is draining it or is about to
+    // While items are watched: what runs, since when, and how many of its batch wait.
+    std::atomic<const std::type_info*> running = nullptr;
+    std::atomic<std::int64_t> since = 0;
+    std::atomic<std::size_t> waiting = 0;
   };
 
+  QueueState figures() {
+    State& current = state();
+    QueueState result{.label = label, .depth = current.waiting, .item = {}, .runningSince = current.since};
+    if (const std::type_info* const type = current.running) result.item = typeName(*type);
+    MutexLock lock(current.mutex);
+    result.depth += current.work.size();
+    return result;
+  }
+
+  const std::string label;
   const std::string name;   // the end of the label: the kernel keeps 15 bytes, and labels differ at the end
   PerProcess<State> state;  // work queued before a fork runs in the parent only
+  const unsigned process = forkCount();
+  std::list<Queue*>::iterator place;
 };
 
 using QueuePtr = std::shared_ptr<Queue>;
 
-void drain(Queue::State& queue) {
+void runWatched(const Work& work, Queue::State& queue, const std::string& label, std::size_t waiting) {
+  const std::type_info& type = work.target_type();
+  const std::int64_t start = Clock::now();
+  queue.waiting = waiting;
+  queue.since = start;
+  queue.running = &type;
+  callOrFatal(work);
+  queue.running = nullptr;
+  queue.since = 0;
+  queue.waiting = 0;
+  Activity::note(Activity::Kind::QUEUE_ITEM, start, Clock::now(), label, &type);
+}
+
+void drain(Queue::State& queue, const std::string& label) {
   std::vector<Work> batch;
   for (bool looked = false;;) {
     batch.clear();
@@ -62,7 +122,10 @@ void drain(Queue::State& queue) {
     looked = batch.empty();
     if (looked) sched_yield();
     for (Work& work : batch) {
-      callOrFatal(work);
+      if (Activity::isOn()) [[unlikely]]
+        runWatched(work, queue, label, static_cast<std::size_t>(&batch.back() - &work));
+      else
+        callOrFatal(work);
       work = nullptr;  // its captures are destroyed before the next item runs
     }
     // Items that come one after another: a worker that is back at once contends with the submitter for each of them.
@@ -112,7 +175,7 @@ class Pool {
         name = queue->name;
         pthread_setname_np(pthread_self(), name.c_str());
       }
-      drain(queue->state());
+      drain(queue->state(), queue->label);
     }
   }
 
@@ -158,7 +221,7 @@ Pools& pools() {
 
 class PooledQueue : public SerialQueue {
  public:
-  PooledQueue(std::string_view label, QoS qos) : m_queue(std::make_shared<Queue>(label)), m_qos(qos) {}
+  PooledQueue(std::string label, QoS qos) : m_queue(std::make_shared<Queue>(std::move(label))), m_qos(qos) {}
 
   bool async(Work&& work) override {
     Queue::State& state = m_queue->state();
@@ -184,7 +247,15 @@ class PooledQueue : public SerialQueue {
 class PooledQueues : public SerialQueues {
  public:
   std::unique_ptr<SerialQueue> make(std::string label, QoS qos) override {
-    return std::make_unique<PooledQueue>(label, qos);
+    return std::make_unique<PooledQueue>(std::move(label), qos);
+  }
+
+  std::vector<QueueState> states() override {
+    std::vector<QueueState> states;
+    Register& all = registers()();
+    MutexLock lock(all.mutex);
+    for (Queue* const queue : all.queues) states.push_back(queue->figures());
+    return states;
   }
 };
 

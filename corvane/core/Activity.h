@@ -1,0 +1,57 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string_view>
+#include <typeinfo>
+#include <vector>
+
+#include "corvane/platform/DiagnosticsPort.h"
+#include "corvane/platform/Export.h"
+
+namespace corvane {
+
+/// The record of what the process's queues and repeaters do, for diagnostics: a ring of fixed size that holds the last
+/// CAPACITY spans while somebody watches. Off, a place that notes costs one branch; on, no locks and no allocations.
+/// Any thread. In a forked child it is off.
+class CORVANE_API Activity {
+ public:
+  using Kind = ActivitySpan::Kind;
+
+  /// The ring takes 16 MiB of address space from the first watch to the end of the process, and memory as it is filled.
+  static constexpr std::uint64_t CAPACITY = 1U << 17U;
+
+  /// A longer name is cut.
+  static constexpr std::size_t MAX_NAME = 80;
+
+  /// Records for as long as it lives. They may be nested.
+  class CORVANE_API Watch {
+   public:
+    Watch();
+    ~Watch();
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+  };
+
+  /// Whether a span should be noted.
+  static bool isOn() { return s_isOn.load(std::memory_order_relaxed); }
+
+  /// Notes a span of the calling thread, from `start` to `end` of Clock::now(). `item` is the type of a queue's item.
+  static void note(Kind kind, std::int64_t start, std::int64_t end, std::string_view name,
+                   const std::type_info* item = nullptr, std::int64_t waited = 0) noexcept;
+
+  /// Appends the spans that were noted since the position `since`, as far as the ring still holds them; adds the number
+  /// of those that it does not to `lost`. Returns the position after them. Names and types are readable text.
+  static std::uint64_t read(std::uint64_t since, std::vector<ActivitySpan>& spans, std::uint64_t& lost);
+
+  /// The position after the latest span.
+  static std::uint64_t position();
+
+  /// The number of the calling thread in spans.
+  static std::uint32_t thread() noexcept;
+
+ private:
+  static std::atomic<bool> s_isOn;
+};
+
+}  // namespace corvane

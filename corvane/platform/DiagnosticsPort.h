@@ -1,0 +1,209 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "corvane/platform/Export.h"
+#include "corvane/platform/Result.h"
+#include "corvane/platform/Service.h"
+#include "corvane/platform/Value.h"
+
+namespace corvane {
+
+// What a running program shows of itself. Moments are nanoseconds since 1970-01-01 00:00 UTC; 0 stands for none.
+
+/// Which program it is, and what it allows.
+struct ProgramIdentity {
+  std::string identifier;  ///< of its bundle; empty if it has none
+  std::string name;        ///< of its bundle, otherwise of its executable
+  std::string version;     ///< for people; may be empty
+  std::string library;     ///< Corvane's own version
+  std::string executable;  ///< path
+  std::int32_t pid = 0;
+  std::int64_t started = 0;         ///< moment
+  bool allowsControl = false;       ///< resetStats(), setTimeConstant() and setPaused() work
+  bool showsSettingValues = false;  ///< otherwise settings() tells only the keys
+};
+
+/// Weighted averages of a series of samples, in microseconds (corvane/core/WeightedStats.h).
+struct AverageState {
+  double last = 0;
+  double smoothed = 0;
+  double smoothedSquare = 0;
+  double deviation = 0;
+};
+
+/// A repeater that is registered with the shared master timer, or that was paused from outside.
+struct RepeaterState {
+  std::uint64_t id = 0;  ///< never used again for another repeater of the process; greater than those of older ones
+  std::string name;
+  double interval = 0;      ///< seconds
+  double timeConstant = 0;  ///< seconds
+  std::int64_t count = 0;
+  double totalElapsed = 0;  ///< microseconds
+  AverageState elapsed;
+  AverageState period;            ///< between the starts of consecutive runs
+  std::int64_t runningSince = 0;  ///< moment; 0 if it is not running now
+  bool isPaused = false;          ///< by setPaused()
+};
+
+/// A queue and what it is doing now. What runs and since when is known only of items that began while the program's
+/// activity was watched.
+struct QueueState {
+  std::string label;
+  std::size_t depth = 0;          ///< items that wait
+  std::string item;               ///< the type of the running item, as the compiler names it; empty if none is known
+  std::int64_t runningSince = 0;  ///< moment
+};
+
+/// A long wait or a long item of the main queue.
+struct LongestState {
+  std::string name;           ///< the repeater that took most of it, otherwise the item's type; empty if there was none
+  std::int64_t began = 0;     ///< moment
+  std::int64_t duration = 0;  ///< nanoseconds
+};
+
+/// A timer queue that is started.
+struct TimerState {
+  std::string label;
+  std::int64_t usecs = 0;         ///< its period
+  std::int64_t runningSince = 0;  ///< moment; known as for queues
+};
+
+struct QueueStates {
+  QueueState main;
+  LongestState longestWait;  ///< of the last minute, as far as it was watched
+  LongestState longestItem;
+  std::vector<QueueState> serial;
+  std::vector<TimerState> timers;
+};
+
+/// A registration with the broadcaster.
+struct ListenerState {
+  std::string key;
+  std::string listener;      ///< the class, as the compiler names it
+  std::int64_t count = 0;    ///< deliveries
+  std::int64_t elapsed = 0;  ///< microseconds
+};
+
+/// A place in a log through its rotations; initially the beginning of nothing: see LogState.
+struct LogPlace {
+  std::uint64_t file = 0;
+  std::uint64_t offset = 0;
+};
+
+/// The program's log, and what has been written since a place in it.
+struct LogState {
+  std::string path;                   ///< empty if the program has no log
+  std::optional<std::uint64_t> size;  ///< bytes; std::nullopt if there is no such file now
+  std::int64_t archives = 0;
+  std::int64_t lines = 0;  ///< written by this process
+  std::string text;        ///< what came after the place that was asked for, or its end, from the first whole line
+  LogPlace place;          ///< after the text
+};
+
+struct SettingState {
+  std::string key;
+  std::optional<Value> value;  ///< if the program shows values
+};
+
+/// A stretch of work of one thread.
+struct ActivitySpan {
+  /// A repeater's run; an item of the main queue; one turn of the main loop, including what others do in it, such as a
+  /// toolkit; an item of a serial queue; an action of a timer queue.
+  enum class Kind : std::uint8_t { REPEATER, MAIN_ITEM, MAIN_LOOP, QUEUE_ITEM, TIMER };
+  static constexpr std::size_t KINDS = 5;
+
+  Kind kind = Kind::MAIN_LOOP;
+  std::uint32_t thread = 0;  ///< numbers the threads of the process that did something, from 1
+  std::int64_t start = 0;    ///< moment
+  std::int64_t end = 0;      ///< moment; 0 if it has not ended
+  std::int64_t waited = 0;   ///< nanoseconds in the queue before it began, if that is known
+  std::string
+      name;  ///< the repeater, the queue or the timer; of an item of the main queue, its type; empty for the loop
+  std::string item;  ///< of an item of a serial queue: its type
+};
+
+/// Spans of a program in the order of their ends, and then those that have not ended.
+struct Recording {
+  std::vector<ActivitySpan> spans;
+  std::uint64_t lost = 0;  ///< spans of that time that were overwritten by later ones
+};
+
+/// Spans that took long, since an earlier call.
+struct LongSpans {
+  std::vector<ActivitySpan> spans;
+  std::uint64_t next = 0;  ///< pass it to the next call
+  std::uint64_t lost = 0;  ///< spans that were overwritten before they could be looked at
+};
+
+/// A running program that can be looked at: this process's own (see Diagnostics in corvane/infra/Diagnostics.h), or
+/// another one through a connection.
+///
+/// Any thread. Calls to another process block, for at most 5 s; once it has ended or dropped the connection they fail
+/// with the domain "posix" and the code ENOTCONN. A call that the program does not allow fails with EPERM, one about a
+/// repeater that does not exist with ENOENT, an argument out of range with EINVAL.
+class Inspectable {
+ public:
+  virtual ~Inspectable() = default;
+
+  virtual Result<ProgramIdentity> identity() = 0;
+  virtual Result<std::vector<RepeaterState>> repeaters() = 0;
+  virtual Result<QueueStates> queues() = 0;
+  virtual Result<std::vector<ListenerState>> listeners() = 0;  ///< in the order of broadcasterStats()
+
+  /// The log, with at most the last `limit` bytes of what was written since `after`; those of the file's end if `after`
+  /// is LogPlace().
+  virtual Result<LogState> log(const LogPlace& after, std::size_t limit) = 0;
+
+  virtual Result<std::vector<SettingState>> settings() = 0;  ///< of the program's own domain, sorted by key
+
+  /// Records activity for as long as the result and this object live. Otherwise no spans are noted, and queues() tells
+  /// only how many items wait.
+  virtual Result<std::shared_ptr<void>> watch() = 0;
+
+  /// The spans that ended in the last `seconds`, as far as they were recorded, and those that have not ended.
+  virtual Result<Recording> recording(double seconds) = 0;
+
+  /// Spans of at least `nsec` on the main thread that ended since an earlier call (0: from now on) and have no part
+  /// among them that took as long itself; and those that go on now and have already taken as long, which come again.
+  virtual Result<LongSpans> longSpans(std::uint64_t since, std::int64_t nsec) = 0;
+
+  /// Resets the statistics of all repeaters.
+  virtual Result<void> resetStats() = 0;
+  /// Sets the time constant of all repeaters, in seconds: positive and finite.
+  virtual Result<void> setTimeConstant(double seconds) = 0;
+  /// Stops a repeater, or starts it again with fresh statistics. A paused one that the program itself starts again is
+  /// not paused any more; one that the program destroys is gone.
+  virtual Result<void> setPaused(std::uint64_t id, bool paused) = 0;
+};
+
+/// Lets other processes of the same user look into this one, and finds and reaches them. Any thread.
+///
+/// On Linux: D-Bus from peer to peer on a socket in the user's runtime folder. No bus is needed.
+class DiagnosticsPort {
+ public:
+  virtual ~DiagnosticsPort() = default;
+
+  /// Serves what `program` shows until the result is destroyed, on a thread of its own. A forked child serves nobody.
+  virtual Result<std::shared_ptr<void>> open(std::shared_ptr<Inspectable> program) = 0;
+
+  /// The ids of the processes that can be looked at, sorted, without this one. What dead ones have left behind is
+  /// removed.
+  virtual Result<std::vector<std::int32_t>> programs() = 0;
+
+  /// Connects to a process. ENOENT if it cannot be looked at, EACCES if it is another user's, EUSERS if too many others
+  /// look into it, EPROTO if its version of the protocol is not understood.
+  virtual Result<std::shared_ptr<Inspectable>> connect(std::int32_t pid) = 0;
+};
+
+template <>
+CORVANE_API std::shared_ptr<DiagnosticsPort> makeService<DiagnosticsPort>();
+
+}  // namespace corvane
