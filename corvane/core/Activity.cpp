@@ -123,9 +123,10 @@ void Activity::note(Kind kind, std::int64_t start, std::int64_t end, std::string
   store(words[Slot::SEQUENCE], position + 1);
 }
 
-std::uint64_t Activity::read(std::uint64_t since, std::vector<ActivitySpan>& spans, std::uint64_t& lost) {
+std::uint64_t Activity::read(std::uint64_t since, std::vector<ActivitySpan>& spans, std::uint64_t& lost,
+                             std::uint64_t until) {
   if (!s_ring) return 0;
-  const std::uint64_t end = position();
+  const std::uint64_t end = std::min(position(), until);
   std::uint64_t from = std::min(since, end);
   if (end - from > CAPACITY) {
     lost += end - from - CAPACITY;

@@ -40,9 +40,11 @@ class CORVANE_API Activity {
   static void note(Kind kind, std::int64_t start, std::int64_t end, std::string_view name,
                    const std::type_info* item = nullptr, std::int64_t waited = 0) noexcept;
 
-  /// Appends the spans that were noted since the position `since`, as far as the ring still holds them; adds the number
-  /// of those that it does not to `lost`. Returns the position after them. Names and types are readable text.
-  static std::uint64_t read(std::uint64_t since, std::vector<ActivitySpan>& spans, std::uint64_t& lost);
+  /// Appends the spans that were noted from the position `since` to `until` (or the latest one), as far as the ring
+  /// still holds them; adds the number of those that it does not to `lost`. Returns the position after them. Names and
+  /// types are readable text.
+  static std::uint64_t read(std::uint64_t since, std::vector<ActivitySpan>& spans, std::uint64_t& lost,
+                            std::uint64_t until = UINT64_MAX);
 
   /// The position after the latest span.
   static std::uint64_t position();

@@ -52,7 +52,8 @@ std::vector<TimerState> TimerQueue::states() {
   Running::List& list = Running::list();
   MutexLock lock(list.mutex);
   for (const TimerQueue* const timer : list.timers)
-    states.push_back({.label = timer->m_label, .usecs = timer->usecs(), .runningSince = timer->m_since});
+    states.push_back(
+        {.label = timer->m_label, .usecs = timer->usecs(), .runningSince = timer->m_since, .thread = timer->m_thread});
   return states;
 }
 
@@ -122,6 +123,7 @@ void TimerQueue::loop() {
 void TimerQueue::act() {
   const std::int64_t start = Clock::now();
   m_since = start;
+  m_thread = Activity::thread();
   m_action();
   m_since = 0;
   Activity::note(Activity::Kind::TIMER, start, Clock::now(), m_label);

@@ -72,6 +72,7 @@ class CORVANE_API TimerQueue : public std::enable_shared_from_this<TimerQueue> {
   bool m_running CORVANE_GUARDED_BY(m_mutex) = false;
   bool m_stopped CORVANE_GUARDED_BY(m_mutex) = true;
   std::atomic<std::int64_t> m_since = 0;  // of the action, while it is watched
+  std::atomic<std::uint32_t> m_thread = 0;
 };
 
 }  // namespace corvane

@@ -53,13 +53,14 @@ struct RepeaterState {
   bool isPaused = false;          ///< by setPaused()
 };
 
-/// A queue and what it is doing now. What runs and since when is known only of items that began while the program's
-/// activity was watched.
+/// A queue and what it is doing now. What runs, since when and on which thread is known only of items that began while
+/// the program's activity was watched.
 struct QueueState {
   std::string label;
   std::size_t depth = 0;          ///< items that wait
   std::string item;               ///< the type of the running item, as the compiler names it; empty if none is known
   std::int64_t runningSince = 0;  ///< moment
+  std::uint32_t thread = 0;       ///< as in ActivitySpan; 0 if it is not known here
 };
 
 /// A long wait or a long item of the main queue.
@@ -74,6 +75,7 @@ struct TimerState {
   std::string label;
   std::int64_t usecs = 0;         ///< its period
   std::int64_t runningSince = 0;  ///< moment; known as for queues
+  std::uint32_t thread = 0;       ///< likewise
 };
 
 struct QueueStates {
@@ -133,7 +135,7 @@ struct ActivitySpan {
 /// Spans of a program in the order of their ends, and then those that have not ended.
 struct Recording {
   std::vector<ActivitySpan> spans;
-  std::uint64_t lost = 0;  ///< spans of that time that were overwritten by later ones
+  std::uint64_t lost = 0;  ///< about how many spans of that time were overwritten by later ones
 };
 
 /// Spans that took long, since an earlier call.

@@ -79,7 +79,7 @@ class GlibMainQueue : public MainQueue {
   }
 
   QueueState state() override {
-    QueueState state{.label = "main", .depth = 0, .item = {}, .runningSince = m_since};
+    QueueState state{.label = "main", .depth = 0, .item = {}, .runningSince = m_since, .thread = m_thread};
     if (const std::type_info* const type = m_running) state.item = typeName(*type);
     MutexLock lock(m_mutex);
     state.depth = m_work.size();
@@ -171,6 +171,7 @@ class GlibMainQueue : public MainQueue {
   void runWatched(const Item& item) {
     const std::type_info& type = item.work.target_type();
     const std::int64_t start = Clock::now();
+    m_thread = Activity::thread();
     const std::int64_t outerSince = m_since.exchange(start);
     const std::type_info* const outerType = m_running.exchange(&type);
     callOrFatal(item.work);
@@ -184,6 +185,7 @@ class GlibMainQueue : public MainQueue {
   std::deque<Item> m_work CORVANE_GUARDED_BY(m_mutex);
   std::atomic<const std::type_info*> m_running = nullptr;  // the item, while it is watched, and since when
   std::atomic<std::int64_t> m_since = 0;
+  std::atomic<std::uint32_t> m_thread = 0;
   glib::Ptr<GSource> m_turns CORVANE_GUARDED_BY(m_mutex);  // notes the turns of the loop
   std::atomic<std::int64_t> m_turn = 0;                    // since when this one lasts; 0 while the loop waits
   std::atomic<bool> m_waiting = false;                     // work is queued: read by the loop without the lock

@@ -69,15 +69,17 @@ struct Queue {
     Mutex mutex;
     std::vector<Work> work CORVANE_GUARDED_BY(mutex);
     bool active CORVANE_GUARDED_BY(mutex) = false;  // a worker is draining it or is about to
-    // While items are watched: what runs, since when, and how many of its batch wait.
+    // While items are watched: what runs, since when, on which thread, and how many of its batch wait.
     std::atomic<const std::type_info*> running = nullptr;
     std::atomic<std::int64_t> since = 0;
+    std::atomic<std::uint32_t> thread = 0;
     std::atomic<std::size_t> waiting = 0;
   };
 
   QueueState figures() {
     State& current = state();
-    QueueState result{.label = label, .depth = current.waiting, .item = {}, .runningSince = current.since};
+    QueueState result{
+        .label = label, .depth = current.waiting, .item = {}, .runningSince = current.since, .thread = current.thread};
     if (const std::type_info* const type = current.running) result.item = typeName(*type);
     MutexLock lock(current.mutex);
     result.depth += current.work.size();
@@ -98,6 +100,7 @@ void runWatched(const Work& work, Queue::State& queue, const std::string& label,
   const std::int64_t start = Clock::now();
   queue.waiting = waiting;
   queue.since = start;
+  queue.thread = Activity::thread();
   queue.running = &type;
   callOrFatal(work);
   queue.running = nullptr;
