@@ -33,7 +33,7 @@ TEST(DiskPage, MountsAndUnmountsInTheBackground) {
   fake.diskService->devices = {"dm-0", "sda"};
   LocalSource source("");
   bool changed = false;
-  DiskPage page(source, Glyphs::ASCII, [&changed] { changed = true; });
+  DiskPage page(source.machine(), Glyphs::ASCII, [&changed] { changed = true; });
   // Presses keys and returns the last line. A blank lets a request finish.
   const auto press = [&](std::initializer_list<int> keys) {
     for (const int pressed : keys)

@@ -51,8 +51,8 @@ TEST(LocalSource, ListensToTheReadings) {
   std::optional<LocalSource> source(std::in_place, home.path().string());
   Broadcast("memory", std::optional<double>(7));
   Broadcast("memory", std::optional<double>());
-  EXPECT_EQ(source->history(Gauge::MEMORY).range(2)->high, 7);
-  EXPECT_EQ(source->history(Gauge::MEMORY).newest(1).front(), std::nullopt);
+  EXPECT_EQ(source->machine().history(Gauge::MEMORY).range(2)->high, 7);
+  EXPECT_EQ(source->machine().history(Gauge::MEMORY).newest(1).front(), std::nullopt);
   const auto listeners = source->listeners();
   EXPECT_EQ(std::ranges::find(listeners, "memory", &broadcaster_stats::key)->count, 2);
   source.reset();
@@ -119,8 +119,8 @@ TEST(LiveView, KeysOfTheOverviewDoWhatTheHelpSays) {
         std::pair("ii", "^ Interval s"), std::pair("d", "v Duration us"), std::pair("", "averaged over 10 s "),
         std::pair("+", "over 11 s "), std::pair("-[", "over 1 s "), std::pair("]", "over 11 s "),
         std::pair("]]]]]", "over 60 s "), std::pair("n ", "disk throughput (paused)"),
-        std::pair("h", "average over 1 s more or less"), std::pair("?", "averaged over"),
-        std::pair("l", "This program keeps no log."), std::pair("b", "Listener")}) {
+        std::pair("h", "average over 1 s more or less"), std::pair("?", "averaged over"), std::pair("l", "l back"),
+        std::pair("b", "Listener")}) {
     for (const char pressed : std::string_view(keys)) EXPECT_EQ(view.press(pressed), LiveView::Request::NONE);
     EXPECT_TRUE(shows(text)) << keys << "\n" << textOf(view.draw(30, 80));
   }

@@ -25,7 +25,7 @@ namespace {
 // A page that is not on the screen of a live view: it is given its rows.
 class GivenPage : public ProcessPage {
  public:
-  explicit GivenPage(const Glyphs& glyphs) : ProcessPage(source(), glyphs, [] {}) {}
+  explicit GivenPage(const Glyphs& glyphs) : ProcessPage(source().machine(), glyphs, [] {}) {}
 
  private:
   static Source& source() {

@@ -89,8 +89,8 @@ int print(ViewOptions::Format format, LocalSource& source, unsigned seconds) {
   source.repeaters().start(json ? "JSON output" : "plain output", 1, [&] {
     // The first run is immediate, when there are no rates yet.
     if (std::exchange(first, false)) return;
-    const std::string line =
-        json ? jsonLine(source.readings(), source.repeaters().rows(), Timeval()) : plainLine(source.readings(), glyphs);
+    const std::string line = json ? jsonLine(source.machine().readings(), source.repeaters().rows(), Timeval())
+                                  : plainLine(source.machine().readings(), glyphs);
     error = writeOut(line + "\n");
     // Runs come slightly before or after the full second.
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;

@@ -34,11 +34,15 @@ constexpr const char* READING = "Reading the disks.";
 
 }  // namespace
 
-DiskPage::DiskPage(Source& source, const Glyphs& glyphs, std::function<void()> changed)
-    : Page("Disks", HINTS, HELP), m_source(source), m_glyphs(glyphs), m_changed(std::move(changed)), m_note(READING) {}
+DiskPage::DiskPage(Machine& machine, const Glyphs& glyphs, std::function<void()> changed)
+    : Page("Disks", HINTS, HELP),
+      m_machine(machine),
+      m_glyphs(glyphs),
+      m_changed(std::move(changed)),
+      m_note(READING) {}
 
 void DiskPage::open() {
-  m_feed = m_source.followDisks([this](Result<std::vector<DiskRow>> rows) {
+  m_feed = m_machine.followDisks([this](Result<std::vector<DiskRow>> rows) {
     take(std::move(rows));
     m_changed();
   });
@@ -97,7 +101,7 @@ void DiskPage::ask(bool mounts, bool force) {
 
 void DiskPage::begin(const DiskRequest& request) {
   m_message = printable((request.mounts ? "Mounting /dev/" : "Unmounting /dev/") + request.device, m_glyphs) + "...";
-  m_request = m_source.request(request, [this, request](const DiskOutcome& outcome) {
+  m_request = m_machine.request(request, [this, request](const DiskOutcome& outcome) {
     m_message = outcomeText(request, outcome, m_glyphs);
     m_request.reset();
     m_changed();

@@ -8,7 +8,7 @@
 
 #include "apps/inspector/live/Cursor.h"
 #include "apps/inspector/live/Page.h"
-#include "apps/inspector/model/Source.h"
+#include "apps/inspector/model/Machine.h"
 #include "apps/inspector/text/Glyphs.h"
 
 namespace corvane::inspector {
@@ -18,7 +18,7 @@ namespace corvane::inspector {
 class DiskPage : public Page {
  public:
   /// `changed` is called when there is something new to see.
-  DiskPage(Source& source, const Glyphs& glyphs, std::function<void()> changed);
+  DiskPage(Machine& machine, const Glyphs& glyphs, std::function<void()> changed);
 
   /// Takes new rows, or the reason why there are none. The selection stays with its device.
   void take(Result<std::vector<DiskRow>> rows);
@@ -34,7 +34,7 @@ class DiskPage : public Page {
   void ask(bool mounts, bool force);
   void begin(const DiskRequest& request);
 
-  Source& m_source;
+  Machine& m_machine;
   const Glyphs& m_glyphs;
   const std::function<void()> m_changed;
   std::shared_ptr<void> m_feed;  // while the page is shown

@@ -9,11 +9,11 @@ namespace corvane::inspector {
 LiveView::LiveView(Source& source, const Glyphs& glyphs, std::function<void()> changed)
     : m_source(source),
       m_overview(source, glyphs),
-      m_processes(source, glyphs, changed),
-      m_power(source, glyphs, changed),
-      m_disks(source, glyphs, std::move(changed)),
+      m_processes(source.machine(), glyphs, changed),
+      m_power(source.machine(), glyphs, changed),
+      m_disks(source.machine(), glyphs, changed),
       m_broadcaster(source, glyphs),
-      m_log(source, glyphs),
+      m_log(source, glyphs, std::move(changed)),
       m_help({&m_overview, &m_processes, &m_power, &m_disks, &m_broadcaster, &m_log}, glyphs) {}
 
 ViewSettings LiveView::settings() const {

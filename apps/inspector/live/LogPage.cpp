@@ -20,26 +20,46 @@ constexpr std::array HELP = {Hint{"l esc", "back to the overview"},
 
 }  // namespace
 
-LogPage::LogPage(const Source& source, const Glyphs& glyphs)
-    : Page("Log", HINTS, HELP), m_source(source), m_glyphs(glyphs) {}
+LogPage::LogPage(Source& source, const Glyphs& glyphs, std::function<void()> changed)
+    : Page("Log", HINTS, HELP), m_source(source), m_glyphs(glyphs), m_changed(std::move(changed)) {}
 
 void LogPage::open() {
-  m_path = printable(m_source.log().path, m_glyphs);
   m_scroll.reset();
+  m_feed = m_source.followLog(TAIL, [this](Result<LogState> state) {
+    take(std::move(state));
+    m_changed();
+  });
+}
+
+void LogPage::close() {
+  m_feed.reset();
+  m_path.reset();
+  m_text.clear();
+  m_failure.clear();
+}
+
+void LogPage::take(Result<LogState> state) {
+  m_failure = state ? std::string() : state.error().description;
+  if (!state) return;
+  m_path = printable(state->path, m_glyphs);
+  m_text += state->text;
+  if (m_text.size() > TAIL) m_text.erase(0, m_text.find('\n', m_text.size() - TAIL) + 1);
 }
 
 Line LogPage::title(std::size_t columns) const {
   const std::string range = m_scroll.range();
   const std::string taken = "Log" + range + "  ";
-  return {{"Log", Style::HEADING}, {range + "  "}, {clipped(m_path, columns - std::min(columns, taken.size()))}};
+  return {{"Log", Style::HEADING},
+          {range + "  "},
+          {clipped(m_path.value_or(std::string()), columns - std::min(columns, taken.size()))}};
 }
 
 Frame LogPage::draw(std::size_t rows, std::size_t columns) {
-  const auto text = m_path.empty() ? std::nullopt : m_source.logTail(TAIL);
   Frame lines;
-  for (const std::string_view line : linesOf(text ? *text : std::string_view()))
+  for (const std::string_view line : linesOf(m_text))
     for (std::string& piece : wrapped(printable(line, m_glyphs), columns)) lines.push_back({{std::move(piece)}});
-  if (!text) lines.push_back({{m_path.empty() ? "This program keeps no log." : "No such file at present."}});
+  if (m_path && m_path->empty()) lines.push_back({{"This program keeps no log."}});
+  if (!m_failure.empty()) lines.push_back({{printable(m_failure, m_glyphs)}});
   return m_scroll.cut(std::move(lines), rows);
 }
 

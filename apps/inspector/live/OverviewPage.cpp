@@ -69,7 +69,10 @@ std::string cell(const RepeaterRow& row, RepeaterColumn column) {
 }  // namespace
 
 OverviewPage::OverviewPage(Source& source, const Glyphs& glyphs)
-    : Page("Overview", HINTS, HELP), m_source(source), m_glyphs(glyphs), m_host(printable(source.host(), glyphs)) {}
+    : Page("Overview", HINTS, HELP),
+      m_source(source),
+      m_glyphs(glyphs),
+      m_host(printable(source.machine().host(), glyphs)) {}
 
 bool OverviewPage::press(int pressed) {
   if (moveBy(pressed)) return true;
@@ -145,7 +148,7 @@ Frame OverviewPage::readings(std::size_t rows, std::size_t columns) const {
   std::vector<std::size_t> shown;
   for (std::size_t i = 0; i < READING_ROWS.size(); ++i) {
     // There are no readings without sensors.
-    if (READING_ROWS[i].gauge != Gauge::TEMPERATURE || !m_source.history(Gauge::TEMPERATURE).empty())
+    if (READING_ROWS[i].gauge != Gauge::TEMPERATURE || !m_source.machine().history(Gauge::TEMPERATURE).empty())
       shown.push_back(i);
   }
   static constexpr std::size_t FEW_REPEATERS = 3, NARROWEST_PAIR = 36;
@@ -167,7 +170,7 @@ Frame OverviewPage::readings(std::size_t rows, std::size_t columns) const {
 
 std::string OverviewPage::shortReading(std::size_t index, std::size_t columns) const {
   const ReadingRow& row = READING_ROWS[index];
-  const std::string value = row.value(m_source.readings(), m_glyphs);
+  const std::string value = row.value(m_source.machine().readings(), m_glyphs);
   const std::string name(row.shortName);
   return clipped(name + alignedRight(' ' + (value.empty() ? "-" : value), columns - std::min(columns, name.size())),
                  columns);
@@ -177,7 +180,7 @@ Line OverviewPage::reading(std::size_t index, std::size_t columns) const {
   const ReadingRow& row = READING_ROWS[index];
   const bool narrow = columns < 40;
   std::string name(narrow ? row.shortName : row.name);
-  std::string value = row.value(m_source.readings(), m_glyphs);
+  std::string value = row.value(m_source.machine().readings(), m_glyphs);
   if (value.empty()) value = '-';
   static constexpr std::size_t VALUE = 14;
   if (columns <= VALUE + 7) return {{name + " " + value}};  // aligned, they would not fit
@@ -186,12 +189,12 @@ Line OverviewPage::reading(std::size_t index, std::size_t columns) const {
   static constexpr std::size_t GAP = 3;
   const std::size_t taken = name.size() + columnsOf(value) + GAP;
   Line line = {{name}, {value}};
-  const History& history = m_source.history(row.gauge);
+  const History& history = m_source.machine().history(row.gauge);
   if (columns < taken + 5) return line;
   const std::size_t width = columns - taken;
   if (const auto shown = history.range(width)) {
     line.push_back({std::string(GAP, ' ')});
-    line.push_back({graph(history, width, row.range(m_source.readings(), *shown), m_glyphs), Style::GRAPH});
+    line.push_back({graph(history, width, row.range(m_source.machine().readings(), *shown), m_glyphs), Style::GRAPH});
   }
   return line;
 }

@@ -27,11 +27,11 @@ constexpr const char* ASKING = "Asking who keeps the machine awake.";
 
 }  // namespace
 
-PowerPage::PowerPage(Source& source, const Glyphs& glyphs, std::function<void()> changed)
-    : Page("Power", HINTS, HELP), m_source(source), m_glyphs(glyphs), m_changed(std::move(changed)), m_note(ASKING) {}
+PowerPage::PowerPage(Machine& machine, const Glyphs& glyphs, std::function<void()> changed)
+    : Page("Power", HINTS, HELP), m_machine(machine), m_glyphs(glyphs), m_changed(std::move(changed)), m_note(ASKING) {}
 
 void PowerPage::open() {
-  m_feed = m_source.followAssertions([this](Result<std::vector<AssertionRecord>> records) {
+  m_feed = m_machine.followAssertions([this](Result<std::vector<AssertionRecord>> records) {
     take(std::move(records));
     m_changed();
   });

@@ -7,7 +7,7 @@
 
 #include "apps/inspector/live/Page.h"
 #include "apps/inspector/live/Scroll.h"
-#include "apps/inspector/model/Source.h"
+#include "apps/inspector/model/Machine.h"
 #include "apps/inspector/text/Glyphs.h"
 #include "corvane/platform/Result.h"
 
@@ -17,7 +17,7 @@ namespace corvane::inspector {
 class PowerPage : public Page {
  public:
   /// `changed` is called when there are new records.
-  PowerPage(Source& source, const Glyphs& glyphs, std::function<void()> changed);
+  PowerPage(Machine& machine, const Glyphs& glyphs, std::function<void()> changed);
 
   /// Takes new records, or the reason why there are none.
   void take(Result<std::vector<AssertionRecord>> records);
@@ -31,7 +31,7 @@ class PowerPage : public Page {
  private:
   Line row(const AssertionRecord& record, std::size_t columns) const;
 
-  Source& m_source;
+  Machine& m_machine;
   const Glyphs& m_glyphs;
   const std::function<void()> m_changed;
   std::shared_ptr<void> m_feed;  // while the page is shown

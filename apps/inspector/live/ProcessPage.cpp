@@ -94,15 +94,15 @@ bool isPrintable(int pressed) {
 
 }  // namespace
 
-ProcessPage::ProcessPage(Source& source, const Glyphs& glyphs, std::function<void()> changed)
-    : Page("Processes", HINTS, HELP), m_source(source), m_glyphs(glyphs), m_changed(std::move(changed)) {}
+ProcessPage::ProcessPage(Machine& machine, const Glyphs& glyphs, std::function<void()> changed)
+    : Page("Processes", HINTS, HELP), m_machine(machine), m_glyphs(glyphs), m_changed(std::move(changed)) {}
 
 void ProcessPage::open() {
   follow();
 }
 
 void ProcessPage::follow() {
-  m_feed = m_source.followProcesses(m_hasFigures, [this](Result<std::vector<ProcessRow>> rows) {
+  m_feed = m_machine.followProcesses(m_hasFigures, [this](Result<std::vector<ProcessRow>> rows) {
     take(std::move(rows));
     m_changed();
   });
@@ -232,7 +232,7 @@ void ProcessPage::confirm(int pressed) {
 
 void ProcessPage::send() {
   const std::string name(SIGNALS.at(m_signal).hint.text);
-  const auto sent = m_source.signal(m_target->pid, m_target->started, SIGNALS.at(m_signal).number);
+  const auto sent = m_machine.signal(m_target->pid, m_target->started, SIGNALS.at(m_signal).number);
   m_message = (sent ? "Sent SIG" : "Could not send SIG") + name + " to " + nameOf(*m_target);
   m_message += sent ? "." : ": " + sent.error().description + ".";
 }

@@ -9,8 +9,8 @@
 
 #include "apps/inspector/live/Cursor.h"
 #include "apps/inspector/live/Page.h"
+#include "apps/inspector/model/Machine.h"
 #include "apps/inspector/model/ProcessOrder.h"
-#include "apps/inspector/model/Source.h"
 #include "apps/inspector/text/Glyphs.h"
 #include "corvane/platform/Result.h"
 
@@ -21,7 +21,7 @@ namespace corvane::inspector {
 class ProcessPage : public Page {
  public:
   /// `changed` is called when there are new rows.
-  ProcessPage(Source& source, const Glyphs& glyphs, std::function<void()> changed);
+  ProcessPage(Machine& machine, const Glyphs& glyphs, std::function<void()> changed);
 
   ProcessColumn column() const { return m_column; }
   bool descending() const { return m_descending; }
@@ -53,7 +53,7 @@ class ProcessPage : public Page {
   std::string nameOf(const ProcessRow& row) const;
   Line row(const ProcessRow& row, std::size_t columns) const;
 
-  Source& m_source;
+  Machine& m_machine;
   const Glyphs& m_glyphs;
   const std::function<void()> m_changed;
   std::shared_ptr<void> m_feed;            // while the page is shown

@@ -1,66 +1,42 @@
 #pragma once
 
-#include <array>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "apps/inspector/model/Readers.h"
+#include "apps/inspector/model/LocalMachine.h"
+#include "apps/inspector/model/ProgramSource.h"
 #include "apps/inspector/model/Repeaters.h"
-#include "apps/inspector/model/Source.h"
-#include "corvane/core/DispatchQueueSerial.h"
 
 namespace corvane::inspector {
 
-/// This process and its machine: repeaters that take the readings, each at its own rate, and the results.
-///
-/// Every reading is broadcast under its own key, and the histories listen. From time to time a line about the readings
-/// is broadcast asynchronously under "heartbeat", for the log.
-class LocalSource : public Source {
+/// This program on its machine. From time to time a line about the readings is broadcast asynchronously under
+/// "heartbeat", for the log.
+class LocalSource : public ProgramSource {
  public:
-  /// Starts the repeaters. The readings come from the files below `root`; "" is the machine itself. Processes are shown
-  /// for the machine itself only: elsewhere their ids may belong to processes other than those that would receive
-  /// signals.
+  /// For `root` see LocalMachine.
   explicit LocalSource(const std::string& root);
   ~LocalSource() override;
   LocalSource(const LocalSource&) = delete;
   LocalSource& operator=(const LocalSource&) = delete;
 
-  std::string host() const override;
+  Machine& machine() override { return m_machine; }
+  std::string name() const override { return {}; }
+  Presence presence() const override { return Presence::HERE; }
   Timeval started() const override { return m_started; }
-  const Readings& readings() const override { return m_readings; }
-  const History& history(Gauge gauge) const override { return *m_histories[static_cast<std::size_t>(gauge)]; }
+  std::string settingsDomain() const override;
   Repeaters& repeaters() override { return m_repeaters; }
   std::vector<broadcaster_stats> listeners() const override { return broadcasterStats(); }
   LogFigures log() const override;
-  std::optional<std::string> logTail(std::size_t limit) const override;
-  std::shared_ptr<void> followProcesses(bool figures, ProcessTaker taker) override;
-  std::shared_ptr<void> followProcess(pid_t pid, ProcessTaker taker) override;
-  std::shared_ptr<void> followAssertions(AssertionTaker taker) override;
-  std::shared_ptr<void> followDisks(DiskTaker taker) override;
-  std::shared_ptr<void> request(const DiskRequest& request, OutcomeTaker taker) override;
-  Result<void> signal(pid_t pid, std::int64_t started, int number) override;
+  std::shared_ptr<void> followLog(std::size_t limit, LogTaker taker) override;
 
  private:
-  void startReaders();
-  static void announce(Gauge gauge, std::optional<double> value);
-  static void announceBoth(Gauge in, Gauge out, const std::optional<Throughput>& throughput);
   void announceHeartbeat() const;
 
-  const bool m_isOfMachine;
-  ProcessorReader m_processor;
-  MemoryReader m_memory;
-  DiskReader m_disk;
-  NetworkReader m_network;
-  ProcessReader m_processes;
-  TemperatureReader m_temperature;
-  Readings m_readings;
-  std::array<std::shared_ptr<History>, GAUGES> m_histories;
   const std::shared_ptr<Listener> m_heartbeatLog;
   const Timeval m_started;
-  DispatchQueueSerial m_diskRequests{"disk requests", QoS::USER_INITIATED};
-  Repeaters m_repeaters;  // last, because their work uses the others
+  Repeaters m_repeaters;  // runs nothing after the machine has gone, because all of it is on the main queue
+  LocalMachine m_machine;
 };
 
 }  // namespace corvane::inspector

@@ -23,6 +23,7 @@ class Repeaters : public RepeaterSource {
   void start(std::string name, double interval, std::function<void()> work);
 
   std::vector<RepeaterRow> rows() const override;
+  bool allowsControl() const override { return true; }
   void togglePause(std::string_view name) override;
   void resetStats() override;
   int timeConstant() const override { return m_timeConstant; }

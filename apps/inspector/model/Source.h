@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -11,13 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/inspector/model/Disks.h"
-#include "apps/inspector/model/History.h"
-#include "apps/inspector/model/ProcessRow.h"
-#include "apps/inspector/model/Readings.h"
+#include "apps/inspector/model/Machine.h"
 #include "corvane/core/Timeval.h"
 #include "corvane/infra/Broadcaster.h"
-#include "corvane/platform/PowerManager.h"
+#include "corvane/platform/DiagnosticsPort.h"
 #include "corvane/platform/Result.h"
 
 namespace corvane::inspector {
@@ -32,7 +27,8 @@ struct RepeaterRow {
   bool paused = false;
 };
 
-/// The repeaters of a program, and the operations on them.
+/// The repeaters of a program, and the operations on them. Those on another program's are carried out soon, if they can
+/// be.
 class RepeaterSource {
  public:
   static constexpr int MIN_TIME_CONSTANT = 1;
@@ -42,6 +38,9 @@ class RepeaterSource {
 
   /// All repeaters in any order, including paused ones. Names are unique.
   virtual std::vector<RepeaterRow> rows() const = 0;
+
+  /// Whether the program allows the operations; otherwise they do nothing.
+  virtual bool allowsControl() const = 0;
 
   /// Stops a repeater, or starts it again. A paused repeater keeps its last statistics; a resumed one starts with new
   /// ones.
@@ -63,20 +62,33 @@ struct LogFigures {
   std::int64_t lines = 0;  ///< lines written by the program since it was started
 };
 
-/// The source of the figures: a machine, and a program that runs there. On the main queue only; no call waits for
-/// another process. Values that change are read again whenever they are shown.
+/// Whether a program's figures come.
+enum class Presence {
+  HERE,
+  SILENT,  ///< it does not answer, or has not yet; what is shown is what was known last
+  ENDED,   ///< the same; another run of the program will be shown as soon as there is one
+};
+
+/// The source of the figures that a program shows of itself: this one, or another one on this machine. On the main
+/// queue only; no call waits for another process. Values that change are read again whenever they are shown; another
+/// program is asked only for those that were read within the last second, and for what is followed.
 class Source {
  public:
   virtual ~Source() = default;
 
-  /// The machine's name, as unchecked bytes.
-  virtual std::string host() const = 0;
+  /// The machine that it runs on.
+  virtual Machine& machine() = 0;
+
+  /// The program's name, as unchecked bytes; empty for this program.
+  virtual std::string name() const = 0;
+
+  virtual Presence presence() const = 0;
 
   /// When the program was started.
   virtual Timeval started() const = 0;
 
-  virtual const Readings& readings() const = 0;
-  virtual const History& history(Gauge gauge) const = 0;
+  /// The name of the program's settings domain (see UserDefaults).
+  virtual std::string settingsDomain() const = 0;
 
   virtual RepeaterSource& repeaters() = 0;
 
@@ -84,33 +96,28 @@ class Source {
   virtual std::vector<broadcaster_stats> listeners() const = 0;
 
   virtual LogFigures log() const = 0;
-  /// The last `limit` bytes of the log, from the first whole line; std::nullopt if the file does not exist.
-  virtual std::optional<std::string> logTail(std::size_t limit) const = 0;
 
-  /// Passes on the processes of the machine periodically, for as long as the result lives; or once the reason why this
-  /// is not possible, perhaps before it returns. With `figures` if wanted, for which a person may be asked: until then,
-  /// nothing is passed on.
-  using ProcessTaker = std::function<void(Result<std::vector<ProcessRow>>)>;
-  virtual std::shared_ptr<void> followProcesses(bool figures, ProcessTaker taker) = 0;
+  /// Passes on what is written to the program's log periodically, for as long as the result lives: first the last
+  /// `limit` bytes, from the first whole line, then what has come since. The log of another run begins anew, with a
+  /// path again.
+  using LogTaker = std::function<void(Result<LogState>)>;
+  virtual std::shared_ptr<void> followLog(std::size_t limit, LogTaker taker) = 0;
 
-  /// Passes on one process with its open files, in the same way; no row once it has ended. Another one may get its id.
-  virtual std::shared_ptr<void> followProcess(pid_t pid, ProcessTaker taker) = 0;
+  /// Passes on the program's queues in the same way. Its activity is recorded meanwhile, for the longest times.
+  using QueueTaker = std::function<void(Result<QueueStates>)>;
+  virtual std::shared_ptr<void> followQueues(QueueTaker taker) = 0;
 
-  /// Passes on what keeps the machine awake, in the same way.
-  using AssertionTaker = std::function<void(Result<std::vector<AssertionRecord>>)>;
-  virtual std::shared_ptr<void> followAssertions(AssertionTaker taker) = 0;
+  /// Records the program's activity for as long as the result lives, also that of another run.
+  virtual std::shared_ptr<void> watch() = 0;
 
-  /// Passes on the machine's disks, in the same way.
-  using DiskTaker = std::function<void(Result<std::vector<DiskRow>>)>;
-  virtual std::shared_ptr<void> followDisks(DiskTaker taker) = 0;
+  /// Passes on what was recorded in the last `seconds`, once, if the result still lives then.
+  using RecordingTaker = std::function<void(Result<Recording>)>;
+  virtual std::shared_ptr<void> takeRecording(double seconds, RecordingTaker taker) = 0;
 
-  /// Mounts or unmounts a disk in the background, and passes the outcome on, later, if the result still lives then.
-  using OutcomeTaker = std::function<void(const DiskOutcome&)>;
-  virtual std::shared_ptr<void> request(const DiskRequest& request, OutcomeTaker taker) = 0;
-
-  /// Sends a signal to the process with this id and start time (see ProcessRow), never to another one that has since
-  /// got the same id. The failure's description is a clause for the user.
-  virtual Result<void> signal(pid_t pid, std::int64_t started, int number) = 0;
+  /// Passes on the spans of the main thread of at least `nsec` periodically, for as long as the result lives; its
+  /// activity is recorded meanwhile. See Inspectable::longSpans().
+  using SpanTaker = std::function<void(Result<LongSpans>)>;
+  virtual std::shared_ptr<void> followLongSpans(std::int64_t nsec, SpanTaker taker) = 0;
 };
 
 }  // namespace corvane::inspector

@@ -13,8 +13,8 @@ constexpr double FONT_SCALE = 1.4;  // it is read from farther away than a windo
 
 }  // namespace
 
-DesktopGraphs::DesktopGraphs(Source& source)
-    : m_graphs(source), m_clock(std::make_shared<Repeater>("desktop picture")) {
+DesktopGraphs::DesktopGraphs(Machine& machine)
+    : m_graphs(machine), m_clock(std::make_shared<Repeater>("desktop picture")) {
   QFont font = m_graphs.font();
   font.setPointSizeF(font.pointSizeF() * FONT_SCALE);
   m_graphs.setFont(font);

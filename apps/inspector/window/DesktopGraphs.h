@@ -11,7 +11,7 @@ namespace corvane::inspector {
 /// Keeps the graphs on the desktop, as its picture, until this dies.
 class DesktopGraphs {
  public:
-  explicit DesktopGraphs(Source& source);
+  explicit DesktopGraphs(Machine& machine);
   ~DesktopGraphs();
   DesktopGraphs(const DesktopGraphs&) = delete;
   DesktopGraphs& operator=(const DesktopGraphs&) = delete;

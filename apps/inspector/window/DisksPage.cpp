@@ -86,7 +86,7 @@ DisksPage::DisksPage(Source& source, QWidget* parent)
 
 void DisksPage::appear() {
   if (m_model.rows().empty()) m_tree->setPlaceholderText(tr("Reading the disks…"));
-  m_feed = source().followDisks([this](Result<std::vector<DiskRow>> rows) { take(std::move(rows)); });
+  m_feed = source().machine().followDisks([this](Result<std::vector<DiskRow>> rows) { take(std::move(rows)); });
 }
 
 void DisksPage::take(Result<std::vector<DiskRow>> rows) {
@@ -133,7 +133,8 @@ void DisksPage::request(bool mounts, bool force) {
 
 void DisksPage::begin(const DiskRequest& request) {
   if (m_request) return;
-  m_request = source().request(request, [this, request](const DiskOutcome& outcome) { tell(request, outcome); });
+  m_request =
+      source().machine().request(request, [this, request](const DiskOutcome& outcome) { tell(request, outcome); });
   m_message->showMessage((request.mounts ? tr("Mounting %1…") : tr("Unmounting %1…")).arg(deviceOf(request.device)));
   m_busy->show();
   noteCurrent();

@@ -7,8 +7,8 @@
 
 namespace corvane::inspector {
 
-OverviewGraphs::OverviewGraphs(Source& source, QWidget* parent)
-    : QWidget(parent), m_source(source), m_grid(new QGridLayout(this)) {
+OverviewGraphs::OverviewGraphs(Machine& machine, QWidget* parent)
+    : QWidget(parent), m_machine(machine), m_grid(new QGridLayout(this)) {
   m_grid->setContentsMargins(MARGIN, 0, MARGIN, MARGIN);
   m_grid->setSpacing(GAP);
   addCard(tr("Processor"), Unit::PERCENT, {{QString(), Gauge::PROCESSOR}}, true);
@@ -24,13 +24,13 @@ void OverviewGraphs::addCard(const QString& title, Unit unit, const std::vector<
   std::vector<LineGraph::Line> drawn;
   Card card{nullptr, {}};
   for (const auto& [name, gauge] : lines) {
-    drawn.push_back({name, &m_source.history(gauge)});
+    drawn.push_back({name, &m_machine.history(gauge)});
     card.gauges.push_back(gauge);
   }
   card.graph = new LineGraph(title, unit, std::move(drawn), this);
   card.graph->hide();
   const ReadingRow& row = READING_ROWS[static_cast<std::size_t>(card.gauges.front())];
-  card.graph->setRange([this, &row](Range shown) { return row.range(m_source.readings(), shown); }, isExact);
+  card.graph->setRange([this, &row](Range shown) { return row.range(m_machine.readings(), shown); }, isExact);
   m_cards.push_back(std::move(card));
 }
 
@@ -38,7 +38,7 @@ void OverviewGraphs::addCard(const QString& title, Unit unit, const std::vector<
 bool OverviewGraphs::isMissing(const Card& card) const {
   static constexpr std::size_t ENOUGH = 3;
   return !card.graph->hasValue() && std::ranges::all_of(card.gauges, [this](Gauge gauge) {
-    const std::size_t count = m_source.history(gauge).readings().size();
+    const std::size_t count = m_machine.history(gauge).readings().size();
     return count == 0 || count >= ENOUGH;
   });
 }
@@ -55,7 +55,7 @@ void OverviewGraphs::refresh() {
 }
 
 void OverviewGraphs::showNotes() {
-  const Readings& readings = m_source.readings();
+  const Readings& readings = m_machine.readings();
   for (const Card& card : m_cards) {
     if (card.gauges.front() == Gauge::MEMORY && readings.memory)
       card.graph->setNote(tr("of %1").arg(valueText(static_cast<double>(readings.memory->total), Unit::BYTES)));

@@ -4,7 +4,7 @@
 #include <QWidget>
 #include <vector>
 
-#include "apps/inspector/model/Source.h"
+#include "apps/inspector/model/Machine.h"
 #include "apps/inspector/window/LineGraph.h"
 
 namespace corvane::inspector {
@@ -18,8 +18,8 @@ class OverviewGraphs : public QWidget {
   /// Points around the graphs and between them.
   static constexpr int MARGIN = 16, GAP = 12;
 
-  /// The source must outlive the graphs.
-  explicit OverviewGraphs(Source& source, QWidget* parent = nullptr);
+  /// The machine must outlive the graphs.
+  explicit OverviewGraphs(Machine& machine, QWidget* parent = nullptr);
 
   /// How many minutes they show.
   void setSpan(int minutes);
@@ -42,7 +42,7 @@ class OverviewGraphs : public QWidget {
   void arrange();
   void showNotes();
 
-  Source& m_source;
+  Machine& m_machine;
   QGridLayout* m_grid;
   std::vector<Card> m_cards;
   std::vector<const LineGraph*> m_arranged;  // in the grid,

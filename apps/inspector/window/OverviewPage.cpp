@@ -28,7 +28,7 @@ OverviewPage::OverviewPage(Source& source, QWidget* parent)
       m_host(new QLabel),
       m_uptime(new QLabel),
       m_spans(new QActionGroup(this)),
-      m_graphs(new OverviewGraphs(source)) {
+      m_graphs(new OverviewGraphs(source.machine())) {
   makeSpans();
   setSpan(m_spans->checkedAction()->data().toInt());
   QAction* const onDesktop = newAction(this, tr("Show on the &Desktop"), QKeySequence(Qt::CTRL | Qt::Key_D));
@@ -54,7 +54,7 @@ QWidget* OverviewPage::makeHeader() {
   m_host->setFont(font);
   m_host->setTextFormat(Qt::PlainText);
   m_host->setTextInteractionFlags(Qt::TextSelectableByMouse);
-  m_host->setText(shown(source().host()));
+  m_host->setText(shown(source().machine().host()));
   m_uptime->setToolTip(tr("How long this program has been running"));
   auto* const header = new QWidget;
   auto* const row = new QHBoxLayout(header);
@@ -101,7 +101,7 @@ void OverviewPage::setSpan(int minutes) {
 void OverviewPage::showOnDesktop(bool isShown) {
   m_onDesktop.reset();
   if (!isShown) return;
-  m_onDesktop = std::make_unique<DesktopGraphs>(source());
+  m_onDesktop = std::make_unique<DesktopGraphs>(source().machine());
   setSpan(m_spans->checkedAction()->data().toInt());
 }
 

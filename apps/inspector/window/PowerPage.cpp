@@ -83,7 +83,8 @@ PowerPage::PowerPage(Source& source, QWidget* parent)
 
 void PowerPage::appear() {
   m_table->setPlaceholderText(tr("Asking the system…"));
-  m_feed = source().followAssertions([this](Result<std::vector<Record>> records) { take(std::move(records)); });
+  m_feed =
+      source().machine().followAssertions([this](Result<std::vector<Record>> records) { take(std::move(records)); });
 }
 
 void PowerPage::disappear() {

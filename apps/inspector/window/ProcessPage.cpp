@@ -181,7 +181,7 @@ void ProcessPage::disappear() {
 }
 
 void ProcessPage::follow() {
-  m_feed = source().followProcesses(m_hasFigures, [this](Result<Rows> rows) { take(std::move(rows)); });
+  m_feed = source().machine().followProcesses(m_hasFigures, [this](Result<Rows> rows) { take(std::move(rows)); });
 }
 
 void ProcessPage::take(Result<Rows> rows) {
@@ -319,7 +319,7 @@ void ProcessPage::showDetails() {
   if (!row) return m_message->showMessage(tr("Select a process first."));
   const auto all = findChildren<ProcessPopover*>(QString(), Qt::FindDirectChildrenOnly);
   const auto found = std::ranges::find_if(all, [row](const auto* popover) { return popover->isOf(*row); });
-  ProcessPopover& popover = found == all.end() ? *new ProcessPopover(source(), *row, this) : **found;
+  ProcessPopover& popover = found == all.end() ? *new ProcessPopover(source().machine(), *row, this) : **found;
   const bool isTree = m_views->currentWidget() == m_tree;
   if (!isTree) m_table->scrollTo(index);
   QWidget& view = isTree ? *m_tree->viewport() : *m_table->viewport();
@@ -351,7 +351,7 @@ void ProcessPage::sendSignal(const Rows& rows, int number) {
   const QString name = QString::fromStdString(signalName(number));
   QStringList failures;
   for (const ProcessRow& row : rows)
-    if (const auto sent = source().signal(row.pid, row.started, number); !sent)
+    if (const auto sent = source().machine().signal(row.pid, row.started, number); !sent)
       failures << tr("%1 was not sent to %2: %3.").arg(name, nameOf(row), shown(sent.error().description));
   if (!failures.isEmpty()) return m_message->showFailure(failures.join(u'\n'));
   m_message->showMessage(rows.size() == 1
@@ -380,7 +380,7 @@ void ProcessPage::askForPicture() {
 
 void ProcessPage::savePicture(const QString& path) {
   const bool isDrawing = path.endsWith(QStringLiteral(".svg"), Qt::CaseInsensitive);
-  const QString title = tr("Processes of %1").arg(shown(source().host()));
+  const QString title = tr("Processes of %1").arg(shown(source().machine().host()));
   const auto write = [path, isDrawing, drawing = isDrawing ? m_tree->svg(title.toStdString()) : std::string(),
                       picture = isDrawing ? QImage() : m_tree->picture()] {
     QSaveFile file(path);

@@ -15,13 +15,13 @@ ProcessDetails* detailsOf(const ProcessRow& row) {
 
 }  // namespace
 
-ProcessPopover::ProcessPopover(Source& source, const ProcessRow& row, QObject* parent)
+ProcessPopover::ProcessPopover(Machine& machine, const ProcessRow& row, QObject* parent)
     : QObject(parent), m_row(row), m_details(detailsOf(row)), m_popover(nameOf(row), m_details) {
   connect(&m_popover, &Popover::closed, this, [this] {
     setParent(nullptr);  // so that nobody finds it any more
     deleteLater();
   });
-  m_feed = source.followProcess(row.pid, [this](const Result<std::vector<ProcessRow>>& rows) { take(rows); });
+  m_feed = machine.followProcess(row.pid, [this](const Result<std::vector<ProcessRow>>& rows) { take(rows); });
 }
 
 bool ProcessPopover::isOf(const ProcessRow& row) const {

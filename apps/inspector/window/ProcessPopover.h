@@ -3,7 +3,7 @@
 #include <QObject>
 #include <memory>
 
-#include "apps/inspector/model/Source.h"
+#include "apps/inspector/model/Machine.h"
 #include "apps/inspector/window/ProcessDetails.h"
 #include "corvane/ui/Popover.h"
 
@@ -15,7 +15,7 @@ class ProcessPopover : public QObject {
   Q_OBJECT
 
  public:
-  ProcessPopover(Source& source, const ProcessRow& row, QObject* parent);
+  ProcessPopover(Machine& machine, const ProcessRow& row, QObject* parent);
 
   bool isOf(const ProcessRow& row) const;
 

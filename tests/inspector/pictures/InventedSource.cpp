@@ -101,10 +101,6 @@ LogFigures InventedSource::log() const {
   return {m_log, 1748, 3, 24};
 }
 
-std::optional<std::string> InventedSource::logTail(std::size_t limit) const {
-  return readTail(m_log, limit);
-}
-
 std::vector<broadcaster_stats> InventedSource::listeners() const {
   return {{"document opened", "atlas::RecentFiles", 14, 3'912}, {"document opened", "atlas::Window", 14, 48'207},
           {"heartbeat", "atlas::HeartbeatLog", 1'084, 90'115},  {"position", "atlas::Compass", 21'690, 411'300},

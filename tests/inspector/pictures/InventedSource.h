@@ -10,28 +10,37 @@
 namespace corvane::inspector {
 
 /// A machine that does not exist, the same each time, with an hour of readings: for pictures that people look at.
-class InventedSource : public Source, private RepeaterSource {
+class InventedSource : public Source, private Machine, private RepeaterSource {
  public:
   /// Its log is a file in this folder.
   explicit InventedSource(const std::string& folder);
 
-  std::string host() const override { return "heron"; }
+  Machine& machine() override { return *this; }
+  std::string name() const override { return {}; }
+  Presence presence() const override { return Presence::HERE; }
   Timeval started() const override { return m_started; }
-  const Readings& readings() const override { return m_readings; }
-  const History& history(Gauge gauge) const override { return m_histories[static_cast<std::size_t>(gauge)]; }
+  std::string settingsDomain() const override { return {}; }
   RepeaterSource& repeaters() override { return *this; }
   std::vector<broadcaster_stats> listeners() const override;
   LogFigures log() const override;
-  std::optional<std::string> logTail(std::size_t limit) const override;
+  std::shared_ptr<void> followLog(std::size_t, LogTaker) override { return nullptr; }
+  std::shared_ptr<void> followQueues(QueueTaker) override { return nullptr; }
+  std::shared_ptr<void> watch() override { return nullptr; }
+  std::shared_ptr<void> takeRecording(double, RecordingTaker) override { return nullptr; }
+  std::shared_ptr<void> followLongSpans(std::int64_t, SpanTaker) override { return nullptr; }
+
+ private:
+  std::string host() const override { return "heron"; }
+  const Readings& readings() const override { return m_readings; }
+  const History& history(Gauge gauge) const override { return m_histories[static_cast<std::size_t>(gauge)]; }
   std::shared_ptr<void> followProcesses(bool figures, ProcessTaker taker) override;
   std::shared_ptr<void> followProcess(pid_t pid, ProcessTaker taker) override;
   std::shared_ptr<void> followAssertions(AssertionTaker taker) override;
   std::shared_ptr<void> followDisks(DiskTaker taker) override;
   std::shared_ptr<void> request(const DiskRequest&, OutcomeTaker) override { return nullptr; }
   Result<void> signal(pid_t, std::int64_t, int) override { return failure("inspector", 0, "nothing runs"); }
-
- private:
   std::vector<RepeaterRow> rows() const override;
+  bool allowsControl() const override { return true; }
   void togglePause(std::string_view) override {}
   void resetStats() override {}
   int timeConstant() const override { return 10; }
