@@ -7,7 +7,7 @@ install(TARGETS corvane-core corvane-infra corvane-algorithms corvane-system cor
 # Without the backend, and without the headers that only the library's own sources include.
 install(DIRECTORY corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h"
-  PATTERN "help" EXCLUDE PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE PATTERN "ui" EXCLUDE
+  PATTERN "diagnostics" EXCLUDE PATTERN "help" EXCLUDE PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE PATTERN "ui" EXCLUDE
   PATTERN "Activity.h" EXCLUDE PATTERN "PartitionNames.h" EXCLUDE PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE
   PATTERN "ProgramName.h" EXCLUDE
   PATTERN "Schedule.h" EXCLUDE PATTERN "SharedInstance.h" EXCLUDE PATTERN "SortedChunks.h" EXCLUDE

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -72,6 +73,25 @@ bool readAllAt(int fd, void* bytes, std::size_t size, off_t offset) {
     size -= static_cast<std::size_t>(got);
   }
   return true;
+}
+
+std::string readRest(int fd, off_t& offset, std::size_t limit) {
+  struct stat status {};
+  if (::fstat(fd, &status) != 0 || status.st_size <= offset) return {};
+  const off_t start = std::max(offset, status.st_size - static_cast<off_t>(limit));
+  const bool isCut = start > offset;
+  std::string text(static_cast<std::size_t>(status.st_size - start), '\0');
+  std::size_t filled = 0;
+  while (filled < text.size()) {
+    const ssize_t got = uninterrupted(
+        [&] { return ::pread(fd, text.data() + filled, text.size() - filled, start + static_cast<off_t>(filled)); });
+    if (got <= 0) break;
+    filled += static_cast<std::size_t>(got);
+  }
+  text.resize(filled);
+  offset = start + static_cast<off_t>(filled);
+  if (isCut) text.erase(0, text.find('\n') + 1);
+  return text;
 }
 
 bool writeAll(int fd, std::string_view bytes) {

@@ -70,6 +70,10 @@ CORVANE_API Result<FileDescriptor> openForReading(const std::string& path);
 /// Reads exactly `size` bytes from an offset on; false if the file ends before that or cannot be read.
 CORVANE_API bool readAllAt(int fd, void* bytes, std::size_t size, off_t offset);
 
+/// What a file holds from an offset on; of more than `limit` bytes the last ones, from the first whole line. The offset
+/// moves to the end of what was read.
+CORVANE_API std::string readRest(int fd, off_t& offset, std::size_t limit);
+
 /// Writes all of the bytes; false, with errno, if the system refuses.
 CORVANE_API bool writeAll(int fd, std::string_view bytes);
 

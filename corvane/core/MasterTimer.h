@@ -55,10 +55,10 @@ class CORVANE_API MasterTimer : public std::enable_shared_from_this<MasterTimer>
   /// started, and so has no due time, this is fatal later, on the timer thread.
   void add(const std::shared_ptr<Repeater>& repeater);
 
-  /// Sets the averaging time constant, in seconds, of every registered repeater.
+  /// Sets the averaging time constant, in seconds, of every registered repeater, paused ones included.
   void setTimeConstant(double seconds);
 
-  /// Resets the statistics of every registered repeater, as a wake does.
+  /// Resets the statistics of the same repeaters, as a wake does.
   void resetStats();
 
   /// For diagnostics: what every repeater does, once each, in the order of their ids, including those that setPaused()

@@ -161,20 +161,26 @@ std::vector<Repeater::repeater_stats> Schedule::stats() {
 }
 
 void Schedule::resetStats() {
+  std::vector<EntryPtr> paused;  // perhaps the last references: released after the lock
   MutexLock lock(s_mutex);
   const Timeval now;
   for (const Listing& listing : m_listings)
     if (listing.entry) listing.entry->resetStats(now);
+  paused = pausedOnes();
+  for (const EntryPtr& entry : paused) entry->resetStats(now);
 }
 
 void Schedule::setTimeConstant(double seconds) {
+  std::vector<EntryPtr> paused;  // as above
   MutexLock lock(s_mutex);
   for (const Listing& listing : m_listings)
     if (listing.entry) listing.entry->setRate(listing.entry->interval, seconds);
+  paused = pausedOnes();
+  for (const EntryPtr& entry : paused) entry->setRate(entry->interval, seconds);
 }
 
 std::vector<RepeaterState> Schedule::states() {
-  std::vector<EntryPtr> paused;  // perhaps the last references: released after the lock
+  std::vector<EntryPtr> paused;  // as above
   std::vector<RepeaterState> states;
   {
     MutexLock lock(s_mutex);

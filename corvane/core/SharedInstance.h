@@ -25,6 +25,13 @@ class SharedInstance {
     return slot.m_object;
   }
 
+  /// The object if there is one yet.
+  static std::shared_ptr<T> existing() {
+    SharedInstance& slot = SharedInstance::slot();
+    MutexLock lock(slot.m_mutex);
+    return slot.m_object;
+  }
+
   /// Replaces the object; with null the next get() creates a new one.
   static void set(std::shared_ptr<T> object) {
     SharedInstance& slot = SharedInstance::slot();

@@ -109,6 +109,23 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
+std::string jsonString(std::string_view text) {
+  std::string result = "\"";
+  for (const char c : repaired(std::string(text))) {
+    if (c == '"' || c == '\\') {
+      result += '\\';
+      result += c;
+    } else if (static_cast<unsigned char>(c) < 0x20) {
+      static constexpr std::string_view HEX = "0123456789abcdef";
+      result += c < 0x10 ? "\\u000" : "\\u001";
+      result += HEX[static_cast<unsigned char>(c) & 0xFU];
+    } else {
+      result += c;
+    }
+  }
+  return result += '"';
+}
+
 void appendPercentEscape(std::string& text, char byte) {
   constexpr std::string_view DIGITS = "0123456789ABCDEF";
   const auto number = static_cast<unsigned char>(byte);

@@ -44,6 +44,9 @@ CORVANE_API std::string decimal(double value, int decimals);
 /// not start a character, the bytes of a truncated character, or each byte of an overlong form or of a surrogate.
 CORVANE_API std::string repaired(std::string text);
 
+/// Unchecked text as a JSON string with its quotes; always valid UTF-8.
+CORVANE_API std::string jsonString(std::string_view text);
+
 /// Appends a byte as it is escaped in URLs: "%" and two hexadecimal digits.
 CORVANE_API void appendPercentEscape(std::string& text, char byte);
 

@@ -99,6 +99,10 @@ std::shared_ptr<Logger> Logger::instance() {
   return SharedInstance<Logger>::get();
 }
 
+std::shared_ptr<Logger> Logger::existing() {
+  return SharedInstance<Logger>::existing();
+}
+
 void Logger::setInstance(std::shared_ptr<Logger> logger) {
   SharedInstance<Logger>::set(std::move(logger));
 }

@@ -36,6 +36,9 @@ class CORVANE_API Logger {
   /// The shared logger. Created on first use, never destroyed.
   static std::shared_ptr<Logger> instance();
 
+  /// The shared logger if there is one yet; otherwise null, and nothing is created.
+  static std::shared_ptr<Logger> existing();
+
   /// Replaces the shared logger.
   static void setInstance(std::shared_ptr<Logger> logger);
 

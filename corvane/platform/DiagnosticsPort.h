@@ -127,9 +127,10 @@ struct ActivitySpan {
   std::int64_t start = 0;    ///< moment
   std::int64_t end = 0;      ///< moment; 0 if it has not ended
   std::int64_t waited = 0;   ///< nanoseconds in the queue before it began, if that is known
-  std::string
-      name;  ///< the repeater, the queue or the timer; of an item of the main queue, its type; empty for the loop
-  std::string item;  ///< of an item of a serial queue: its type
+  std::string name;          ///< the repeater, queue or timer, or the type of the main queue's item; empty for the loop
+  std::string item;          ///< of an item of a serial queue: its type
+
+  bool isOnMainThread() const { return kind != Kind::QUEUE_ITEM && kind != Kind::TIMER; }
 };
 
 /// Spans of a program in the order of their ends, and then those that have not ended.

@@ -17,6 +17,7 @@ FakePlatform::FakePlatform(std::string home)
       translocation(std::make_shared<FakeTranslocation>()),
       runningApplications(std::make_shared<FakeRunningApplications>()),
       deviceRegistry(std::make_shared<FakeDeviceRegistry>()),
+      diagnosticsPort(std::make_shared<FakeDiagnosticsPort>()),
       diskService(std::make_shared<FakeDiskService>()),
       appearance(std::make_shared<FakeAppearance>()),
       alerts(std::make_shared<FakeAlerts>()),
@@ -41,6 +42,7 @@ FakePlatform::FakePlatform(std::string home)
   m_platform.translocation.set(translocation);
   m_platform.runningApplications.set(runningApplications);
   m_platform.deviceRegistry.set(deviceRegistry);
+  m_platform.diagnosticsPort.set(diagnosticsPort);
   m_platform.diskService.set(diskService);
   m_platform.appearance.set(appearance);
   m_platform.alerts.set(alerts);

@@ -13,6 +13,7 @@
 #include "corvane/testing/FakeDefaultsStore.h"
 #include "corvane/testing/FakeDesktopPicture.h"
 #include "corvane/testing/FakeDeviceRegistry.h"
+#include "corvane/testing/FakeDiagnosticsPort.h"
 #include "corvane/testing/FakeDiskService.h"
 #include "corvane/testing/FakeFolders.h"
 #include "corvane/testing/FakeFontBook.h"
@@ -53,6 +54,7 @@ class CORVANE_API FakePlatform {
   const std::shared_ptr<FakeTranslocation> translocation;
   const std::shared_ptr<FakeRunningApplications> runningApplications;
   const std::shared_ptr<FakeDeviceRegistry> deviceRegistry;
+  const std::shared_ptr<FakeDiagnosticsPort> diagnosticsPort;
   const std::shared_ptr<FakeDiskService> diskService;
   const std::shared_ptr<FakeAppearance> appearance;
   const std::shared_ptr<FakeAlerts> alerts;

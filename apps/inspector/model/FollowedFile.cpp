@@ -1,9 +1,7 @@
 #include "apps/inspector/model/FollowedFile.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <utility>
 
 namespace corvane::inspector {
@@ -43,20 +41,7 @@ std::string FollowedFile::rest(std::size_t limit) {
   struct stat status {};
   if (m_file.get() < 0 || fstat(m_file.get(), &status) != 0) return {};
   const std::string before = status.st_size < m_offset ? beginAnew() : "";
-  const off_t start = std::max(m_offset, status.st_size - static_cast<off_t>(limit));
-  const bool isCut = start > m_offset;
-  std::string text(static_cast<std::size_t>(status.st_size - start), '\0');
-  std::size_t filled = 0;
-  while (filled < text.size()) {
-    const ssize_t got = uninterrupted([&] {
-      return pread(m_file.get(), text.data() + filled, text.size() - filled, start + static_cast<off_t>(filled));
-    });
-    if (got <= 0) break;
-    filled += static_cast<std::size_t>(got);
-  }
-  text.resize(filled);
-  m_offset = start + static_cast<off_t>(filled);
-  if (isCut) text.erase(0, text.find('\n') + 1);
+  const std::string text = readRest(m_file.get(), m_offset, limit);
   if (!text.empty()) m_isInLine = text.back() != '\n';
   return before + text;
 }

@@ -105,23 +105,6 @@ std::string printable(std::string_view text, const Glyphs& glyphs) {
   return result;
 }
 
-std::string jsonString(std::string_view text) {
-  std::string result = "\"";
-  for (const char c : repaired(std::string(text))) {
-    if (c == '"' || c == '\\') {
-      result += '\\';
-      result += c;
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      static constexpr std::string_view HEX = "0123456789abcdef";
-      result += c < 0x10 ? "\\u000" : "\\u001";
-      result += HEX[static_cast<unsigned char>(c) & 0xFU];
-    } else {
-      result += c;
-    }
-  }
-  return result += '"';
-}
-
 std::string jsonNumber(std::optional<double> value, int decimals) {
   return value && std::isfinite(*value) ? decimal(*value, decimals) : "null";
 }

@@ -44,9 +44,6 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t columns);
 /// Unchecked text, with a question mark in place of anything but a printable character of one column.
 std::string printable(std::string_view text, const Glyphs& glyphs);
 
-/// Unchecked text as a JSON string with its quotes; always valid UTF-8.
-std::string jsonString(std::string_view text);
-
 /// A JSON array of the results of `print` for each item.
 template <class Items, class Print>
 std::string jsonArray(const Items& items, Print print) {
