@@ -1,7 +1,8 @@
 # Gives executables an information dictionary, which the library finds as their main bundle (corvane/infra/Bundle.h).
 #
 #   corvane_application(TARGET IDENTIFIER id NAME name VERSION version BUILD build [RESOURCES file…]
-#     [RESOURCE_FOLDERS folder…] [REQUIRES {library purpose address}…] [NO_INSTALL])
+#     [RESOURCE_FOLDERS folder…] [REQUIRES {library purpose address}…] [DIAGNOSTICS [CONTROL] [SETTING_VALUES]]
+#     [NO_INSTALL])
 #
 # Writes the dictionary and copies the resource files into the folder TARGET.resources beside the executable, whenever
 # the target is built. Unless told not to, also installs the executable as bin/TARGET and dictionary and resources into
@@ -15,6 +16,9 @@
 # is built into the folder libexec beside it and installed as libexec/TARGET. If one is missing it tells the user what for,
 # and offers to get it at the address, which may be empty (corvane/system/RuntimeRequirement.h). It looks for them as the
 # target does: also in the target's INSTALL_RPATH, or BUILD_RPATH where it is built. Needs Corvane::system.
+#
+# DIAGNOSTICS lets Corvane Inspector look into the running program, from when its main loop runs: the target calls
+# Diagnostics::start() with these permissions (corvane/infra/Diagnostics.h). Needs Corvane::infra.
 #
 #   corvane_embed_info_plist(TARGET file)
 #   corvane_embed_info_plist(TARGET IDENTIFIER id NAME name VERSION version BUILD build)
@@ -88,8 +92,29 @@ function(_corvane_add_launcher target)
   add_dependencies(${target} ${target}_launcher)
 endfunction()
 
+# Has a target call Diagnostics::start() with the permissions that the arguments name.
+function(_corvane_start_diagnostics target)
+  set(permissions corvane::Diagnostics::LookOnly)
+  foreach(permission IN LISTS ARGN)
+    if(permission STREQUAL CONTROL)
+      string(APPEND permissions " | corvane::Diagnostics::Control")
+    elseif(permission STREQUAL SETTING_VALUES)
+      string(APPEND permissions " | corvane::Diagnostics::SettingValues")
+    else()
+      message(FATAL_ERROR "The application ${target}: DIAGNOSTICS takes CONTROL and SETTING_VALUES, not ${permission}")
+    endif()
+  endforeach()
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${target}.dir/diagnostics.cpp)
+  configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/diagnostics.cpp.in ${source} @ONLY)
+  target_sources(${target} PRIVATE ${source})
+endfunction()
+
 function(corvane_application target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "NO_INSTALL" "IDENTIFIER;NAME;VERSION;BUILD" "RESOURCES;RESOURCE_FOLDERS;REQUIRES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "NO_INSTALL" "IDENTIFIER;NAME;VERSION;BUILD"
+    "RESOURCES;RESOURCE_FOLDERS;REQUIRES;DIAGNOSTICS")
+  if(DEFINED arg_DIAGNOSTICS OR DIAGNOSTICS IN_LIST arg_KEYWORDS_MISSING_VALUES)
+    _corvane_start_diagnostics(${target} ${arg_DIAGNOSTICS})
+  endif()
   if(arg_REQUIRES)
     _corvane_add_launcher(${target})
   endif()

@@ -37,7 +37,7 @@ configure_package_config_file(cmake/CorvaneConfig.cmake.in ${PROJECT_BINARY_DIR}
   INSTALL_DESTINATION ${packageFolder})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake ${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake
-    cmake/CorvaneApplication.cmake cmake/MirrorFolders.cmake cmake/CorvaneCatalogues.cmake cmake/CorvaneDocumentation.cmake cmake/interface-files.its cmake/CorvaneHelper.cmake cmake/HelperInfo.plist.in cmake/Info.plist.in cmake/info_plist.c.in cmake/launcher.cpp.in
+    cmake/CorvaneApplication.cmake cmake/MirrorFolders.cmake cmake/CorvaneCatalogues.cmake cmake/CorvaneDocumentation.cmake cmake/interface-files.its cmake/CorvaneHelper.cmake cmake/HelperInfo.plist.in cmake/Info.plist.in cmake/info_plist.c.in cmake/launcher.cpp.in cmake/diagnostics.cpp.in
   DESTINATION ${packageFolder})
 install(DIRECTORY cmake/documentation DESTINATION ${packageFolder})
 

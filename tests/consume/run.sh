@@ -55,7 +55,7 @@ done
 
 echo "-- the same, with a launcher in front of it"
 mkdir "$work/app1"
-sed 's|main.cpp|../app/main.cpp|; s/BUILD 1)/BUILD 1\n  REQUIRES libm.so.6 "its ticks" "" "$ENV{NEEDED}" "its a;b" "https:\/\/a.b")/' "$work/app/CMakeLists.txt" >"$work/app1/CMakeLists.txt"
+sed 's|main.cpp|../app/main.cpp|; s/BUILD 1)/BUILD 1\n  DIAGNOSTICS CONTROL SETTING_VALUES REQUIRES libm.so.6 "its ticks" "" "$ENV{NEEDED}" "its a;b" "https:\/\/a.b")/' "$work/app/CMakeLists.txt" >"$work/app1/CMakeLists.txt"
 for needed in libc.so.6 libgone.so; do
   NEEDED=$needed "$cmake" -S "$work/app1" -B "$work/app1/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
     -DCMAKE_INSTALL_RPATH="$prefix/$libdir" -DCMAKE_INSTALL_PREFIX="$work/in stalled" >/dev/null
