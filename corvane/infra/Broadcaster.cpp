@@ -85,6 +85,7 @@ class Broadcaster {
     auto entry = std::make_shared<ListenerEntry>(std::move(listener), type);
     refuseReentry("AddListener");
     MutexLock lock(m_mutex);
+    MutexLock changing(m_reading);
     m_listeners[key].push_back(std::move(entry));
   }
 
@@ -92,6 +93,7 @@ class Broadcaster {
     Entries removed;  // destroyed after the lock is released
     refuseReentry("RemoveListener");
     MutexLock lock(m_mutex);
+    MutexLock changing(m_reading);
     const auto found = m_listeners.find(key);
     if (found == m_listeners.end()) return;
     Entries& entries = found->second;
@@ -121,14 +123,14 @@ class Broadcaster {
     });
   }
 
-  std::vector<broadcaster_stats> stats() {
+  // Not with the lock that is held during a synchronous delivery: its listener may be what somebody looks for.
+  std::vector<broadcaster_stats> stats() CORVANE_NO_THREAD_SAFETY_ANALYSIS {
     struct Row {
       broadcaster_stats figures;
       const std::type_info* type;
     };
     std::vector<Row> rows;
-    refuseReentry("broadcasterStats");
-    MutexLock lock(m_mutex);
+    MutexLock lock(m_reading);
     for (const auto& [key, entries] : m_listeners)
       for (const auto& entry : entries) {
         rows.push_back({{key, {}, entry->sync.count + entry->async.count, entry->sync.elapsed + entry->async.elapsed},
@@ -151,6 +153,7 @@ class Broadcaster {
   }
 
   Mutex m_mutex;
+  Mutex m_reading;  // held, too, while the registry changes; taken after the other
   std::unordered_map<std::string, Entries> m_listeners CORVANE_GUARDED_BY(m_mutex);  // never an empty list
   DispatchQueueSerial m_queue{"org.corvane.broadcaster", QoS::DEFAULT};
 };

@@ -50,9 +50,10 @@ class CORVANE_API Listener {
 /// Every function: any thread.
 ///
 /// **What a listener may call from onBroadcast().** In an asynchronous delivery: every function here. In a synchronous
-/// one: none of them, in either mode, because the registry is locked until all listeners have returned; a call is
-/// fatal. Calls from other threads wait until then, so a synchronous listener must not wait for a thread that may make
-/// such a call. Use asynchronous broadcasts to reach a listener that has to broadcast, add or remove in response.
+/// one: none of them but broadcasterStats(), in either mode, because the registry is locked until all listeners have
+/// returned; a call is fatal. Calls from other threads wait until then, so a synchronous listener must not wait for a
+/// thread that may make such a call. Use asynchronous broadcasts to reach a listener that has to broadcast, add or
+/// remove in response.
 ///
 /// **Who is kept alive.** A registration holds its listener, so a listener is destroyed only after it has been removed.
 /// The last reference is never dropped under the lock: destructors may call every function here.
@@ -98,8 +99,8 @@ struct broadcaster_stats {
   std::int64_t elapsed = 0;  ///< time spent in them: the sum of whole microseconds, each truncated
 };
 
-/// A copy of the statistics of every registration, sorted by key, and for one key in the order of registration. Fatal
-/// inside a synchronous delivery, as above.
+/// A copy of the statistics of every registration, sorted by key, and for one key in the order of registration. Never
+/// waits for a delivery, and may be called from inside one.
 CORVANE_API std::vector<broadcaster_stats> broadcasterStats();
 
 }  // namespace corvane

@@ -61,8 +61,7 @@ class CORVANE_API Diagnostics {
   /// nothing is being recorded.
   static std::string trace();
 
-  /// This program as others see it that may do everything, whether or not they may. Its listeners() must not be called
-  /// from inside a synchronous delivery of the broadcaster.
+  /// This program as others see it that may do everything, whether or not they may.
   static std::shared_ptr<Inspectable> program();
 };
 

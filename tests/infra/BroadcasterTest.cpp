@@ -160,7 +160,8 @@ TEST(Broadcaster, CountsDeliveriesAndTheirTime) {
   const auto slow = [&](auto, const std::any& object) {
     clock.advance(Timeval::nsec(std::any_cast<std::int64_t>(object)));
   };
-  const auto first = Listen("b", slow), second = Listen("b", [](auto, const auto&) {}), other = Listen("a", slow);
+  const auto first = Listen("b", slow), second = Listen("b", [](auto, const auto&) { broadcasterStats(); }),
+             other = Listen("a", slow);
   Broadcast("b", std::int64_t{5'000'999});
   Broadcast("b", std::int64_t{1'000'999}, true);
   drain();
@@ -198,7 +199,6 @@ TEST(BroadcasterDeath, ForbiddenCallsAndExceptionsAreFatal) {
   AddListener("key", listener);
   const std::pair<const char*, std::function<void()>> rows[] = {
       {"fatal: AddListener: called by a listener", [&] { AddListener("other", listener); }},
-      {"fatal: broadcasterStats: called by a listener", [] { broadcasterStats(); }},
       {"fatal: RemoveListener: called by a listener", [&] { RemoveListener("other", listener); }},
       {"fatal: Broadcast: called by a listener", [] { Broadcast("other", {}, true); }},
       {"fatal: an exception left a listener: spilled", [] { throw std::runtime_error("spilled"); }}};

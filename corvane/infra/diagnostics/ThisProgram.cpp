@@ -122,7 +122,6 @@ Result<QueueStates> ThisProgram::queues() {
   return states;
 }
 
-// Waits while a synchronous broadcast is delivered: no lock is held here that a listener could need.
 Result<std::vector<ListenerState>> ThisProgram::listeners() {
   std::vector<ListenerState> states;
   for (broadcaster_stats& stats : broadcasterStats())
