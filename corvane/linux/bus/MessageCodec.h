@@ -4,6 +4,7 @@
 #include <gio/gunixfdlist.h>
 
 #include "corvane/linux/GLibSupport.h"
+#include "corvane/platform/Export.h"
 #include "corvane/platform/Message.h"
 #include "corvane/platform/Result.h"
 
@@ -32,12 +33,12 @@ struct EncodedMessage {
 
 /// Fails for what is not a dictionary, for what D-Bus cannot express, and beyond MessageLimits. What it accepts, a
 /// message bus with its default limits accepts too.
-Result<EncodedMessage> encode(const Message& message);
+CORVANE_API Result<EncodedMessage> encode(const Message& message);
 
 /// The Message that somebody sent, who need not know the rules: everything that the table does not list, keys that
 /// occur twice, handles without a descriptor and more levels than MessageLimits::DEPTH are Errors. Descriptors are
 /// duplicated. `dictionary` must come from a D-Bus message or be otherwise in normal form; of any type, or null for no
 /// arguments. `descriptors` may be null.
-Result<Message> decode(GVariant* dictionary, GUnixFDList* descriptors);
+CORVANE_API Result<Message> decode(GVariant* dictionary, GUnixFDList* descriptors);
 
 }  // namespace corvane
