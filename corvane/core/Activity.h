@@ -11,6 +11,21 @@
 
 namespace corvane {
 
+/// A value that one thread at a time sets and any thread reads, at the price of a plain variable.
+template <class T>
+class Told {
+ public:
+  Told() = default;
+  Told& operator=(T value) {
+    m_value.store(value, std::memory_order_relaxed);
+    return *this;
+  }
+  operator T() const { return m_value.load(std::memory_order_relaxed); }
+
+ private:
+  std::atomic<T> m_value{};
+};
+
 /// The record of what the process's queues and repeaters do, for diagnostics: a ring of fixed size that holds the last
 /// CAPACITY spans while somebody watches. Off, a place that notes costs one branch; on, no locks and no allocations.
 /// Any thread. In a forked child it is off.

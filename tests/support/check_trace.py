@@ -34,12 +34,12 @@ def check_event(event):
 
 def check_nesting(events):
     stack = []
-    for event in sorted(events, key=lambda event: (event["ts"], -event.get("dur", math.inf))):
-        end = event["ts"] + event.get("dur", math.inf)
-        while stack and stack[-1] <= event["ts"]:
+    spans = [(round(event["ts"] * 1000), round(event.get("dur", 1e15) * 1000), event) for event in events]
+    for begin, length, event in sorted(spans, key=lambda span: (span[0], -span[1])):
+        while stack and stack[-1] <= begin:
             stack.pop()
-        require(not stack or end <= stack[-1] + 1e-3, "overlaps another one:", event)
-        stack.append(end)
+        require("dur" not in event or not stack or begin + length <= stack[-1], "overlaps another one:", event)
+        stack.append(begin + length)
 
 
 def main(path, *names):

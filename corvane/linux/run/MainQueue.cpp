@@ -131,8 +131,9 @@ class GlibMainQueue : public MainQueue {
     *timeout = -1;
     GlibMainQueue* const queue = reinterpret_cast<TurnSource*>(source)->queue.load(std::memory_order_acquire);
     if (queue->m_running) return FALSE;
-    if (const std::int64_t start = queue->m_turn.exchange(0); start != 0 && Activity::isOn())
-      Activity::note(Activity::Kind::MAIN_LOOP, start, Clock::now(), {});
+    const std::int64_t start = queue->m_turn;
+    queue->m_turn = 0;
+    if (start != 0 && Activity::isOn()) Activity::note(Activity::Kind::MAIN_LOOP, start, Clock::now(), {});
     return FALSE;
   }
 
@@ -171,9 +172,11 @@ class GlibMainQueue : public MainQueue {
   void runWatched(const Item& item) {
     const std::type_info& type = item.work.target_type();
     const std::int64_t start = Clock::now();
+    const std::int64_t outerSince = m_since;
+    const std::type_info* const outerType = m_running;
     m_thread = Activity::thread();
-    const std::int64_t outerSince = m_since.exchange(start);
-    const std::type_info* const outerType = m_running.exchange(&type);
+    m_since = start;
+    m_running = &type;
     callOrFatal(item.work);
     m_running = outerType;
     m_since = outerSince;
@@ -183,11 +186,11 @@ class GlibMainQueue : public MainQueue {
   QueueSource* m_source;
   Mutex m_mutex;
   std::deque<Item> m_work CORVANE_GUARDED_BY(m_mutex);
-  std::atomic<const std::type_info*> m_running = nullptr;  // the item, while it is watched, and since when
-  std::atomic<std::int64_t> m_since = 0;
-  std::atomic<std::uint32_t> m_thread = 0;
+  Told<const std::type_info*> m_running;  // the item, while it is watched, and since when
+  Told<std::int64_t> m_since;
+  Told<std::uint32_t> m_thread;
   glib::Ptr<GSource> m_turns CORVANE_GUARDED_BY(m_mutex);  // notes the turns of the loop
-  std::atomic<std::int64_t> m_turn = 0;                    // since when this one lasts; 0 while the loop waits
+  Told<std::int64_t> m_turn;                               // since when this one lasts; 0 while the loop waits
   std::atomic<bool> m_waiting = false;                     // work is queued: read by the loop without the lock
   std::vector<GMainLoop*> m_loops;                         // those of run(), on the main queue only
   std::unique_ptr<EndSignals> m_endSignals;

@@ -70,10 +70,10 @@ struct Queue {
     std::vector<Work> work CORVANE_GUARDED_BY(mutex);
     bool active CORVANE_GUARDED_BY(mutex) = false;  // a worker is draining it or is about to
     // While items are watched: what runs, since when, on which thread, and how many of its batch wait.
-    std::atomic<const std::type_info*> running = nullptr;
-    std::atomic<std::int64_t> since = 0;
-    std::atomic<std::uint32_t> thread = 0;
-    std::atomic<std::size_t> waiting = 0;
+    Told<const std::type_info*> running;
+    Told<std::int64_t> since;
+    Told<std::uint32_t> thread;
+    Told<std::size_t> waiting;
   };
 
   QueueState figures() {
