@@ -21,8 +21,8 @@ namespace corvane {
 /// DIAGNOSTICS. No environment variable has any influence.
 ///
 /// Started, but with nobody looking, a program has one thread more, which sleeps. Someone who looks is served by that
-/// thread; the main thread waits at most for the copy of the statistics. Users, root apart, see only their own programs
-/// (see corvane/platform/DiagnosticsPort.h).
+/// thread; the main thread waits at most for the copy of the statistics. Nobody but the same user, not even root, can
+/// look in (see corvane/platform/DiagnosticsPort.h).
 ///
 /// The program can also record its own activity, with or without start(), and keep it when it has noticed a fault:
 ///
