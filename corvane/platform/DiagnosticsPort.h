@@ -29,6 +29,8 @@ struct ProgramIdentity {
   std::int64_t started = 0;         ///< moment
   bool allowsControl = false;       ///< resetStats(), setTimeConstant() and setPaused() work
   bool showsSettingValues = false;  ///< otherwise settings() tells only the keys
+
+  bool operator==(const ProgramIdentity&) const = default;
 };
 
 /// Weighted averages of a series of samples, in microseconds (corvane/core/WeightedStats.h).
@@ -37,6 +39,8 @@ struct AverageState {
   double smoothed = 0;
   double smoothedSquare = 0;
   double deviation = 0;
+
+  bool operator==(const AverageState&) const = default;
 };
 
 /// A repeater that is registered with the shared master timer, or that was paused from outside.
@@ -51,6 +55,8 @@ struct RepeaterState {
   AverageState period;            ///< between the starts of consecutive runs
   std::int64_t runningSince = 0;  ///< moment; 0 if it is not running now
   bool isPaused = false;          ///< by setPaused()
+
+  bool operator==(const RepeaterState&) const = default;
 };
 
 /// A queue and what it is doing now. What runs, since when and on which thread is known only of items that began while
@@ -61,6 +67,8 @@ struct QueueState {
   std::string item;               ///< the type of the running item, as the compiler names it; empty if none is known
   std::int64_t runningSince = 0;  ///< moment
   std::uint32_t thread = 0;       ///< as in ActivitySpan; 0 if it is not known here
+
+  bool operator==(const QueueState&) const = default;
 };
 
 /// A long wait or a long item of the main queue.
@@ -68,6 +76,8 @@ struct LongestState {
   std::string name;           ///< the repeater that took most of it, otherwise the item's type; empty if there was none
   std::int64_t began = 0;     ///< moment
   std::int64_t duration = 0;  ///< nanoseconds
+
+  bool operator==(const LongestState&) const = default;
 };
 
 /// A timer queue that is started.
@@ -76,6 +86,8 @@ struct TimerState {
   std::int64_t usecs = 0;         ///< its period
   std::int64_t runningSince = 0;  ///< moment; known as for queues
   std::uint32_t thread = 0;       ///< likewise
+
+  bool operator==(const TimerState&) const = default;
 };
 
 struct QueueStates {
@@ -84,6 +96,8 @@ struct QueueStates {
   LongestState longestItem;
   std::vector<QueueState> serial;
   std::vector<TimerState> timers;
+
+  bool operator==(const QueueStates&) const = default;
 };
 
 /// A registration with the broadcaster.
@@ -92,12 +106,16 @@ struct ListenerState {
   std::string listener;      ///< the class, as the compiler names it
   std::int64_t count = 0;    ///< deliveries
   std::int64_t elapsed = 0;  ///< microseconds
+
+  bool operator==(const ListenerState&) const = default;
 };
 
 /// A place in a log through its rotations; initially the beginning of nothing: see LogState.
 struct LogPlace {
   std::uint64_t file = 0;
   std::uint64_t offset = 0;
+
+  bool operator==(const LogPlace&) const = default;
 };
 
 /// The program's log, and what has been written since a place in it.
@@ -108,11 +126,15 @@ struct LogState {
   std::int64_t lines = 0;  ///< written by this process
   std::string text;        ///< what came after the place that was asked for, or its end, from the first whole line
   LogPlace place;          ///< after the text
+
+  bool operator==(const LogState&) const = default;
 };
 
 struct SettingState {
   std::string key;
   std::optional<Value> value;  ///< if the program shows values
+
+  bool operator==(const SettingState&) const = default;
 };
 
 /// A stretch of work of one thread.
@@ -131,12 +153,16 @@ struct ActivitySpan {
   std::string item;          ///< of an item of a serial queue: its type
 
   bool isOnMainThread() const { return kind != Kind::QUEUE_ITEM && kind != Kind::TIMER; }
+
+  bool operator==(const ActivitySpan&) const = default;
 };
 
 /// Spans of a program in the order of their ends, and then those that have not ended.
 struct Recording {
   std::vector<ActivitySpan> spans;
   std::uint64_t lost = 0;  ///< about how many spans of that time were overwritten by later ones
+
+  bool operator==(const Recording&) const = default;
 };
 
 /// Spans that took long, since an earlier call.
@@ -144,6 +170,8 @@ struct LongSpans {
   std::vector<ActivitySpan> spans;
   std::uint64_t next = 0;  ///< pass it to the next call
   std::uint64_t lost = 0;  ///< spans that were overwritten before they could be looked at
+
+  bool operator==(const LongSpans&) const = default;
 };
 
 /// A running program that can be looked at: this process's own (see Diagnostics in corvane/infra/Diagnostics.h), or
@@ -167,8 +195,8 @@ class Inspectable {
 
   virtual Result<std::vector<SettingState>> settings() = 0;  ///< of the program's own domain, sorted by key
 
-  /// Records activity for as long as the result and this object live. Otherwise no spans are noted, and queues() tells
-  /// only how many items wait.
+  /// Records activity for as long as the result lives; through a connection, until that ends, which the result keeps.
+  /// Otherwise no spans are noted, and queues() tells only how many items wait.
   virtual Result<std::shared_ptr<void>> watch() = 0;
 
   /// The spans that ended in the last `seconds`, as far as they were recorded, and those that have not ended.
@@ -189,12 +217,21 @@ class Inspectable {
 
 /// Lets other processes of the same user look into this one, and finds and reaches them. Any thread.
 ///
-/// On Linux: D-Bus from peer to peer on a socket in the user's runtime folder. No bus is needed.
+/// On Linux: D-Bus from peer to peer on the socket $XDG_RUNTIME_DIR/corvane/PID, or, without that variable,
+/// corvane-UID/PID in the temporary folder. The folder must be a real one, this user's own, with the mode 0700:
+/// otherwise every call fails with EACCES. Both sides let in only processes of the same effective user, as the kernel
+/// tells it: root has no privilege here. No bus is needed; any D-Bus tool can look in. The interface is described in
+/// share/dbus-1/interfaces/org.corvane.Diagnostics1.xml.
+///
+/// What others do costs a program at most a fifth of a core, on one thread: it serves 16 of them at most, rests four
+/// times as long as it has worked, and drops who does not take an answer within 5 s or sends what is no D-Bus.
 class DiagnosticsPort {
  public:
   virtual ~DiagnosticsPort() = default;
 
-  /// Serves what `program` shows until the result is destroyed, on a thread of its own. A forked child serves nobody.
+  /// Serves what `program` shows until the result is destroyed, on a thread of its own; the destruction waits for the
+  /// call that is being answered. EADDRINUSE if this process serves already. A forked child serves nobody, until it
+  /// calls this itself.
   virtual Result<std::shared_ptr<void>> open(std::shared_ptr<Inspectable> program) = 0;
 
   /// The ids of the processes that can be looked at, sorted, without this one. What dead ones have left behind is

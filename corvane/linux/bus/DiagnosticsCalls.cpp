@@ -4,7 +4,7 @@
 #include <string.h>
 
 #include <algorithm>
-#include <map>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -78,7 +78,8 @@ Answer setPaused(const Call& call) {
   return sent(call.program.setPaused(id, paused));
 }
 
-const std::map<std::string_view, Answer (*)(const Call&)> METHODS = {
+// Not a map: it must not be destroyed while the process exits.
+constexpr std::pair<std::string_view, Answer (*)(const Call&)> METHODS[] = {
     {"Identity", [](const Call& call) { return sent(call.program.identity()); }},
     {"Repeaters", repeaters},
     {"Queues", [](const Call& call) { return sent(call.program.queues()); }},
@@ -116,8 +117,8 @@ tl::unexpected<Error> invalidArguments(const std::string& type) {
 
 Answer method(const Call& call, const std::string& name) {
   const GDBusMethodInfo* const info = g_dbus_interface_info_lookup_method(description(), name.c_str());
-  const auto found = METHODS.find(name);
-  if (!info || found == METHODS.end()) return failure(UNKNOWN_METHOD, 0, "There is no method " + name);
+  const auto* const found = std::ranges::find(METHODS, name, [](const auto& entry) { return entry.first; });
+  if (!info || found == std::end(METHODS)) return failure(UNKNOWN_METHOD, 0, "There is no method " + name);
   if (const auto type = typeOf(info->in_args); !isOf(call.arguments, type)) return invalidArguments(type);
   return found->second(call);
 }

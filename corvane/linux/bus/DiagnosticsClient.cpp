@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <poll.h>
-#include <unistd.h>
 
 #include <string>
 #include <tuple>
@@ -27,9 +26,7 @@ class Connection {
   explicit Connection(FileDescriptor socket) : m_socket(std::move(socket)), m_stream(m_socket.get(), MAX_REPLY) {}
 
   Result<void> authenticate(const Deadline& deadline) {
-    std::string me;
-    for (const char digit : std::to_string(geteuid())) me += {'3', digit};  // each character in hexadecimal digits
-    m_stream.send(std::string("\0AUTH EXTERNAL ", 15) + me + "\r\n");
+    m_stream.send(std::string("\0AUTH EXTERNAL ", 15) + userInHexadecimal() + "\r\n");
     std::optional<std::string> line;
     while (!(line = m_stream.takeLine()))
       if (const auto moved = advance(deadline); !moved) return moved;

@@ -36,11 +36,12 @@ Result<FileDescriptor> openFolder(bool create) {
   const std::string path = folderPath();
   if (create && mkdir(path.c_str(), S_IRWXU) != 0 && errno != EEXIST) return fileFailure(path, errno);
   auto folder = openFile(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
-  if (!folder) return folder;
+  const bool isReal = folder || (folder.error().code != ENOTDIR && folder.error().code != ELOOP);
+  if (!folder && isReal) return folder;
   struct stat status {};
-  if (fstat(folder->get(), &status) != 0) return fileFailure(path, errno);
-  if (status.st_uid != geteuid() || (status.st_mode & ALLPERMS) != S_IRWXU)
-    return failure("posix", EACCES, path + ": not this user's own folder with the mode 0700");
+  if (!isReal || fstat(folder->get(), &status) != 0 || status.st_uid != geteuid() ||
+      (status.st_mode & ALLPERMS) != S_IRWXU)
+    return failure("posix", EACCES, path + ": not a real folder of this user's own with the mode 0700");
   return folder;
 }
 

@@ -43,6 +43,10 @@ nanoseconds threadTime() {
   return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
 }
 
+std::string newGuid() {
+  return glib::Ptr<gchar>(g_dbus_generate_guid()).get();
+}
+
 // A connection.
 class Viewer {
  public:
@@ -61,9 +65,8 @@ class Viewer {
     if (!m_stream.flush()) return false;
     if (m_stream.hasOutput()) return true;
     if (canRead && !m_stream.receive()) return false;
-    if (!m_isAuthenticated && !authenticate()) return false;
-    if (m_isAuthenticated && !answer(calls)) return false;
-    return m_stream.flush();
+    const bool isFit = (m_isAuthenticated || authenticate()) && (!m_isAuthenticated || answer(calls));
+    return m_stream.flush() && isFit;
   }
 
  private:
@@ -71,7 +74,11 @@ class Viewer {
   // the peer is; here it may only say the same.
   // https://dbus.freedesktop.org/doc/dbus-specification.html#auth-protocol
   bool authenticate() {
-    if (!m_hasBegun && !(m_hasBegun = m_stream.takeByte())) return true;
+    if (!m_hasBegun) {
+      const auto first = m_stream.takeByte();
+      if (first.value_or(0) != 0) return false;
+      m_hasBegun = first.has_value();
+    }
     while (const auto line = m_stream.takeLine()) {
       if (*line == "BEGIN") return m_isAuthenticated = m_isAccepted;
       m_stream.send(replyTo(*line) + "\r\n");
@@ -80,12 +87,11 @@ class Viewer {
   }
 
   std::string replyTo(const std::string& line) {
-    std::string me;
-    for (const char digit : std::to_string(geteuid())) me += {'3', digit};  // each character in hexadecimal digits
-    static const std::string ACCEPTED = "OK " + std::string(glib::Ptr<gchar>(g_dbus_generate_guid()).get());
+    const std::string me = userInHexadecimal();
     if (line == "AUTH EXTERNAL") return "DATA";
     m_isAccepted = m_isAccepted || line == "AUTH EXTERNAL " + me || line == "DATA " + me || line == "DATA";
-    if (line.starts_with("AUTH") || line.starts_with("DATA")) return m_isAccepted ? ACCEPTED : "REJECTED EXTERNAL";
+    if (line.starts_with("AUTH") || line.starts_with("DATA"))
+      return m_isAccepted ? "OK " + newGuid() : "REJECTED EXTERNAL";
     return line == "CANCEL" || line.starts_with("ERROR") ? "REJECTED EXTERNAL" : "ERROR";
   }
 

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <utility>
@@ -20,6 +21,12 @@ guchar* bytesOf(const std::string& text) {
 }
 
 }  // namespace
+
+std::string userInHexadecimal() {
+  std::string digits;
+  for (const char digit : std::to_string(geteuid())) digits += {'3', digit};
+  return digits;
+}
 
 sockaddr_un addressOf(int folder, const std::string& name) {
   sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
@@ -51,10 +58,11 @@ std::optional<std::string> DiagnosticsStream::takeLine() {
   return line;
 }
 
-bool DiagnosticsStream::takeByte() {
-  if (m_input.empty()) return false;
+std::optional<char> DiagnosticsStream::takeByte() {
+  if (m_input.empty()) return std::nullopt;
+  const char byte = m_input.front();
   m_input.erase(0, 1);
-  return true;
+  return byte;
 }
 
 gssize DiagnosticsStream::needed() const {

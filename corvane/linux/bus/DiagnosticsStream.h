@@ -20,6 +20,9 @@ inline constexpr std::size_t MAX_REPLY = std::size_t{32} << 20;  ///< bytes of a
 /// What a server with too many viewers sends, as a line, instead of authenticating one.
 inline constexpr char FULL[] = "ERROR Too many viewers";
 
+/// How the authentication spells this user: the digits of the id, each as the hexadecimal code of the character.
+std::string userInHexadecimal();
+
 /// The address of a socket in an open folder: paths of sockets may have only 107 bytes, and folders may be replaced.
 sockaddr_un addressOf(int folder, const std::string& name);
 
@@ -36,8 +39,8 @@ class DiagnosticsStream {
 
   /// A line of the authentication, without its end; std::nullopt if none is complete.
   std::optional<std::string> takeLine();
-  /// Drops a byte; false if none has arrived.
-  bool takeByte();
+  /// std::nullopt if none has arrived.
+  std::optional<char> takeByte();
   std::size_t received() const { return m_input.size(); }
 
   /// Whether takeMessage() does not return null.
