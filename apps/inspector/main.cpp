@@ -1,4 +1,6 @@
 #include "apps/common/Command.h"
+#include "apps/inspector/commands/Apps.h"
+#include "apps/inspector/commands/Attach.h"
 #include "apps/inspector/commands/Devices.h"
 #include "apps/inspector/commands/Disks.h"
 #include "apps/inspector/commands/Get.h"
@@ -8,8 +10,10 @@
 #include "apps/inspector/commands/Login.h"
 #include "apps/inspector/commands/Power.h"
 #include "apps/inspector/commands/Ps.h"
+#include "apps/inspector/commands/Record.h"
 #include "apps/inspector/commands/RunCommand.h"
 #include "apps/inspector/commands/Settings.h"
+#include "apps/inspector/commands/Stalls.h"
 #include "apps/inspector/commands/Tree.h"
 #include "apps/inspector/commands/View.h"
 
@@ -19,6 +23,12 @@ namespace {
 
 constexpr Command COMMANDS[] = {
     {"view", "[OPTION]...", "show the machine's load and the program's repeaters", ViewOptions::HELP, view},
+    {"apps", "[--json]", "list the applications that can be looked into", APPS_HELP, apps},
+    {"attach", "[OPTION]... NAME|PID", "show a running application's repeaters, queues, listeners and log",
+     ViewOptions::ATTACH_HELP, attach},
+    {"stalls", "[OPTION]... NAME|PID", "tell what blocks an application's main loop", STALLS_HELP, stalls},
+    {"record", "[--for SECONDS] --out FILE NAME|PID", "write a timeline of what an application does", RECORD_HELP,
+     record},
     {"log", "[OPTION]...", "show a log", LogOptions::HELP, showLog},
     {"login", "on|off|status", "start the program when the user logs in", LOGIN_HELP, login},
     {"settings", "[--reset] [KEY [VALUE]]", "show or change what the live view remembers", SETTINGS_HELP, settings},

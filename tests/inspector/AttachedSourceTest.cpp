@@ -2,92 +2,70 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cerrno>
 
 #include "apps/inspector/model/LocalSource.h"
 #include "corvane/core/MasterTimer.h"
+#include "corvane/testing/FakeDiagnosticsPort.h"
 #include "tests/support/Pump.h"
 
 namespace corvane::inspector {
 
 namespace {
 
-// A program whose figures the test sets, and which counts what it is asked for.
-class Program : public Inspectable {
+// A program that may end, and that counts what it is asked for.
+class Program : public FakeProgram {
  public:
   Program(std::int32_t pid, std::string identifier, std::int64_t started) {
-    m_identity.identifier = std::move(identifier);
-    m_identity.name = "Atlas";
-    m_identity.executable = "/opt/atlas";
-    m_identity.pid = pid;
-    m_identity.started = started;
-    m_identity.allowsControl = true;
+    itsIdentity->identifier = std::move(identifier);
+    itsIdentity->pid = pid;
+    itsIdentity->started = started;
+    itsIdentity->allowsControl = true;
   }
 
-  ProgramIdentity m_identity;
-  std::vector<RepeaterState> m_repeaters;
   std::atomic<bool> isGone = false;
-  std::atomic<int> repeaterCalls = 0, listenerCalls = 0, watches = 0;
-  std::atomic<std::uint64_t> paused = 0;
+  std::atomic<int> repeaterCalls = 0, listenerCalls = 0;
 
-  Result<ProgramIdentity> identity() override { return answer(m_identity); }
   Result<std::vector<RepeaterState>> repeaters() override {
     ++repeaterCalls;
-    return answer(m_repeaters);
+    return unlessGone(itsRepeaters);
   }
   Result<QueueStates> queues() override {
-    QueueStates states;
-    states.main.depth = static_cast<std::size_t>(watches);
-    return answer(states);
+    itsQueues->main.depth = static_cast<std::size_t>(watches);
+    return unlessGone(itsQueues);
   }
   Result<std::vector<ListenerState>> listeners() override {
     ++listenerCalls;
-    return answer(std::vector<ListenerState>{{"key", "app::Meter", 2, 9}});
+    return unlessGone(itsListeners);
   }
   Result<LogState> log(const LogPlace& after, std::size_t) override {
-    return answer(LogState{"/log", 5, 0, 0, "from " + std::to_string(after.offset) + "\n", {1, after.offset + 5}});
-  }
-  Result<std::vector<SettingState>> settings() override { return answer(std::vector<SettingState>()); }
-  Result<std::shared_ptr<void>> watch() override {
-    ++watches;
-    return answer(std::shared_ptr<void>(nullptr, [this](void*) { --watches; }));
-  }
-  Result<Recording> recording(double) override { return answer(Recording()); }
-  Result<LongSpans> longSpans(std::uint64_t since, std::int64_t) override {
-    return answer(LongSpans{{}, since + 1, 0});
-  }
-  Result<void> resetStats() override { return {}; }
-  Result<void> setTimeConstant(double) override { return {}; }
-  Result<void> setPaused(std::uint64_t id, bool pauses) override {
-    paused = pauses ? id : 0;
-    return {};
+    itsLog->text = "from " + std::to_string(after.offset) + "\n";
+    itsLog->place.offset = after.offset + 5;
+    return unlessGone(itsLog);
   }
 
  private:
-  template <class Value>
-  Result<Value> answer(Value value) const {
-    if (isGone) return failure("posix", ENOTCONN, "gone");
-    return value;
+  template <class Answer>
+  Answer unlessGone(const Answer& answer) const {
+    return isGone ? Answer(failure("posix", ENOTCONN, "gone")) : answer;
   }
 };
 
-class Port : public DiagnosticsPort {
+class Port : public FakeDiagnosticsPort {
  public:
-  std::vector<std::shared_ptr<Program>> m_programs;  // in the order of their ids; set before they are asked for
-
-  Result<std::shared_ptr<void>> open(std::shared_ptr<Inspectable>) override { return nullptr; }
   Result<std::vector<std::int32_t>> programs() override {
     std::vector<std::int32_t> pids;
-    for (const auto& program : m_programs)
-      if (!program->isGone) pids.push_back(program->m_identity.pid);
+    for (const auto& [pid, program] : others)
+      if (!isGone(pid)) pids.push_back(pid);
     return pids;
   }
   Result<std::shared_ptr<Inspectable>> connect(std::int32_t pid) override {
-    for (const auto& program : m_programs)
-      if (!program->isGone && program->m_identity.pid == pid) return program;
-    return failure("posix", ENOENT, "no such program");
+    if (isGone(pid)) return failure("posix", ENOENT, "no such program");
+    return FakeDiagnosticsPort::connect(pid);
   }
+
+ private:
+  bool isGone(std::int32_t pid) const { return static_cast<const Program&>(*others.at(pid)).isGone; }
 };
 
 RepeaterState repeater(std::uint64_t id, std::string name) {
@@ -101,13 +79,13 @@ class AttachedSourceTest : public testing::Test {
  protected:
   AttachedSourceTest() {
     MasterTimer::instance()->start();
-    m_program->m_repeaters = {repeater(3, "tick"), repeater(9, "tick"), repeater(7, "tick (2)")};
+    m_program->itsRepeaters = std::vector{repeater(3, "tick"), repeater(9, "tick"), repeater(7, "tick (2)")};
     m_later->isGone = true;
-    m_port.m_programs = {m_other, m_program, m_later};
+    m_port.others = {{5, m_other}, {10, m_program}, {20, m_later}};
   }
 
   void attach() {
-    m_source.emplace(m_local.machine(), m_port, m_program->m_identity, [this] { ++m_changes; });
+    m_source.emplace(m_local.machine(), m_port, *m_program->itsIdentity, [this] { ++m_changes; });
   }
   std::vector<std::string> names() {
     std::vector<std::string> names;
@@ -140,14 +118,16 @@ TEST_F(AttachedSourceTest, AsksOnlyForWhatIsRead) {
 
 TEST_F(AttachedSourceTest, ControlsWhatTheProgramAllows) {
   for (const bool allows : {true, false}) {
-    m_program->m_identity.allowsControl = allows;
+    m_program->itsIdentity->allowsControl = allows;
     attach();
     ASSERT_TRUE(pumpUntil([&] { return names().size() == 3; }));
     EXPECT_EQ(m_source->repeaters().allowsControl(), allows);
     m_source->repeaters().togglePause("tick (3)");
     const int changes = m_changes;
     ASSERT_TRUE(pumpUntil([&] { return m_changes >= changes + 2; }));
-    EXPECT_EQ(m_program->paused.exchange(0), allows ? 9U : 0U);
+    m_source.reset();
+    EXPECT_EQ(m_program->calls, std::vector<std::string>(allows ? 1 : 0, "setPaused 9 true"));
+    m_program->calls.clear();
   }
 }
 

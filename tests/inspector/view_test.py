@@ -7,6 +7,7 @@ import resource
 import shutil
 import signal
 import subprocess
+import tempfile
 import unittest
 
 from inspector import PROGRAM, live
@@ -129,21 +130,22 @@ class Endings(unittest.TestCase):
 
     def test_messages_wait_for_the_end_of_the_screen(self):
         for end in ["q", signal.SIGABRT]:
-            with self.subTest(end), live() as terminal:
+            home = tempfile.TemporaryDirectory(prefix="corvane-test-")
+            self.addCleanup(home.cleanup)
+            logs = home.name + "/Library/Logs/org.corvane.Inspector"
+            os.makedirs(logs)
+            with open(logs + "/Inspector.log", "w", encoding="utf-8") as file:
+                file.write("x" * 99_900 + "\n")  # the first heartbeat fills it, which is reported
+            with self.subTest(end), live(HOME=home.name) as terminal:
                 terminal.wait_for("processor load")
-                library = os.path.join(terminal.home, "Library")
-                shutil.rmtree(library)
-                open(library, "w", encoding="utf-8").close()  # now the log's folder cannot be made, which is reported
-                terminal.press("l")
-                terminal.wait_for("This program keeps no log")
                 terminal.settle(1.5)
-                self.assertNotIn(b"findLogPath", terminal.raw)
+                self.assertNotIn(b"The log is full", terminal.raw)
                 if end == "q":
                     terminal.press(end)
                 else:
                     terminal.signal(end)
                 terminal.wait_for_end()
-                self.assertIn(b"findLogPath", terminal.raw.rpartition(b"\x1b[?1049l")[2])
+                self.assertIn(b"The log is full", terminal.raw.rpartition(b"\x1b[?1049l")[2])
 
 
 if __name__ == "__main__":

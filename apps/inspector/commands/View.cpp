@@ -32,9 +32,10 @@ struct SettingsReload {
   void operator()(std::string_view, const std::any&) const { reload(); }
 };
 
-int showLive(Screen& screen, LocalSource& source, const std::function<void(int)>& stop,
+}  // namespace
+
+int showLive(Screen& screen, Repeaters& repeaters, Source& source, std::function<void()>& refresh, const Stop& stop,
              std::optional<unsigned> seconds) {
-  std::function<void()> refresh;
   LiveView view(source, Glyphs::ofLocale(), [&refresh] { refresh(); });
   view.apply(ViewSettings::load());
   refresh = [&] {
@@ -74,11 +75,14 @@ int showLive(Screen& screen, LocalSource& source, const std::function<void(int)>
                               }});
   UserDefaults::shared()->observeChanges();
   Delayed end = seconds ? main_after(*seconds, MainLoop::quit) : Delayed();
-  source.repeaters().start("live view", 1, refresh);
+  repeaters.start("live view", 1, refresh);
   MainLoop::run();
   end.cancel();
+  refresh = [] {};
   return 0;
 }
+
+namespace {
 
 int print(ViewOptions::Format format, LocalSource& source, unsigned seconds) {
   const bool json = format == ViewOptions::Format::JSON;
@@ -101,20 +105,17 @@ int print(ViewOptions::Format format, LocalSource& source, unsigned seconds) {
   return statusAfterOutput(error);
 }
 
-// `stop` ends it as a signal does.
-int run(const ViewOptions& options, const std::function<void(int)>& stop) {
-  static constexpr unsigned DEFAULT_SECONDS = 10;
+int run(const ViewOptions& options, const Stop& stop) {
   LocalSource source(options.root);
   const auto screen = options.format == ViewOptions::Format::LIVE ? Screen::open() : nullptr;
-  if (screen) return showLive(*screen, source, stop, options.seconds);
-  return print(options.format, source, options.seconds.value_or(DEFAULT_SECONDS));
+  std::function<void()> refresh;
+  if (screen) return showLive(*screen, source.repeaters(), source, refresh, stop, options.seconds);
+  return print(options.format, source, options.seconds.value_or(ViewOptions::DEFAULT_SECONDS));
 }
 
 }  // namespace
 
-int view(const Arguments& arguments) {
-  const auto options = ViewOptions::parse(arguments);
-  if (!options) return failUsage(options.error());
+int runOnMainLoop(const std::function<int(const Stop&)>& run) {
   std::signal(SIGPIPE, SIG_IGN);
   const auto logger = Logger::instance();
   MasterTimer::instance()->start();
@@ -126,13 +127,19 @@ int view(const Arguments& arguments) {
       MainLoop::quit();
     };
     const EndSignals signals(stop);
-    status = run(*options, stop);
+    status = run(stop);
   }
   MasterTimer::instance()->stop();
   logger->close();
   // Shows the parent what ended the process.
   if (received != 0) std::raise(received);
   return status;
+}
+
+int view(const Arguments& arguments) {
+  const auto options = ViewOptions::parse(arguments);
+  if (!options) return failUsage(options.error());
+  return runOnMainLoop([&](const Stop& stop) { return run(*options, stop); });
 }
 
 }  // namespace corvane::inspector

@@ -4,7 +4,10 @@
 
 namespace corvane::inspector {
 
-tl::expected<ViewOptions, std::string> ViewOptions::parse(const Arguments& arguments) {
+namespace {
+
+tl::expected<ViewOptions, std::string> read(const Arguments& arguments, bool attaches) {
+  using Format = ViewOptions::Format;
   ViewOptions options;
   const auto choose = [&options](Format wanted) {
     if (options.format != Format::LIVE && options.format != wanted) return false;
@@ -12,11 +15,14 @@ tl::expected<ViewOptions, std::string> ViewOptions::parse(const Arguments& argum
     return true;
   };
   for (OptionReader option(arguments); option.next();) {
-    if (option.name() == "--json" || option.name() == "--plain") {
+    if (const auto operand = attaches ? option.operand() : std::nullopt) {
+      if (!options.program.empty()) return tl::unexpected(std::string(*operand) + ": there is one application already");
+      options.program = *operand;
+    } else if (option.name() == "--json" || option.name() == "--plain") {
       if (const auto none = option.noValue(); !none) return tl::unexpected(none.error());
       if (!choose(option.name() == "--json" ? Format::JSON : Format::PLAIN))
         return option.failure("choose --json or --plain");
-    } else if (option.name() == "--root") {
+    } else if (option.name() == "--root" && !attaches) {
       const auto root = option.value();
       if (!root) return tl::unexpected(root.error());
       options.root = *root;
@@ -28,7 +34,18 @@ tl::expected<ViewOptions, std::string> ViewOptions::parse(const Arguments& argum
       return option.unknown();
     }
   }
+  if (attaches && options.program.empty()) return tl::unexpected(std::string("attach: the application is missing"));
   return options;
+}
+
+}  // namespace
+
+tl::expected<ViewOptions, std::string> ViewOptions::parse(const Arguments& arguments) {
+  return read(arguments, false);
+}
+
+tl::expected<ViewOptions, std::string> ViewOptions::parseAttach(const Arguments& arguments) {
+  return read(arguments, true);
 }
 
 }  // namespace corvane::inspector

@@ -62,11 +62,11 @@ Frame broadcasterLines(const std::vector<broadcaster_stats>& listeners, const Lo
   return frame;
 }
 
-BroadcasterPage::BroadcasterPage(const Source& source, const Glyphs& glyphs)
-    : Page("Broadcaster", HINTS, HELP), m_source(source), m_glyphs(glyphs) {}
+BroadcasterPage::BroadcasterPage(Source& source, const Glyphs& glyphs)
+    : ProgramPage("Broadcaster", HINTS, HELP, source, glyphs) {}
 
 Line BroadcasterPage::title(std::size_t columns) const {
-  return titleLine(std::string(name()) + m_scroll.range(), columns, m_glyphs);
+  return titleLine(titled(name()) + m_scroll.range(), columns, m_glyphs);
 }
 
 Frame BroadcasterPage::draw(std::size_t rows, std::size_t columns) {

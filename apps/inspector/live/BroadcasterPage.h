@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/inspector/live/Page.h"
+#include "apps/inspector/live/ProgramPage.h"
 #include "apps/inspector/live/Scroll.h"
 #include "apps/inspector/model/Source.h"
 #include "apps/inspector/text/Glyphs.h"
@@ -8,9 +8,9 @@
 namespace corvane::inspector {
 
 /// The page about the broadcaster, listener by listener, and the figures of the log.
-class BroadcasterPage : public Page {
+class BroadcasterPage : public ProgramPage {
  public:
-  BroadcasterPage(const Source& source, const Glyphs& glyphs);
+  BroadcasterPage(Source& source, const Glyphs& glyphs);
 
   void open() override { m_scroll.reset(); }
   bool press(int pressed) override { return m_scroll.press(pressed); }
@@ -18,8 +18,6 @@ class BroadcasterPage : public Page {
   Frame draw(std::size_t rows, std::size_t columns) override;
 
  private:
-  const Source& m_source;
-  const Glyphs& m_glyphs;
   Scroll m_scroll{Scroll::Start::BEGINNING};
 };
 

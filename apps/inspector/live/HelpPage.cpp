@@ -18,6 +18,7 @@ constexpr std::array HELP = {
     Hint{"p", "processes"},
     Hint{"w", "who keeps the machine awake"},
     Hint{"v", "disks and volumes"},
+    Hint{"u", "the program's queues"},
     Hint{"b", "the broadcaster's listeners, and the log's figures"},
     Hint{"l", "the log"},
     Hint{"h ?", "this page"},

@@ -12,18 +12,20 @@ LiveView::LiveView(Source& source, const Glyphs& glyphs, std::function<void()> c
       m_processes(source.machine(), glyphs, changed),
       m_power(source.machine(), glyphs, changed),
       m_disks(source.machine(), glyphs, changed),
+      m_queues(source, glyphs, changed),
       m_broadcaster(source, glyphs),
       m_log(source, glyphs, std::move(changed)),
-      m_help({&m_overview, &m_processes, &m_power, &m_disks, &m_broadcaster, &m_log}, glyphs) {}
+      m_help({&m_overview, &m_processes, &m_power, &m_disks, &m_queues, &m_broadcaster, &m_log}, glyphs) {}
 
 ViewSettings LiveView::settings() const {
-  return {m_source.repeaters().timeConstant(),
+  return {isOfThisProgram() ? m_source.repeaters().timeConstant() : m_average,
           {m_overview.table().column(), m_overview.table().descending()},
           {m_processes.column(), m_processes.descending()}};
 }
 
 void LiveView::apply(const ViewSettings& settings) {
-  m_source.repeaters().setTimeConstant(settings.average);
+  m_average = settings.average;
+  if (isOfThisProgram()) m_source.repeaters().setTimeConstant(settings.average);
   m_overview.table().sortBy(settings.repeaters.column, settings.repeaters.descending);
   m_processes.sortBy(settings.processes.column, settings.processes.descending);
 }
@@ -53,6 +55,9 @@ LiveView::Request LiveView::press(int pressed) {
       break;
     case 'v':
       show(m_disks);
+      break;
+    case 'u':
+      show(m_queues);
       break;
     case 'b':
       show(m_broadcaster);

@@ -10,6 +10,7 @@
 #include "apps/inspector/live/OverviewPage.h"
 #include "apps/inspector/live/PowerPage.h"
 #include "apps/inspector/live/ProcessPage.h"
+#include "apps/inspector/live/QueuePage.h"
 #include "apps/inspector/model/Source.h"
 #include "apps/inspector/text/Frame.h"
 #include "apps/inspector/text/Glyphs.h"
@@ -30,7 +31,7 @@ class LiveView {
 
   Request press(int pressed);
 
-  /// Returns the settings to remember between runs, and restores them.
+  /// Returns the settings to remember between runs, and restores them. The time constant is only this program's.
   ViewSettings settings() const;
   void apply(const ViewSettings& settings);
 
@@ -38,13 +39,16 @@ class LiveView {
   Frame draw(std::size_t rows, std::size_t columns) { return compose(*m_shown, rows, columns); }
 
  private:
+  bool isOfThisProgram() const { return m_source.name().empty(); }
   void show(Page& page);
 
   Source& m_source;
+  int m_average = ViewSettings().average;  // what is remembered, whatever another program uses
   OverviewPage m_overview;
   ProcessPage m_processes;
   PowerPage m_power;
   DiskPage m_disks;
+  QueuePage m_queues;
   BroadcasterPage m_broadcaster;
   LogPage m_log;
   HelpPage m_help;

@@ -21,7 +21,7 @@ constexpr std::array HELP = {Hint{"l esc", "back to the overview"},
 }  // namespace
 
 LogPage::LogPage(Source& source, const Glyphs& glyphs, std::function<void()> changed)
-    : Page("Log", HINTS, HELP), m_source(source), m_glyphs(glyphs), m_changed(std::move(changed)) {}
+    : ProgramPage("Log", HINTS, HELP, source, glyphs), m_changed(std::move(changed)) {}
 
 void LogPage::open() {
   m_scroll.reset();
@@ -39,7 +39,7 @@ void LogPage::close() {
 }
 
 void LogPage::take(Result<LogState> state) {
-  m_failure = state ? std::string() : state.error().description;
+  m_failure = !state ? state.error().description : state->path.empty() || state->size ? "" : "No such file at present.";
   if (!state) return;
   m_path = printable(state->path, m_glyphs);
   m_text += state->text;
@@ -48,10 +48,11 @@ void LogPage::take(Result<LogState> state) {
 
 Line LogPage::title(std::size_t columns) const {
   const std::string range = m_scroll.range();
-  const std::string taken = "Log" + range + "  ";
-  return {{"Log", Style::HEADING},
+  const std::string heading = titled(name());
+  const std::string taken = heading + range + "  ";
+  return {{heading, Style::HEADING},
           {range + "  "},
-          {clipped(m_path.value_or(std::string()), columns - std::min(columns, taken.size()))}};
+          {clipped(m_path.value_or(std::string()), columns - std::min(columns, columnsOf(taken)))}};
 }
 
 Frame LogPage::draw(std::size_t rows, std::size_t columns) {

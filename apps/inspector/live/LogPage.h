@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "apps/inspector/live/Page.h"
+#include "apps/inspector/live/ProgramPage.h"
 #include "apps/inspector/live/Scroll.h"
 #include "apps/inspector/model/Source.h"
 #include "apps/inspector/text/Glyphs.h"
@@ -13,7 +13,7 @@
 namespace corvane::inspector {
 
 /// The page with the program's log, shown from its end.
-class LogPage : public Page {
+class LogPage : public ProgramPage {
  public:
   /// `changed` is called when lines have come.
   LogPage(Source& source, const Glyphs& glyphs, std::function<void()> changed);
@@ -27,8 +27,6 @@ class LogPage : public Page {
  private:
   void take(Result<LogState> state);
 
-  Source& m_source;
-  const Glyphs& m_glyphs;
   const std::function<void()> m_changed;
   std::shared_ptr<void> m_feed;       // while the page is shown
   std::optional<std::string> m_path;  // printable; empty if the program keeps no log; std::nullopt until it is known

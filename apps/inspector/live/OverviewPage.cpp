@@ -29,6 +29,7 @@ constexpr std::array HINTS = {Hint{"q", "quit"},
                               Hint{"p", "processes"},
                               Hint{"space", "pause"},
                               Hint{"underlined letters", "sort"},
+                              Hint{"u", "queues"},
                               Hint{"l", "log"},
                               Hint{"b", "broadcaster"},
                               Hint{"w", "power"},
@@ -69,42 +70,43 @@ std::string cell(const RepeaterRow& row, RepeaterColumn column) {
 }  // namespace
 
 OverviewPage::OverviewPage(Source& source, const Glyphs& glyphs)
-    : Page("Overview", HINTS, HELP),
-      m_source(source),
-      m_glyphs(glyphs),
-      m_host(printable(source.machine().host(), glyphs)) {}
+    : ProgramPage("Overview", HINTS, HELP, source, glyphs), m_host(printable(source.machine().host(), glyphs)) {}
 
 bool OverviewPage::press(int pressed) {
-  if (moveBy(pressed)) return true;
-  RepeaterSource& repeaters = m_source.repeaters();
-  const auto lengthen = [&repeaters](int seconds) { repeaters.setTimeConstant(repeaters.timeConstant() + seconds); };
-  switch (pressed) {
-    case ' ':
-      repeaters.togglePause(m_table.selected());
-      return true;
-    case 'r':
-      repeaters.resetStats();
-      return true;
-    case '+':
-    case '=':
-      lengthen(1);
-      return true;
-    case '-':
-      lengthen(-1);
-      return true;
-    case ']':
-      lengthen(10);
-      return true;
-    case '[':
-      lengthen(-10);
-      return true;
-    default:
-      break;
-  }
+  m_message.clear();
+  if (moveBy(pressed) || control(pressed)) return true;
   const auto sorted = std::ranges::find(TABLE, pressed, &TableColumn::key);
   if (sorted == TABLE.end()) return false;
   m_table.sortBy(static_cast<RepeaterColumn>(sorted - TABLE.begin()));
   return true;
+}
+
+// What changes something in the program.
+bool OverviewPage::control(int pressed) {
+  static constexpr std::string_view KEYS = " r+=-][";
+  if (pressed > 127 || KEYS.find(static_cast<char>(pressed)) == KEYS.npos) return false;
+  RepeaterSource& repeaters = m_source.repeaters();
+  if (!repeaters.allowsControl()) {
+    m_message = printable(m_source.name(), m_glyphs) + " does not allow others to change it.";
+    return true;
+  }
+  switch (pressed) {
+    case ' ':
+      repeaters.togglePause(m_table.selected());
+      break;
+    case 'r':
+      repeaters.resetStats();
+      break;
+    default: {
+      const int step = pressed == ']' || pressed == '[' ? 10 : 1;
+      repeaters.setTimeConstant(repeaters.timeConstant() + (pressed == '-' || pressed == '[' ? -step : step));
+    }
+  }
+  return true;
+}
+
+Frame OverviewPage::prompt(std::size_t columns) const {
+  return m_message.empty() ? ProgramPage::prompt(columns) : Frame{{{clipped(m_message, columns), Style::HEADING}}};
 }
 
 bool OverviewPage::moveBy(int pressed) {
@@ -118,12 +120,13 @@ bool OverviewPage::moveBy(int pressed) {
 }
 
 Line OverviewPage::title(std::size_t columns) const {
-  static const std::string NAME = "Corvane Inspector";
+  const std::string program = printable(m_source.name(), m_glyphs);
+  const std::string name = "Corvane Inspector" + (program.empty() ? "" : ": " + program);
   const std::string middle = "   " + m_host + "   running for " + m_source.started().hhmmss();
   const std::string clock = Timeval().localtime().substr(0, 8);
-  const std::size_t width = NAME.size() + columnsOf(middle) + clock.size() + 1;
-  if (columns < width) return {{NAME, Style::TITLE}};
-  return {{NAME, Style::TITLE}, {middle}, {std::string(columns - width + 1, ' ')}, {clock}};
+  const std::size_t width = columnsOf(name) + columnsOf(middle) + clock.size() + 1;
+  if (columns < width) return {{clipped(name, columns), Style::TITLE}};
+  return {{name, Style::TITLE}, {middle}, {std::string(columns - width + 1, ' ')}, {clock}};
 }
 
 // Readings and table share the rows. The table gets half if they do not both fit.
@@ -218,7 +221,7 @@ Line OverviewPage::tableRow(const RepeaterRow& row, std::size_t columns) const {
     const std::string mark = row.paused ? " (paused)" : "";
     return clipped(printable(row.name, m_glyphs), width - std::min(width, mark.size())) + mark;
   });
-  const Style style = row.paused ? Style::PAUSED : Style::PLAIN;
+  const Style style = isOld() ? Style::DIM : row.paused ? Style::PAUSED : Style::PLAIN;
   return {{text, row.name == m_table.selected() ? Style::SELECTED : style}};
 }
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "apps/inspector/live/Page.h"
+#include "apps/inspector/live/ProgramPage.h"
 #include "apps/inspector/model/RepeaterTable.h"
 #include "apps/inspector/model/Source.h"
 #include "apps/inspector/text/Glyphs.h"
@@ -10,7 +10,7 @@
 namespace corvane::inspector {
 
 /// The first page: the readings with their graphs, and the repeaters.
-class OverviewPage : public Page {
+class OverviewPage : public ProgramPage {
  public:
   OverviewPage(Source& source, const Glyphs& glyphs);
 
@@ -20,19 +20,20 @@ class OverviewPage : public Page {
   bool press(int pressed) override;
   Line title(std::size_t columns) const override;
   Frame draw(std::size_t rows, std::size_t columns) override;
+  Frame prompt(std::size_t columns) const override;
 
  private:
   bool moveBy(int pressed);
+  bool control(int pressed);
   Frame readings(std::size_t rows, std::size_t columns) const;
   Line reading(std::size_t index, std::size_t columns) const;
   std::string shortReading(std::size_t index, std::size_t columns) const;
   Frame tableLines(std::size_t rows, std::size_t columns) const;
   Line tableRow(const RepeaterRow& row, std::size_t columns) const;
 
-  Source& m_source;
-  const Glyphs& m_glyphs;
   const std::string m_host;
   RepeaterTable m_table;
+  std::string m_message;  // shown until the next key
 };
 
 }  // namespace corvane::inspector

@@ -22,6 +22,11 @@ std::map<std::string, RepeaterState, std::less<>> byUniqueName(std::vector<Repea
 
 }  // namespace
 
+RepeaterRow rowOf(std::string name, const RepeaterState& state) {
+  return {std::move(name),        state.count,   state.totalElapsed / 1e6, state.period.smoothed / 1e6,
+          state.elapsed.smoothed, state.isPaused};
+}
+
 AttachedSource::AttachedSource(Machine& machine, DiagnosticsPort& port, ProgramIdentity program,
                                std::function<void()> changed)
     : ProgramSource(std::make_shared<ProgramLink>(port, program)),
@@ -67,13 +72,8 @@ void AttachedSource::take(Figures figures) {
     for (ListenerState& state : *figures.listeners)
       m_listeners.push_back({std::move(state.key), std::move(state.listener), state.count, state.elapsed});
   }
-  if (figures.log) m_log = {std::move(figures.log->path), figures.log->size, figures.log->archives, figures.log->lines};
+  if (figures.log) m_log = figuresOf(std::move(*figures.log));
   m_changed();
-}
-
-std::string AttachedSource::settingsDomain() const {
-  const std::string& path = m_identity.executable;
-  return m_identity.identifier.empty() ? path.substr(path.rfind('/') + 1) : m_identity.identifier;
 }
 
 std::vector<broadcaster_stats> AttachedSource::listeners() const {
@@ -89,9 +89,7 @@ LogFigures AttachedSource::log() const {
 std::vector<RepeaterRow> AttachedSource::rows() const {
   want(REPEATERS);
   std::vector<RepeaterRow> rows;
-  for (const auto& [name, state] : m_repeaters)
-    rows.push_back({name, state.count, state.totalElapsed / 1e6, state.period.smoothed / 1e6, state.elapsed.smoothed,
-                    state.isPaused});
+  for (const auto& [name, state] : m_repeaters) rows.push_back(rowOf(name, state));
   return rows;
 }
 

@@ -13,6 +13,9 @@
 
 namespace corvane::inspector {
 
+/// A repeater's state in the units for display.
+RepeaterRow rowOf(std::string name, const RepeaterState& state);
+
 /// Another program on this machine. It is asked once a second for what was read since it was asked last; so what is
 /// read for the first time comes a little later. When it has ended, the latest figures stay until it runs again.
 class AttachedSource : public ProgramSource, private RepeaterSource {
@@ -24,7 +27,7 @@ class AttachedSource : public ProgramSource, private RepeaterSource {
   std::string name() const override { return m_identity.name; }
   Presence presence() const override { return m_presence; }
   Timeval started() const override { return Timeval::nsec(m_identity.started); }
-  std::string settingsDomain() const override;
+  std::string settingsDomain() const override { return domainOf(m_identity); }
   RepeaterSource& repeaters() override { return *this; }
   std::vector<broadcaster_stats> listeners() const override;
   LogFigures log() const override;

@@ -28,7 +28,6 @@ class LocalSource : public ProgramSource {
   Repeaters& repeaters() override { return m_repeaters; }
   std::vector<broadcaster_stats> listeners() const override { return broadcasterStats(); }
   LogFigures log() const override;
-  std::shared_ptr<void> followLog(std::size_t limit, LogTaker taker) override;
 
  private:
   void announceHeartbeat() const;

@@ -4,6 +4,14 @@
 
 namespace corvane::inspector {
 
+std::string ProgramSource::domainOf(const ProgramIdentity& program) {
+  return program.identifier.empty() ? program.executable.substr(program.executable.rfind('/') + 1) : program.identifier;
+}
+
+LogFigures ProgramSource::figuresOf(LogState state) {
+  return {std::move(state.path), state.size, state.archives, state.lines};
+}
+
 std::shared_ptr<void> ProgramSource::followLog(std::size_t limit, LogTaker taker) {
   struct Reader {
     std::shared_ptr<ProgramLink> link;

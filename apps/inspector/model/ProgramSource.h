@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "apps/inspector/model/ProgramLink.h"
@@ -19,6 +20,9 @@ class ProgramSource : public Source {
   std::shared_ptr<void> followLongSpans(std::int64_t nsec, SpanTaker taker) override;
 
  protected:
+  static std::string domainOf(const ProgramIdentity& program);
+  static LogFigures figuresOf(LogState state);
+
   explicit ProgramSource(std::shared_ptr<ProgramLink> link) : m_link(std::move(link)) {}
 
   /// Used on the queue only.
