@@ -1,7 +1,6 @@
 #include "apps/inspector/commands/Attach.h"
 
 #include <chrono>
-#include <csignal>
 #include <functional>
 #include <string>
 #include <thread>
@@ -85,13 +84,15 @@ int show(Screen& screen, const ViewOptions& options, const ProgramIdentity& iden
 int attach(const Arguments& arguments) {
   const auto options = ViewOptions::parseAttach(arguments);
   if (!options) return failUsage(options.error());
-  const auto program = chooseProgram(options->program);
-  if (!program) return fail(program.error());
-  std::signal(SIGPIPE, SIG_IGN);
-  if (options->format != ViewOptions::Format::LIVE) return print(*options, *program);
-  return runOnMainLoop([&](const Stop& stop) {
-    const auto screen = Screen::open();
-    return screen ? show(*screen, *options, *program, stop) : print(*options, *program);
+  return withProgram(options->program, [&](const ProgramIdentity& program) {
+    bool isLive = options->format == ViewOptions::Format::LIVE;
+    const auto showIfPossible = [&](const Stop& stop) {
+      const auto screen = Screen::open();
+      isLive = screen != nullptr;
+      return isLive ? show(*screen, *options, program, stop) : 0;
+    };
+    const int status = isLive ? runOnMainLoop(showIfPossible) : 0;
+    return isLive ? status : print(*options, program);
   });
 }
 

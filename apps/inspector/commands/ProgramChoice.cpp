@@ -1,5 +1,6 @@
 #include "apps/inspector/commands/ProgramChoice.h"
 
+#include <csignal>
 #include <utility>
 #include <vector>
 
@@ -9,6 +10,8 @@
 #include "corvane/platform/Platform.h"
 
 namespace corvane::inspector {
+
+namespace {
 
 tl::expected<ProgramIdentity, std::string> chooseProgram(std::string_view text) {
   const Glyphs& glyphs = Glyphs::ofLocale();
@@ -28,6 +31,21 @@ tl::expected<ProgramIdentity, std::string> chooseProgram(std::string_view text) 
   }
   return tl::unexpected(printable(text, glyphs) + ": no such application can be looked at" +
                         (lines.empty() ? "; none runs that can" : "; these can:" + lines));
+}
+
+}  // namespace
+
+tl::expected<void, std::string> takeProgram(std::string_view operand, std::string& program) {
+  if (!program.empty()) return tl::unexpected(std::string(operand) + ": there is one application already");
+  program = operand;
+  return {};
+}
+
+int withProgram(std::string_view text, const std::function<int(const ProgramIdentity&)>& run) {
+  const auto program = chooseProgram(text);
+  if (!program) return fail(program.error());
+  std::signal(SIGPIPE, SIG_IGN);
+  return run(*program);
 }
 
 WatchedProgram::WatchedProgram(ProgramIdentity program)

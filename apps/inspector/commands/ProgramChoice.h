@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -9,9 +11,12 @@
 
 namespace corvane::inspector {
 
-/// The running program that is meant by a process id, a name, an identifier or an executable's file name. The error is
-/// for the user: it lists those that it could be, or those that run.
-tl::expected<ProgramIdentity, std::string> chooseProgram(std::string_view text);
+/// Takes an operand for the program that is meant. The error, for the second one, is for the user.
+tl::expected<void, std::string> takeProgram(std::string_view operand, std::string& program);
+
+/// Runs a command on the running program that is meant by a process id, a name, an identifier or an executable's file
+/// name, and returns its status. If there is not exactly one, reports those that it could be, or those that run.
+int withProgram(std::string_view text, const std::function<int(const ProgramIdentity&)>& run);
 
 /// A program that a command looks at until it is told to stop: through its runs, with a line on standard error whenever
 /// it ends or runs again.

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <string>
 
@@ -31,8 +30,7 @@ tl::expected<Options, std::string> parse(const Arguments& arguments) {
   Options options;
   for (OptionReader option(arguments); option.next();) {
     if (const auto operand = option.operand()) {
-      if (!options.program.empty()) return tl::unexpected(std::string(*operand) + ": there is one application already");
-      options.program = *operand;
+      if (const auto taken = takeProgram(*operand, options.program); !taken) return tl::unexpected(taken.error());
     } else if (option.name() == "--for") {
       const auto seconds = option.seconds();
       if (!seconds) return tl::unexpected(seconds.error());
@@ -87,24 +85,24 @@ Result<void> finish(PendingFile& file, const std::string& path, std::string_view
   return file.replace();
 }
 
+int write(const ProgramIdentity& program, const Options& options) {
+  const auto refuse = [](const Error& error) { return fail(printable(error.description, Glyphs::ofLocale())); };
+  const bool isFile = isReplaceable(options.file);
+  auto pending = isFile ? PendingFile::create(options.file) : failure("", 0, "");
+  if (isFile && !pending) return refuse(pending.error());
+  const auto trace = traceOf(program, options.seconds);
+  if (!trace) return refuse(trace.error());
+  if (options.file == "-") return statusAfterOutput(writeOut(*trace));
+  const auto written = isFile ? finish(*pending, options.file, *trace) : writeText(options.file, *trace);
+  return written ? 0 : refuse(written.error());
+}
+
 }  // namespace
 
 int record(const Arguments& arguments) {
   const auto options = parse(arguments);
   if (!options) return failUsage(options.error());
-  const auto program = chooseProgram(options->program);
-  if (!program) return fail(program.error());
-  const bool isFile = isReplaceable(options->file);
-  auto pending = isFile ? PendingFile::create(options->file) : failure("", 0, "");
-  if (isFile && !pending) return fail(printable(pending.error().description, Glyphs::ofLocale()));
-  const auto trace = traceOf(*program, options->seconds);
-  if (!trace) return fail("record: " + printable(trace.error().description, Glyphs::ofLocale()));
-  if (options->file == "-") {
-    std::signal(SIGPIPE, SIG_IGN);
-    return statusAfterOutput(writeOut(*trace));
-  }
-  const auto written = isFile ? finish(*pending, options->file, *trace) : writeText(options->file, *trace);
-  return written ? 0 : fail(printable(written.error().description, Glyphs::ofLocale()));
+  return withProgram(options->program, [&](const ProgramIdentity& program) { return write(program, *options); });
 }
 
 }  // namespace corvane::inspector

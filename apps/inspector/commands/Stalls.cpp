@@ -1,7 +1,6 @@
 #include "apps/inspector/commands/Stalls.h"
 
 #include <chrono>
-#include <csignal>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -47,8 +46,7 @@ tl::expected<Options, std::string> parse(const Arguments& arguments) {
   Options options;
   for (OptionReader option(arguments); option.next();) {
     if (const auto operand = option.operand()) {
-      if (!options.program.empty()) return tl::unexpected(std::string(*operand) + ": there is one application already");
-      options.program = *operand;
+      if (const auto taken = takeProgram(*operand, options.program); !taken) return tl::unexpected(taken.error());
     } else if (const auto taken = read(option, options); !taken) {
       return tl::unexpected(taken.error());
     }
@@ -115,10 +113,7 @@ int follow(const ProgramIdentity& identity, const Options& options) {
 int stalls(const Arguments& arguments) {
   const auto options = parse(arguments);
   if (!options) return failUsage(options.error());
-  const auto program = chooseProgram(options->program);
-  if (!program) return fail(program.error());
-  std::signal(SIGPIPE, SIG_IGN);
-  return follow(*program, *options);
+  return withProgram(options->program, [&](const ProgramIdentity& program) { return follow(program, *options); });
 }
 
 }  // namespace corvane::inspector

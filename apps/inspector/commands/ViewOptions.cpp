@@ -1,6 +1,7 @@
 #include "apps/inspector/commands/ViewOptions.h"
 
 #include "apps/common/OptionReader.h"
+#include "apps/inspector/commands/ProgramChoice.h"
 
 namespace corvane::inspector {
 
@@ -16,8 +17,7 @@ tl::expected<ViewOptions, std::string> read(const Arguments& arguments, bool att
   };
   for (OptionReader option(arguments); option.next();) {
     if (const auto operand = attaches ? option.operand() : std::nullopt) {
-      if (!options.program.empty()) return tl::unexpected(std::string(*operand) + ": there is one application already");
-      options.program = *operand;
+      if (const auto taken = takeProgram(*operand, options.program); !taken) return tl::unexpected(taken.error());
     } else if (option.name() == "--json" || option.name() == "--plain") {
       if (const auto none = option.noValue(); !none) return tl::unexpected(none.error());
       if (!choose(option.name() == "--json" ? Format::JSON : Format::PLAIN))

@@ -26,8 +26,8 @@ Result<std::shared_ptr<Inspectable>> ProgramLink::connectTo(const ProgramIdentit
   m_presence = connected ? Presence::HERE : connected.error().code == ENOENT ? Presence::ENDED : Presence::SILENT;
   if (!connected) return connected;
   ++m_connection;
-  m_identity = program;
   m_program = *connected;
+  m_identity = m_program->identity().value_or(program);  // what it allows may be new
   return connected;
 }
 
