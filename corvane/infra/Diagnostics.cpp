@@ -30,16 +30,22 @@ struct State {
   double seconds CORVANE_GUARDED_BY(mutex) = 0;
 };
 
-// Never destroyed: others may look while the process exits.
+// Never destroyed: a trace may be written while the process exits.
 State& state() {
   static auto& states = *new PerProcess<State>;
   return states();
 }
 
+// Nobody must look at objects of the program that exit() has destroyed.
+struct StopAtExit {
+  ~StopAtExit() { Diagnostics::stop(); }
+};
+
 }  // namespace
 
 Result<void> Diagnostics::start(Permissions permissions) {
   State& current = state();
+  static const StopAtExit stopAtExit;
   MutexLock lock(current.mutex);
   current.shown->allow(permissions);
   if (current.opened) return {};

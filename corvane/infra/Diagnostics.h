@@ -47,7 +47,7 @@ class CORVANE_API Diagnostics {
   /// all who look. An Error if nothing could be opened, for example because there is no room for the socket.
   static Result<void> start(Permissions permissions = LookOnly);
 
-  /// Disconnects all who look and lets nobody in any more. Does nothing if they could not.
+  /// Disconnects all who look and lets nobody in any more. Does nothing if they could not. exit() does the same.
   static void stop();
 
   /// Records the program's activity from now on, and sets how many seconds trace() goes back; 0 ends the recording. An

@@ -1,4 +1,4 @@
-// A program in which one repeater holds up the others: look for it with Corvane Inspector.
+// A program in which one repeater holds up everything else: look for it with Corvane Inspector.
 
 #include <chrono>
 #include <cstdio>
@@ -10,6 +10,7 @@
 #include "corvane/core/MainQueue.h"
 #include "corvane/core/MasterTimer.h"
 #include "corvane/core/Repeater.h"
+#include "corvane/core/TimerQueue.h"
 #include "corvane/infra/Logger.h"
 
 namespace {
@@ -40,10 +41,16 @@ int main(int count, char** arguments) {
   const auto poll = std::make_shared<corvane::Repeater>("poll mail");
   poll->start(0.5, [&mail] { mail.async([] { std::this_thread::sleep_for(200ms); }); });
 
+  const auto level = std::make_shared<corvane::TimerQueue>("microphone", 0.05, nullptr, [] {
+    corvane::main_async([] { work(1ms); });  // draws the level
+  });
+  level->start();
+
   corvane::Logger::instance()->log("The clock ticks ten times a second");
   corvane::MainLoop::quitOnSignals();
   corvane::MainLoop::run();
   for (const auto& repeater : {clock, thumbnails, poll}) repeater->stop();
+  level->stop();
   mail.sync([] {});
   corvane::Logger::instance()->close();
 }

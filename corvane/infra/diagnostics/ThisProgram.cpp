@@ -139,9 +139,14 @@ Result<LogState> ThisProgram::log(const LogPlace& after, std::size_t limit) {
 }
 
 Result<std::vector<SettingState>> ThisProgram::settings() {
-  auto entries = UserDefaults::shared()->domainDictionary();
-  if (!entries) return tl::unexpected(std::move(entries).error());
+  const auto defaults = UserDefaults::shared();
   std::vector<SettingState> settings;
+  // Reading a domain that is not there yet would leave files.
+  const auto domains = UserDefaults::domains();
+  if (!domains) return tl::unexpected(domains.error());
+  if (std::ranges::find(*domains, defaults->domain()) == domains->end()) return settings;
+  auto entries = defaults->domainDictionary();
+  if (!entries) return tl::unexpected(std::move(entries).error());
   for (auto& [key, value] : *entries)
     settings.push_back(
         {key, allows(Diagnostics::SettingValues) ? std::optional<Value>(std::move(value)) : std::nullopt});
