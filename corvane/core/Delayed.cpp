@@ -47,6 +47,15 @@ class Delayed::Waiting {
   }
 
  private:
+  // The item of a queue that runs the work; its name is shown by diagnostics.
+  struct Due {
+    Waiting& waiting;
+    std::shared_ptr<Work> work;
+    void operator()() const {
+      if (const auto run = waiting.take(*work)) run();
+    }
+  };
+
   void serve() {
     const PreciseTimers precise;
     MutexLock lock(m_mutex);
@@ -58,9 +67,7 @@ class Delayed::Waiting {
       }
       const auto work = m_works.extract(m_works.begin()).mapped();
       lock.unlock();
-      work->submit([this, work] {
-        if (const auto run = take(*work)) run();
-      });
+      work->submit(Due{*this, work});
       lock.lock();
     }
     m_served = false;

@@ -295,8 +295,15 @@ std::optional<Timeval> Schedule::nextDue() {
   return later ? std::optional(later->due) : std::nullopt;
 }
 
+// The item of the main queue that runs them; its name is shown by diagnostics.
+struct DueRepeaters {
+  std::shared_ptr<Schedule> schedule;
+  std::uint64_t generation;
+  void operator()() const { schedule->runSlice(generation); }
+};
+
 void Schedule::postSlice(std::uint64_t generation) {
-  main_post([self = shared_from_this(), generation] { self->runSlice(generation); });
+  main_post(DueRepeaters{shared_from_this(), generation});
 }
 
 void Schedule::runSlice(std::uint64_t generation) {

@@ -116,6 +116,8 @@ class Schedule : public std::enable_shared_from_this<Schedule> {
     auto operator<=>(const Place&) const = default;
   };
 
+  friend struct DueRepeaters;
+
   void addLocked(EntryPtr entry) CORVANE_REQUIRES(s_mutex);
   std::vector<EntryPtr> pausedOnes() CORVANE_REQUIRES(s_mutex);
   static EntryPtr removeLocked(ScheduleEntry& entry) CORVANE_REQUIRES(s_mutex);
