@@ -92,9 +92,10 @@ std::vector<Tick> timeTicks(const QDateTime& now, double span, int most) {
   return ticks;
 }
 
-QString timeText(const QTime& time) {
+QString timeText(const QTime& time, bool withMilliseconds) {
   QString format = QLocale().timeFormat(QLocale::ShortFormat);
   if (!format.contains(u's')) format.replace(QStringLiteral("mm"), QStringLiteral("mm:ss"));
+  if (withMilliseconds) format.replace(QStringLiteral("ss"), "ss" + QLocale().decimalPoint() + "zzz");
   return QLocale().toString(time, format);
 }
 

@@ -35,7 +35,7 @@ struct ValueAxis {
 std::vector<Tick> timeTicks(const QDateTime& now, double span, int most);
 
 /// A time of the day with seconds, in the user's locale.
-QString timeText(const QTime& time);
+QString timeText(const QTime& time, bool withMilliseconds = false);
 
 /// A length of time: "0:01:15", and from one day on "3 d 0:01:15".
 QString lengthText(std::int64_t seconds);

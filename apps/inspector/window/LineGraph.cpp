@@ -6,8 +6,9 @@
 #include <QPainterPath>
 #include <QStyle>
 #include <algorithm>
-#include <array>
 #include <cmath>
+
+#include "apps/inspector/window/Colours.h"
 
 namespace corvane::inspector {
 
@@ -15,15 +16,6 @@ namespace {
 
 constexpr double ROUNDNESS = 10, MARGIN = 14, GAP = 8, SWATCH = 10;
 constexpr double STROKE = 1.6;
-
-// They are told apart by lightness, too, and stand out from the background.
-constexpr std::array<QRgb, 4> ON_LIGHT = {0xff1a6fd4, 0xffd9570b, 0xff16794c, 0xff8a4fd3};
-constexpr std::array<QRgb, 4> ON_DARK = {0xff5eb0ff, 0xffffa657, 0xff5fd08a, 0xffc7a2ff};
-
-QColor mixed(const QColor& a, const QColor& b, double share) {
-  const auto mix = [share](float x, float y) { return x + (y - x) * static_cast<float>(share); };
-  return QColor::fromRgbF(mix(a.redF(), b.redF()), mix(a.greenF(), b.greenF()), mix(a.blueF(), b.blueF()));
-}
 
 QColor faded(QColor colour, float alpha) {
   colour.setAlphaF(alpha);
@@ -165,16 +157,6 @@ QFont LineGraph::smallFont() const {
   return font;
 }
 
-QColor LineGraph::colourOf(std::size_t line) const {
-  const bool isDark = palette().text().color().lightness() > 128;
-  return QColor::fromRgb((isDark ? ON_DARK : ON_LIGHT)[line % ON_LIGHT.size()]);
-}
-
-// The text's colour, faded into the background.
-QColor LineGraph::faint(double share) const {
-  return mixed(palette().base().color(), palette().text().color(), share);
-}
-
 QRectF LineGraph::plotArea() const {
   const QFontMetricsF small(smallFont());
   const double labels =
@@ -239,10 +221,10 @@ void LineGraph::drawTitle(QPainter& painter) const {
   for (std::size_t i = m_lines.size(); i-- > 0;) {
     put(bold, palette().text().color(), latest(m_lines[i]));
     if (m_lines.size() == 1) break;
-    if (all <= width()) put(font(), faint(0.65), m_lines[i].name);
+    if (all <= width()) put(font(), faint(palette(), 0.65), m_lines[i].name);
     end -= SWATCH;
     painter.setPen(Qt::NoPen);
-    painter.setBrush(colourOf(i));
+    painter.setBrush(seriesColour(palette(), i));
     const double left = isMirrored() ? width() - end - SWATCH : end;
     painter.drawEllipse(QRectF(left, MARGIN + (height - SWATCH) / 2, SWATCH, SWATCH).adjusted(1, 1, -1, -1));
     painter.setBrush(Qt::NoBrush);
@@ -257,7 +239,7 @@ void LineGraph::drawTitle(QPainter& painter) const {
   };
   begin(bold, 0, palette().text().color(), m_title);
   const double after = strong.horizontalAdvance(m_title) + GAP;
-  if (room - after > plain.averageCharWidth() * 4) begin(font(), after, faint(0.65), m_note);
+  if (room - after > plain.averageCharWidth() * 4) begin(font(), after, faint(palette(), 0.65), m_note);
 }
 
 void LineGraph::drawAxes(QPainter& painter, const Drawing& drawing) const {
@@ -266,7 +248,7 @@ void LineGraph::drawAxes(QPainter& painter, const Drawing& drawing) const {
   const QRectF& plot = drawing.plot;
   painter.setFont(font);
   const auto line = [&](double x1, double y1, double x2, double y2, double share) {
-    painter.setPen(QPen(faint(share), 1));
+    painter.setPen(QPen(faint(palette(), share), 1));
     if (isMirrored()) x1 = width() - x1, x2 = width() - x2;
     painter.drawLine(QPointF(std::floor(x1) + 0.5, std::floor(y1) + 0.5),
                      QPointF(std::floor(x2) + 0.5, std::floor(y2) + 0.5));
@@ -274,7 +256,7 @@ void LineGraph::drawAxes(QPainter& painter, const Drawing& drawing) const {
   for (const Tick& tick : drawing.axis->ticks) {
     const double y = drawing.yOf(tick.place);
     line(plot.left(), y, plot.right(), y, 0.12);
-    painter.setPen(faint(0.65));
+    painter.setPen(faint(palette(), 0.65));
     drawText(painter, {MARGIN, y - metrics.height() / 2, plot.left() - GAP - MARGIN, metrics.height()},
              Qt::AlignTrailing | Qt::AlignVCenter, tick.text);
   }
@@ -285,7 +267,7 @@ void LineGraph::drawAxes(QPainter& painter, const Drawing& drawing) const {
     if (x < plot.left()) break;
     line(x, plot.top(), x, plot.bottom(), 0.07);
     const QRectF area(x - label / 2, plot.bottom() + 3, label, metrics.height());
-    painter.setPen(faint(0.65));
+    painter.setPen(faint(palette(), 0.65));
     if (area.right() <= width() && area.left() >= plot.left() - GAP)
       drawText(painter, area, Qt::AlignCenter, tick.text);
   }
@@ -296,7 +278,7 @@ void LineGraph::drawLines(QPainter& painter, const Drawing& drawing) const {
   painter.setTransform(isMirrored() ? QTransform(-1, 0, 0, 1, width(), 0) : QTransform(), true);
   painter.setClipRect(drawing.plot.adjusted(0, -STROKE, 0, STROKE));
   for (std::size_t i = m_lines.size(); i-- > 0;) {
-    const QColor colour = colourOf(i);
+    const QColor colour = seriesColour(palette(), i);
     for (const GraphStroke& stroke : drawing.strokes[i]) {
       const QPolygonF line = drawing.placed(stroke.line);
       painter.setRenderHint(QPainter::Antialiasing, false);
@@ -317,7 +299,7 @@ void LineGraph::drawHover(QPainter& painter, const Drawing& drawing) const {
   const Moment time = drawing.window.timeAt(mouse - plot.left());
   const double seconds = std::chrono::duration<double>(m_now - time).count();
   QStringList texts = {timeText(QDateTime::currentDateTime().addMSecs(-static_cast<qint64>(seconds * 1000)).time())};
-  painter.setPen(QPen(faint(0.5), 1));
+  painter.setPen(QPen(faint(palette(), 0.5), 1));
   const double x = std::floor(m_mouse->x()) + 0.5;
   painter.drawLine(QPointF(x, plot.top()), QPointF(x, plot.bottom()));
   for (std::size_t i = 0; i < m_lines.size(); ++i) {
@@ -327,7 +309,7 @@ void LineGraph::drawHover(QPainter& painter, const Drawing& drawing) const {
     const double place = plot.left() + drawing.window.xOf(reading->time);
     if (place < plot.left()) continue;
     painter.setPen(QPen(palette().base().color(), 1.5));
-    painter.setBrush(colourOf(i));
+    painter.setBrush(seriesColour(palette(), i));
     painter.drawEllipse(QPointF(isMirrored() ? width() - place : place, drawing.yOf(reading->value)), 4, 4);
   }
   const QFontMetricsF metrics(font());
@@ -335,7 +317,7 @@ void LineGraph::drawHover(QPainter& painter, const Drawing& drawing) const {
   for (const QString& text : texts) wide = std::max(wide, metrics.horizontalAdvance(text));
   QRectF bubble(x + GAP, plot.top(), wide + 2 * GAP, metrics.height() * static_cast<double>(texts.size()) + GAP);
   if (bubble.right() > width() - 2) bubble.moveRight(x - GAP);
-  painter.setPen(QPen(faint(0.25), 1));
+  painter.setPen(QPen(faint(palette(), 0.25), 1));
   painter.setBrush(palette().toolTipBase());
   painter.drawRoundedRect(bubble, 5, 5);
   painter.setFont(font());

@@ -56,8 +56,6 @@ class LineGraph : public QWidget {
 
   QString latest(const Line& line) const;
   QFont smallFont() const;
-  QColor colourOf(std::size_t line) const;
-  QColor faint(double share) const;
   bool isMirrored() const { return layoutDirection() == Qt::RightToLeft; }
   QRectF plotArea() const;
   TimeWindow window() const;

@@ -2,6 +2,7 @@
 
 #include <QAccessible>
 #include <QAction>
+#include <QGuiApplication>
 #include <QStyle>
 #include <QToolButton>
 
@@ -47,6 +48,42 @@ QAction* newAction(QWidget* page, const QString& text, const QKeySequence& keys)
   action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
   page->addAction(action);
   return action;
+}
+
+QWidget* titled(const QString& title, QWidget* content) {
+  auto* const part = new QWidget;
+  QVBoxLayout* const layout = pageLayout(part);
+  auto* const label = new QLabel(title);
+  QFont bold = label->font();
+  bold.setBold(true);
+  label->setFont(bold);
+  label->setBuddy(content);
+  addBar(layout)->addWidget(label);
+  layout->addWidget(content);
+  return part;
+}
+
+QLabel* fieldTitle(const QString& text) {
+  auto* const title = new QLabel(text);
+  QPalette faint = title->palette();
+  QColor colour = faint.color(QPalette::WindowText);
+  colour.setAlphaF(0.65F);
+  faint.setColor(QPalette::WindowText, colour);
+  title->setPalette(faint);
+  return title;
+}
+
+QLabel* fieldValue(const QString& title) {
+  auto* const value = new QLabel;
+  value->setTextFormat(Qt::PlainText);
+  value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  value->setAlignment(leading());
+  value->setAccessibleName(title);
+  return value;
+}
+
+Qt::Alignment leading() {
+  return QGuiApplication::isRightToLeft() ? Qt::AlignRight | Qt::AlignAbsolute : Qt::AlignLeft;
 }
 
 MessageBar::MessageBar(QWidget* parent) : QWidget(parent), m_icon(new QLabel), m_text(new QLabel) {

@@ -21,6 +21,16 @@ QHBoxLayout* addBar(QVBoxLayout* layout);
 /// A button for an action, which it follows: its text, whether it is enabled, and its hint.
 QPushButton* buttonFor(QAction* action);
 
+/// The content with a title above it, whose access key leads there.
+QWidget* titled(const QString& title, QWidget* content);
+
+/// The name of a value, which is fainter; and a label for the value, which can be selected.
+QLabel* fieldTitle(const QString& text);
+QLabel* fieldValue(const QString& title);
+
+/// Where texts begin, for widgets that align texts which can be selected by the direction of the text.
+Qt::Alignment leading();
+
 /// A new action of the page, which works while the focus is on the page.
 QAction* newAction(QWidget* page, const QString& text, const QKeySequence& keys = {});
 

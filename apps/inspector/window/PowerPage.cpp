@@ -30,19 +30,6 @@ std::vector<RowColumn<Row>> recordColumns(const QStringList& titles, const Asser
   };
 }
 
-QWidget* titled(const QString& title, QWidget* table) {
-  auto* const part = new QWidget;
-  QVBoxLayout* const layout = pageLayout(part);
-  auto* const label = new QLabel(title);
-  QFont bold = label->font();
-  bold.setBold(true);
-  label->setFont(bold);
-  label->setBuddy(table);
-  addBar(layout)->addWidget(label);
-  layout->addWidget(table);
-  return part;
-}
-
 }  // namespace
 
 std::vector<RowColumn<AssertionRecord>> PowerPage::columns() {

@@ -2,11 +2,11 @@
 
 #include <QDateTime>
 #include <QGridLayout>
-#include <QGuiApplication>
 #include <QLocale>
 #include <QVBoxLayout>
 
 #include "apps/inspector/window/GraphAxis.h"
+#include "apps/inspector/window/PageParts.h"
 #include "apps/inspector/window/ProcessText.h"
 
 namespace corvane::inspector {
@@ -23,11 +23,6 @@ void setTextOf(Widget& widget, const QString& now, const QString& text) {
     widget.setText(text);
   else
     widget.setPlainText(text);
-}
-
-// Labels whose texts can be selected align them by the direction of the text.
-Qt::Alignment leading() {
-  return QGuiApplication::isRightToLeft() ? Qt::AlignRight | Qt::AlignAbsolute : Qt::AlignLeft;
 }
 
 // So that the rows above do not move when one is selected.
@@ -107,17 +102,8 @@ void ProcessDetails::addField(QGridLayout& grid, const QString& title,
                               std::function<QString(const ProcessRow& row)> text) {
   const int columns = m_shape == Shape::WIDE ? 3 : 2;  // of titles with their values
   const int place = static_cast<int>(m_fields.size());
-  auto* const name = new QLabel(title);
-  QPalette faint = name->palette();
-  QColor colour = faint.color(QPalette::WindowText);
-  colour.setAlphaF(0.65F);
-  faint.setColor(QPalette::WindowText, colour);
-  name->setPalette(faint);
-  auto* const value = new QLabel;
-  value->setTextFormat(Qt::PlainText);
-  value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  value->setAlignment(leading());
-  value->setAccessibleName(title);
+  QLabel* const name = fieldTitle(title);
+  QLabel* const value = fieldValue(title);
   grid.addWidget(name, place / columns, place % columns * 2);
   grid.addWidget(value, place / columns, place % columns * 2 + 1);
   grid.setColumnStretch(place % columns * 2 + 1, 1);

@@ -1,13 +1,10 @@
 #include "apps/inspector/window/ProcessTreeView.h"
 
 #include <QApplication>
-#include <QGestureEvent>
 #include <QHelpEvent>
 #include <QLocale>
-#include <QNativeGestureEvent>
 #include <QPainter>
 #include <QPainterPath>
-#include <QPinchGesture>
 #include <QScrollBar>
 #include <QToolTip>
 #include <QWheelEvent>
@@ -16,8 +13,10 @@
 #include <limits>
 
 #include "apps/inspector/svg/ProcessTree.h"
+#include "apps/inspector/window/Colours.h"
 #include "apps/inspector/window/ProcessText.h"
 #include "apps/inspector/window/Shown.h"
+#include "apps/inspector/window/ZoomGesture.h"
 
 namespace corvane::inspector {
 
@@ -27,11 +26,6 @@ constexpr double SMALL = 0.45;        // from this zoom on downwards there are n
 constexpr double STEP = 1.25;         // of the zoom
 constexpr double MOST_PIXELS = 48e6;  // of a picture
 constexpr double MOST_ON_A_SIDE = 30e3;
-
-QColor mixed(const QColor& a, const QColor& b, double share) {
-  const auto mix = [share](int x, int y) { return static_cast<int>(std::lround(x + (y - x) * share)); };
-  return {mix(a.red(), b.red()), mix(a.green(), b.green()), mix(a.blue(), b.blue())};
-}
 
 }  // namespace
 
@@ -350,20 +344,9 @@ bool ProcessTreeView::viewportEvent(QEvent* event) {
     showTip(help->pos(), help->globalPos());
     return true;
   }
-  if (event->type() == QEvent::NativeGesture) {
-    const auto* const gesture = static_cast<QNativeGestureEvent*>(event);
-    if (gesture->gestureType() != Qt::ZoomNativeGesture) return false;
-    setZoom(m_zoom * (1 + gesture->value()), gesture->position());
-    return true;
-  }
-  if (event->type() == QEvent::Gesture) return pinch(*static_cast<QGestureEvent*>(event));
-  return QAbstractScrollArea::viewportEvent(event);
-}
-
-bool ProcessTreeView::pinch(const QGestureEvent& event) {
-  const auto* const gesture = static_cast<QPinchGesture*>(event.gesture(Qt::PinchGesture));
-  if (!gesture) return false;
-  setZoom(m_zoom * gesture->scaleFactor(), viewport()->mapFromGlobal(gesture->centerPoint()));
+  const auto gesture = ZoomGesture::of(*event, *viewport());
+  if (!gesture) return QAbstractScrollArea::viewportEvent(event);
+  setZoom(m_zoom * gesture->factor, gesture->at);
   return true;
 }
 

@@ -12,8 +12,6 @@
 #include "apps/inspector/svg/SvgTree.h"
 #include "apps/inspector/svg/TreeBoxes.h"
 
-class QGestureEvent;
-
 namespace corvane::inspector {
 
 /// The processes as a tree that is dragged and zoomed: with the wheel and the control key, with two fingers, or by the
@@ -79,7 +77,6 @@ class ProcessTreeView : public QAbstractScrollArea {
   void draw(QPainter& painter, const QRectF& seen, double zoom) const;
   void drawConnectors(QPainter& painter, const QRectF& seen, bool isSmall) const;
   void drawNode(QPainter& painter, const Node& node, double zoom) const;
-  bool pinch(const QGestureEvent& event);
   void showTip(const QPoint& at, const QPoint& global);
   void updateBars();
   void toggle(const Node& node);
