@@ -145,7 +145,7 @@ TEST_F(AttachedSourceTest, WaitsForTheNextRun) {
   text.clear();
   m_later->isGone = false;
   ASSERT_TRUE(pumpUntil([&] { return m_source->presence() == Presence::HERE && *queues && !text.empty(); }));
-  EXPECT_EQ(text, "from 0\n");
+  EXPECT_EQ(text, "from 10\n") << "nothing comes twice";
   EXPECT_EQ((*queues)->main.depth, 1U);
   EXPECT_EQ(m_source->identity().pid, 20);
   following.reset();

@@ -25,14 +25,13 @@ class AttachedSource : public ProgramSource, private RepeaterSource {
 
   Machine& machine() override { return m_machine; }
   std::string name() const override { return m_identity.name; }
+  ProgramIdentity identity() const override { return m_identity; }
   Presence presence() const override { return m_presence; }
   Timeval started() const override { return Timeval::nsec(m_identity.started); }
   std::string settingsDomain() const override { return domainOf(m_identity); }
   RepeaterSource& repeaters() override { return *this; }
   std::vector<broadcaster_stats> listeners() const override;
   LogFigures log() const override;
-
-  const ProgramIdentity& identity() const { return m_identity; }
 
  private:
   // What is asked for.

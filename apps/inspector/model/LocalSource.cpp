@@ -4,6 +4,7 @@
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/Diagnostics.h"
 #include "corvane/infra/Logger.h"
+#include "corvane/infra/settings/UserDefaults.h"
 
 namespace corvane::inspector {
 
@@ -33,8 +34,12 @@ LocalSource::~LocalSource() {
   RemoveListener(HEARTBEAT, m_heartbeatLog);
 }
 
+ProgramIdentity LocalSource::identity() const {
+  return Diagnostics::program()->identity().value_or(ProgramIdentity());
+}
+
 std::string LocalSource::settingsDomain() const {
-  return domainOf(*Diagnostics::program()->identity());
+  return UserDefaults::shared()->domain();
 }
 
 LogFigures LocalSource::log() const {

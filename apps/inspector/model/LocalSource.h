@@ -22,6 +22,7 @@ class LocalSource : public ProgramSource {
 
   Machine& machine() override { return m_machine; }
   std::string name() const override { return {}; }
+  ProgramIdentity identity() const override;
   Presence presence() const override { return Presence::HERE; }
   Timeval started() const override { return m_started; }
   std::string settingsDomain() const override;

@@ -16,12 +16,10 @@ std::shared_ptr<void> ProgramSource::followLog(std::size_t limit, LogTaker taker
   struct Reader {
     std::shared_ptr<ProgramLink> link;
     std::size_t limit;
-    std::uint64_t connection = 0;
     LogPlace place = {};
 
     Result<LogState> operator()() {
       return link->ask([this](Inspectable& program) {
-        if (std::exchange(connection, link->connection()) != link->connection()) place = {};
         auto state = program.log(place, limit);
         if (state) place = state->place;
         return state;

@@ -82,6 +82,9 @@ class Source {
   /// The program's name, as unchecked bytes; empty for this program.
   virtual std::string name() const = 0;
 
+  /// Which program it is; what is known of another one from its latest run.
+  virtual ProgramIdentity identity() const = 0;
+
   virtual Presence presence() const = 0;
 
   /// When the program was started.
@@ -98,8 +101,8 @@ class Source {
   virtual LogFigures log() const = 0;
 
   /// Passes on what is written to the program's log periodically, for as long as the result lives: first the last
-  /// `limit` bytes, from the first whole line, then what has come since. The log of another run begins anew, with a
-  /// path again.
+  /// `limit` bytes, from the first whole line, then what has come since. That of another run goes on in the same
+  /// place, because programs append to their logs.
   using LogTaker = std::function<void(Result<LogState>)>;
   virtual std::shared_ptr<void> followLog(std::size_t limit, LogTaker taker) = 0;
 

@@ -19,7 +19,7 @@ QString sizeText(qint64 size) {
 }
 
 QString logText(const LogFigures& log) {
-  if (log.path.empty()) return BroadcasterPage::tr("This program keeps no log.");
+  if (log.path.empty()) return BroadcasterPage::tr("The program keeps no log.");
   const QLocale locale;
   const QString size = log.size ? BroadcasterPage::tr("%1 of %2", "size, limit")
                                       .arg(sizeText(static_cast<qint64>(*log.size)), sizeText(Logger::MAX_LOG_SIZE))

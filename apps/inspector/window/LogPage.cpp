@@ -81,7 +81,7 @@ void LogPage::makeActions() {
   add(tr("Find &Next"), QKeySequence(QKeySequence::FindNext), [this] { findNext(false); });
   add(tr("Find &Previous"), QKeySequence(QKeySequence::FindPrevious), [this] { findNext(true); });
   add(tr("&Open Log File…"), QKeySequence(QKeySequence::Open), [this] { chooseFile(); });
-  add(tr("Show This Program’s &Log"), {}, [this] { follow({}); });
+  add(tr("Show the Program’s &Log"), {}, [this] { follow({}); });
   add(tr("Show Fol&der"), {}, [this] { showFolder(); });
   m_view->addActions(actions());
 }
@@ -99,18 +99,36 @@ void LogPage::addControls(QVBoxLayout* layout) {
   }
 }
 
+// The log of this program is a file like others; that of another one is asked for.
 void LogPage::follow(const std::string& path) {
-  const std::string file = path.empty() ? source().log().path : path;
+  m_isOfOther = path.empty() && !source().name().empty();
+  m_path = path.empty() && !m_isOfOther ? source().log().path : path;
   m_file.reset();
-  if (!file.empty()) m_file.emplace(file);
+  if (!m_path.empty()) m_file.emplace(m_path);
+  m_feed.reset();
   m_view->clearLines();
   m_view->setFollowing(true);
   m_message->clear();
-  if (isSeen()) refresh();
+  if (isSeen()) appear(), refresh();
+}
+
+void LogPage::appear() {
+  if (!m_isOfOther) return;
+  m_view->clearLines();
+  m_feed = source().followLog(AT_ONCE, [this](const Result<LogState>& state) { take(state); });
+}
+
+void LogPage::take(const Result<LogState>& state) {
+  if (state) {
+    m_path = state->path;
+    m_view->append(state->text);
+  }
+  showState(!state ? shown(state.error().description) : m_path.empty() ? tr("The program keeps no log.") : QString());
 }
 
 void LogPage::refresh() {
-  if (!m_file) return showState(tr("This program keeps no log."));
+  if (m_isOfOther) return;
+  if (!m_file) return showState(tr("The program keeps no log."));
   const auto text = m_file->read(AT_ONCE);
   if (text) m_view->append(*text);
   showState(text ? QString() : shown(text.error().description));
@@ -125,7 +143,7 @@ void LogPage::showState(const QString& failure) {
   QString lines = m_filter->text().isEmpty()
                       ? tr("Lines: %1").arg(number(m_view->lines()))
                       : tr("Lines: %1 of %2").arg(number(m_view->shownLines()), number(m_view->lines()));
-  if (m_file) lines = QStringLiteral("%1 – %2").arg(shown(m_file->path()), lines);
+  if (!m_path.empty()) lines = QStringLiteral("%1 – %2").arg(shown(m_path), lines);
   m_state->setText(failure.isEmpty() || m_view->lines() == 0 ? lines : lines + QStringLiteral(" – ") + failure);
 }
 
@@ -143,16 +161,16 @@ void LogPage::chooseFile() {
   auto* const dialog = new QFileDialog(this, tr("Open Log File"));
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   dialog->setFileMode(QFileDialog::ExistingFile);
-  if (m_file) dialog->setDirectory(QString::fromStdString(m_file->path()).section(u'/', 0, -2));
+  if (!m_path.empty()) dialog->setDirectory(QString::fromStdString(m_path).section(u'/', 0, -2));
   connect(dialog, &QFileDialog::fileSelected, this,
           [this](const QString& path) { follow(QFile::encodeName(path).toStdString()); });
   dialog->open();
 }
 
 void LogPage::showFolder() {
-  if (!m_file) return m_message->showFailure(tr("This program keeps no log."));
+  if (m_path.empty()) return m_message->showFailure(tr("The program keeps no log."));
   const bool begins = runInBackground<Result<void>>(
-      m_desktop, this, [path = m_file->path()] { return platform().workspace().reveal(path); },
+      m_desktop, this, [path = m_path] { return platform().workspace().reveal(path); },
       [this](const Result<void>& shownThere) {
         if (!shownThere)
           m_message->showFailure(tr("The folder could not be shown: %1").arg(shown(shownThere.error().description)));

@@ -27,6 +27,8 @@ class LogPage : public Page {
   void follow(const std::string& path);
 
  protected:
+  void appear() override;
+  void disappear() override { m_feed.reset(); }
   void refresh() override;
 
  private:
@@ -38,7 +40,12 @@ class LogPage : public Page {
   void chooseFile();
   void showFolder();
 
-  std::optional<FollowedFile> m_file;
+  void take(const Result<LogState>& state);
+
+  std::string m_path;        // empty if there is no log, or none is known yet
+  bool m_isOfOther = false;  // it is that of another program, through the source,
+  std::shared_ptr<void> m_feed;
+  std::optional<FollowedFile> m_file;  // and otherwise a file
   QAction* m_follow;
   QAction* m_wrap;
   MessageBar* m_message;

@@ -12,9 +12,13 @@
 #include <QWindow>
 
 #include "apps/inspector/window/PageIcon.h"
+#include "apps/inspector/window/PageParts.h"
 #include "apps/inspector/window/Pages.h"
+#include "apps/inspector/window/ProgramChooser.h"
+#include "apps/inspector/window/Shown.h"
 #include "corvane/infra/Bundle.h"
 #include "corvane/infra/settings/DefaultSettings.h"
+#include "corvane/platform/Platform.h"
 #include "corvane/ui/Donation.h"
 #include "corvane/ui/HelpViewer.h"
 
@@ -31,16 +35,43 @@ QString plain(QString text) {
   return text.remove(appended).remove(u'&');
 }
 
+QString title(const std::string& program) {
+  const QString name = QStringLiteral("Corvane Inspector");
+  return program.empty() ? name : shown(program) + QStringLiteral(" – ") + name;
+}
+
 }  // namespace
 
 MainWindow::MainWindow(Source& source, const QString& page, std::string donationPage)
-    : m_source(source),
+    : m_own(source),
       m_donationPage(std::move(donationPage)),
+      m_chooser(new ProgramChooser(platform().diagnosticsPort())),
+      m_message(new MessageBar),
       m_list(new QListWidget),
       m_stack(new QStackedWidget),
       m_pages(pageKinds().size()),
       m_clock(std::make_shared<Repeater>("window")) {
-  setWindowTitle(QStringLiteral("Corvane Inspector"));
+  setWindowTitle(title({}));
+  makeBody();
+  makeMenus();
+  connect(m_list, &QListWidget::currentRowChanged, this, &MainWindow::showRow);
+  connect(m_chooser, &ProgramChooser::chosen, this, &MainWindow::lookAt);
+  connect(m_chooser, &ProgramChooser::failed, m_message, &MessageBar::showFailure);
+  resize(1080, 720);
+  setFrameAutosaveName(QStringLiteral("Inspector"));
+  if (!showPage(page) && !showPage(QString::fromStdString(Defaults.loadString(PAGE, "")))) m_list->setCurrentRow(0);
+  m_clock->start(TICK, [this] {
+    notePresence();
+    current()->tick();
+  });
+}
+
+MainWindow::~MainWindow() {
+  m_clock->stop();
+  for (Page* const page : m_pages) delete page;  // before the source that it shows
+}
+
+void MainWindow::makeBody() {
   m_list->setAccessibleName(tr("Pages"));
   m_list->setFrameShape(QFrame::NoFrame);
   m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -55,25 +86,66 @@ MainWindow::MainWindow(Source& source, const QString& page, std::string donation
   m_list->setFixedWidth(m_list->sizeHintForColumn(0));
   drawIcons();
   auto* const body = new QWidget;
-  auto* const layout = new QHBoxLayout(body);
-  layout->setContentsMargins({});
-  layout->setSpacing(0);
+  QVBoxLayout* const layout = pageLayout(body);
+  addBar(layout)->addWidget(m_chooser);
+  layout->addWidget(m_message);
+  auto* const line = new QFrame;
+  line->setFrameStyle(QFrame::HLine | QFrame::Sunken);
+  layout->addWidget(line);
+  auto* const below = new QHBoxLayout;
+  below->setSpacing(0);
   auto* const side = new QVBoxLayout;
   side->setContentsMargins(6, 6, 6, 6);
   side->addWidget(m_list);
-  layout->addLayout(side);
-  layout->addWidget(m_stack, 1);
+  below->addLayout(side);
+  below->addWidget(m_stack, 1);
+  layout->addLayout(below, 1);
   setCentralWidget(body);
-  makeMenus();
-  connect(m_list, &QListWidget::currentRowChanged, this, &MainWindow::showRow);
-  resize(1080, 720);
-  setFrameAutosaveName(QStringLiteral("Inspector"));
-  if (!showPage(page) && !showPage(QString::fromStdString(Defaults.loadString(PAGE, "")))) m_list->setCurrentRow(0);
-  m_clock->start(TICK, [this] { current()->tick(); });
 }
 
-MainWindow::~MainWindow() {
-  m_clock->stop();
+void MainWindow::attach(const std::string& program) {
+  m_chooser->choose(program);
+}
+
+// Pages that show the program are made anew; those of the machine stay as they are.
+void MainWindow::lookAt(const std::optional<ProgramIdentity>& program) {
+  auto next = program ? std::make_unique<AttachedSource>(m_own.machine(), platform().diagnosticsPort(), *program,
+                                                         [this] { notePresence(); })
+                      : nullptr;
+  next.swap(m_attached);
+  for (std::size_t i = 0; i < m_pages.size(); ++i) {
+    if (!m_pages[i]) continue;
+    if (!pageKinds()[i].isOfProgram) {
+      m_pages[i]->setSource(this->source());
+      continue;
+    }
+    m_pages[i]->setSeen(false);
+    m_pages[i]->hide();
+    delete std::exchange(m_pages[i], nullptr);
+  }
+  setWindowTitle(title(program ? program->name : std::string()));
+  m_message->clear();
+  m_presence = Presence::HERE;
+  m_silence = 0;
+  showRow(m_list->currentRow());
+}
+
+// A program that does not answer at once is not told of.
+void MainWindow::notePresence() {
+  static constexpr int PATIENCE = 3;
+  if (!m_attached) return;
+  Presence presence = m_attached->presence();
+  m_silence = presence == Presence::SILENT ? m_silence + 1 : 0;
+  if (presence == Presence::SILENT && m_silence < PATIENCE) presence = m_presence;
+  m_chooser->follow(m_attached->identity(), presence == Presence::ENDED);
+  if (std::exchange(m_presence, presence) == presence) return;
+  const QString name = shown(m_attached->name());
+  if (presence == Presence::HERE)
+    m_message->clear();
+  else
+    m_message->showFailure(presence == Presence::ENDED
+                               ? tr("%1 has ended. What was known last is shown until it runs again.").arg(name)
+                               : tr("%1 does not answer. What was known last is shown.").arg(name));
 }
 
 bool MainWindow::showPage(const QString& id) {
@@ -119,6 +191,7 @@ void MainWindow::makeMenus() {
   }
   view->addSeparator();
   const auto step = [this](int by) { choose((m_list->currentRow() + m_list->count() + by) % m_list->count()); };
+  add(view, tr("&Choose Program"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_P), [this] { m_chooser->open(); });
   add(view, tr("&Next Page"), QKeySequence(Qt::CTRL | Qt::Key_PageDown), [step] { step(1); });
   add(view, tr("&Previous Page"), QKeySequence(Qt::CTRL | Qt::Key_PageUp), [step] { step(-1); });
 
@@ -149,7 +222,7 @@ void MainWindow::showRow(int row) {
   const auto index = static_cast<std::size_t>(row);
   if (Page* const page = current()) page->setSeen(false);
   if (!m_pages[index]) {
-    m_pages[index] = pageKinds()[index].make(m_source);
+    m_pages[index] = pageKinds()[index].make(source());
     m_stack->addWidget(m_pages[index]);
   }
   m_stack->setCurrentWidget(m_pages[index]);

@@ -14,12 +14,15 @@ class Page : public QWidget {
   Q_OBJECT
 
  public:
-  explicit Page(Source& source, QWidget* parent = nullptr) : QWidget(parent), m_source(source) {}
+  explicit Page(Source& source, QWidget* parent = nullptr) : QWidget(parent), m_source(&source) {}
 
   /// Where the page's rows or texts are searched; null if they are not.
   virtual QLineEdit* searchField() const { return nullptr; }
   /// Puts the cursor there, if there is such a field.
   void find() const;
+
+  /// Goes on with another program on the same machine; for pages that show only what is the machine's.
+  void setSource(Source& source) { m_source = &source; }
 
   /// The window tells whether the page can be seen, and then once a second that time has passed.
   void setSeen(bool isSeen);
@@ -34,10 +37,10 @@ class Page : public QWidget {
   virtual void refresh() {}
 
   bool isSeen() const { return m_isSeen; }
-  Source& source() const { return m_source; }
+  Source& source() const { return *m_source; }
 
  private:
-  Source& m_source;
+  Source* m_source;
   bool m_isSeen = false;
 };
 

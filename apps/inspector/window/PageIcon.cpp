@@ -28,6 +28,8 @@ constexpr std::array DRAWINGS = {
     Drawing{"devices", "M7 7H17V17H7ZM10 3V7M14 3V7M10 17V21M14 17V21M3 10H7M3 14H7M17 10H21M17 14H21"},
     Drawing{"disks", "M4 6A8 3 0 0 0 20 6A8 3 0 0 0 4 6V18A8 3 0 0 0 20 18V6M4 12A8 3 0 0 0 20 12"},
     Drawing{"helper", "M12 3L19 6V11C19 16 16 19.5 12 21C8 19.5 5 16 5 11V6ZM9 12L11 14L15 10"},
+    Drawing{"queues", "M3 6H10M3 12H10M3 18H10M14 5H21V19H14ZM14 9.7H21M14 14.3H21"},
+    Drawing{"timeline", "M3 5H13V8.5H3ZM8 10.5H16V14H8ZM12 16H21V19.5H12Z"},
 };
 
 QPixmap drawn(const char* path, const QColor& colour, int pixels) {

@@ -34,7 +34,8 @@ QPushButton* buttonFor(QAction* action) {
   const auto follow = [action, button] {
     button->setText(action->text());
     button->setEnabled(action->isEnabled());
-    button->setToolTip(action->shortcut().toString(QKeySequence::NativeText));
+    const QString reason = action->isEnabled() ? QString() : action->statusTip();
+    button->setToolTip(reason.isEmpty() ? action->shortcut().toString(QKeySequence::NativeText) : reason);
   };
   QObject::connect(action, &QAction::changed, button, follow);
   QObject::connect(button, &QPushButton::clicked, action, &QAction::trigger);

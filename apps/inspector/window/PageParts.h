@@ -18,7 +18,8 @@ QVBoxLayout* pageLayout(QWidget* page);
 /// A row of controls, with margins around it.
 QHBoxLayout* addBar(QVBoxLayout* layout);
 
-/// A button for an action, which it follows: its text, whether it is enabled, and its hint.
+/// A button for an action, which it follows: its text, whether it is enabled, and its hint; while it is
+/// not enabled, that is the reason why, if its statusTip() tells one.
 QPushButton* buttonFor(QAction* action);
 
 /// The content with a title above it, whose access key leads there.

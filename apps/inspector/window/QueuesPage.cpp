@@ -56,8 +56,7 @@ std::vector<RowColumn<TimerState>> QueuesPage::timerColumns() {
        [](const Row& a, const Row& b) { return a.label < b.label; }},
       {"period", tr("Period"), [](const Row& row) { return durationText(row.usecs * 1000); },
        [](const Row& a, const Row& b) { return a.usecs < b.usecs; }, true},
-      {"since", tr("Running For"), [](const Row& row) { return runningText(row.runningSince); }, runsShorter<Row>,
-       true},
+      {"since", tr("Running For"), [](const Row& row) { return runningText(row.runningSince); }, runsShorter<Row>},
   };
 }
 

@@ -45,13 +45,19 @@ RepeatersPage::RepeatersPage(Source& source, QWidget* parent)
       m_pause(newAction(this, tr("&Pause"), QKeySequence(Qt::CTRL | Qt::Key_P))),
       m_resume(newAction(this, tr("&Resume"), QKeySequence(Qt::CTRL | Qt::Key_R))),
       m_reset(newAction(this, tr("Reset &Statistics"), QKeySequence(Qt::CTRL | Qt::Key_Backspace))),
-      m_statistics(newAction(this, tr("Statistics &Window"))),
+      m_note(new QLabel),
       m_message(new MessageBar),
       m_table(new PageTable(&m_model, "repeaters", tr("Repeaters"), {30, 12, 14, 14, 16})) {
   m_table->setPlaceholderText(tr("No repeater is running."));
-  m_table->addActions({m_pause, m_resume, m_reset, m_statistics});
+  if (isOfThisProgram())
+    connect(newAction(this, tr("Statistics &Window")), &QAction::triggered, this, [] { RepeaterStatsWindow::show(); });
+  m_table->addActions(actions());
+  m_note->setTextFormat(Qt::PlainText);
+  m_note->setWordWrap(true);
+  m_note->setContentsMargins(8, 0, 8, 8);
   QVBoxLayout* const layout = pageLayout(this);
   addControls(layout);
+  layout->addWidget(m_note);
   layout->addWidget(m_message);
   layout->addWidget(m_table);
   setFocusProxy(m_table);
@@ -61,13 +67,12 @@ RepeatersPage::RepeatersPage(Source& source, QWidget* parent)
     this->source().repeaters().resetStats();
     refresh();
   });
-  connect(m_statistics, &QAction::triggered, this, [] { RepeaterStatsWindow::show(); });
   connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, &RepeatersPage::noteSelection);
 }
 
 void RepeatersPage::addControls(QVBoxLayout* layout) {
   QHBoxLayout* const bar = addBar(layout);
-  for (QAction* const action : {m_pause, m_resume, m_reset, m_statistics}) bar->addWidget(buttonFor(action));
+  for (QAction* const action : actions()) bar->addWidget(buttonFor(action));
   bar->addStretch();
   auto* const label = new QLabel(tr("&Average over"));
   auto* const host = new QWidget;
@@ -83,7 +88,12 @@ void RepeatersPage::addControls(QVBoxLayout* layout) {
           [this](qlonglong value) { setAverage(static_cast<int>(value)); });
 }
 
+bool RepeatersPage::isOfThisProgram() const {
+  return source().name().empty();
+}
+
 void RepeatersPage::appear() {
+  if (!isOfThisProgram()) return;
   takeStoredAverage();
   m_changes = UserDefaults::shared()->listen([this](std::string_view key) {
     if (key == ViewSettings::AVERAGE) takeStoredAverage();
@@ -91,7 +101,17 @@ void RepeatersPage::appear() {
 }
 
 void RepeatersPage::refresh() {
-  m_model.setRows(source().repeaters().rows());
+  const RepeaterSource& repeaters = source().repeaters();
+  m_model.setRows(repeaters.rows());
+  const bool mayChange = repeaters.allowsControl();
+  m_note->setVisible(!mayChange);
+  m_note->setText(mayChange ? QString()
+                            : tr("%1 does not allow others to pause its repeaters or to change their statistics.")
+                                  .arg(shown(source().name())));
+  for (QAction* const action : {m_pause, m_resume, m_reset}) action->setStatusTip(m_note->text());
+  m_reset->setEnabled(mayChange);
+  m_average->setEnabled(mayChange);
+  if (!isOfThisProgram()) m_average->setIntegerValue(repeaters.timeConstant());
   noteSelection();
 }
 
@@ -103,8 +123,9 @@ void RepeatersPage::noteSelection() {
       return row && row->paused == paused;
     });
   };
-  m_pause->setEnabled(isAny(false));
-  m_resume->setEnabled(isAny(true));
+  const bool mayChange = source().repeaters().allowsControl();
+  m_pause->setEnabled(mayChange && isAny(false));
+  m_resume->setEnabled(mayChange && isAny(true));
 }
 
 void RepeatersPage::pause(bool pauses) {
@@ -114,6 +135,7 @@ void RepeatersPage::pause(bool pauses) {
   for (const std::string& name : names) source().repeaters().togglePause(name);
   refresh();
   m_message->clear();
+  if (!isOfThisProgram()) return;
   for (const std::string& name : names)
     if (const auto row = m_model.find(name); row && m_model.rows()[static_cast<std::size_t>(*row)].paused != pauses)
       m_message->showFailure(tr("“%1” keeps this window up to date and cannot be paused.").arg(shown(name)));
@@ -129,6 +151,7 @@ void RepeatersPage::takeStoredAverage() {
 void RepeatersPage::setAverage(int seconds) {
   if (seconds == source().repeaters().timeConstant()) return;
   source().repeaters().setTimeConstant(seconds);
+  if (!isOfThisProgram()) return;
   const ViewSettings before = ViewSettings::load();
   ViewSettings settings = before;
   settings.average = seconds;

@@ -12,7 +12,7 @@
 
 namespace corvane::inspector {
 
-/// The repeaters of this program: what they cost, and a halt for each.
+/// The repeaters of a program: what they cost, and a halt for each if the program allows it.
 class RepeatersPage : public Page {
   Q_OBJECT
 
@@ -31,6 +31,7 @@ class RepeatersPage : public Page {
   using Model = RowModel<RepeaterRow, NameOf>;
 
   static std::vector<RowColumn<RepeaterRow>> columns();
+  bool isOfThisProgram() const;
   void addControls(QVBoxLayout* layout);
   void pause(bool pauses);
   void noteSelection();
@@ -41,7 +42,7 @@ class RepeatersPage : public Page {
   QAction* m_pause;
   QAction* m_resume;
   QAction* m_reset;
-  QAction* m_statistics;
+  QLabel* m_note;  // why nothing can be changed
   MessageBar* m_message;
   PageTable* m_table;
   NumberStepper* m_average = nullptr;

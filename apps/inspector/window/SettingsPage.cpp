@@ -120,7 +120,7 @@ void SettingsPage::listDomains() {
   auto names = UserDefaults::domains();
   if (!names)
     return m_message->showFailure(tr("The domains could not be listed: %1").arg(shown(names.error().description)));
-  const std::string own = UserDefaults::shared()->domain();
+  const std::string own = source().settingsDomain();
   std::vector<std::string> present;
   for (int row = 0; row < m_domains->count(); ++row) present.push_back(domainOf(m_domains->item(row)));
   if (present == *names) return;

@@ -55,13 +55,13 @@ TimelineColours::TimelineColours(const QPalette& palette) {
   for (std::size_t kind = 0; kind < ActivitySpan::KINDS; ++kind)
     for (const bool isFaint : {false, true}) {
       const QColor colour = colourOf(static_cast<ActivitySpan::Kind>(kind), palette);
-      const double strength = isFaint ? 0.3 : 1;
+      const double strength = isFaint ? 0.5 : 1;
       Look& look = m_looks[kind][isFaint ? 1 : 0];
       look.fill = mixed(base, colour, 0.4 * strength);
       look.border = mixed(base, colour, strength);
       look.text = faint(palette, isFaint ? 0.6 : 1);
       for (std::size_t level = 0; level < LEVELS; ++level)
-        look.pale[level] = mixed(base, colour, strength * (0.25 + 0.6 * static_cast<double>(level) / (LEVELS - 1)));
+        look.pale[level] = mixed(base, colour, strength * (0.4 + 0.5 * static_cast<double>(level) / (LEVELS - 1)));
     }
 }
 

@@ -20,11 +20,6 @@ int depthOf(ActivitySpan::Kind kind) {
   return kind == REPEATER ? 2 : kind == MAIN_ITEM || kind == TIMER ? 1 : 0;
 }
 
-bool isOfMainThread(ActivitySpan::Kind kind) {
-  using enum ActivitySpan::Kind;
-  return kind == REPEATER || kind == MAIN_ITEM || kind == MAIN_LOOP;
-}
-
 // The spans that share a column.
 class Column {
  public:
@@ -63,14 +58,20 @@ TimelineLanes::TimelineLanes(const Recording& recording, double seconds)
     m_begin = m_end - static_cast<std::int64_t>(last);
   std::vector<std::uint32_t> names;
   addNames(recording, names);
-  std::map<std::uint32_t, std::vector<Span>> threads;
+  struct Thread {
+    bool isMain = false;
+    std::vector<Span> spans = {};
+  };
+  std::map<std::uint32_t, Thread> threads;
   for (std::size_t i = 0; i < recording.spans.size(); ++i) {
     const ActivitySpan& span = recording.spans[i];
     const std::int64_t start = sane(span.start);
     const std::int64_t end = span.end == 0 ? m_end : std::max(start, sane(span.end));
-    threads[span.thread].push_back({start, end, std::max<std::int64_t>(0, span.waited), names[i], span.end == 0});
+    Thread& thread = threads[span.thread];
+    thread.isMain |= span.isOnMainThread();
+    thread.spans.push_back({start, end, std::max<std::int64_t>(0, span.waited), names[i], span.end == 0});
   }
-  for (auto& [thread, spans] : threads) addLane(thread, std::move(spans));
+  for (auto& [number, thread] : threads) addLane(number, thread.isMain, std::move(thread.spans));
   std::ranges::stable_partition(m_lanes, &Lane::isMain);
 }
 
@@ -86,12 +87,12 @@ void TimelineLanes::addNames(const Recording& recording, std::vector<std::uint32
   }
 }
 
-void TimelineLanes::addLane(std::uint32_t thread, std::vector<Span> spans) {
+void TimelineLanes::addLane(std::uint32_t thread, bool isMain, std::vector<Span> spans) {
   const auto kindOf = [this](const Span& span) { return nameOf(span).kind; };
   std::ranges::sort(spans, {},
                     [&](const Span& span) { return std::tuple(span.start, -span.end, depthOf(kindOf(span))); });
   const bool hasLoop = std::ranges::any_of(spans, [&](const Span& span) { return kindOf(span) == Kind::MAIN_LOOP; });
-  Lane lane{thread, std::ranges::any_of(spans, isOfMainThread, kindOf), {}, {}};
+  Lane lane{thread, isMain, {}, {}};
   std::vector<std::pair<std::int64_t, std::size_t>> around;  // the ends and rows of those that go on
   std::map<std::uint32_t, std::int64_t> totals;
   for (const Span& span : spans) {

@@ -111,7 +111,7 @@ class TimelineLanes {
 
  private:
   void addNames(const Recording& recording, std::vector<std::uint32_t>& nameOf);
-  void addLane(std::uint32_t thread, std::vector<Span> spans);
+  void addLane(std::uint32_t thread, bool isMain, std::vector<Span> spans);
   template <class Use>
   void forEach(Use use) const;
 

@@ -13,6 +13,7 @@
 
 #include "apps/inspector/text/RoundStep.h"
 #include "apps/inspector/window/Colours.h"
+#include "apps/inspector/window/Shown.h"
 #include "apps/inspector/window/SpanText.h"
 #include "apps/inspector/window/TimelineColours.h"
 #include "apps/inspector/window/ZoomGesture.h"
@@ -48,7 +49,6 @@ TimelineView::TimelineView(QWidget* parent) : QAbstractScrollArea(parent), m_lan
   setLayoutDirection(Qt::LeftToRight);
   setFrameShape(QFrame::NoFrame);
   setFocusPolicy(Qt::StrongFocus);
-  setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
   viewport()->setBackgroundRole(QPalette::Base);
   viewport()->setMouseTracking(true);
   viewport()->grabGesture(Qt::PinchGesture);
@@ -60,6 +60,7 @@ void TimelineView::setLanes(std::shared_ptr<const TimelineLanes> lanes) {
   m_isAnyMarked = false;
   m_labels.assign(m_lanes->names().size(), std::nullopt);
   m_selected.reset();
+  setHorizontalScrollBarPolicy(isEmpty() ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAlwaysOn);
   layOut();
   showAll();
   Q_EMIT selectionChanged();
@@ -222,7 +223,7 @@ void TimelineView::paintEvent(QPaintEvent*) {
     painter.end();
     return drawPlaceholder(*viewport(), m_placeholder);
   }
-  painter.setFont(font());
+  painter.setLayoutDirection(Qt::LeftToRight);
   drawAxis(painter);
   const QRectF below = QRectF(viewport()->rect()).adjusted(0, axisHeight(), 0, 0);
   painter.setClipRect(below);
@@ -263,7 +264,8 @@ void TimelineView::drawTitle(QPainter& painter, std::size_t lane, double top) co
   if (lane > 0) painter.fillRect(QRectF(0, std::round(top - GAP), viewport()->width(), 1), faint(palette(), 0.12));
   QStringList names;
   for (const std::uint32_t name : thread.names)
-    if (names.size() < 3) names << titleOf(m_lanes->names()[name]);
+    if (const QString text = shown(m_lanes->names()[name].name); names.size() < 3 && !names.contains(text))
+      names << text;
   const QString number = tr("Thread %1").arg(QLocale().toString(thread.thread));
   const QRectF line(GAP, top, m_titles - 2 * GAP, rowHeight());
   const auto write = [&](const QRectF& area, double share, const QString& text) {

@@ -25,6 +25,7 @@ constexpr char NAME[] = "corvane-inspector-window";
 constexpr char HELP[] =
     "Usage: corvane-inspector-window [OPTION]...\n\n"
     "Shows what the machine and the program's timers do. A second start shows the first one's window.\n\n"
+    "  --attach NAME  look at the running program with this name or process id\n"
     "  --page PAGE    show this page first: ";
 
 constexpr char MORE[] =
@@ -34,6 +35,7 @@ constexpr char MORE[] =
 
 struct Options {
   QString page;
+  std::string program;
   std::string root;
 };
 
@@ -46,12 +48,13 @@ std::string pageNames() {
 tl::expected<Options, std::string> parse(const Arguments& arguments) {
   Options options;
   for (OptionReader option(arguments); option.next();) {
-    const bool isPage = option.name() == "--page";
-    if (!isPage && option.name() != "--root") return option.unknown();
+    const bool isPage = option.name() == "--page", isProgram = option.name() == "--attach";
+    if (!isPage && !isProgram && option.name() != "--root") return option.unknown();
     const auto value = option.value();
     if (!value) return tl::unexpected(value.error());
+    if (isProgram && value->empty()) return option.failure("the name is missing");
     if (!isPage) {
-      options.root = *value;
+      (isProgram ? options.program : options.root) = *value;
     } else if (std::ranges::any_of(pageKinds(), [&](const PageKind& kind) { return *value == kind.id; })) {
       options.page = QString::fromUtf8(value->data(), static_cast<qsizetype>(value->size()));
     } else {
@@ -68,12 +71,16 @@ QByteArray activationToken() {
   return {};
 }
 
+// What the first start is told by another one: page, program and token.
+QString messageOf(const Options& options, const QByteArray& token) {
+  const QByteArray program = QByteArray::fromStdString(options.program).toPercentEncoding();
+  return options.page + u' ' + QString::fromUtf8(program) + u' ' + QString::fromUtf8(token);
+}
+
 int show(QApplication& application, const Options& options, const QByteArray& token) {
   SingleInstance instance(QStringLiteral("org.corvane.Inspector"));
   if (!instance.isFirst())
-    return instance.pass(options.page + u' ' + QString::fromUtf8(token))
-               ? 0
-               : fail("another one runs, but its window does not answer");
+    return instance.pass(messageOf(options, token)) ? 0 : fail("another one runs, but its window does not answer");
   const auto logger = Logger::instance();
   MasterTimer::instance()->start();
   int status = 0;
@@ -86,9 +93,12 @@ int show(QApplication& application, const Options& options, const QByteArray& to
     LocalSource source(options.root);
     MainWindow window(source, options.page, CORVANE_DONATION_PAGE);
     window.show();
+    if (!options.program.empty()) window.attach(options.program);
     QObject::connect(&instance, &SingleInstance::received, &window, [&window](const QString& message) {
       window.showPage(message.section(u' ', 0, 0));
-      if (const QString mark = message.section(u' ', 1); !mark.isEmpty())
+      if (const QString program = message.section(u' ', 1, 1); !program.isEmpty())
+        window.attach(QByteArray::fromPercentEncoding(program.toUtf8()).toStdString());
+      if (const QString mark = message.section(u' ', 2); !mark.isEmpty())
         qputenv("XDG_ACTIVATION_TOKEN", mark.toUtf8());  // Qt takes it when the window is activated
       window.bringToFront();
     });

@@ -1,6 +1,7 @@
 #include "tests/inspector/pictures/InventedSource.h"
 
 #include <cmath>
+#include <map>
 #include <random>
 
 #include "apps/inspector/model/TextFile.h"
@@ -72,6 +73,65 @@ constexpr Invented PROCESSES[] = {
     {3011, 1290, "ada", "evolution", "/usr/bin/evolution", 0.7, 203 * MIB, 22},
 };
 
+// Work of a thread, again and again.
+struct Work {
+  ActivitySpan::Kind kind;
+  std::uint32_t thread;
+  double interval, length;  // milliseconds
+  const char *name, *item;
+};
+
+constexpr Work WORKS[] = {
+    {ActivitySpan::Kind::REPEATER, 1, 100, 0.4, "compass", ""},
+    {ActivitySpan::Kind::REPEATER, 1, 500, 9, "position", ""},
+    {ActivitySpan::Kind::REPEATER, 1, 5002, 29, "tile cache", ""},
+    {ActivitySpan::Kind::REPEATER, 1, 3300, 412, "autosave", ""},
+    {ActivitySpan::Kind::MAIN_ITEM, 1, 230, 3, "atlas::MapView::show(atlas::Tile)", ""},
+    {ActivitySpan::Kind::QUEUE_ITEM, 2, 61, 44, "tiles", "atlas::Loader::decode(atlas::Tile)"},
+    {ActivitySpan::Kind::QUEUE_ITEM, 3, 97, 38, "tiles", "atlas::Loader::fetch(atlas::Tile)"},
+    {ActivitySpan::Kind::QUEUE_ITEM, 4, 740, 520, "index", "atlas::Index::add(atlas::Place)"},
+    {ActivitySpan::Kind::TIMER, 5, 20, 0.2, "sensor", ""},
+};
+
+Recording invented(double seconds) {
+  using Kind = ActivitySpan::Kind;
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> share;
+  Recording recording;
+  recording.lost = 312;
+  constexpr std::int64_t START = 1'772'461'387'000'000'000;
+  const auto at = [](double ms) { return START + static_cast<std::int64_t>(ms * 1e6); };
+  const auto add = [&](Kind kind, std::uint32_t thread, double start, double end, double waited, const Work* work) {
+    recording.spans.push_back({kind, thread, at(start), end == 0 ? 0 : at(end), static_cast<std::int64_t>(waited * 1e6),
+                               work ? work->name : "", work ? work->item : ""});
+  };
+  double mainIsFree = 0;
+  std::multimap<double, const Work*> due;
+  for (const Work& work : WORKS)
+    for (double time = share(random) * work.interval; time < seconds * 1000; time += work.interval)
+      due.emplace(time, &work);
+  for (const auto& [time, work] : due) {
+    const double length = work->length * (0.4 + 1.2 * share(random));
+    if (work->thread != 1) {
+      add(work->kind, work->thread, time, std::min(time + length, time + work->interval * 0.95), 0, work);
+      continue;
+    }
+    const double start = std::max(time, mainIsFree);
+    mainIsFree = start + length + 0.3;
+    add(Kind::MAIN_LOOP, 1, start, mainIsFree, 0, nullptr);
+    if (work->kind == Kind::REPEATER) {
+      recording.spans.push_back({Kind::MAIN_ITEM, 1, at(start + 0.05), at(mainIsFree - 0.05),
+                                 static_cast<std::int64_t>((start - time) * 1e6), "corvane::Schedule::Pass", ""});
+      add(work->kind, 1, start + 0.1, start + 0.1 + length, 0, work);
+    } else {
+      add(work->kind, 1, start + 0.05, mainIsFree - 0.05, start - time, work);
+    }
+  }
+  const Work loader{Kind::QUEUE_ITEM, 6, 0, 0, "export", "atlas::Export::write(atlas::Map)"};
+  add(Kind::QUEUE_ITEM, 6, seconds * 730, 0, 0, &loader);
+  return recording;
+}
+
 }  // namespace
 
 InventedSource::InventedSource(const std::string& folder)
@@ -99,6 +159,25 @@ InventedSource::InventedSource(const std::string& folder)
 
 LogFigures InventedSource::log() const {
   return {m_log, 1748, 3, 24};
+}
+
+std::shared_ptr<void> InventedSource::followQueues(QueueTaker taker) {
+  const std::int64_t now = Timeval().nsec();
+  const std::int64_t began = 1'772'461'387'000'000'000;
+  taker(QueueStates{{"main", 3, "corvane::Schedule::Pass", now - 2'100'000},
+                    {"atlas::MapView::show(atlas::Tile)", began, 406'200'000},
+                    {"autosave", began, 412'700'000},
+                    {{"tiles", 46, "atlas::Loader::decode(atlas::Tile)", now - 31'000'000},
+                     {"index", 0, "atlas::Index::add(atlas::Place)", now - 308'000'000},
+                     {"export", 1, "atlas::Export::write(atlas::Map)", now - 2'740'000'000},
+                     {"broadcaster", 0, "", 0}},
+                    {{"sensor", 20'000, 0}, {"backup", 60'000'000, now - 12'400'000'000}}});
+  return std::make_shared<int>();
+}
+
+std::shared_ptr<void> InventedSource::takeRecording(double seconds, RecordingTaker taker) {
+  taker(invented(seconds));
+  return std::make_shared<int>();
 }
 
 std::vector<broadcaster_stats> InventedSource::listeners() const {

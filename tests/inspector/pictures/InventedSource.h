@@ -17,6 +17,7 @@ class InventedSource : public Source, private Machine, private RepeaterSource {
 
   Machine& machine() override { return *this; }
   std::string name() const override { return {}; }
+  ProgramIdentity identity() const override { return {}; }
   Presence presence() const override { return Presence::HERE; }
   Timeval started() const override { return m_started; }
   std::string settingsDomain() const override { return {}; }
@@ -24,9 +25,9 @@ class InventedSource : public Source, private Machine, private RepeaterSource {
   std::vector<broadcaster_stats> listeners() const override;
   LogFigures log() const override;
   std::shared_ptr<void> followLog(std::size_t, LogTaker) override { return nullptr; }
-  std::shared_ptr<void> followQueues(QueueTaker) override { return nullptr; }
+  std::shared_ptr<void> followQueues(QueueTaker taker) override;
   std::shared_ptr<void> watch() override { return nullptr; }
-  std::shared_ptr<void> takeRecording(double, RecordingTaker) override { return nullptr; }
+  std::shared_ptr<void> takeRecording(double seconds, RecordingTaker taker) override;
   std::shared_ptr<void> followLongSpans(std::int64_t, SpanTaker) override { return nullptr; }
 
  private:

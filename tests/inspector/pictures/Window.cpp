@@ -7,6 +7,7 @@
 #include "apps/inspector/window/MainWindow.h"
 #include "apps/inspector/window/Pages.h"
 #include "apps/inspector/window/ProcessPage.h"
+#include "apps/inspector/window/TimelinePage.h"
 #include "corvane/core/MasterTimer.h"
 #include "corvane/infra/settings/DefaultSettings.h"
 #include "tests/inspector/pictures/InventedSource.h"
@@ -40,6 +41,22 @@ QWidget* openProcesses(Qt::Key key) {
   return window;
 }
 
+// The page of the timeline with a recording, in which a span is selected.
+QWidget* openTimeline() {
+  QWidget* const window = open("timeline");
+  auto* const page = window->findChild<TimelinePage*>();
+  for (QAction* const action : page->actions())
+    if (action->shortcut() == QKeySequence(Qt::Key_F5)) action->trigger();
+  QTest::qWait(SETTLED);
+  auto* const view = page->findChild<TimelineView*>();
+  const auto& names = view->lanes().names();
+  const auto slow = std::ranges::find(names, "autosave", &TimelineLanes::Name::name);
+  const auto place = view->lanes().longest(static_cast<std::uint32_t>(slow - names.begin()));
+  view->setLength(2.2e9, 0);
+  view->select(place);
+  return window;
+}
+
 QWidget* openDetails() {
   openProcesses(Qt::Key_I);
   return QApplication::activePopupWidget();
@@ -59,6 +76,7 @@ int main(int argc, char** argv) {
   for (std::size_t i = 0; i < names.size(); ++i)
     pictures.push_back({names[i].c_str(), [i] { return inspector::open(inspector::pageKinds()[i].id); }});
   pictures.push_back({"inspector-tree", [] { return inspector::openProcesses(Qt::Key_T); }});
+  pictures.push_back({"inspector-recording", inspector::openTimeline});
   pictures.push_back({"inspector-details", inspector::openDetails});
   return takePictures(argc, argv, pictures, "corvane-inspector-window");
 }
