@@ -1,8 +1,5 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include <QComboBox>
 #include <QFile>
@@ -19,6 +16,7 @@
 #include "apps/inspector/window/TimelinePage.h"
 #include "corvane/core/MasterTimer.h"
 #include "corvane/testing/FakePlatform.h"
+#include "tests/inspector/SlowProgram.h"
 #include "tests/support/TempHome.h"
 
 namespace corvane::inspector {
@@ -27,21 +25,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
-
-// examples/slow-timer, until the test ends it.
-class SlowProgram {
- public:
-  SlowProgram() {
-    char* const arguments[] = {m_name, nullptr};
-    EXPECT_EQ(posix_spawn(&m_pid, SLOW_TIMER, nullptr, nullptr, arguments, environ), 0);
-  }
-  ~SlowProgram() { ::kill(m_pid, SIGKILL), waitpid(m_pid, nullptr, 0); }
-  pid_t pid() const { return m_pid; }
-
- private:
-  char m_name[11] = "slow-timer";
-  pid_t m_pid = 0;
-};
 
 struct Programs : testing::Test {
   ~Programs() override {
@@ -75,7 +58,7 @@ struct Programs : testing::Test {
 
 TEST_F(Programs, AreChosenAndWaitedForWhenTheyHaveEnded) {
   std::optional<SlowProgram> slow(std::in_place);
-  ASSERT_TRUE(becomes([&] { return fs::exists(home / ("run/corvane/" + std::to_string(slow->pid()))); }));
+  ASSERT_TRUE(becomes([&] { return slow->isServing(); }));
   open("repeaters", "SLOW-TIMER");
   ASSERT_TRUE(becomes([&] { return title() == "Slow Timer – Corvane Inspector"; })) << title() << message();
   ASSERT_TRUE(becomes([&] { return rows() == std::vector<std::string>{"clock", "poll mail", "redraw thumbnails"}; }));
@@ -102,7 +85,7 @@ TEST_F(Programs, AreChosenAndWaitedForWhenTheyHaveEnded) {
 
 TEST_F(Programs, ShowTheirRecordingAsATimeline) {
   const SlowProgram slow;
-  ASSERT_TRUE(becomes([&] { return fs::exists(home / ("run/corvane/" + std::to_string(slow.pid()))); }));
+  ASSERT_TRUE(becomes([&] { return slow.isServing(); }));
   open("timeline", std::to_string(slow.pid()).c_str());
   ASSERT_TRUE(becomes([&] { return title().starts_with("Slow Timer"); }));
   auto& page = *window->findChild<TimelinePage*>();

@@ -1,15 +1,18 @@
 // Pictures of the Inspector's window, one for each page.
 #include <QAction>
 #include <QApplication>
+#include <QLineEdit>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "apps/inspector/model/LocalSource.h"
 #include "apps/inspector/window/MainWindow.h"
 #include "apps/inspector/window/Pages.h"
 #include "apps/inspector/window/ProcessPage.h"
 #include "apps/inspector/window/TimelinePage.h"
 #include "corvane/core/MasterTimer.h"
 #include "corvane/infra/settings/DefaultSettings.h"
+#include "tests/inspector/SlowProgram.h"
 #include "tests/inspector/pictures/InventedSource.h"
 #include "tests/ui/pictures/Pictures.h"
 
@@ -57,6 +60,33 @@ QWidget* openTimeline() {
   return window;
 }
 
+// The slow program of the guide, as it is. It ends when the page shows it.
+QWidget* openSlow(const char* page) {
+  static LocalSource source("");
+  const SlowProgram slow;
+  if (!QTest::qWaitFor([&] { return slow.isServing(); })) qFatal("the slow program does not start");
+  MasterTimer::instance()->start();
+  Defaults.removeAll();
+  auto* const window = new MainWindow(source, page);
+  window->resize(1000, 560);
+  window->show();
+  window->attach("slow-timer");
+  QTest::qWait(6000);
+  if (auto* const timeline = window->findChild<TimelinePage*>()) {
+    timeline->findChild<NumberStepper*>()->setIntegerValue(3);
+    for (QAction* const action : timeline->actions())
+      if (action->shortcut() == QKeySequence(Qt::Key_F5)) action->trigger();
+    QTest::qWait(SETTLED);
+    auto* const view = timeline->findChild<TimelineView*>();
+    timeline->searchField()->setText("thumbnails");
+    view->select(view->lanes().next(std::nullopt, true, view->marked()));
+    timeline->searchField()->clear();
+    view->setLength(0.55e9, 600);
+    view->select(view->selected());
+  }
+  return window;
+}
+
 QWidget* openDetails() {
   openProcesses(Qt::Key_I);
   return QApplication::activePopupWidget();
@@ -70,6 +100,7 @@ int main(int argc, char** argv) {
   using namespace corvane;
   const QTemporaryDir home;  // settings and log
   qputenv("HOME", home.path().toUtf8());
+  qputenv("XDG_RUNTIME_DIR", home.path().toUtf8());
   std::vector<Picture> pictures;
   std::vector<std::string> names;
   for (const auto& kind : inspector::pageKinds()) names.push_back(std::string("inspector-") + kind.id);
@@ -77,6 +108,8 @@ int main(int argc, char** argv) {
     pictures.push_back({names[i].c_str(), [i] { return inspector::open(inspector::pageKinds()[i].id); }});
   pictures.push_back({"inspector-tree", [] { return inspector::openProcesses(Qt::Key_T); }});
   pictures.push_back({"inspector-recording", inspector::openTimeline});
+  pictures.push_back({"diagnostics-queues", [] { return inspector::openSlow("queues"); }});
+  pictures.push_back({"diagnostics-timeline", [] { return inspector::openSlow("timeline"); }});
   pictures.push_back({"inspector-details", inspector::openDetails});
   return takePictures(argc, argv, pictures, "corvane-inspector-window");
 }
