@@ -106,6 +106,7 @@ Activity::Watch::~Watch() {
 
 void Activity::note(Kind kind, std::int64_t start, std::int64_t end, std::string_view name, const std::type_info* item,
                     std::int64_t waited) noexcept {
+  if (!isOn()) return;
   const std::uint64_t position = s_position.fetch_add(1, std::memory_order_relaxed);
   auto& words = slotAt(position).words;
   const std::size_t length = std::min(name.size(), MAX_NAME);

@@ -51,7 +51,8 @@ class CORVANE_API Activity {
   /// Whether a span should be noted.
   static bool isOn() { return s_isOn.load(std::memory_order_relaxed); }
 
-  /// Notes a span of the calling thread, from `start` to `end` of Clock::now(). `item` is the type of a queue's item.
+  /// Notes a span of the calling thread, from `start` to `end` of Clock::now(), if it is on: the whole is not noted
+  /// without its parts. `item` is the type of a queue's item.
   static void note(Kind kind, std::int64_t start, std::int64_t end, std::string_view name,
                    const std::type_info* item = nullptr, std::int64_t waited = 0) noexcept;
 
