@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -26,7 +27,7 @@ class CORVANE_API FakeProgram : public Inspectable {
   Result<LongSpans> itsLongSpans = LongSpans();
   Result<void> control = {};       ///< what control calls return
   std::vector<std::string> calls;  ///< control calls: "resetStats", "setTimeConstant 2.50", "setPaused 7 true"
-  int watches = 0;                 ///< how many are held now
+  std::atomic<int> watches = 0;    ///< how many are held now
 
   Result<ProgramIdentity> identity() override { return itsIdentity; }
   Result<std::vector<RepeaterState>> repeaters() override { return itsRepeaters; }

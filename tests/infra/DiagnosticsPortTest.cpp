@@ -14,8 +14,10 @@
 #include <thread>
 
 #include "corvane/core/Files.h"
-#include "corvane/linux/GLibSupport.h"
+#include "corvane/core/Text.h"
+#include "corvane/linux/bus/DiagnosticsCodec.h"
 #include "corvane/platform/Platform.h"
+#include "corvane/testing/FakeDiagnosticsPort.h"
 #include "tests/support/Child.h"
 #include "tests/support/Conditions.h"
 #include "tests/support/TempHome.h"
@@ -30,44 +32,18 @@ const std::string NOT_UTF8 = "n\xffm\xc3\xa9";
 const std::string REPAIRED = "n\xef\xbf\xbdm\xc3\xa9";
 const std::string NOT_TEXT = std::string("a\0\xff\n", 4);
 
-// A program that shows what is put into it.
-struct ShownProgram : Inspectable {
-  ProgramIdentity shownIdentity;
-  std::vector<RepeaterState> shownRepeaters;
-  QueueStates shownQueues;
-  std::vector<ListenerState> shownListeners;
-  LogState shownLog;
-  std::vector<SettingState> shownSettings;
-  Recording shownRecording;
-  std::atomic<int> watches = 0;
-  std::atomic<int> calls = 0;
-  std::vector<double> arguments;
-
-  Result<ProgramIdentity> identity() override { return ++calls, shownIdentity; }
-  Result<std::vector<RepeaterState>> repeaters() override { return shownRepeaters; }
-  Result<QueueStates> queues() override { return shownQueues; }
-  Result<std::vector<ListenerState>> listeners() override { return shownListeners; }
+struct ShownProgram : FakeProgram {
   Result<LogState> log(const LogPlace& after, std::size_t limit) override {
-    arguments = {double(after.file), double(after.offset), double(limit)};
-    return shownLog;
-  }
-  Result<std::vector<SettingState>> settings() override { return shownSettings; }
-  Result<std::shared_ptr<void>> watch() override {
-    ++watches;
-    return std::shared_ptr<void>(this, [](ShownProgram* self) { --self->watches; });
+    calls.push_back("log " + std::to_string(after.file) + " " + std::to_string(after.offset) + " " +
+                    std::to_string(limit));
+    return itsLog;
   }
   Result<Recording> recording(double seconds) override {
-    arguments = {seconds};
-    return shownRecording;
+    calls.push_back("recording " + decimal(seconds, 2));
+    return itsRecording;
   }
   Result<LongSpans> longSpans(std::uint64_t since, std::int64_t nsec) override {
-    return LongSpans{shownRecording.spans, since + 1, static_cast<std::uint64_t>(nsec)};
-  }
-  Result<void> resetStats() override { return failure("posix", EPERM, "not \xff allowed"); }
-  Result<void> setTimeConstant(double) override { return failure("other", 3, ""); }
-  Result<void> setPaused(std::uint64_t id, bool paused) override {
-    arguments = {double(id), double(paused)};
-    return {};
+    return LongSpans{itsRecording->spans, since, static_cast<std::uint64_t>(nsec)};
   }
 };
 
@@ -79,6 +55,10 @@ struct DiagnosticsPortTest : testing::Test {
   std::shared_ptr<ShownProgram> shown = std::make_shared<ShownProgram>();
 };
 
+std::string posix(int code) {
+  return "posix " + std::to_string(code);
+}
+
 template <class T>
 std::string errorOf(const Result<T>& result) {
   return result ? "none" : result.error().domain + " " + std::to_string(result.error().code);
@@ -86,54 +66,57 @@ std::string errorOf(const Result<T>& result) {
 
 TEST_F(DiagnosticsPortTest, EverythingThatAProgramShowsArrives) {
   const auto handle = port.open(shown).value();
-  EXPECT_EQ(errorOf(port.open(shown)), "posix " + std::to_string(EADDRINUSE));
+  EXPECT_EQ(errorOf(port.open(shown)), posix(EADDRINUSE));
   const auto program = port.connect(getpid()).value();
   const auto expectSame = [&] {
-    EXPECT_TRUE(program->identity() == shown->shownIdentity);
-    EXPECT_TRUE(program->repeaters() == shown->shownRepeaters);
-    EXPECT_TRUE(program->queues() == shown->shownQueues);
-    EXPECT_TRUE(program->listeners() == shown->shownListeners);
-    EXPECT_TRUE(program->log({5, 6}, 7) == shown->shownLog);
-    EXPECT_THAT(shown->arguments, ElementsAre(5, 6, 7));
-    EXPECT_TRUE(program->recording(0.5) == shown->shownRecording);
-    EXPECT_THAT(shown->arguments, ElementsAre(0.5));
+    EXPECT_TRUE(program->identity() == *shown->itsIdentity);
+    EXPECT_TRUE(program->repeaters() == *shown->itsRepeaters);
+    EXPECT_TRUE(program->queues() == *shown->itsQueues);
+    EXPECT_TRUE(program->listeners() == *shown->itsListeners);
+    EXPECT_TRUE(program->log({5, 6}, 7) == *shown->itsLog);
+    EXPECT_TRUE(program->recording(0.5) == *shown->itsRecording);
   };
   expectSame();
-  shown->shownIdentity = {"id", "név", "", "1.2", "/x", getpid(), INT64_MIN, true, false};
+  shown->itsIdentity = ProgramIdentity{"id", "név", "", "1.2", "/x", getpid(), INT64_MIN, true, false};
   const AverageState odd = {INFINITY, -INFINITY, 5e-324, 1e308};
   for (std::uint64_t i = 0; i < 10'000; ++i)
-    shown->shownRepeaters.push_back({.id = UINT64_MAX - i,  // a greater one first: names must not be mixed up
-                                     .name = "repeater " + std::to_string(i),
-                                     .interval = 0.25,
-                                     .timeConstant = 3,
-                                     .count = INT64_MAX,
-                                     .totalElapsed = 1e300,
-                                     .elapsed = odd,
-                                     .period = {1, 2, 3, 4},
-                                     .runningSince = -1,
-                                     .isPaused = i % 2 == 0});
-  shown->shownQueues = {
-      {"main", SIZE_MAX, "type", 1, 2}, {"wait", 2, 3}, {"item", 4, 5}, {{"q", 6, "", 7, 8}, {}}, {{"t", 8, 9, 10}},
-  };
-  shown->shownListeners = {{"key", "Class", 1, 2}, {}};
-  shown->shownLog = {"/log", 0, 1, 2, NOT_TEXT, {UINT64_MAX, 4}};
+    shown->itsRepeaters->push_back({UINT64_MAX - i,
+                                    "repeater " + std::to_string(i),
+                                    0.25,
+                                    3,
+                                    INT64_MAX,
+                                    1e300,
+                                    odd,
+                                    {1, 2, 3, 4},
+                                    -1,
+                                    i % 2 == 0});
+  shown->itsQueues = QueueStates{
+      {"main", SIZE_MAX, "type", 1, 2}, {"wait", 2, 3}, {"item", 4, 5}, {{"q", 6, "", 7, 8}, {}}, {{"t", 8, 9, 10}}};
+  shown->itsListeners = {{"key", "Class", 1, 2}, {}};
+  shown->itsLog = LogState{"/log", 0, 1, 2, NOT_TEXT, {UINT64_MAX, 4}};
   using Kind = ActivitySpan::Kind;
-  shown->shownRecording = {{{Kind::TIMER, UINT32_MAX, 1, 2, 3, "same", ""}, {Kind::REPEATER, 1, 4, 5, 6, "", "same"}},
-                           9};
+  shown->itsRecording =
+      Recording{{{Kind::TIMER, UINT32_MAX, 1, 2, 3, "same", ""}, {Kind::REPEATER, 1, 4, 5, 6, "", "same"}}, 9};
   expectSame();
-  shown->shownRepeaters.front().id = 3;
-  shown->shownRepeaters.front().name = "older, but started later";
+  shown->itsRepeaters->front().id = 3;
+  shown->itsRepeaters->front().name = "older, but started later";
   expectSame();
-  EXPECT_TRUE(program->longSpans(8, 5) == (LongSpans{shown->shownRecording.spans, 9, 5}));
-  shown->shownRepeaters.front().interval = NAN;
+  EXPECT_TRUE(program->longSpans(8, 5) == (LongSpans{shown->itsRecording->spans, 8, 5}));
+  shown->itsRepeaters->front().interval = NAN;
   EXPECT_TRUE(std::isnan(program->repeaters()->front().interval));
+  shown->calls.clear();
+  EXPECT_TRUE(program->log({5, 6}, SIZE_MAX));
+  EXPECT_TRUE(program->recording(0.5));
   EXPECT_TRUE(program->setPaused(4, true));
-  EXPECT_THAT(shown->arguments, ElementsAre(4, 1));
-  EXPECT_EQ(errorOf(program->resetStats()), "posix " + std::to_string(EPERM));
-  EXPECT_THAT(program->resetStats().error().description, "not \xef\xbf\xbd allowed");
-  EXPECT_EQ(errorOf(program->setTimeConstant(1)), "org.corvane.Diagnostics1.Error.Failed 0");
-  shown->shownIdentity.name = NOT_UTF8;
-  shown->shownIdentity.identifier = NOT_TEXT;
+  shown->control = failure("posix", EPERM, "not \xff allowed");
+  EXPECT_EQ(errorOf(program->resetStats()), posix(EPERM));
+  EXPECT_EQ(program->resetStats().error().description, "not \xef\xbf\xbd allowed");
+  shown->control = failure("other", 3, "");
+  EXPECT_EQ(errorOf(program->setTimeConstant(1.5)), "org.corvane.Diagnostics1.Error.Failed 0");
+  EXPECT_THAT(shown->calls, ElementsAre("log 5 6 1048576", "recording 0.50", "setPaused 4 true", "resetStats",
+                                        "resetStats", "setTimeConstant 1.50"));
+  shown->itsIdentity =
+      ProgramIdentity{.identifier = NOT_TEXT, .name = NOT_UTF8, .version = {}, .library = {}, .executable = {}};
   EXPECT_EQ(program->identity()->name, REPAIRED);
   EXPECT_EQ(program->identity()->identifier, "a\xef\xbf\xbd\n");
 }
@@ -143,7 +126,7 @@ TEST_F(DiagnosticsPortTest, SettingsArriveWithTheValuesThatAreShown) {
   for (int i = 0; i < 30; ++i) deep = Value::Array{deep};
   const Value all = Value::Dictionary{
       {"", Value::Array{1, 1.5, true, "text", Value::Dictionary{}}}, {"data", Data{{0, 255}}}, {"date", Date{-0.5}}};
-  shown->shownSettings = {{"a", all}, {"b", std::nullopt}, {"c", deep}, {"d", NOT_UTF8}, {"e", 7}};
+  shown->itsSettings = {{"a", all}, {"b", std::nullopt}, {"c", deep}, {"d", NOT_UTF8}, {"e", 7}};
   const auto handle = port.open(shown).value();
   const auto settings = port.connect(getpid()).value()->settings().value();
   ASSERT_EQ(settings.size(), 5U);
@@ -193,15 +176,19 @@ class RawViewer {
 using namespace std::string_literals;
 const std::string AUTHENTICATION = "\0AUTH EXTERNAL\r\nDATA\r\nBEGIN\r\n"s;
 
+std::string bytesOf(GDBusMessage* message) {
+  g_dbus_message_set_serial(message, 1);
+  gsize size = 0;
+  const glib::Ptr<gchar> blob(
+      reinterpret_cast<gchar*>(g_dbus_message_to_blob(message, &size, G_DBUS_CAPABILITY_FLAGS_NONE, nullptr)));
+  return {blob.get(), size};
+}
+
 std::string callOf(const char* method, GVariant* arguments) {
   const glib::Ptr<GDBusMessage> call(
       g_dbus_message_new_method_call(nullptr, "/org/corvane/Diagnostics", "org.corvane.Diagnostics1", method));
   g_dbus_message_set_body(call.get(), arguments);
-  g_dbus_message_set_serial(call.get(), 1);
-  gsize size = 0;
-  const glib::Ptr<gchar> blob(
-      reinterpret_cast<gchar*>(g_dbus_message_to_blob(call.get(), &size, G_DBUS_CAPABILITY_FLAGS_NONE, nullptr)));
-  return {blob.get(), size};
+  return bytesOf(call.get());
 }
 
 TEST_F(DiagnosticsPortTest, ProgramsAreListedAndReachedUntilTheyEnd) {
@@ -212,7 +199,7 @@ TEST_F(DiagnosticsPortTest, ProgramsAreListedAndReachedUntilTheyEnd) {
   // Its child has no part in it.
   const Child second([&] {
     openHere();
-    shown->shownIdentity.version = "second";
+    shown->itsIdentity->version = "second";
     if (fork() == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);
       for (;;) pause();
@@ -229,7 +216,7 @@ TEST_F(DiagnosticsPortTest, ProgramsAreListedAndReachedUntilTheyEnd) {
   home.write("run/corvane/+7", "");
   fs::rename(socketOf(second.pid()), socketOf(1));
   EXPECT_THAT(port.programs().value(), ElementsAre(first->pid()));
-  EXPECT_EQ(errorOf(port.connect(1)), "posix " + std::to_string(geteuid() == 0 ? ENOENT : EACCES));
+  EXPECT_EQ(errorOf(port.connect(1)), posix(geteuid() == 0 ? ENOENT : EACCES));
   fs::rename(socketOf(1), socketOf(second.pid()));
   EXPECT_TRUE(fs::exists(home / "run/corvane/999999"));
 
@@ -237,16 +224,15 @@ TEST_F(DiagnosticsPortTest, ProgramsAreListedAndReachedUntilTheyEnd) {
   const auto watched = port.connect(first->pid()).value();
   kill(first->pid(), SIGSTOP);
   EXPECT_EQ(port.programs().value(), both);
-  EXPECT_EQ(errorOf(watched->identity()), "posix " + std::to_string(ETIMEDOUT));
+  EXPECT_EQ(errorOf(watched->identity()), posix(ETIMEDOUT));
   kill(first->pid(), SIGCONT);
   EXPECT_TRUE(watched->repeaters()) << "the late answer to another call is skipped";
 
   // What a dead one has left is removed, whoever needs the place.
   const std::string left = socketOf(first->pid());
   first.reset();
-  EXPECT_EQ(errorOf(watched->identity()), "posix " + std::to_string(ENOTCONN));
-  EXPECT_EQ(errorOf(port.connect(fs::exists(left) ? std::stoi(fs::path(left).filename()) : 0)),
-            "posix " + std::to_string(ENOENT));
+  EXPECT_EQ(errorOf(watched->identity()), posix(ENOTCONN));
+  EXPECT_EQ(errorOf(port.connect(fs::exists(left) ? std::stoi(fs::path(left).filename()) : 0)), posix(ENOENT));
   handle.reset();
   EXPECT_FALSE(fs::exists(socketOf(getpid())));
   fs::rename(left, socketOf(getpid()));
@@ -272,7 +258,7 @@ TEST_F(DiagnosticsPortTest, AFolderThatOthersCouldUseIsRefused) {
   for (const auto& [command, error] : rows) {
     fs::remove_all(folder);
     (void)!std::system(("F=" + folder + "; " + command).c_str());
-    const std::string expected = error == 0 ? "none" : "posix " + std::to_string(error);
+    const std::string expected = error == 0 ? "none" : posix(error);
     EXPECT_EQ(errorOf(port.open(shown)), expected) << command;
     EXPECT_EQ(errorOf(port.programs()), expected) << command;
   }
@@ -301,9 +287,9 @@ TEST_F(DiagnosticsPortTest, OtherUsersAreRefusedAndRootIsOne) {
   chmod((home / "run/corvane").c_str(), 0700);
   const std::string theirs = home / "nobody/corvane/" + std::to_string(nobodys.pid());
   EXPECT_EQ(RawViewer(theirs).received(), "");
-  EXPECT_EQ(errorOf(port.connect(nobodys.pid())), "posix " + std::to_string(EACCES));
+  EXPECT_EQ(errorOf(port.connect(nobodys.pid())), posix(EACCES));
   fs::rename(theirs, socketOf(nobodys.pid()));
-  EXPECT_EQ(errorOf(port.connect(nobodys.pid())), "posix " + std::to_string(EACCES)) << "whatever folder it is in";
+  EXPECT_EQ(errorOf(port.connect(nobodys.pid())), posix(EACCES)) << "whatever folder it is in";
   EXPECT_TRUE(port.connect(getpid()));
 }
 
@@ -373,7 +359,7 @@ double cpuSeconds() {
 }
 
 TEST_F(DiagnosticsPortTest, ViewersThatMisbehaveAreDroppedWhileOthersAreServed) {
-  shown->shownRepeaters.resize(10'000);
+  shown->itsRepeaters->resize(10'000);
   const auto handle = port.open(shown).value();
   const std::string path = socketOf(getpid());
   const auto good = port.connect(getpid()).value();
@@ -411,95 +397,98 @@ TEST_F(DiagnosticsPortTest, ViewersThatMisbehaveAreDroppedWhileOthersAreServed) 
   std::list<RawViewer> crowd;
   for (int i = 0; i < 100; ++i) crowd.emplace_back(path);
   EXPECT_EQ(crowd.back().received(), "ERROR Too many viewers\r\n");
-  EXPECT_EQ(errorOf(port.connect(getpid())), "posix " + std::to_string(EUSERS));
+  EXPECT_EQ(errorOf(port.connect(getpid())), posix(EUSERS));
   EXPECT_TRUE(good->identity());
   crowd.clear();
   EXPECT_TRUE(waitUntil([&] { return port.connect(getpid()).has_value(); }));
 }
 
-// Answers every call of a viewer with the same arguments.
-void answerWith(int socket, const char* arguments, const char* version) {
-  const glib::Ptr<GSocket> owned(g_socket_new_from_fd(socket, nullptr));
-  const glib::Ptr<GSocketConnection> stream(g_socket_connection_factory_create_connection(owned.get()));
-  const glib::Ptr<gchar> guid(g_dbus_generate_guid());
-  const glib::Ptr<GDBusConnection> viewer(
-      g_dbus_connection_new_sync(G_IO_STREAM(stream.get()), guid.get(),
-                                 GDBusConnectionFlags(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_SERVER |
-                                                      G_DBUS_CONNECTION_FLAGS_DELAY_MESSAGE_PROCESSING),
-                                 nullptr, nullptr, nullptr));
-  const GDBusMessageFilterFunction answer = [](GDBusConnection* connection, GDBusMessage* call, gboolean isIncoming,
-                                               gpointer texts) -> GDBusMessage* {
-    if (!isIncoming) return call;
-    const glib::Ptr<GDBusMessage> owner(call);
-    const auto& [usual, first] = *static_cast<std::pair<const char*, const char*>*>(texts);
-    const bool isFirst = std::string_view(g_dbus_message_get_member(call)) == "Get";
-    const glib::Ptr<GDBusMessage> reply(g_dbus_message_new_method_reply(call));
-    g_dbus_message_set_body(reply.get(), g_variant_new_parsed(isFirst ? first : usual));
-    g_dbus_connection_send_message(connection, reply.get(), G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, nullptr);
-    return nullptr;
+TEST(DiagnosticsCodecTest, AnswersThatContradictThemselvesAreErrors) {
+  using namespace diagnostics;
+  const std::string repeaters = "([uint64 1],[int64 2],[int64 3],[byte 0],[0.,1.,2.,3.,4.,5.,6.,7.,8.,9.,10.],['n'])";
+  const std::string recording =
+      "((['a'],[byte 4],[uint32 1],[int64 1],[int64 2],[int64 3],[uint32 0],[uint32 0]),uint64 1)";
+  using Ask = std::string (*)(GVariant*);
+  const Ask askRepeaters = [](GVariant* answer) {
+    RepeaterNames names;
+    const auto decoded = decodeRepeaters(answer, 0, names);
+    return decoded && !*decoded ? "names are missing" : errorOf(decoded);
   };
-  std::pair<const char*, const char*> texts = {arguments, version};
-  g_dbus_connection_add_filter(viewer.get(), answer, &texts, nullptr);
-  g_dbus_connection_start_message_processing(viewer.get());
-  while (!g_dbus_connection_is_closed(viewer.get())) g_usleep(1000);
+  const Ask askRecording = [](GVariant* answer) { return errorOf(decode<Recording>(answer)); };
+  const Ask askLog = [](GVariant* answer) { return errorOf(decode<LogState>(answer)); };
+  const Ask askSettings = [](GVariant* answer) { return errorOf(decode<std::vector<SettingState>>(answer)); };
+  const struct {
+    Ask ask;
+    std::string answer, part, other, error = posix(EPROTO);
+  } rows[] = {
+      {askRepeaters, repeaters, "", "", "none"},
+      {askRepeaters, repeaters, "['n']", "@as []"},
+      {askRepeaters, repeaters, "['n']", "['n','m']"},
+      {askRepeaters, repeaters, "[uint64 1],", "[uint64 0],"},
+      {askRepeaters, "([uint64 0]" + repeaters.substr(11), "['n']", "@as []", "names are missing"},
+      {askRepeaters, repeaters, "[int64 2]", "@ax []"},
+      {askRepeaters, repeaters, "[int64 3]", "@ax []"},
+      {askRepeaters, repeaters, "[byte 0]", "[byte 0,0]"},
+      {askRepeaters, repeaters, ",10.", ""},
+      {askRepeaters, repeaters, ",10.", ",10.,11."},
+      {askRepeaters, repeaters, "'n'", "1"},
+      {askRecording, recording, "", "", "none"},
+      {askRecording, recording, "[byte 4]", "[byte 5]"},
+      {askRecording, recording, "[uint32 1]", "@au []"},
+      {askRecording, recording, "[int64 1]", "[int64 1, 2]"},
+      {askRecording, recording, "[int64 2]", "@ax []"},
+      {askRecording, recording, "[int64 3]", "@ax []"},
+      {askRecording, recording, "[uint32 0],[uint32 0]", "[uint32 1],[uint32 0]"},
+      {askRecording, recording, "[uint32 0],[uint32 0]", "[uint32 0],[uint32 1]"},
+      {askRecording, recording, "[uint32 0],[uint32 0]", "@au [],[uint32 0]"},
+      {askRecording, recording, "[uint32 0],[uint32 0]", "[uint32 0],@au []"},
+      {askLog, "('',[uint64 1],int64 1,int64 1,@ay [],(uint64 1,uint64 1))", "", "", "none"},
+      {askLog, "('',[uint64 1,2],int64 1,int64 1,@ay [],(uint64 1,uint64 1))", "", ""},
+      {askSettings, "([('k',[<[<'v'>]>])],)", "", "", "none"},
+      {askSettings, "([('k',[<'v'>,<'v'>])],)", "", ""},
+      {askSettings, "([('k',[<[(1,2)]>])],)", "", ""},
+      {askSettings, "([('k',[<[<(byte 0,)>]>])],)", "", ""},
+  };
+  for (const auto& row : rows) {
+    std::string text = row.answer;
+    if (!row.part.empty()) text.replace(text.find(row.part), row.part.size(), row.other);
+    const glib::Ptr<GVariant> answer(g_variant_ref_sink(g_variant_new_parsed(text.c_str())));
+    EXPECT_EQ(row.ask(answer.get()), row.error) << text;
+  }
 }
 
-TEST_F(DiagnosticsPortTest, NonsenseFromAProgramIsAnError) {
+TEST_F(DiagnosticsPortTest, WhatIsNoProgramIsAnErrorToTheViewer) {
   fs::create_directory(home / "run/corvane");
   fs::permissions(home / "run/corvane", fs::perms::owner_all);
   const FileDescriptor listening(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const sockaddr_un address = RawViewer::addressOf(socketOf(getpid()));
   ASSERT_EQ(bind(listening.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   ASSERT_EQ(listen(listening.get(), 1), 0);
-  using Ask = std::string (*)(Inspectable&);
-  const Ask repeaters = [](Inspectable& program) { return errorOf(program.repeaters()); };
-  const Ask recording = [](Inspectable& program) { return errorOf(program.recording(1)); };
-  const Ask log = [](Inspectable& program) { return errorOf(program.log({}, 1)); };
-  const Ask settings = [](Inspectable& program) { return errorOf(program.settings()); };
-  const std::string protocol = "posix " + std::to_string(EPROTO);
-  const struct {
-    Ask ask;
-    const char* answer;
-    std::string error;
-    const char* version = "(<uint32 1>,)";
-  } rows[] = {
-      {repeaters, "([uint64 1],[int64 2],[int64 3],[byte 0],[0.,1.,2.,3.,4.,5.,6.,7.,8.,9.,10.],['name'])", "none"},
-      {repeaters, "([uint64 1],[int64 2],[int64 3],[byte 0],[0.,1.,2.,3.,4.,5.,6.,7.,8.,9.,10.],@as [])", protocol},
-      {repeaters, "([uint64 0],[int64 2],[int64 3],[byte 0],[0.,1.,2.,3.,4.,5.,6.,7.,8.,9.,10.],@as [])", protocol},
-      {repeaters, "([uint64 0],[int64 2],[int64 3],[byte 0],[0.,1.,2.,3.,4.,5.,6.,7.,8.,9.,10.],['name'])", protocol},
-      {repeaters, "([uint64 1],[int64 2],[int64 3],[byte 0],[0.],['name'])", protocol},
-      {repeaters, "([uint64 1],@ax [],[int64 3],[byte 0],[0.,1.,2.,3.,4.,5.,6.,7.,8.,9.,10.],['name'])", protocol},
-      {repeaters, "('text',)", protocol},
-      {recording, "((['a'],[byte 4],[uint32 1],[int64 1],[int64 1],[int64 1],[uint32 0],[uint32 0]),uint64 1)", "none"},
-      {recording, "((['a'],[byte 5],[uint32 1],[int64 1],[int64 1],[int64 1],[uint32 0],[uint32 0]),uint64 1)",
-       protocol},
-      {recording, "((['a'],[byte 4],[uint32 1],[int64 1],[int64 1],[int64 1],[uint32 1],[uint32 0]),uint64 1)",
-       protocol},
-      {recording, "((['a'],[byte 4],[uint32 1],[int64 1],[int64 1],[int64 1],[uint32 0],[uint32 1]),uint64 1)",
-       protocol},
-      {recording, "((['a'],[byte 4],[uint32 1],[int64 1],@ax [],[int64 1],[uint32 0],[uint32 0]),uint64 1)", protocol},
-      {log, "('',[uint64 1],int64 1,int64 1,@ay [],(uint64 1,uint64 1))", "none"},
-      {log, "('',[uint64 1,2],int64 1,int64 1,@ay [],(uint64 1,uint64 1))", protocol},
-      {settings, "([('k',[<'v'>])],)", "none"},
-      {settings, "([('k',[<objectpath '/'>,<1>])],)", protocol},
-      {settings, "([('k',[<[(1,2)]>])],)", protocol},
-      {settings, "()", protocol, "(<uint32 2>,)"},
+  const auto reply = [](const char* body) {
+    const glib::Ptr<GDBusMessage> message(g_dbus_message_new());
+    g_dbus_message_set_message_type(message.get(), G_DBUS_MESSAGE_TYPE_METHOD_RETURN);
+    g_dbus_message_set_reply_serial(message.get(), 1);
+    g_dbus_message_set_body(message.get(), g_variant_new_parsed(body));
+    return "OK 1\r\n" + bytesOf(message.get());
   };
-  for (const auto& row : rows) {
-    std::thread server([&] { answerWith(accept(listening.get(), nullptr, nullptr), row.answer, row.version); });
-    auto program = port.connect(getpid());
-    EXPECT_EQ(program ? row.ask(**program) : errorOf(program), row.error) << row.answer;
-    program = nullptr;  // ends the connection
-    server.join();
-  }
-  for (const std::string& bytes :
-       {"x"s, "OK 1234\r\n"s + std::string(16, 'x'), "OK 1\r\nl\2\1\1\0\0\0\7\1\0\0\0\0\0\0\0"s}) {
+  const std::pair<std::string, int> rows[] = {
+      {reply("(<uint32 1>,)"), 0},
+      {reply("(<uint32 2>,)"), EPROTO},
+      {reply("(uint32 1,)"), EPROTO},
+      {"", ENOTCONN},
+      {"REJECTED EXTERNAL\r\n", EPROTO},
+      {"OK 1\r\n" + std::string(16, 'x'), EPROTO},
+      {"OK 1\r\nl\2\1\1\0\0\0\7\1\0\0\0\0\0\0\0"s, EMSGSIZE},
+  };
+  for (const auto& [bytes, error] : rows) {
     std::thread server([&] {
       const FileDescriptor viewer(accept(listening.get(), nullptr, nullptr));
       (void)!writeAll(viewer.get(), bytes);
-      usleep(100'000);
+      shutdown(viewer.get(), SHUT_WR);
+      for (char byte = 0; read(viewer.get(), &byte, 1) > 0;) {
+      }
     });
-    EXPECT_FALSE(port.connect(getpid())) << bytes;
+    EXPECT_EQ(errorOf(port.connect(getpid())), error == 0 ? "none" : posix(error)) << bytes;
     server.join();
   }
 }
