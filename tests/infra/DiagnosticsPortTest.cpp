@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstring>
 #include <list>
+#include <set>
 #include <thread>
 
 #include "corvane/core/Files.h"
@@ -26,21 +27,22 @@ namespace corvane {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
+using testing::ElementsAreArray;
 
 const std::string NOT_UTF8 = "n\xffm\xc3\xa9";
 const std::string REPAIRED = "n\xef\xbf\xbdm\xc3\xa9";
 const std::string NOT_TEXT = std::string("a\0\xff\n", 4);
 
+// Its answers tell what was asked.
 struct ShownProgram : FakeProgram {
   Result<LogState> log(const LogPlace& after, std::size_t limit) override {
-    calls.push_back("log " + std::to_string(after.file) + " " + std::to_string(after.offset) + " " +
-                    std::to_string(limit));
-    return itsLog;
+    LogState log = *itsLog;
+    log.place = after;
+    log.size = limit;
+    return log;
   }
   Result<Recording> recording(double seconds) override {
-    calls.push_back("recording " + decimal(seconds, 2));
-    return itsRecording;
+    return Recording{itsRecording->spans, static_cast<std::uint64_t>(seconds * 10)};
   }
   Result<LongSpans> longSpans(std::uint64_t since, std::int64_t nsec) override {
     return LongSpans{itsRecording->spans, since, static_cast<std::uint64_t>(nsec)};
@@ -73,52 +75,42 @@ TEST_F(DiagnosticsPortTest, EverythingThatAProgramShowsArrives) {
     EXPECT_TRUE(program->repeaters() == *shown->itsRepeaters);
     EXPECT_TRUE(program->queues() == *shown->itsQueues);
     EXPECT_TRUE(program->listeners() == *shown->itsListeners);
-    EXPECT_TRUE(program->log({5, 6}, 7) == *shown->itsLog);
-    EXPECT_TRUE(program->recording(0.5) == *shown->itsRecording);
+    EXPECT_TRUE(program->log({5, 6}, 7) == *shown->log({5, 6}, 7));
+    EXPECT_TRUE(program->log({}, SIZE_MAX)->size == 1U << 20U);
+    EXPECT_TRUE(program->recording(0.5) == *shown->recording(0.5));
+    EXPECT_TRUE(program->longSpans(8, 5) == *shown->longSpans(8, 5));
   };
   expectSame();
   shown->itsIdentity = ProgramIdentity{"id", "név", "", "1.2", "/x", getpid(), INT64_MIN, true, false};
   const AverageState odd = {INFINITY, -INFINITY, 5e-324, 1e308};
-  for (std::uint64_t i = 0; i < 10'000; ++i)
-    shown->itsRepeaters->push_back({UINT64_MAX - i,
-                                    "repeater " + std::to_string(i),
-                                    0.25,
-                                    3,
-                                    INT64_MAX,
-                                    1e300,
-                                    odd,
-                                    {1, 2, 3, 4},
-                                    -1,
-                                    i % 2 == 0});
+  RepeaterState repeater = {UINT64_MAX, "", 0.25, 3, INT64_MAX, 1e300, odd, {1, 2, 3, 4}, -1, true};
+  for (; shown->itsRepeaters->size() < 10'000; --repeater.id, repeater.isPaused = !repeater.isPaused) {
+    repeater.name = "repeater " + std::to_string(repeater.id);
+    shown->itsRepeaters->push_back(repeater);
+  }
   shown->itsQueues = QueueStates{
       {"main", SIZE_MAX, "type", 1, 2}, {"wait", 2, 3}, {"item", 4, 5}, {{"q", 6, "", 7, 8}, {}}, {{"t", 8, 9, 10}}};
   shown->itsListeners = {{"key", "Class", 1, 2}, {}};
-  shown->itsLog = LogState{"/log", 0, 1, 2, NOT_TEXT, {UINT64_MAX, 4}};
-  using Kind = ActivitySpan::Kind;
-  shown->itsRecording =
-      Recording{{{Kind::TIMER, UINT32_MAX, 1, 2, 3, "same", ""}, {Kind::REPEATER, 1, 4, 5, 6, "", "same"}}, 9};
+  shown->itsLog = LogState{"/log", {}, 1, 2, NOT_TEXT, {}};
+  shown->itsRecording->spans = {{ActivitySpan::Kind::TIMER, UINT32_MAX, 1, 2, 3, "same", ""},
+                                {ActivitySpan::Kind::REPEATER, 1, 4, 5, 6, "", "same"}};
   expectSame();
   shown->itsRepeaters->front().id = 3;
   shown->itsRepeaters->front().name = "older, but started later";
   expectSame();
-  EXPECT_TRUE(program->longSpans(8, 5) == (LongSpans{shown->itsRecording->spans, 8, 5}));
   shown->itsRepeaters->front().interval = NAN;
   EXPECT_TRUE(std::isnan(program->repeaters()->front().interval));
-  shown->calls.clear();
-  EXPECT_TRUE(program->log({5, 6}, SIZE_MAX));
-  EXPECT_TRUE(program->recording(0.5));
   EXPECT_TRUE(program->setPaused(4, true));
   shown->control = failure("posix", EPERM, "not \xff allowed");
   EXPECT_EQ(errorOf(program->resetStats()), posix(EPERM));
   EXPECT_EQ(program->resetStats().error().description, "not \xef\xbf\xbd allowed");
   shown->control = failure("other", 3, "");
   EXPECT_EQ(errorOf(program->setTimeConstant(1.5)), "org.corvane.Diagnostics1.Error.Failed 0");
-  EXPECT_THAT(shown->calls, ElementsAre("log 5 6 1048576", "recording 0.50", "setPaused 4 true", "resetStats",
-                                        "resetStats", "setTimeConstant 1.50"));
-  shown->itsIdentity =
-      ProgramIdentity{.identifier = NOT_TEXT, .name = NOT_UTF8, .version = {}, .library = {}, .executable = {}};
+  EXPECT_THAT(shown->calls, ElementsAre("setPaused 4 true", "resetStats", "resetStats", "setTimeConstant 1.50"));
+  shown->itsIdentity->name = NOT_UTF8;
+  shown->itsIdentity->version = NOT_TEXT;
   EXPECT_EQ(program->identity()->name, REPAIRED);
-  EXPECT_EQ(program->identity()->identifier, "a\xef\xbf\xbd\n");
+  EXPECT_EQ(program->identity()->version, "a\xef\xbf\xbd\n");
 }
 
 TEST_F(DiagnosticsPortTest, SettingsArriveWithTheValuesThatAreShown) {
@@ -137,40 +129,34 @@ TEST_F(DiagnosticsPortTest, SettingsArriveWithTheValuesThatAreShown) {
   EXPECT_EQ(settings[4].key, "e");
 }
 
+sockaddr_un addressOf(const std::string& path) {
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  return address;
+}
+
 // A connection without the library's client.
-class RawViewer {
- public:
-  explicit RawViewer(const std::string& path) : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+struct RawViewer {
+  explicit RawViewer(const std::string& path, const std::string& bytes = {}) {
     const sockaddr_un address = addressOf(path);
-    if (connect(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
       throw std::runtime_error(path + ": " + std::strerror(errno));
+    send(bytes);
   }
 
-  static sockaddr_un addressOf(const std::string& path) {
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    return address;
-  }
-
-  bool send(const std::string& bytes) {
+  bool send(const std::string& bytes) const {
     const WithoutSigpipe scope;
-    return writeAll(m_socket.get(), bytes);
+    return writeAll(fd.get(), bytes);
   }
 
   // Everything until the other side closes the connection.
-  std::string received() {
+  std::string received() const {
     std::string all;
-    for (std::array<char, 4096> part; const ssize_t count = read(m_socket.get(), part.data(), part.size());) {
-      if (count < 0) break;
-      all.append(part.data(), static_cast<std::size_t>(count));
-    }
+    for (char byte = 0; read(fd.get(), &byte, 1) == 1;) all += byte;
     return all;
   }
 
-  int get() const { return m_socket.get(); }
-
- private:
-  const FileDescriptor m_socket;
+  const FileDescriptor fd{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
 };
 
 using namespace std::string_literals;
@@ -195,25 +181,24 @@ TEST_F(DiagnosticsPortTest, ProgramsAreListedAndReachedUntilTheyEnd) {
   EXPECT_THAT(port.programs().value(), ElementsAre());
   std::shared_ptr<void> handle;
   const auto openHere = [&] { handle = port.open(shown).value(); };
-  std::optional<Child> first(std::in_place, openHere);
-  // Its child has no part in it.
-  const Child second([&] {
+  std::array<int, 2> testLives{};
+  ASSERT_EQ(pipe(testLives.data()), 0);
+  std::optional<Child> first(std::in_place, [&] {
     openHere();
-    shown->itsIdentity->version = "second";
-    if (fork() == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      for (;;) pause();
-    }
+    if (fork() != 0) return;  // its child lives longer
+    close(testLives[1]);
+    (void)!read(testLives[0], testLives.data(), 1);
+    _exit(0);
   });
+  shown->itsIdentity->version = "second";
+  const Child second(openHere);
   openHere();
-  std::vector<pid_t> both = {first->pid(), second.pid()};
-  std::ranges::sort(both);
-  EXPECT_EQ(port.programs().value(), both);
+  const std::set<pid_t> both = {first->pid(), second.pid()};
+  EXPECT_THAT(port.programs().value(), ElementsAreArray(both));
   EXPECT_EQ(port.connect(second.pid()).value()->identity()->version, "second");
 
   // Names that are not those of their processes, and what is no socket.
   home.write("run/corvane/999999", "");
-  home.write("run/corvane/+7", "");
   fs::rename(socketOf(second.pid()), socketOf(1));
   EXPECT_THAT(port.programs().value(), ElementsAre(first->pid()));
   EXPECT_EQ(errorOf(port.connect(1)), posix(geteuid() == 0 ? ENOENT : EACCES));
@@ -223,26 +208,32 @@ TEST_F(DiagnosticsPortTest, ProgramsAreListedAndReachedUntilTheyEnd) {
   // A program that hangs.
   const auto watched = port.connect(first->pid()).value();
   kill(first->pid(), SIGSTOP);
-  EXPECT_EQ(port.programs().value(), both);
+  waitpid(first->pid(), nullptr, WUNTRACED);
+  EXPECT_THAT(port.programs().value(), ElementsAreArray(both));
   EXPECT_EQ(errorOf(watched->identity()), posix(ETIMEDOUT));
   kill(first->pid(), SIGCONT);
   EXPECT_TRUE(watched->repeaters()) << "the late answer to another call is skipped";
 
   // What a dead one has left is removed, whoever needs the place.
-  const std::string left = socketOf(first->pid());
+  const pid_t dead = first->pid();
   first.reset();
   EXPECT_EQ(errorOf(watched->identity()), posix(ENOTCONN));
-  EXPECT_EQ(errorOf(port.connect(fs::exists(left) ? std::stoi(fs::path(left).filename()) : 0)), posix(ENOENT));
+  EXPECT_EQ(errorOf(port.connect(dead)), posix(ENOENT));
   handle.reset();
   EXPECT_FALSE(fs::exists(socketOf(getpid())));
-  fs::rename(left, socketOf(getpid()));
+  fs::create_hard_link(socketOf(dead), socketOf(getpid()));
   openHere();
-  EXPECT_TRUE(port.connect(getpid()));
-  const Child third([&] { handle.reset(), openHere(); });
-  kill(third.pid(), SIGKILL);
-  EXPECT_TRUE(waitUntil([&] { return port.programs().value() == std::vector<pid_t>{second.pid()}; }));
-  EXPECT_FALSE(fs::exists(socketOf(third.pid())));
-  EXPECT_TRUE(port.connect(getpid()).value()->identity()) << "this process is not touched by what its child did";
+  EXPECT_THAT(port.programs().value(), ElementsAre(second.pid()));
+  EXPECT_FALSE(fs::exists(socketOf(dead)));
+
+  // A forked child, which serves by itself.
+  const auto own = port.connect(getpid()).value();
+  shown->itsIdentity->version = "child";
+  const Child child([&] { handle.reset(), openHere(); });
+  EXPECT_EQ(port.connect(child.pid()).value()->identity()->version, "child");
+  EXPECT_TRUE(own->identity());
+  handle.reset();
+  EXPECT_EQ(errorOf(own->identity()), posix(ENOTCONN)) << "the child does not keep it open";
 }
 
 TEST_F(DiagnosticsPortTest, AFolderThatOthersCouldUseIsRefused) {
@@ -279,14 +270,14 @@ TEST_F(DiagnosticsPortTest, OtherUsersAreRefusedAndRootIsOne) {
   chmod(socketOf(getpid()).c_str(), 0777);
   const std::string mine = socketOf(getpid());
   const Child nobodys([&] {
-    if (setuid(OrdinaryUser::NOBODY) != 0 || RawViewer(mine).received() != "") _exit(1);
+    if (setuid(OrdinaryUser::NOBODY) != 0 || RawViewer(mine, AUTHENTICATION).received() != "") _exit(1);
     fs::create_directory(home / "nobody");
     setenv("XDG_RUNTIME_DIR", (home / "nobody").c_str(), 1);
     new auto(port.open(shown).value());
   });
   chmod((home / "run/corvane").c_str(), 0700);
   const std::string theirs = home / "nobody/corvane/" + std::to_string(nobodys.pid());
-  EXPECT_EQ(RawViewer(theirs).received(), "");
+  EXPECT_EQ(RawViewer(theirs, AUTHENTICATION).received(), "");
   EXPECT_EQ(errorOf(port.connect(nobodys.pid())), posix(EACCES));
   fs::rename(theirs, socketOf(nobodys.pid()));
   EXPECT_EQ(errorOf(port.connect(nobodys.pid())), posix(EACCES)) << "whatever folder it is in";
@@ -311,9 +302,8 @@ TEST_F(DiagnosticsPortTest, WhatIsNoDBusEndsTheConnection) {
       {AUTHENTICATION + broken, "DATA\r\nOK *"},
   };
   for (const auto& [bytes, answer] : rows) {
-    RawViewer viewer(socketOf(getpid()));
-    viewer.send(bytes);
-    EXPECT_TRUE(g_pattern_match_simple(answer.c_str(), viewer.received().c_str())) << bytes;
+    const std::string received = RawViewer(socketOf(getpid()), bytes).received();
+    EXPECT_TRUE(g_pattern_match_simple(answer.c_str(), received.c_str())) << bytes;
   }
   EXPECT_TRUE(port.connect(getpid()));
 }
@@ -324,31 +314,34 @@ TEST_F(DiagnosticsPortTest, OrdinaryToolsGetInAndErrorsForCallsThatDoNotFit) {
   const glib::Ptr<GDBusConnection> viewer(g_dbus_connection_new_for_address_sync(
       address.c_str(), G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT, nullptr, nullptr, nullptr));
   ASSERT_TRUE(viewer);
+  const std::string object = "/org/corvane/Diagnostics";
+  const std::string own = "org.corvane.Diagnostics1";
+  const std::string properties = "org.freedesktop.DBus.Properties";
   const struct {
-    const char *path, *interface, *method, *arguments, *answer;
+    std::string path, interface, method, arguments, answer;
   } rows[] = {
       {"/", "org.freedesktop.DBus.Introspectable", "Introspect", "()", "*node name='org'*"},
       {"/org/corvane/D", "org.freedesktop.DBus.Introspectable", "Introspect", "()", "('<node/>',)"},
-      {"/org/corvane/Diagnostics", "org.freedesktop.DBus.Introspectable", "Introspect", "()", "*SetTimeConstant*"},
+      {object, "org.freedesktop.DBus.Introspectable", "Introspect", "()", "*SetTimeConstant*"},
       {"/x", "org.freedesktop.DBus.Peer", "Ping", "()", "()"},
-      {"/org/corvane/Diagnostics", "org.freedesktop.DBus.Properties", "GetAll", "('',)", "({'Version': <uint32 1>},)"},
-      {"/org/corvane/Diagnostics", "org.freedesktop.DBus.Properties", "Get", "('', 'X')", "*UnknownProperty*"},
-      {"/org/corvane/Diagnostics", "org.freedesktop.DBus.Properties", "Get", "(1,)", "*InvalidArgs*"},
-      {"/org/corvane/Diagnostics", "org.freedesktop.DBus.Properties", "Set", "('', 'Version', <1>)", "*ReadOnly*"},
-      {"/org/corvane/Diagnostics", "org.corvane.Diagnostics1", "SetPaused", "(uint64 3, true)", "()"},
-      {"/org/corvane/Diagnostics", "org.corvane.Diagnostics1", "SetPaused", "(3, true)", "*InvalidArgs*"},
-      {"/org/corvane/Diagnostics", "org.corvane.Diagnostics1", "Stop", "()", "*UnknownMethod*"},
-      {"/org/corvane/Diagnostics", "org.corvane.Diagnostics2", "Stop", "()", "*UnknownInterface*"},
-      {"/org/corvane", "org.corvane.Diagnostics1", "Identity", "()", "*UnknownObject*"},
+      {object, properties, "GetAll", "('',)", "({'Version': <uint32 1>},)"},
+      {object, properties, "Get", "('', 'X')", "*UnknownProperty*"},
+      {object, properties, "Get", "(1,)", "*InvalidArgs*"},
+      {object, properties, "Set", "('', 'Version', <1>)", "*ReadOnly*"},
+      {object, own, "SetPaused", "(uint64 3, true)", "()"},
+      {object, own, "SetPaused", "(3, true)", "*InvalidArgs*"},
+      {object, own, "Stop", "()", "*UnknownMethod*"},
+      {object, own + "x", "Identity", "()", "*UnknownInterface*"},
+      {"/org/corvane", own, "Identity", "()", "*UnknownObject*"},
   };
-  for (const auto& [path, interface, method, arguments, expected] : rows) {
+  for (const auto& row : rows) {
     GError* error = nullptr;
-    const glib::Ptr<GVariant> answer(g_dbus_connection_call_sync(viewer.get(), nullptr, path, interface, method,
-                                                                 g_variant_new_parsed(arguments), nullptr,
-                                                                 G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
+    const glib::Ptr<GVariant> answer(g_dbus_connection_call_sync(
+        viewer.get(), nullptr, row.path.c_str(), row.interface.c_str(), row.method.c_str(),
+        g_variant_new_parsed(row.arguments.c_str()), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
     const std::string text =
         answer ? glib::Ptr<gchar>(g_variant_print(answer.get(), TRUE)).get() : glib::takeError(error).value().domain;
-    EXPECT_TRUE(g_pattern_match_simple(expected, text.c_str())) << method << arguments << ": " << text;
+    EXPECT_TRUE(g_pattern_match_simple(row.answer.c_str(), text.c_str())) << row.method << row.arguments << text;
   }
 }
 
@@ -366,17 +359,15 @@ TEST_F(DiagnosticsPortTest, ViewersThatMisbehaveAreDroppedWhileOthersAreServed) 
   const std::string watching = AUTHENTICATION + callOf("Watch", nullptr);
   const std::string call = callOf("Repeaters", g_variant_new("(t)", guint64{0}));
   const RawViewer silent(path);
-  RawViewer(path).send(watching + call.substr(0, 50));  // and ends in the middle
+  RawViewer(path, watching + call.substr(0, 50));  // ends in the middle
   const Child stopped([&] {
-    RawViewer& viewer = *new RawViewer(path);
-    viewer.send(watching);
+    RawViewer& viewer = *new RawViewer(path, watching);
     for (int i = 0; i < 100; ++i) viewer.send(call);
   });
   kill(stopped.pid(), SIGSTOP);
   {
     const Child flooding([&] {
-      RawViewer& viewer = *new RawViewer(path);
-      viewer.send(watching);
+      RawViewer& viewer = *new RawViewer(path, watching);
       std::thread([&] { viewer.received(); }).detach();
       std::thread([&] {
         while (viewer.send(call)) {
@@ -390,8 +381,7 @@ TEST_F(DiagnosticsPortTest, ViewersThatMisbehaveAreDroppedWhileOthersAreServed) 
     EXPECT_TRUE(good->identity());
   }
   EXPECT_TRUE(waitUntil([&] { return shown->watches == 0; })) << "both were dropped";
-  char byte = 0;
-  EXPECT_EQ(recv(silent.get(), &byte, 1, 0), 0);
+  EXPECT_EQ(silent.received(), "");
   EXPECT_TRUE(good->identity());
 
   std::list<RawViewer> crowd;
@@ -427,27 +417,18 @@ TEST(DiagnosticsCodecTest, AnswersThatContradictThemselvesAreErrors) {
       {askRepeaters, repeaters, "[uint64 1],", "[uint64 0],"},
       {askRepeaters, "([uint64 0]" + repeaters.substr(11), "['n']", "@as []", "names are missing"},
       {askRepeaters, repeaters, "[int64 2]", "@ax []"},
-      {askRepeaters, repeaters, "[int64 3]", "@ax []"},
-      {askRepeaters, repeaters, "[byte 0]", "[byte 0,0]"},
       {askRepeaters, repeaters, ",10.", ""},
       {askRepeaters, repeaters, ",10.", ",10.,11."},
       {askRepeaters, repeaters, "'n'", "1"},
       {askRecording, recording, "", "", "none"},
       {askRecording, recording, "[byte 4]", "[byte 5]"},
-      {askRecording, recording, "[uint32 1]", "@au []"},
-      {askRecording, recording, "[int64 1]", "[int64 1, 2]"},
       {askRecording, recording, "[int64 2]", "@ax []"},
-      {askRecording, recording, "[int64 3]", "@ax []"},
       {askRecording, recording, "[uint32 0],[uint32 0]", "[uint32 1],[uint32 0]"},
       {askRecording, recording, "[uint32 0],[uint32 0]", "[uint32 0],[uint32 1]"},
-      {askRecording, recording, "[uint32 0],[uint32 0]", "@au [],[uint32 0]"},
       {askRecording, recording, "[uint32 0],[uint32 0]", "[uint32 0],@au []"},
-      {askLog, "('',[uint64 1],int64 1,int64 1,@ay [],(uint64 1,uint64 1))", "", "", "none"},
       {askLog, "('',[uint64 1,2],int64 1,int64 1,@ay [],(uint64 1,uint64 1))", "", ""},
-      {askSettings, "([('k',[<[<'v'>]>])],)", "", "", "none"},
       {askSettings, "([('k',[<'v'>,<'v'>])],)", "", ""},
       {askSettings, "([('k',[<[(1,2)]>])],)", "", ""},
-      {askSettings, "([('k',[<[<(byte 0,)>]>])],)", "", ""},
   };
   for (const auto& row : rows) {
     std::string text = row.answer;
@@ -461,7 +442,7 @@ TEST_F(DiagnosticsPortTest, WhatIsNoProgramIsAnErrorToTheViewer) {
   fs::create_directory(home / "run/corvane");
   fs::permissions(home / "run/corvane", fs::perms::owner_all);
   const FileDescriptor listening(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  const sockaddr_un address = RawViewer::addressOf(socketOf(getpid()));
+  const sockaddr_un address = addressOf(socketOf(getpid()));
   ASSERT_EQ(bind(listening.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   ASSERT_EQ(listen(listening.get(), 1), 0);
   const auto reply = [](const char* body) {
