@@ -54,7 +54,7 @@ class CORVANE_API Diagnostics {
   /// Error, with no change, if the number is negative or not finite.
   ///
   /// The recording is a ring of fixed size (about 130,000 runs, items and turns of the main loop): a busy program has
-  /// fewer seconds in it. Each of them costs less than a tenth of a microsecond, and the ring up to 16 MiB.
+  /// fewer seconds in it. Each of them costs about a tenth of a microsecond, and the ring up to 16 MiB.
   static Result<void> record(double seconds);
 
   /// What was recorded in the last seconds, in the trace-event format (see corvane/infra/Trace.h); without events if
