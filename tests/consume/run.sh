@@ -4,8 +4,9 @@ set -euo pipefail
 build=$1 source=$2 cmake=$3 libdir=$4 compiler=$5
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-export HOME=$work/home
+export HOME=$work/home XDG_RUNTIME_DIR=$work/run
 mkdir -p "$HOME"
+mkdir -m 700 "$XDG_RUNTIME_DIR"
 unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME
 
 "$cmake" --install "$build" --prefix "$work/prefix" --strip >"$work/install.log" || { cat "$work/install.log"; exit 1; }
@@ -53,7 +54,7 @@ for step in 1 2; do
   rm -rf "$work/installed0/share/ticker" "$pages/old"
 done
 
-echo "-- the same, with a launcher in front of it"
+echo "-- the same, with a launcher in front of it, and looked into while it runs"
 mkdir "$work/app1"
 sed 's|main.cpp|../app/main.cpp|; s/BUILD 1)/BUILD 1\n  DIAGNOSTICS CONTROL SETTING_VALUES REQUIRES libm.so.6 "its ticks" "" "$ENV{NEEDED}" "its a;b" "https:\/\/a.b")/' "$work/app/CMakeLists.txt" >"$work/app1/CMakeLists.txt"
 for needed in libc.so.6 libgone.so; do
@@ -62,8 +63,14 @@ for needed in libc.so.6 libgone.so; do
   "$cmake" --build "$work/app1/build" --target install >/dev/null
   ln -sf "$work/in stalled/bin/ticker" "$work/link"
   status=0
-  env -u DISPLAY -u WAYLAND_DISPLAY "$work/link" >"$work/out" 2>&1 || status=$?
-  if [ "$needed" = libc.so.6 ]; then grep -q '^tick 3' "$work/out"
+  env -u DISPLAY -u WAYLAND_DISPLAY "$work/link" >"$work/out" 2>&1 &
+  shown=no
+  while kill -0 $! 2>/dev/null; do
+    [ ! -S "$XDG_RUNTIME_DIR/corvane/$!" ] || shown=yes
+    sleep 0.05
+  done
+  wait $! || status=$?
+  if [ "$needed" = libc.so.6 ]; then grep -q '^tick 3' "$work/out" && [ $shown = yes ]
   else [ "$status" = 1 ] && grep -q ': Ticker needs a library for its a;b that is not installed: libgone.so (https://a.b)$' "$work/out"; fi
 done
 
