@@ -17,6 +17,7 @@
 namespace corvane {
 
 // What a running program shows of itself. Moments are nanoseconds since 1970-01-01 00:00 UTC; 0 stands for none.
+// Whole numbers are never negative.
 
 /// Which program it is, and what it allows.
 struct ProgramIdentity {

@@ -81,9 +81,9 @@ TEST_F(DiagnosticsPortTest, EverythingThatAProgramShowsArrives) {
     EXPECT_TRUE(program->longSpans(8, 5) == *shown->longSpans(8, 5));
   };
   expectSame();
-  shown->itsIdentity = ProgramIdentity{"id", "név", "", "1.2", "/x", getpid(), INT64_MIN, true, false};
+  shown->itsIdentity = ProgramIdentity{"id", "név", "", "1.2", "/x", getpid(), INT64_MAX, true, false};
   const AverageState odd = {INFINITY, -INFINITY, 5e-324, 1e308};
-  RepeaterState repeater = {UINT64_MAX, "", 0.25, 3, INT64_MAX, 1e300, odd, {1, 2, 3, 4}, -1, true};
+  RepeaterState repeater = {UINT64_MAX, "", 0.25, 3, INT64_MAX, 1e300, odd, {1, 2, 3, 4}, INT64_MAX, true};
   for (; shown->itsRepeaters->size() < 10'000; --repeater.id, repeater.isPaused = !repeater.isPaused) {
     repeater.name = "repeater " + std::to_string(repeater.id);
     shown->itsRepeaters->push_back(repeater);
@@ -423,10 +423,12 @@ TEST(DiagnosticsCodecTest, AnswersThatContradictThemselvesAreErrors) {
       {askRecording, recording, "", "", "none"},
       {askRecording, recording, "[byte 4]", "[byte 5]"},
       {askRecording, recording, "[int64 2]", "@ax []"},
+      {askRecording, recording, "[int64 2]", "[int64 -2]"},
       {askRecording, recording, "[uint32 0],[uint32 0]", "[uint32 1],[uint32 0]"},
       {askRecording, recording, "[uint32 0],[uint32 0]", "[uint32 0],[uint32 1]"},
       {askRecording, recording, "[uint32 0],[uint32 0]", "[uint32 0],@au []"},
       {askLog, "('',[uint64 1,2],int64 1,int64 1,@ay [],(uint64 1,uint64 1))", "", ""},
+      {askLog, "('',[uint64 1],int64 -1,int64 1,@ay [],(uint64 1,uint64 1))", "", ""},
       {askSettings, "([('k',[<'v'>,<'v'>])],)", "", ""},
       {askSettings, "([('k',[<[(1,2)]>])],)", "", ""},
   };

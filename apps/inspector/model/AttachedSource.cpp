@@ -63,8 +63,8 @@ void AttachedSource::take(Figures figures) {
   m_identity = std::move(figures.identity);
   if (figures.repeaters) {
     if (!figures.repeaters->empty())
-      m_timeConstant = std::clamp(static_cast<int>(std::lround(figures.repeaters->front().timeConstant)),
-                                  MIN_TIME_CONSTANT, MAX_TIME_CONSTANT);
+      m_timeConstant = static_cast<int>(std::lround(
+          std::fmax(MIN_TIME_CONSTANT, std::fmin(MAX_TIME_CONSTANT, figures.repeaters->front().timeConstant))));
     m_repeaters = byUniqueName(std::move(*figures.repeaters));
   }
   if (figures.listeners) {

@@ -252,6 +252,18 @@ bool read(GVariant* variant, std::string& text) {
   return true;
 }
 
+// What programs tell of themselves is never negative: moments, lengths and counts, which others reckon with.
+template <class T>
+bool isNegative(const T& value) {
+  if constexpr (std::same_as<T, std::int64_t>) return value < 0;
+  return false;
+}
+
+template <class T>
+constexpr bool IS_TUPLE = false;
+template <class... T>
+constexpr bool IS_TUPLE<std::tuple<T...>> = true;
+
 template <class T>
 bool read(GVariant* variant, T& value) {
   const auto readChild = [variant](std::size_t index, auto& child) {
@@ -271,6 +283,7 @@ bool read(GVariant* variant, T& value) {
       const auto* const elements =
           static_cast<const Element*>(g_variant_get_fixed_array(variant, &count, sizeof(Element)));
       value.assign(elements, elements + count);
+      return std::ranges::none_of(value, isNegative<Element>);
     } else {
       value.resize(g_variant_n_children(variant));
       for (std::size_t i = 0; i < value.size(); ++i)
@@ -278,7 +291,10 @@ bool read(GVariant* variant, T& value) {
     }
   } else {
     std::size_t index = 0;
-    return std::apply([&](auto&... field) { return (readChild(index++, field) && ...); }, fields(value));
+    const auto readField = [&](auto& field) {
+      return readChild(index++, field) && (IS_TUPLE<T> || !isNegative(field));
+    };
+    return std::apply([&](auto&... field) { return (readField(field) && ...); }, fields(value));
   }
   return true;
 }
