@@ -10,9 +10,11 @@
 #include <QTest>
 
 #include "apps/inspector/model/LocalSource.h"
+#include "apps/inspector/window/LogView.h"
 #include "apps/inspector/window/MainWindow.h"
 #include "apps/inspector/window/PageParts.h"
 #include "apps/inspector/window/RepeatersPage.h"
+#include "apps/inspector/window/SettingsPage.h"
 #include "apps/inspector/window/TimelinePage.h"
 #include "corvane/core/MasterTimer.h"
 #include "corvane/testing/FakePlatform.h"
@@ -42,10 +44,10 @@ struct Programs : testing::Test {
   std::string title() const { return window->windowTitle().toStdString(); }
   std::string message() const { return window->findChild<MessageBar*>()->text().toStdString(); }
   std::string chosen() const { return window->findChild<QComboBox*>()->currentText().toStdString(); }
-  // The first texts of the rows of the page's table.
+  // The first texts of the rows of the page of repeaters.
   std::vector<std::string> rows() const {
     std::vector<std::string> rows;
-    const auto* const table = window->findChild<Page*>()->findChild<QTableView*>();
+    const auto* const table = window->findChild<RepeatersPage*>()->findChild<QTableView*>();
     for (int row = 0; table && row < table->model()->rowCount(); ++row)
       rows.push_back(table->model()->index(row, 0).data().toString().toStdString());
     return rows;
@@ -75,10 +77,18 @@ TEST_F(Programs, AreChosenAndWaitedForWhenTheyHaveEnded) {
   slow.emplace();
   EXPECT_TRUE(becomes([&] { return chosen() == "Slow Timer (" + std::to_string(slow->pid()) + ")"; })) << chosen();
   EXPECT_TRUE(becomes([&] { return message().empty() && table.model()->index(2, 5).data() == "Running"; }));
+  window->showPage("log");
+  const auto& log = *window->findChild<LogView*>();
+  EXPECT_TRUE(becomes([&] { return log.toPlainText().contains("The clock ticks ten times a second"); }));
+  ASSERT_TRUE(UserDefaults("org.example.SlowTimer").set("interval", Value(1)));
+  window->showPage("settings");
+  EXPECT_EQ(window->findChild<SettingsPage*>()->findChild<QListWidget*>()->currentItem()->text(),
+            "org.example.SlowTimer");
   auto& list = *window->findChild<QComboBox*>();
   QTest::keyClick(&list, Qt::Key_Home);
   EXPECT_EQ(title(), "Corvane Inspector");
-  EXPECT_THAT(rows(), testing::Contains("window"));
+  window->showPage("repeaters");
+  EXPECT_TRUE(becomes([&] { return std::ranges::count(rows(), "window") == 1; }));
   window->attach("no such program");
   EXPECT_TRUE(becomes([&] { return message().find("“no such program”") != std::string::npos; })) << message();
 }

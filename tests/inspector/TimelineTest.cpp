@@ -43,6 +43,7 @@ TEST(TimelineLayout, SpansLieBelowThoseThatTheyArePartOf) {
             "7*: [0-100]\n7*: i[10-90] late[120-130] same[200-210]\n7*: r[20-80] time[200-210]\n"
             "3: timers[5-210+]\n3: t[60-60]\n"
             "4: early[0-0] back[90-90]\n");
+  EXPECT_EQ(TimelineLanes({{span(TIMER, 3, 60, 0)}, 0}, 10, 75).at({}).duration(), 15) << "it went on until then";
   EXPECT_EQ(drawn(TimelineLanes({{span(MAIN_ITEM, 1, INT64_MIN, INT64_MAX, "all")}, 0})),
             "1*: all[0-4611686018427387904]\n");
   const TimelineLanes last(recording, 100e-9);

@@ -45,11 +45,12 @@ class Column {
 
 }  // namespace
 
-TimelineLanes::TimelineLanes(const Recording& recording, double seconds)
+TimelineLanes::TimelineLanes(const Recording& recording, double seconds, std::int64_t asked)
     : m_count(recording.spans.size()), m_lost(recording.lost) {
   if (recording.spans.empty()) return;
   const auto sane = [](std::int64_t moment) { return std::clamp<std::int64_t>(moment, 0, LATEST); };
   m_begin = LATEST;
+  m_end = asked;
   for (const ActivitySpan& span : recording.spans) {
     m_begin = std::min(m_begin, sane(span.start));
     m_end = std::max({m_end, sane(span.start), sane(span.end)});

@@ -79,8 +79,10 @@ class TimelineLanes {
 
   TimelineLanes() = default;
 
-  /// Shows at most the last `seconds` of the recording: spans that have not ended may have begun long before.
-  explicit TimelineLanes(const Recording& recording, double seconds = std::numeric_limits<double>::infinity());
+  /// Shows at most the last `seconds` of the recording: spans that have not ended may have begun long before. It was
+  /// taken at the moment `asked` or later, until which these went on.
+  explicit TimelineLanes(const Recording& recording, double seconds = std::numeric_limits<double>::infinity(),
+                         std::int64_t asked = 0);
 
   /// The main thread's first, then in the order of the threads' numbers.
   const std::vector<Lane>& lanes() const { return m_lanes; }

@@ -13,6 +13,7 @@
 #include "apps/inspector/window/Shown.h"
 #include "apps/inspector/window/SpanText.h"
 #include "apps/inspector/window/TimelineLegend.h"
+#include "corvane/core/Clock.h"
 #include "corvane/core/Files.h"
 #include "corvane/infra/Trace.h"
 
@@ -152,18 +153,21 @@ void TimelinePage::tellTimeLeft() {
 }
 
 void TimelinePage::take(double seconds) {
-  m_request = source().takeRecording(
-      seconds, [this, seconds](Result<Recording> recording) { arrange(std::move(recording), seconds); });
+  m_request = source().takeRecording(seconds, [this, seconds, asked = Clock::now()](Result<Recording> recording) {
+    arrange(std::move(recording), seconds, asked);
+  });
 }
 
-void TimelinePage::arrange(Result<Recording> recording, double seconds) {
+void TimelinePage::arrange(Result<Recording> recording, double seconds, std::int64_t asked) {
   m_request.reset();
   if (!isSeen() && !isRecording()) m_watch.reset();
   if (!recording)
     return m_message->showFailure(tr("There is no recording: %1").arg(shown(recording.error().description)));
   using Lanes = std::shared_ptr<const TimelineLanes>;
   m_recording = std::make_shared<Recording>(*std::move(recording));
-  const auto arrange = [all = m_recording, seconds] { return Lanes(std::make_shared<TimelineLanes>(*all, seconds)); };
+  const auto arrange = [all = m_recording, seconds, asked] {
+    return Lanes(std::make_shared<TimelineLanes>(*all, seconds, asked));
+  };
   const bool begins = runInBackground<Lanes>(m_work, this, arrange, [this](Lanes lanes) {
     m_view->setPlaceholderText(tr("Nothing happened in that time."));
     m_view->setLanes(std::move(lanes));

@@ -40,7 +40,7 @@ class TimelinePage : public Page {
   void toggleRecording();
   void tellTimeLeft();
   void take(double seconds);
-  void arrange(Result<Recording> recording, double seconds);
+  void arrange(Result<Recording> recording, double seconds, std::int64_t asked);
   void mark();
   void tellSelection();
   void tellCount();

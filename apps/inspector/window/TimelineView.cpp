@@ -244,17 +244,16 @@ void TimelineView::drawAxis(QPainter& painter) const {
   const double step = stepFor(metrics.horizontalAdvance(longest) + 3 * GAP);
   const double from = static_cast<double>(m_window.from - m_lanes->begin());
   const double bottom = axisHeight();
-  painter.setClipRect(QRectF(m_titles, 0, m_window.width, viewport()->height()));
   for (double number = std::ceil(from / step); number * step <= from + m_window.length; ++number) {
     const double x = m_titles + std::floor((number * step - from) / m_window.length * m_window.width);
     painter.fillRect(QRectF(x, bottom - PADDING, 1, viewport()->height()), faint(palette(), 0.1));
     painter.setPen(faint(palette(), 0.7));
     const QString text = offsetText(std::llround(number * step), step);
     const double wide = metrics.horizontalAdvance(text);
-    painter.drawText(QRectF(x - wide / 2 - 1, 0, wide + 2, bottom - PADDING), Qt::AlignCenter | Qt::TextSingleLine,
-                     text);
+    if (x + wide / 2 < viewport()->width())
+      painter.drawText(QRectF(x - wide / 2 - 1, 0, wide + 2, bottom - PADDING), Qt::AlignCenter | Qt::TextSingleLine,
+                       text);
   }
-  painter.setClipping(false);
   painter.fillRect(QRectF(0, bottom - 1, viewport()->width(), 1), faint(palette(), 0.25));
 }
 

@@ -99,8 +99,8 @@ Recording invented(double seconds) {
   std::uniform_real_distribution<double> share;
   Recording recording;
   recording.lost = 312;
-  constexpr std::int64_t START = 1'772'461'387'000'000'000;
-  const auto at = [](double ms) { return START + static_cast<std::int64_t>(ms * 1e6); };
+  const std::int64_t begin = Timeval().nsec() - static_cast<std::int64_t>(seconds * 1e9);
+  const auto at = [begin](double ms) { return begin + static_cast<std::int64_t>(ms * 1e6); };
   const auto add = [&](Kind kind, std::uint32_t thread, double start, double end, double waited, const Work* work) {
     recording.spans.push_back({kind, thread, at(start), end == 0 ? 0 : at(end), static_cast<std::int64_t>(waited * 1e6),
                                work ? work->name : "", work ? work->item : ""});

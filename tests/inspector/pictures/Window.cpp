@@ -1,7 +1,6 @@
 // Pictures of the Inspector's window, one for each page.
 #include <QAction>
 #include <QApplication>
-#include <QLineEdit>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -44,6 +43,14 @@ QWidget* openProcesses(Qt::Key key) {
   return window;
 }
 
+// Selects the longest span of a name, with so many nanoseconds around it.
+void selectLongest(TimelineView& view, const char* name, double length) {
+  const auto& names = view.lanes().names();
+  const auto found = std::ranges::find(names, name, &TimelineLanes::Name::name);
+  view.setLength(length, 0);
+  view.select(view.lanes().longest(static_cast<std::uint32_t>(found - names.begin())));
+}
+
 // The page of the timeline with a recording, in which a span is selected.
 QWidget* openTimeline() {
   QWidget* const window = open("timeline");
@@ -52,11 +59,7 @@ QWidget* openTimeline() {
     if (action->shortcut() == QKeySequence(Qt::Key_F5)) action->trigger();
   QTest::qWait(SETTLED);
   auto* const view = page->findChild<TimelineView*>();
-  const auto& names = view->lanes().names();
-  const auto slow = std::ranges::find(names, "autosave", &TimelineLanes::Name::name);
-  const auto place = view->lanes().longest(static_cast<std::uint32_t>(slow - names.begin()));
-  view->setLength(2.2e9, 0);
-  view->select(place);
+  selectLongest(*view, "autosave", 2.2e9);
   return window;
 }
 
@@ -78,11 +81,7 @@ QWidget* openSlow(const char* page) {
       if (action->shortcut() == QKeySequence(Qt::Key_F5)) action->trigger();
     QTest::qWait(SETTLED);
     auto* const view = timeline->findChild<TimelineView*>();
-    timeline->searchField()->setText("thumbnails");
-    view->select(view->lanes().next(std::nullopt, true, view->marked()));
-    timeline->searchField()->clear();
-    view->setLength(0.55e9, 600);
-    view->select(view->selected());
+    selectLongest(*view, "redraw thumbnails", 0.55e9);
   }
   return window;
 }

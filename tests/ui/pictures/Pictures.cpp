@@ -7,6 +7,7 @@
 #include <QLoggingCategory>
 #include <QPixmap>
 #include <QTest>
+#include <algorithm>
 #include <cstdio>
 
 #include "corvane/ui/Appearance.h"
@@ -55,7 +56,9 @@ bool take(int argc, char** argv, const std::vector<Picture>& pictures, const Var
   Translator translator(catalogue);
   QCoreApplication::installTranslator(&translator);
   bool isDone = true;
+  const std::vector<std::string> wanted(argv + 2, argv + argc);
   for (const Picture& picture : pictures) {
+    if (!wanted.empty() && std::ranges::find(wanted, picture.name) == wanted.end()) continue;
     QWidget* const window = picture.open();
     const QString file = QString("%1/%2%3.png").arg(argv[1], picture.name, variant.suffix);
     isDone &= QTest::qWaitForWindowExposed(window) && window->grab().save(file);
@@ -69,8 +72,8 @@ bool take(int argc, char** argv, const std::vector<Picture>& pictures, const Var
 }  // namespace
 
 int takePictures(int argc, char** argv, const std::vector<Picture>& pictures, const std::string& catalogue) {
-  if (argc != 2) {
-    std::fprintf(stderr, "Usage: %s FOLDER\n", argv[0]);
+  if (argc < 2) {
+    std::fprintf(stderr, "Usage: %s FOLDER [NAME]...\n", argv[0]);
     return 2;
   }
   bool isDone = true;
