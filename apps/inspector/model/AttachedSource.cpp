@@ -39,9 +39,12 @@ AttachedSource::AttachedSource(Machine& machine, DiagnosticsPort& port, ProgramI
 
 AttachedSource::Figures AttachedSource::ask(ProgramLink& link, unsigned parts) {
   Figures figures;
+  bool isAnswered = true;  // otherwise it would be waited for again
   const auto get = [&](Part part, auto& target, auto call) {
-    if ((parts & part) == 0) return;
-    if (auto answer = link.ask(call)) target = std::move(*answer);
+    if ((parts & part) == 0 || !isAnswered) return;
+    auto answer = link.ask(call);
+    isAnswered = answer.has_value();
+    if (answer) target = std::move(*answer);
   };
   get(REPEATERS, figures.repeaters, [](Inspectable& program) { return program.repeaters(); });
   get(LISTENERS, figures.listeners, [](Inspectable& program) { return program.listeners(); });
