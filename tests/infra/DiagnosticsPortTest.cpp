@@ -95,8 +95,8 @@ TEST_F(DiagnosticsPortTest, EverythingThatAProgramShowsArrives) {
   shown->itsRecording->spans = {{ActivitySpan::Kind::TIMER, UINT32_MAX, 1, 2, 3, "same", ""},
                                 {ActivitySpan::Kind::REPEATER, 1, 4, 5, 6, "", "same"}};
   expectSame();
-  shown->itsRepeaters->front().id = 3;
-  shown->itsRepeaters->front().name = "older, but started later";
+  shown->itsRepeaters->back().id = 3;
+  shown->itsRepeaters->back().name = "older, but started later";
   expectSame();
   shown->itsRepeaters->front().interval = NAN;
   EXPECT_TRUE(std::isnan(program->repeaters()->front().interval));
@@ -152,7 +152,9 @@ struct RawViewer {
   // Everything until the other side closes the connection.
   std::string received() const {
     std::string all;
-    for (char byte = 0; read(fd.get(), &byte, 1) == 1;) all += byte;
+    std::array<char, 65536> part;
+    for (ssize_t count = 0; (count = read(fd.get(), part.data(), part.size())) > 0;)
+      all.append(part.data(), static_cast<std::size_t>(count));
     return all;
   }
 
