@@ -78,9 +78,10 @@ bool readAllAt(int fd, void* bytes, std::size_t size, off_t offset) {
 std::string readRest(int fd, off_t& offset, std::size_t limit) {
   struct stat status {};
   if (::fstat(fd, &status) != 0 || status.st_size <= offset) return {};
-  const off_t start = std::max(offset, status.st_size - static_cast<off_t>(limit));
-  const bool isCut = start > offset;
-  std::string text(static_cast<std::size_t>(status.st_size - start), '\0');
+  const auto rest = static_cast<std::size_t>(status.st_size - offset);
+  std::string text(std::min(rest, limit), '\0');
+  const bool isCut = text.size() < rest;
+  const off_t start = status.st_size - static_cast<off_t>(text.size());
   std::size_t filled = 0;
   while (filled < text.size()) {
     const ssize_t got = uninterrupted(

@@ -18,7 +18,7 @@ namespace corvane {
 ///
 /// A program that does not call start() opens nothing, has no thread more, and pays one branch for each run of a
 /// repeater or item of a queue. The CMake function corvane_application makes the call for a program with its option
-/// DIAGNOSTICS. No environment variable has any influence.
+/// DIAGNOSTICS. No environment variable switches it on.
 ///
 /// Started, but with nobody looking, a program has one thread more, which sleeps. Someone who looks is served by that
 /// thread; the main thread waits at most for the copy of the statistics. Nobody but the same user, not even root, can

@@ -209,7 +209,7 @@ TEST_F(DiagnosticsTest, TheLogIsFollowedThroughItsRotations) {
   EXPECT_EQ(state.size, 8U);
   EXPECT_EQ(state.archives, 1);
   const auto next = [&] {
-    state = own->log(state.place, 100).value();
+    state = own->log(state.place, SIZE_MAX).value();
     return state.text;
   };
   EXPECT_EQ(next(), "");

@@ -15,9 +15,6 @@ namespace corvane {
 
 namespace {
 
-// Whoever asks for more gets this many bytes: other programs must not make this one fill its memory.
-constexpr std::size_t LIMIT = std::size_t{1} << 20U;
-
 // The log or one of its archives.
 struct Part {
   FileDescriptor file;
@@ -53,7 +50,6 @@ std::vector<Part> partsSince(const std::string& path, const LogPlace& place) {
 }  // namespace
 
 LogState readLog(std::string path, const LogPlace& after, std::size_t limit) {
-  limit = std::min(limit, LIMIT);
   LogState log{.path = std::move(path), .size = {}, .archives = 0, .lines = 0, .text = {}, .place = after};
   struct stat status {};
   if (stat(log.path.c_str(), &status) == 0) log.size = static_cast<std::uint64_t>(status.st_size);
