@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The Inspector's window on a real display: window.sh PROGRAM DEFAULTS, run by with-display.
+# The Inspector's window on a real display: window.sh PROGRAM DEFAULTS SLOW, run by with-display.
 set -euo pipefail
-program=$1 defaults=$2 failed=0
+program=$1 defaults=$2 slow=$3 failed=0
 mkdir -m 700 "$HOME/run"
 export XDG_RUNTIME_DIR=$HOME/run LC_ALL=C.UTF-8
 check() { [[ $2 = "$3" ]] || { printf 'FAILED: %s: %s instead of %s\n' "$1" "$2" "$3" >&2; failed=1; }; }
@@ -14,6 +14,7 @@ becomes() {
 active() { xdotool getactivewindow getwindowname; }
 page() { "$defaults" read org.corvane.Inspector window.page; }
 
+"$slow" & slow=$!
 "$program" --page broadcaster & first=$!
 becomes "the first start's window" "Corvane Inspector" active
 becomes "its page" broadcaster page
@@ -23,6 +24,9 @@ code=0; "$program" --page power || code=$?; check "a second start" $code 0
 becomes "the window after a second start" "Corvane Inspector" active
 becomes "its page" power page
 check "windows of the Inspector" "$(xdotool search --onlyvisible --name '^Corvane Inspector$' | wc -l)" 1
+code=0; "$program" --attach "slow-timer" || code=$?; check "a start for another program" $code 0
+becomes "the window of another program" "Slow Timer – Corvane Inspector" active
+kill $slow
 kill -9 $first; wait $first 2>/dev/null || true
 "$program" & third=$!
 becomes "the window after a start that was killed" "Corvane Inspector" active

@@ -110,7 +110,9 @@ void MainWindow::attach(const std::string& program) {
 // Pages that show the program are made anew; those of the machine stay as they are.
 void MainWindow::lookAt(const std::optional<ProgramIdentity>& program) {
   auto next = program ? std::make_unique<AttachedSource>(m_own.machine(), platform().diagnosticsPort(), *program,
-                                                         [this] { notePresence(); })
+                                                         [this] {
+                                                           if (Page* const page = current()) page->tick();
+                                                         })
                       : nullptr;
   next.swap(m_attached);
   for (std::size_t i = 0; i < m_pages.size(); ++i) {

@@ -1,12 +1,15 @@
 #include "apps/inspector/window/ProgramChooser.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QStandardItemModel>
 #include <QTimer>
 #include <algorithm>
+#include <functional>
 #include <set>
+#include <utility>
 
 #include "apps/inspector/window/Background.h"
 #include "apps/inspector/window/Shown.h"

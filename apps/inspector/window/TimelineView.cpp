@@ -262,9 +262,11 @@ void TimelineView::drawTitle(QPainter& painter, std::size_t lane, double top) co
   const TimelineLanes::Lane& thread = m_lanes->lanes()[lane];
   if (lane > 0) painter.fillRect(QRectF(0, std::round(top - GAP), viewport()->width(), 1), faint(palette(), 0.12));
   QStringList names;
-  for (const std::uint32_t name : thread.names)
-    if (const QString text = shown(m_lanes->names()[name].name); names.size() < 3 && !names.contains(text))
-      names << text;
+  for (const std::uint32_t name : thread.names) {
+    const QString text = shown(m_lanes->names()[name].name);
+    if (!names.contains(text)) names << text;
+    if (names.size() == 3) break;
+  }
   const QString number = tr("Thread %1").arg(QLocale().toString(thread.thread));
   const QRectF line(GAP, top, m_titles - 2 * GAP, rowHeight());
   const auto write = [&](const QRectF& area, double share, const QString& text) {
