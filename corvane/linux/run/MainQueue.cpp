@@ -53,7 +53,9 @@ class GlibMainQueue : public MainQueue {
     {
       const std::int64_t now = Activity::isOn() ? Clock::now() : 0;
       MutexLock lock(m_mutex);
-      m_work.push_back({std::move(work), now});
+      if (now) [[unlikely]]
+        m_posted.push_back({m_taken + m_work.size(), now});
+      m_work.push_back(std::move(work));
       if (m_waiting.exchange(true)) return;
     }
     // Without the lock, so that a loop that wakes at once does not have to wait for it.
@@ -93,6 +95,7 @@ class GlibMainQueue : public MainQueue {
     if (!on) {
       g_source_destroy(m_turns.get());
       m_turns.reset();
+      m_posted.clear();
       return;
     }
     m_turns.reset(g_source_new(&functions, sizeof(TurnSource)));
@@ -115,9 +118,10 @@ class GlibMainQueue : public MainQueue {
     std::atomic<GlibMainQueue*> queue;  // set by another thread; tools do not see how GLib orders that
   };
 
-  struct Item {
-    std::function<void()> work;
-    std::int64_t queued = 0;  // when, while it is watched
+  // When an item was posted, while that was watched: apart, so that items are no larger for it.
+  struct Posted {
+    std::uint64_t number;  // of the item
+    std::int64_t when;
   };
 
   // A turn lasts from the end of one wait to the beginning of the next. Those of a loop inside an item are part of it.
@@ -156,36 +160,49 @@ class GlibMainQueue : public MainQueue {
   void drain() {
     MutexLock lock(m_mutex);
     for (std::size_t left = m_work.size(); left > 0 && !m_work.empty(); --left) {
-      const Item item = std::move(m_work.front());
+      const auto work = std::move(m_work.front());
       m_work.pop_front();
+      const std::uint64_t number = m_taken++;
+      const bool isWatched = Activity::isOn();
+      const std::int64_t posted = isWatched ? takePosted(number) : 0;
       lock.unlock();
-      if (Activity::isOn()) [[unlikely]]
-        runWatched(item);
+      if (isWatched) [[unlikely]]
+        runWatched(work, posted);
       else
-        callOrFatal(item.work);
+        callOrFatal(work);
       lock.lock();
     }
     m_waiting = !m_work.empty();
   }
 
+  // 0 if it is not known.
+  std::int64_t takePosted(std::uint64_t number) CORVANE_REQUIRES(m_mutex) {
+    std::int64_t when = 0;
+    for (; !m_posted.empty() && m_posted.front().number <= number; m_posted.pop_front())
+      if (m_posted.front().number == number) when = m_posted.front().when;
+    return when;
+  }
+
   // Items may run loops of their own with items in them.
-  void runWatched(const Item& item) {
-    const std::type_info& type = item.work.target_type();
+  void runWatched(const std::function<void()>& work, std::int64_t posted) {
+    const std::type_info& type = work.target_type();
     const std::int64_t start = Clock::now();
     const std::int64_t outerSince = m_since;
     const std::type_info* const outerType = m_running;
     m_thread = Activity::thread();
     m_since = start;
     m_running = &type;
-    callOrFatal(item.work);
+    callOrFatal(work);
     m_running = outerType;
     m_since = outerSince;
-    Activity::note(Activity::Kind::MAIN_ITEM, start, Clock::now(), {}, &type, item.queued ? start - item.queued : 0);
+    Activity::note(Activity::Kind::MAIN_ITEM, start, Clock::now(), {}, &type, posted ? start - posted : 0);
   }
 
   QueueSource* m_source;
   Mutex m_mutex;
-  std::deque<Item> m_work CORVANE_GUARDED_BY(m_mutex);
+  std::deque<std::function<void()>> m_work CORVANE_GUARDED_BY(m_mutex);
+  std::uint64_t m_taken CORVANE_GUARDED_BY(m_mutex) = 0;  // numbers the items
+  std::deque<Posted> m_posted CORVANE_GUARDED_BY(m_mutex);
   Told<const std::type_info*> m_running;  // the item, while it is watched, and since when
   Told<std::int64_t> m_since;
   Told<std::uint32_t> m_thread;
