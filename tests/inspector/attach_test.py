@@ -31,6 +31,14 @@ class Attached(InHome):
         process.stdin.write(f"{milliseconds}\n")
         process.stdin.flush()
 
+    # A busy machine may make it longer.
+    def check_stall(self, stalls, pattern, seconds):
+        line = stalls.stdout.readline()
+        found = re.search(pattern.replace("TIME", r"([\d.]+) (ms|s)"), line)
+        self.assertTrue(found, line)
+        took = float(found[1]) / (1000 if found[2] == "ms" else 1)
+        self.assertTrue(seconds <= took < seconds + 5, line)
+
     def test_lists_even_if_one_hangs(self):
         self.assertEqual(self.output("apps", "--json"), "")
         programs = [self.launch("control"), self.launch()]
@@ -67,10 +75,10 @@ class Attached(InHome):
         stalls = self.start("stalls", "--longer-than", "300", "attachable")
         time.sleep(1)  # until it watches
         self.block(program, 700)
-        self.assertRegex(stalls.stdout.readline(), rf"^\d\d:\d\d:\d\d\.\d\d\d +7\d\d ms  {LAMBDA}\n$")
+        self.check_stall(stalls, rf"^\d\d:\d\d:\d\d\.\d\d\d +TIME  {LAMBDA}\n$", 0.7)
         self.block(program, 6000)
-        self.assertRegex(stalls.stdout.readline(), rf"  {LAMBDA}, still running after 5\.\d s\n$")
-        self.assertRegex(stalls.stdout.readline(), rf" 6\.\d\d s  {LAMBDA}\n$")
+        self.check_stall(stalls, rf"  {LAMBDA}, still running after TIME\n$", 5)
+        self.check_stall(stalls, rf" TIME  {LAMBDA}\n$", 6)
         program.kill()
         self.assertEqual(stalls.stderr.readline(), "corvane-inspector: attachable has ended; waiting for it to start again.\n")
         program.wait()
@@ -78,7 +86,7 @@ class Attached(InHome):
         self.assertEqual(stalls.stderr.readline(), f"corvane-inspector: attachable is there: process {program.pid}\n")
         time.sleep(1)
         self.block(program, 500)
-        self.assertRegex(stalls.stdout.readline(), rf" 5\d\d ms  {LAMBDA}\n$")
+        self.check_stall(stalls, rf" TIME  {LAMBDA}\n$", 0.5)
         told = json.loads(self.output("stalls", "--json", "--for", "3", str(program.pid)).splitlines()[0])
         self.assertEqual((told["kind"], told["name"], told["goes_on"]), ("repeater", "slow report", False))
         self.assertTrue(0.15 <= told["duration_seconds"] < 1)
@@ -107,7 +115,7 @@ class Attached(InHome):
             terminal.wait_for("attachable does not allow others to change it.")
             terminal.press("u")
             terminal.wait_for("Queues of attachable")
-            terminal.wait_for(lambda: re.search(r"Longest item  1[5-9]\d ms from .*, slow report", terminal.text()))
+            terminal.wait_for(lambda: re.search(r"Longest item  [1-9]\d\d ms from .*, slow report", terminal.text()))
             terminal.wait_for(lambda: re.search(r"(?m)^mail +[1-9]\d* +\d.* m?s  main::", terminal.text()))
             terminal.press("b")
             terminal.wait_for("Meter")
