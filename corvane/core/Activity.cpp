@@ -125,7 +125,7 @@ void Activity::note(Kind kind, std::int64_t start, std::int64_t end, std::string
 }
 
 std::uint64_t Activity::read(std::uint64_t since, std::vector<ActivitySpan>& spans, std::uint64_t& lost,
-                             std::uint64_t until) {
+                             std::int64_t nsec, std::uint64_t until) {
   if (!s_ring) return 0;
   const std::uint64_t end = std::min(position(), until);
   std::uint64_t from = std::min(since, end);
@@ -148,6 +148,7 @@ std::uint64_t Activity::read(std::uint64_t since, std::vector<ActivitySpan>& spa
                       .waited = static_cast<std::int64_t>(words[Slot::WAITED]),
                       .name = {},
                       .item = {}};
+    if (std::max(span.end - span.start, span.waited) < nsec) continue;
     span.name = repaired({reinterpret_cast<const char*>(&words[Slot::NAME]), words[Slot::KIND] >> 8U & 0xFFU});
     if (const auto type = words[Slot::ITEM]) {
       std::string& text = types[type];

@@ -58,9 +58,9 @@ class CORVANE_API Activity {
 
   /// Appends the spans that were noted from the position `since` to `until` (or the latest one), as far as the ring
   /// still holds them; adds the number of those that it does not to `lost`. Returns the position after them. Names and
-  /// types are readable text.
+  /// types are readable text. Spans that neither took nor waited as long as `nsec` are passed over, which is cheap.
   static std::uint64_t read(std::uint64_t since, std::vector<ActivitySpan>& spans, std::uint64_t& lost,
-                            std::uint64_t until = UINT64_MAX);
+                            std::int64_t nsec = 0, std::uint64_t until = UINT64_MAX);
 
   /// The position after the latest span.
   static std::uint64_t position();

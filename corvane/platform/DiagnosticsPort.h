@@ -72,7 +72,7 @@ struct QueueState {
   bool operator==(const QueueState&) const = default;
 };
 
-/// A long wait or a long item of the main queue.
+/// A long wait or a long item of the main queue: of 20 microseconds at least.
 struct LongestState {
   std::string name;           ///< the repeater that took most of it, otherwise the item's type; empty if there was none
   std::int64_t began = 0;     ///< moment

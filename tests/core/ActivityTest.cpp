@@ -98,6 +98,11 @@ TEST_F(ActivityTest, TheRingKeepsTheLatestSpansAndTellsHowManyAreLost) {
   EXPECT_EQ(kept.back().item, "int");
   EXPECT_EQ(kept.back().waited, 7);
   EXPECT_TRUE(spans().empty());
+  std::vector<ActivitySpan> waited;
+  Activity::read(0, waited, lost, 8);
+  EXPECT_TRUE(waited.empty());
+  Activity::read(since - 1, waited, lost, 7);
+  EXPECT_EQ(waited.size(), 1U);
 }
 
 TEST_F(ActivityTest, WhatRunsAndWhatWaitsIsKnownWhileItIsWatched) {

@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::int64_t SECOND_NSEC = 1'000'000'000;
 
+// What is shorter holds nothing up, and there may be a hundred thousand of them in a second.
+constexpr std::int64_t SHORTEST = 20'000;
+
 // More runs than this inside a stretch are short ones, of which none takes most of it.
 constexpr std::size_t RUNS = 4096;
 
@@ -21,7 +24,7 @@ constexpr std::size_t RUNS = 4096;
 void LastMinute::update() {
   std::vector<ActivitySpan> spans;
   std::uint64_t lost = 0;
-  m_position = Activity::read(m_position, spans, lost);
+  m_position = Activity::read(m_position, spans, lost, SHORTEST);
   for (ActivitySpan& span : spans) {
     if (span.kind == ActivitySpan::Kind::REPEATER) {
       if (m_runs.size() == RUNS) m_runs.pop_front();

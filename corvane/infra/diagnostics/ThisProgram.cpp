@@ -79,7 +79,7 @@ std::int64_t latestStartBefore(std::uint64_t position, std::int64_t from, std::i
   const std::uint64_t reach = std::min(position, Activity::CAPACITY);
   for (std::uint64_t back = std::min<std::uint64_t>(reach, 256);; back = std::min(reach, back * 8)) {
     spans.clear();
-    Activity::read(position - back, spans, lost, position);
+    Activity::read(position - back, spans, lost, 0, position);
     if (back == reach || (!spans.empty() && spans.front().end <= from)) break;
   }
   std::int64_t latest = 0;
@@ -177,7 +177,7 @@ Result<LongSpans> ThisProgram::longSpans(std::uint64_t since, std::int64_t nsec)
   if (nsec <= 0) return systemFailure(EINVAL);
   LongSpans result;
   const std::uint64_t position = since > 0 ? since - 1 : Activity::position();
-  result.next = Activity::read(position, result.spans, result.lost) + 1;
+  result.next = Activity::read(position, result.spans, result.lost, nsec) + 1;
   std::erase_if(result.spans,
                 [nsec](const ActivitySpan& span) { return !span.isOnMainThread() || span.end - span.start < nsec; });
   // The main queue alone tells whether it is worth to look for what runs. It knows no item that began unwatched.

@@ -362,6 +362,10 @@ GVariant* encode(const ProgramIdentity& identity) {
 
 GVariant* encode(const std::vector<RepeaterState>& repeaters, std::uint64_t known) {
   RepeaterColumns columns;
+  columns.ids.reserve(repeaters.size());
+  columns.counts.reserve(repeaters.size());
+  columns.running.reserve(repeaters.size());
+  columns.paused.reserve(repeaters.size());
   columns.figures.reserve(repeaters.size() * FIGURES);
   for (const RepeaterState& repeater : repeaters) {
     columns.ids.push_back(repeater.id);

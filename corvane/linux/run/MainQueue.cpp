@@ -158,6 +158,7 @@ class GlibMainQueue : public MainQueue {
   // Runs the items that are queued now; items that they queue wait for the next iteration, so that other sources get
   // their turn.
   void drain() {
+    std::int64_t now = 0;  // the end of the item before, if it was watched: reading the clock costs as much as an item
     MutexLock lock(m_mutex);
     for (std::size_t left = m_work.size(); left > 0 && !m_work.empty(); --left) {
       const auto work = std::move(m_work.front());
@@ -166,10 +167,12 @@ class GlibMainQueue : public MainQueue {
       const bool isWatched = Activity::isOn();
       const std::int64_t posted = isWatched ? takePosted(number) : 0;
       lock.unlock();
-      if (isWatched) [[unlikely]]
-        runWatched(work, posted);
-      else
+      if (isWatched) [[unlikely]] {
+        now = runWatched(work, posted, now ? now : Clock::now());
+      } else {
+        now = 0;
         callOrFatal(work);
+      }
       lock.lock();
     }
     m_waiting = !m_work.empty();
@@ -183,10 +186,9 @@ class GlibMainQueue : public MainQueue {
     return when;
   }
 
-  // Items may run loops of their own with items in them.
-  void runWatched(const std::function<void()>& work, std::int64_t posted) {
+  // Returns the end. Items may run loops of their own with items in them.
+  std::int64_t runWatched(const std::function<void()>& work, std::int64_t posted, std::int64_t start) {
     const std::type_info& type = work.target_type();
-    const std::int64_t start = Clock::now();
     const std::int64_t outerSince = m_since;
     const std::type_info* const outerType = m_running;
     m_thread = Activity::thread();
@@ -195,7 +197,9 @@ class GlibMainQueue : public MainQueue {
     callOrFatal(work);
     m_running = outerType;
     m_since = outerSince;
-    Activity::note(Activity::Kind::MAIN_ITEM, start, Clock::now(), {}, &type, posted ? start - posted : 0);
+    const std::int64_t end = Clock::now();
+    Activity::note(Activity::Kind::MAIN_ITEM, start, end, {}, &type, posted ? start - posted : 0);
+    return end;
   }
 
   QueueSource* m_source;
