@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # A new user's way: install, then link an application with find_package and another one with pkg-config.
+# No grep -q behind a pipe: it ends before the program does, which then fails to write.
 set -euo pipefail
 build=$1 source=$2 cmake=$3 libdir=$4 compiler=$5
 work=$(mktemp -d)
@@ -28,7 +29,7 @@ grep -q 'org.example.Ticker Logging begins for: Ticker$' "$log"
 echo "-- the same, installed"
 "$cmake" --install "$work/app/build" >/dev/null
 rm "$log"
-"$work/installed/bin/ticker" | grep -q '^tick 3'
+"$work/installed/bin/ticker" | grep '^tick 3' >/dev/null
 grep -q 'Logging begins for: Ticker$' "$log"
 
 echo "-- folders of resources follow what is in them, and what the build makes in them"
@@ -82,7 +83,7 @@ awk '/^```xml/ {on = 1; next} /^```/ {if (on) exit} on' "$source/docs/bundles.md
 # shellcheck disable=SC2086
 "$compiler" -std=c++20 "$work/app/main.cpp" -o "$work/ticker" $flags
 rm "$log"
-"$work/ticker" | grep -q '^tick 3'
+"$work/ticker" | grep '^tick 3' >/dev/null
 grep -q 'Logging begins for: Ticker$' "$log"
 
 echo "-- programs that use nothing of the infrastructure library, linked with --as-needed, log all the same"
@@ -115,7 +116,7 @@ CPP
 # shellcheck disable=SC2086
 "$compiler" -std=c++20 -Wl,--as-needed "$work/kind.cpp" -o "$work/kind" $flags
 localedef -i de_DE -f UTF-8 "$work/de_DE.UTF-8"
-LOCPATH=$work LC_ALL=de_DE.UTF-8 "$work/kind" | grep -qx Verzeichnis
+LOCPATH=$work LC_ALL=de_DE.UTF-8 "$work/kind" | grep -x Verzeichnis >/dev/null
 
 echo "-- the examples of the guides to the algorithms"
 # block GUIDE LANGUAGE NUMBER: prints one of the guide's blocks of code.
@@ -129,7 +130,7 @@ for program in loop simulation layout; do
     $(pkg-config --libs corvane-testing) $flags
 done
 cp -r "$work/ticker.resources" "$work/loop.resources"
-"$work/loop" | grep -qx '60 °C at [78][0-9] %'
+"$work/loop" | grep -x '60 °C at [78][0-9] %' >/dev/null
 "$work/simulation" | diff <(block pid text 1) -
 "$work/layout" | diff <(block layout text 1) -
 
@@ -148,7 +149,7 @@ block helper cpp 2 >"$work/backup/backup.cpp"
 cmp "$work/backup/build/backup.resources/LaunchServices/org.example.Backup.helper" "$work/backup/build/org.example.Backup.helper"
 python3 -c 'import sys, xml.etree.ElementTree as tree
 [tree.parse(sys.argv[1] + ending) for ending in (".conf", ".policy")]' "$work/backup/build/org.example.Backup.helper.files/org.example.Backup.helper"
-ldd "$work/backup/installed/share/backup/LaunchServices/org.example.Backup.helper" | grep -q "libcorvane-system.* => $prefix"
+ldd "$work/backup/installed/share/backup/LaunchServices/org.example.Backup.helper" | grep "libcorvane-system.* => $prefix" >/dev/null
 sed -i 's/VERSION 1$/VERSION 1.5/' "$work/backup/CMakeLists.txt"
 if "$cmake" --build "$work/backup/build" >"$work/backup/log"; then exit 1; fi
 grep -q 'no version that is a whole number' "$work/backup/log"
@@ -166,7 +167,7 @@ if [ -e "$prefix/$libdir/pkgconfig/corvane-ui.pc" ]; then
   # shellcheck disable=SC2046
   "$compiler" -std=c++20 -fPIC "$work/app3/main.cpp" -o "$work/files" $(pkg-config --cflags --libs corvane-ui) $flags
   for program in "$work/app3/build/files" "$work/files"; do
-    QT_QPA_PLATFORM=offscreen "$program" --once | grep -qx '/nowhere has no icon'
+    QT_QPA_PLATFORM=offscreen "$program" --once | grep -x '/nowhere has no icon' >/dev/null
   done
   echo "-- programs without a user interface need no Qt"
   ! ldd "$work/ticker" | grep Qt

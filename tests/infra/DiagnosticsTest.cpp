@@ -136,6 +136,7 @@ struct SpansTest : DiagnosticsTest {
 
   std::vector<std::string> longNames(std::uint64_t since) { return namesOf(own->longSpans(since, 100)->spans); }
 
+  static constexpr std::int64_t USEC = 1000;
   static constexpr std::int64_t SECOND = 1000 * MSEC;
   const std::int64_t begin = 1'000'000 * SECOND;
   ManualClock clock{Timeval::nsec(begin)};
@@ -159,20 +160,20 @@ TEST_F(SpansTest, APartThatWasToldBeforeIsNotToldAgainWithTheWhole) {
 
 TEST_F(SpansTest, TheLongestOfAMinuteAreForgottenAfterIt) {
   static_cast<void>(own->queues());
-  note(Kind::REPEATER, 0, 70, "first");
-  note(Kind::REPEATER, 70, 90, "second");
-  note(Kind::MAIN_ITEM, 0, 100, "");
-  note(Kind::REPEATER, SECOND, SECOND + 30, "first");
-  note(Kind::REPEATER, SECOND + 30, SECOND + 60, "second");
-  note(Kind::MAIN_ITEM, SECOND, SECOND + 80, "", 50);
+  note(Kind::REPEATER, 0, 70 * USEC, "first");
+  note(Kind::REPEATER, 70 * USEC, 90 * USEC, "second");
+  note(Kind::MAIN_ITEM, 0, 100 * USEC, "");
+  note(Kind::REPEATER, SECOND, SECOND + 30 * USEC, "first");
+  note(Kind::REPEATER, SECOND + 30 * USEC, SECOND + 60 * USEC, "second");
+  note(Kind::MAIN_ITEM, SECOND, SECOND + 80 * USEC, "", 50 * USEC);
   const auto item = [this] { return own->queues()->longestItem; };
   EXPECT_EQ(item().name, "first");
-  EXPECT_EQ(item().duration, 100);
+  EXPECT_EQ(item().duration, 100 * USEC);
   clock.set(Timeval::nsec(begin + 60 * SECOND));
   EXPECT_EQ(item().name, "int") << "no repeater took most of it";
   EXPECT_EQ(item().began, begin + SECOND);
-  EXPECT_EQ(item().duration, 80);
-  EXPECT_EQ(own->queues()->longestWait.duration, 50);
+  EXPECT_EQ(item().duration, 80 * USEC);
+  EXPECT_EQ(own->queues()->longestWait.duration, 50 * USEC);
   clock.set(Timeval::nsec(begin + 61 * SECOND));
   EXPECT_EQ(item().duration, 0);
 }
