@@ -18,7 +18,7 @@
 #include "apps/inspector/window/TimelinePage.h"
 #include "corvane/core/MasterTimer.h"
 #include "corvane/testing/FakePlatform.h"
-#include "tests/inspector/SlowProgram.h"
+#include "tests/support/SlowProgram.h"
 #include "tests/support/TempHome.h"
 
 namespace corvane::inspector {

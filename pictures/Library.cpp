@@ -26,8 +26,8 @@
 #include "corvane/ui/RowModel.h"
 #include "corvane/ui/TableView.h"
 #include "corvane/ui/URLButton.h"
+#include "pictures/Pictures.h"
 #include "tests/support/InfoPlist.h"
-#include "tests/ui/pictures/Pictures.h"
 
 namespace corvane {
 namespace {

@@ -9,8 +9,8 @@
 #include "corvane/ui/RichText.h"
 #include "corvane/ui/RichTextView.h"
 #include "corvane/ui/RuntimeNotice.h"
+#include "pictures/Pictures.h"
 #include "tests/support/InfoPlist.h"
-#include "tests/ui/pictures/Pictures.h"
 
 namespace corvane {
 namespace {

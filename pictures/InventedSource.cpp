@@ -1,4 +1,4 @@
-#include "tests/inspector/pictures/InventedSource.h"
+#include "pictures/InventedSource.h"
 
 #include <cmath>
 #include <map>

@@ -1,4 +1,4 @@
-#include "tests/ui/pictures/Pictures.h"
+#include "pictures/Pictures.h"
 
 #include <sys/wait.h>
 #include <unistd.h>

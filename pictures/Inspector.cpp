@@ -11,9 +11,9 @@
 #include "apps/inspector/window/TimelinePage.h"
 #include "corvane/core/MasterTimer.h"
 #include "corvane/infra/settings/DefaultSettings.h"
-#include "tests/inspector/SlowProgram.h"
-#include "tests/inspector/pictures/InventedSource.h"
-#include "tests/ui/pictures/Pictures.h"
+#include "pictures/InventedSource.h"
+#include "pictures/Pictures.h"
+#include "tests/support/SlowProgram.h"
 
 namespace corvane::inspector {
 
