@@ -2,6 +2,7 @@
 
 /* The library's version. C and C++. */
 
+/// Its three parts.
 #define CORVANE_VERSION_MAJOR 0
 #define CORVANE_VERSION_MINOR 1
 #define CORVANE_VERSION_PATCH 0

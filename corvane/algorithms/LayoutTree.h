@@ -19,18 +19,19 @@ namespace corvane {
 
 /// A place in the layout: x to the right in the unit of the separations, y down, one unit per level.
 struct LayoutPoint {
-  double x = 0;
-  double y = 0;
+  double x = 0;  ///< to the right
+  double y = 0;  ///< down: the level, 0 for the root
   bool operator==(const LayoutPoint&) const = default;
 };
 
 /// The area of a laid-out tree, between the outermost node locations in each direction. The sizes of the nodes
 /// themselves are not included.
 struct LayoutBox {
-  double left = 0;
-  double top = 0;
-  double right = 0;
-  double bottom = 0;
+  double left = 0;    ///< least x
+  double top = 0;     ///< least y
+  double right = 0;   ///< greatest x
+  double bottom = 0;  ///< greatest y
+  /// The extent, 0 for a single node.
   double width() const { return right - left; }
   double height() const { return bottom - top; }
 };
@@ -65,8 +66,8 @@ struct LayoutBox {
 template <class T>
 class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
  public:
-  using Pointer = std::shared_ptr<LayoutTree>;
-  using Nodes = std::vector<Pointer>;
+  using Pointer = std::shared_ptr<LayoutTree>;  ///< how nodes are held
+  using Nodes = std::vector<Pointer>;           ///< the children of a node, from left to right
 
   /// A root without children, at (0, 0).
   explicit LayoutTree(std::optional<T> data) : m_data(std::move(data)) {}
@@ -87,8 +88,10 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
   virtual bool isRoot() const { return m_parentnode.expired(); }
   /// The number of all children.
   virtual std::int64_t childCount() const { return static_cast<std::int64_t>(m_childnodes.size()); }
+  /// All children, hidden or not.
   virtual const Nodes& allChildNodes() const { return m_childnodes; }
 
+  /// Whether the children are left out of the layout, as if there were none.
   virtual bool childrenHidden() const { return m_hide_children; }
   virtual void setChildrenHidden(bool hidden) { m_hide_children = hidden; }
 
@@ -122,8 +125,7 @@ class LayoutTree : public std::enable_shared_from_this<LayoutTree<T>> {
     return !parent || parent->shownChildren().back().get() == this;
   }
 
-  // The neighbours among the parent's visible children. Null for a root, and where there is none. Constant time.
-
+  /// The neighbours among the parent's visible children. Null for a root, and where there is none. Constant time.
   virtual Pointer previousSibling() const {
     if (isRoot() || isLeftMost()) return nullptr;
     const Pointer parent = m_parentnode.lock();

@@ -26,6 +26,7 @@ namespace corvane {
 /// inherits; work queued before the fork runs in the parent only.
 class CORVANE_API DispatchQueueSerial {
  public:
+  /// A queue whose threads are named by the label and have the niceness of the quality of service.
   DispatchQueueSerial(std::string label, QoS qos);
 
   /// Does not wait; work already queued still runs.
@@ -34,6 +35,7 @@ class CORVANE_API DispatchQueueSerial {
   DispatchQueueSerial(const DispatchQueueSerial&) = delete;
   DispatchQueueSerial& operator=(const DispatchQueueSerial&) = delete;
 
+  /// The name that it was made with.
   const std::string& label() const { return m_label; }
 
   /// The underlying queue of the platform. Submitting to it takes no lock of this object. Fatal if there is none.

@@ -17,15 +17,18 @@ namespace corvane {
 /// Owns a file descriptor, or nothing (negative).
 class CORVANE_API FileDescriptor {
  public:
+  /// Takes over the descriptor.
   explicit FileDescriptor(int fd = -1) : m_fd(fd) {}
   FileDescriptor(FileDescriptor&& other) noexcept : m_fd(other.release()) {}
+  /// Gives up what it holds for what the other holds.
   FileDescriptor& operator=(FileDescriptor&& other) noexcept {
     std::swap(m_fd, other.m_fd);
     return *this;
   }
   ~FileDescriptor();
 
-  int get() const { return m_fd; }
+  int get() const { return m_fd; }  ///< the descriptor, or a negative number
+  /// Gives the descriptor to the caller, who must close it.
   int release() { return std::exchange(m_fd, -1); }
 
  private:
@@ -92,7 +95,7 @@ class CORVANE_API PendingFile {
   PendingFile& operator=(PendingFile&&) = delete;
   ~PendingFile();
 
-  int descriptor() const { return m_file.get(); }
+  int descriptor() const { return m_file.get(); }  ///< the file to write to
 
   /// Takes over the name from any file that has it. A symbolic link is replaced, not followed.
   Result<void> replace();

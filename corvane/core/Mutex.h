@@ -27,6 +27,7 @@ class CORVANE_CAPABILITY("mutex") ptlock {
   ptlock(const ptlock&) = delete;
   ptlock& operator=(const ptlock&) = delete;
 
+  /// As pthread_mutex_lock() and the like: 0, or the number of the error.
   int acquire() CORVANE_ACQUIRE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { return pthread_mutex_lock(&m_mutex); }
   int release() CORVANE_RELEASE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { return pthread_mutex_unlock(&m_mutex); }
   int broadcast() {
@@ -69,6 +70,7 @@ class CORVANE_CAPABILITY("mutex") Mutex {
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
+  /// Waits for the lock and takes it; gives it back. Only the thread that holds it may release it.
   void acquire() CORVANE_ACQUIRE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { m_lock.acquire(); }
   void release() CORVANE_RELEASE() CORVANE_NO_THREAD_SAFETY_ANALYSIS { m_lock.release(); }
 
@@ -105,6 +107,7 @@ class CORVANE_CAPABILITY("mutex") Mutex {
 /// Holds a Mutex for a scope; may be released and acquired again in between.
 class CORVANE_SCOPED_CAPABILITY MutexLock {
  public:
+  /// Waits for the lock.
   explicit MutexLock(Mutex& mutex) CORVANE_ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.acquire(); }
   ~MutexLock() CORVANE_RELEASE() {
     if (m_held) m_mutex.release();
@@ -112,6 +115,7 @@ class CORVANE_SCOPED_CAPABILITY MutexLock {
   MutexLock(const MutexLock&) = delete;
   MutexLock& operator=(const MutexLock&) = delete;
 
+  /// Releases the lock before the end of the scope; takes it again.
   void unlock() CORVANE_RELEASE() {
     m_mutex.release();
     m_held = false;

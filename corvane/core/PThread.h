@@ -32,10 +32,10 @@ class CORVANE_API PThread {
     /// Whether the thread has announced itself.
     enum class state : std::uint8_t { stopped = 0, running = 1 };
 
-    Mutex mutex;
-    state state CORVANE_GUARDED_BY(mutex) = state::stopped;
-    std::any context CORVANE_GUARDED_BY(mutex);
-    Action action CORVANE_GUARDED_BY(mutex);
+    Mutex mutex;                                             ///< guards the rest
+    state state CORVANE_GUARDED_BY(mutex) = state::stopped;  ///< whether it has begun
+    std::any context CORVANE_GUARDED_BY(mutex);              ///< what the action is called with
+    Action action CORVANE_GUARDED_BY(mutex);                 ///< what the thread runs
   };
 
   PThread();

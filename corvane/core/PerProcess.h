@@ -24,6 +24,7 @@ class PerProcess {
   PerProcess(const PerProcess&) = delete;
   PerProcess& operator=(const PerProcess&) = delete;
 
+  /// The value of this process, made on first use.
   T& operator()() {
     Made* const current = m_current.load(std::memory_order_acquire);
     return current && current->process == forkCount() ? current->object : make(current);

@@ -79,7 +79,7 @@ class CORVANE_API Repeater : public std::enable_shared_from_this<Repeater> {
   /// The time constant of the averages in the statistics, in seconds; 10 for a new repeater.
   double timeConstant() const;
 
-  const std::string& ident() const;
+  const std::string& ident() const;  ///< its name
 
   /// For MasterTimer: the entry of this repeater in its schedule, which lives as long as the repeater.
   std::shared_ptr<ScheduleEntry> entry();

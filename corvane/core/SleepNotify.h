@@ -15,7 +15,7 @@ namespace corvane {
 /// log, "SleepNotify: " and the reason, and no such events arrive.
 class CORVANE_API SleepNotify {
  public:
-  using Listener = std::function<void(const Notification&)>;
+  using Listener = std::function<void(const Notification&)>;  ///< is given the event that has occurred
 
   /// Starts listening.
   explicit SleepNotify(Listener listener);

@@ -30,7 +30,7 @@ namespace corvane {
 /// call stop(), which waits for it. The action and the start-run must not throw.
 class CORVANE_API TimerQueue : public std::enable_shared_from_this<TimerQueue> {
  public:
-  using Action = std::function<void()>;
+  using Action = std::function<void()>;  ///< the work of each tick
 
   /// `label` names the queue. `interval` is the period in seconds; fatal if it is not finite or does not fit 64 bits of
   /// microseconds. `startRun`, which may be empty, is called once on the queue before the first period begins.

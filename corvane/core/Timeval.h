@@ -30,6 +30,7 @@ class Timeval {
   /// Now.
   Timeval() : m_nsecs(Clock::now()) {}
 
+  /// The same value; overflow is fatal.
   explicit constexpr Timeval(const timespec& ts)
       : m_nsecs(checkedAdd(checkedMul(ts.tv_sec, NSEC_PER_SEC), ts.tv_nsec)) {}
   explicit constexpr Timeval(const timeval& tv)
@@ -47,6 +48,7 @@ class Timeval {
   /// Parses YYYY-MM-DDTHH:MM:SS.mmmZ (see iso8601_to_timeval); any other text gives the epoch, 0.
   CORVANE_API static Timeval iso8601_utc(const std::string& text);
 
+  /// The whole value in this unit, fractions dropped.
   constexpr std::int64_t nsec() const { return m_nsecs; }
   constexpr std::int64_t usec() const { return m_nsecs / NSEC_PER_USEC; }
   constexpr std::int64_t msec() const { return m_nsecs / 1'000'000; }
@@ -73,6 +75,7 @@ class Timeval {
     setTs(view);
   }
   template <class Change>
+  /// The same for the value as a timeval.
   constexpr void changeTv(Change&& change) {
     timeval view = tv();
     change(view);
@@ -107,6 +110,7 @@ class Timeval {
     return a + usec(checkedInt64(usecs));
   }
   template <std::integral Integer>
+  /// Adds microseconds to this value.
   constexpr Timeval& operator+=(Integer usecs) {
     return *this = *this + usecs;
   }

@@ -93,7 +93,7 @@ void Broadcast(const std::string& key, std::same_as<bool> auto) = delete;
 
 /// The statistics of one registration.
 struct broadcaster_stats {
-  std::string key;
+  std::string key;           ///< the name that it listens for
   std::string listener;      ///< the class of the listener or function, as the compiler names it: "app::Meter"
   std::int64_t count = 0;    ///< deliveries made
   std::int64_t elapsed = 0;  ///< time spent in them: the sum of whole microseconds, each truncated

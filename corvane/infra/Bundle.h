@@ -30,6 +30,7 @@ class CORVANE_API Bundle {
   /// The bundle at a path (a wrapper folder, an executable, or, on Linux, a desktop entry); null if nothing is there.
   static std::shared_ptr<const Bundle> at(const std::string& path);
 
+  /// A bundle of these files, which need not exist.
   explicit Bundle(BundleFiles files);
 
   /// The information dictionary; null if the bundle has no readable one.

@@ -9,8 +9,9 @@
 #include "corvane/platform/HttpSession.h"
 #include "corvane/platform/Value.h"
 
-/// @file Blocking HTTP requests with a time limit. They may be called from any thread, any number at once, but not from
-/// the main thread of a program with windows, whose windows would freeze. corvane/platform/HttpSession.h describes the
+/// @file
+/// Blocking HTTP requests with a time limit. They may be called from any thread, any number at once, but not from the
+/// main thread of a program with windows, whose windows would freeze. corvane/platform/HttpSession.h describes the
 /// transport.
 ///
 /// `msecs` limits the wait for the whole answer, including the resolution of the server's name. After that the request

@@ -9,6 +9,7 @@ namespace corvane {
 class Image {
  public:
   Image() = default;
+  /// The image in this file; the file is not read.
   explicit Image(std::string sourceFile) : m_sourceFile(std::move(sourceFile)) {}
 
   /// Path of the picture file; empty for an invalid image.

@@ -12,7 +12,7 @@ namespace corvane {
 
 /// A question with two answers, or something to be taken note of.
 struct AlertQuestion {
-  std::string title;
+  std::string title;    ///< in one line
   std::string text;     ///< plain, in UTF-8
   std::string accept;   ///< the label of the button that Return presses
   std::string decline;  ///< the label of the other one; empty: there is none

@@ -14,9 +14,9 @@ enum class ColorScheme : std::uint8_t { UNKNOWN, LIGHT, DARK };
 
 /// What a desktop says about the look of applications.
 struct DesktopAppearance {
-  ColorScheme scheme = ColorScheme::UNKNOWN;
-  bool highContrast = false;
-  bool reducedMotion = false;  ///< nothing should move that need not
+  ColorScheme scheme = ColorScheme::UNKNOWN;  ///< light or dark
+  bool highContrast = false;                  ///< the user wants more contrast
+  bool reducedMotion = false;                 ///< nothing should move that need not
 
   bool operator==(const DesktopAppearance&) const = default;
 };

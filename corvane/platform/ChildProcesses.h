@@ -41,6 +41,7 @@ class ChildProcess {
  public:
   virtual ~ChildProcess() = default;
 
+  /// The process's id.
   virtual pid_t number() const = 0;
 
   /// Becomes readable when the child has exited. Negative if the system had no descriptor left; wait() works even then.

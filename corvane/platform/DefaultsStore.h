@@ -16,21 +16,21 @@ namespace corvane {
 
 /// One entry of a domain to be stored, or to be removed if it has no value.
 struct DefaultsChange {
-  std::string key;
-  std::optional<std::string> value;
+  std::string key;                   ///< the key
+  std::optional<std::string> value;  ///< as the store keeps it
 };
 
 /// All entries of a domain as they were at one moment.
 struct DefaultsContents {
-  std::uint64_t generation = 0;
+  std::uint64_t generation = 0;                              ///< the number of the write that it shows
   std::vector<std::pair<std::string, std::string>> entries;  ///< key and value
 };
 
 /// A domain's generation before and after a successful write. If `before` is the one that the caller knows, no one else
 /// has written in between.
 struct DefaultsWritten {
-  std::uint64_t before = 0;
-  std::uint64_t after = 0;
+  std::uint64_t before = 0;  ///< the generation that was found
+  std::uint64_t after = 0;   ///< the one that was written
 };
 
 /// Named values on disk, shared by all processes of the user. Keys are UTF-8, values are any bytes. Any thread,

@@ -21,12 +21,12 @@ namespace corvane {
 
 /// Which program it is, and what it allows.
 struct ProgramIdentity {
-  std::string identifier;  ///< of its bundle; empty if it has none
-  std::string name;        ///< of its bundle, otherwise of its executable
-  std::string version;     ///< for people; may be empty
-  std::string library;     ///< Corvane's own version
-  std::string executable;  ///< path
-  std::int32_t pid = 0;
+  std::string identifier;           ///< of its bundle; empty if it has none
+  std::string name;                 ///< of its bundle, otherwise of its executable
+  std::string version;              ///< for people; may be empty
+  std::string library;              ///< Corvane's own version
+  std::string executable;           ///< path
+  std::int32_t pid = 0;             ///< its process
   std::int64_t started = 0;         ///< moment
   bool allowsControl = false;       ///< resetStats(), setTimeConstant() and setPaused() work
   bool showsSettingValues = false;  ///< otherwise settings() tells only the keys
@@ -36,24 +36,24 @@ struct ProgramIdentity {
 
 /// Weighted averages of a series of samples, in microseconds (corvane/core/WeightedStats.h).
 struct AverageState {
-  double last = 0;
-  double smoothed = 0;
-  double smoothedSquare = 0;
-  double deviation = 0;
+  double last = 0;            ///< the latest sample
+  double smoothed = 0;        ///< the average
+  double smoothedSquare = 0;  ///< the average of the squares
+  double deviation = 0;       ///< the standard deviation
 
   bool operator==(const AverageState&) const = default;
 };
 
 /// A repeater that is registered with the shared master timer, or that was paused from outside.
 struct RepeaterState {
-  std::uint64_t id = 0;  ///< never used again for another repeater of the process; greater than those of older ones
-  std::string name;
+  std::uint64_t id = 0;     ///< never used again for another repeater of the process; greater than those of older ones
+  std::string name;         ///< as the repeater was made with
   double interval = 0;      ///< seconds
   double timeConstant = 0;  ///< seconds
-  std::int64_t count = 0;
+  std::int64_t count = 0;   ///< completed runs
   double totalElapsed = 0;  ///< microseconds
-  AverageState elapsed;
-  AverageState period;            ///< between the starts of consecutive runs
+  AverageState elapsed;     ///< duration of a run
+  AverageState period;      ///< between the starts of consecutive runs
   std::int64_t runningSince = 0;  ///< moment; 0 if it is not running now
   bool isPaused = false;          ///< by setPaused()
 
@@ -63,7 +63,7 @@ struct RepeaterState {
 /// A queue and what it is doing now. What runs, since when and on which thread is known only of items that began while
 /// the program's activity was watched.
 struct QueueState {
-  std::string label;
+  std::string label;              ///< its name
   std::size_t depth = 0;          ///< items that wait
   std::string item;               ///< the type of the running item, as the compiler names it; empty if none is known
   std::int64_t runningSince = 0;  ///< moment
@@ -83,7 +83,7 @@ struct LongestState {
 
 /// A timer queue that is started.
 struct TimerState {
-  std::string label;
+  std::string label;              ///< its name
   std::int64_t usecs = 0;         ///< its period
   std::int64_t runningSince = 0;  ///< moment; known as for queues
   std::uint32_t thread = 0;       ///< likewise
@@ -91,19 +91,20 @@ struct TimerState {
   bool operator==(const TimerState&) const = default;
 };
 
+/// The queues and timer queues of a program.
 struct QueueStates {
-  QueueState main;
-  LongestState longestWait;  ///< of the last minute, as far as it was watched
-  LongestState longestItem;
-  std::vector<QueueState> serial;
-  std::vector<TimerState> timers;
+  QueueState main;                 ///< the main queue
+  LongestState longestWait;        ///< of the last minute, as far as it was watched
+  LongestState longestItem;        ///< likewise
+  std::vector<QueueState> serial;  ///< in the order in which they were made
+  std::vector<TimerState> timers;  ///< those that are started
 
   bool operator==(const QueueStates&) const = default;
 };
 
 /// A registration with the broadcaster.
 struct ListenerState {
-  std::string key;
+  std::string key;           ///< the name that it listens for
   std::string listener;      ///< the class, as the compiler names it
   std::int64_t count = 0;    ///< deliveries
   std::int64_t elapsed = 0;  ///< microseconds
@@ -113,8 +114,8 @@ struct ListenerState {
 
 /// A place in a log through its rotations; initially the beginning of nothing: see LogState.
 struct LogPlace {
-  std::uint64_t file = 0;
-  std::uint64_t offset = 0;
+  std::uint64_t file = 0;    ///< tells a log's files apart
+  std::uint64_t offset = 0;  ///< bytes from the beginning of that file
 
   bool operator==(const LogPlace&) const = default;
 };
@@ -123,16 +124,17 @@ struct LogPlace {
 struct LogState {
   std::string path;                   ///< empty if the program has no log
   std::optional<std::uint64_t> size;  ///< bytes; std::nullopt if there is no such file now
-  std::int64_t archives = 0;
-  std::int64_t lines = 0;  ///< written by this process
-  std::string text;        ///< what came after the place that was asked for, or its end, from the first whole line
-  LogPlace place;          ///< after the text
+  std::int64_t archives = 0;          ///< how many rotated files there are
+  std::int64_t lines = 0;             ///< written by this process
+  std::string text;  ///< what came after the place that was asked for, or its end, from the first whole line
+  LogPlace place;    ///< after the text
 
   bool operator==(const LogState&) const = default;
 };
 
+/// One of the program's settings.
 struct SettingState {
-  std::string key;
+  std::string key;             ///< the key
   std::optional<Value> value;  ///< if the program shows values
 
   bool operator==(const SettingState&) const = default;
@@ -143,16 +145,17 @@ struct ActivitySpan {
   /// A repeater's run; an item of the main queue; one turn of the main loop, including what others do in it, such as a
   /// toolkit; an item of a serial queue; an action of a timer queue.
   enum class Kind : std::uint8_t { REPEATER, MAIN_ITEM, MAIN_LOOP, QUEUE_ITEM, TIMER };
-  static constexpr std::size_t KINDS = 5;
+  static constexpr std::size_t KINDS = 5;  ///< how many there are
 
-  Kind kind = Kind::MAIN_LOOP;
-  std::uint32_t thread = 0;  ///< numbers the threads of the process that did something, from 1
-  std::int64_t start = 0;    ///< moment
-  std::int64_t end = 0;      ///< moment; 0 if it has not ended
-  std::int64_t waited = 0;   ///< nanoseconds in the queue before it began, if that is known
-  std::string name;          ///< the repeater, queue or timer, or the type of the main queue's item; empty for the loop
-  std::string item;          ///< of an item of a serial queue: its type
+  Kind kind = Kind::MAIN_LOOP;  ///< what it is of
+  std::uint32_t thread = 0;     ///< numbers the threads of the process that did something, from 1
+  std::int64_t start = 0;       ///< moment
+  std::int64_t end = 0;         ///< moment; 0 if it has not ended
+  std::int64_t waited = 0;      ///< nanoseconds in the queue before it began, if that is known
+  std::string name;  ///< the repeater, queue or timer, or the type of the main queue's item; empty for the loop
+  std::string item;  ///< of an item of a serial queue: its type
 
+  /// Whether it is of what runs on the main queue's thread.
   bool isOnMainThread() const { return kind != Kind::QUEUE_ITEM && kind != Kind::TIMER; }
 
   bool operator==(const ActivitySpan&) const = default;
@@ -160,17 +163,17 @@ struct ActivitySpan {
 
 /// Spans of a program in the order of their ends, and then those that have not ended.
 struct Recording {
-  std::vector<ActivitySpan> spans;
-  std::uint64_t lost = 0;  ///< about how many spans of that time were overwritten by later ones
+  std::vector<ActivitySpan> spans;  ///< by their ends
+  std::uint64_t lost = 0;           ///< about how many spans of that time were overwritten by later ones
 
   bool operator==(const Recording&) const = default;
 };
 
 /// Spans that took long, since an earlier call.
 struct LongSpans {
-  std::vector<ActivitySpan> spans;
-  std::uint64_t next = 0;  ///< pass it to the next call
-  std::uint64_t lost = 0;  ///< spans that were overwritten before they could be looked at
+  std::vector<ActivitySpan> spans;  ///< by their ends
+  std::uint64_t next = 0;           ///< pass it to the next call
+  std::uint64_t lost = 0;           ///< spans that were overwritten before they could be looked at
 
   bool operator==(const LongSpans&) const = default;
 };
@@ -185,9 +188,9 @@ class Inspectable {
  public:
   virtual ~Inspectable() = default;
 
-  virtual Result<ProgramIdentity> identity() = 0;
-  virtual Result<std::vector<RepeaterState>> repeaters() = 0;
-  virtual Result<QueueStates> queues() = 0;
+  virtual Result<ProgramIdentity> identity() = 0;              ///< who it is
+  virtual Result<std::vector<RepeaterState>> repeaters() = 0;  ///< those of RepeaterState
+  virtual Result<QueueStates> queues() = 0;                    ///< as they are now
   virtual Result<std::vector<ListenerState>> listeners() = 0;  ///< in the order of broadcasterStats()
 
   /// The log, with at most the last `limit` bytes of what was written since `after`; those of the file's end if `after`

@@ -21,11 +21,12 @@ struct Monitor {
 /// A stretch of an edge of the whole desktop that a panel keeps free of other windows. In pixels from the desktop's
 /// upper left corner.
 struct ReservedEdge {
+  /// Which edge.
   enum class Side : std::uint8_t { LEFT, RIGHT, TOP, BOTTOM };
-  Side side = Side::TOP;
-  int limit = 0;  ///< where the free part begins (LEFT, TOP) or ends (RIGHT, BOTTOM): an x or a y
-  int begin = 0;  ///< the stretch along the edge: a y (LEFT, RIGHT) or an x
-  int end = 0;    ///< the first one behind it
+  Side side = Side::TOP;  ///< of the desktop
+  int limit = 0;          ///< where the free part begins (LEFT, TOP) or ends (RIGHT, BOTTOM): an x or a y
+  int begin = 0;          ///< the stretch along the edge: a y (LEFT, RIGHT) or an x
+  int end = 0;            ///< the first one behind it
 };
 
 /// What the server that shows the windows knows about monitors and panels, and toolkits do not tell. Main thread.
@@ -36,6 +37,7 @@ class DisplayServer {
  public:
   virtual ~DisplayServer() = default;
 
+  /// All monitors that show something, and all reserved edges; an Error if there is no X server.
   virtual Result<std::vector<Monitor>> monitors() = 0;
   virtual Result<std::vector<ReservedEdge>> reservedEdges() = 0;
 

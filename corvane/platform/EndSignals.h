@@ -15,6 +15,7 @@ namespace corvane {
 /// time. Of several objects the newest one gets the signals. A forked child is ended as usual. Main queue.
 class CORVANE_API EndSignals {
  public:
+  /// From now on the function is called with the number of the signal.
   explicit EndSignals(std::function<void(int number)> work);
   /// The signals end the process again. The function may do this.
   ~EndSignals();

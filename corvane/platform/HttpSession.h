@@ -37,20 +37,21 @@ enum class HttpCachePolicy : std::uint8_t {
 
 /// What to ask of a server.
 struct HttpRequest {
+  /// The kinds of request.
   enum class Method : std::uint8_t { GET, POST };
 
-  std::string url;
-  Method method = Method::GET;
-  HttpHeaders headers;             ///< in addition to those that the exchange needs
-  std::vector<std::uint8_t> body;  ///< of a POST
-  HttpCachePolicy cachePolicy = HttpCachePolicy::USE_PROTOCOL;
+  std::string url;                                              ///< http or https
+  Method method = Method::GET;                                  ///< what to do there
+  HttpHeaders headers;                                          ///< in addition to those that the exchange needs
+  std::vector<std::uint8_t> body;                               ///< of a POST
+  HttpCachePolicy cachePolicy = HttpCachePolicy::USE_PROTOCOL;  ///< whether a stored answer will do
   double timeout = 0;  ///< seconds without any transfer before the task fails; no limit if not positive
 };
 
 /// A complete answer; the body is uncompressed.
 struct HttpReply {
-  HTTPResponse response;
-  std::vector<std::uint8_t> body;
+  HTTPResponse response;           ///< status and headers
+  std::vector<std::uint8_t> body;  ///< all of it
 };
 
 /// A request in progress. Dropping the task does not end the request.

@@ -11,7 +11,7 @@ namespace corvane {
 
 /// A text to translate.
 struct LocalizedText {
-  std::string english;
+  std::string english;                      ///< the text, which is its own key
   std::optional<std::string> context = {};  ///< tells it from the same text with another meaning
   std::optional<unsigned long> count = {};  ///< if the text has one, the translation has the form for this number
   std::string catalogue = "corvane";        ///< the library's own texts, or a name given to addCatalogue()

@@ -34,12 +34,13 @@ class CORVANE_API SharedDescriptor {
 
 /// Why there is no answer to a request.
 struct MessageError {
+  /// What a program may want to tell apart.
   enum class Kind : std::uint8_t {
     INTERRUPTED,  ///< the other side ended before it answered
     INVALID,      ///< the connection has ended, or there is nothing to connect to
     OTHER,        ///< refused: by the receiver, by the system's policy, or by a limit
   };
-  Kind kind = Kind::OTHER;
+  Kind kind = Kind::OTHER;  ///< which of them
   std::string name;         ///< the system's own name of the error; may be empty
   std::string description;  ///< in words
 
@@ -57,9 +58,9 @@ struct MessageError {
 ///     const std::string* device = request.find("unmount") ? request.find("unmount")->asString() : nullptr;
 class CORVANE_API Message {
  public:
-  using Array = std::vector<Message>;
-  using Dictionary = std::map<std::string, Message, std::less<>>;
-  using Null = std::monostate;
+  using Array = std::vector<Message>;                              ///< what a list holds
+  using Dictionary = std::map<std::string, Message, std::less<>>;  ///< what a dictionary holds
+  using Null = std::monostate;                                     ///< nothing
 
   /// An empty dictionary.
   Message();
@@ -69,6 +70,7 @@ class CORVANE_API Message {
   Message& operator=(Message&& other) noexcept;
   ~Message();
 
+  /// A message of this content.
   Message(Null null) : m_content(null) {}
   Message(Dictionary dictionary) : m_content(std::move(dictionary)) {}
   Message(Array array) : m_content(std::move(array)) {}
@@ -76,6 +78,7 @@ class CORVANE_API Message {
   Message(std::string text) : m_content(std::move(text)) {}
   Message(std::string_view text) : m_content(std::string(text)) {}
   Message(const char* text) : m_content(std::string(text)) {}
+  /// Other content.
   Message(Data data) : m_content(std::move(data)) {}
   Message(Date date) : m_content(date) {}
   Message(SharedDescriptor descriptor) : m_content(std::move(descriptor)) {}
@@ -87,6 +90,7 @@ class CORVANE_API Message {
     requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t)))
   Message(T integer) : m_content(static_cast<std::int64_t>(integer)) {}
 
+  /// Whether it holds nothing.
   bool isNull() const { return std::holds_alternative<Null>(m_content); }
 
   /// The content, or nullptr if it is of another kind. Valid until the Message is changed or destroyed.
@@ -121,7 +125,7 @@ class CORVANE_API Message {
 struct MessageLimits {
   static constexpr std::size_t BYTES = std::size_t{31} << 20;  ///< of the whole message, encoded
   static constexpr std::size_t VALUES = 100'000;               ///< in all dictionaries and arrays together
-  static constexpr std::size_t DESCRIPTORS = 16;
+  static constexpr std::size_t DESCRIPTORS = 16;               ///< files that are handed over
   static constexpr std::size_t DEPTH = 20;  ///< levels of dictionaries and arrays, the outermost included
 };
 

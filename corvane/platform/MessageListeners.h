@@ -15,7 +15,7 @@ namespace corvane {
 
 /// Who sent a request, as the system vouches for it: nothing of it is the caller's own word.
 struct MessageCaller {
-  static constexpr std::uint32_t NOBODY = ~std::uint32_t{0};
+  static constexpr std::uint32_t NOBODY = ~std::uint32_t{0};  ///< of an id that is not known
 
   std::string name;            ///< the connection; never used again for another one while the system runs
   std::uint32_t uid = NOBODY;  ///< of its user
@@ -30,9 +30,9 @@ struct MessageCaller {
 
 /// One request to a helper.
 struct MessageRequest {
-  Message message;  ///< a dictionary
-  MessageCaller caller;
-  bool mayAsk = false;  ///< the caller wants a person to be asked for the right that it lacks
+  Message message;       ///< a dictionary
+  MessageCaller caller;  ///< who sent it
+  bool mayAsk = false;   ///< the caller wants a person to be asked for the right that it lacks
   /// Answers with a dictionary or a MessageError. Call it once, from any thread; if all copies are dropped instead, the
   /// caller gets an error.
   std::function<void(const Message& reply)> reply;
@@ -58,7 +58,7 @@ class MessageListeners {
 
   /// Called on one thread of the listener, one at a time.
   struct Events {
-    std::function<void(MessageRequest)> request;
+    std::function<void(MessageRequest)> request;              ///< a request has come; it has its reply
     std::function<void(const std::string& name)> callerLeft;  ///< a caller that had sent a request left
     std::function<void(const Error&)> lost;                   ///< the name or the bus is lost: no more requests
   };

@@ -72,6 +72,7 @@ struct Platform {
   /// platform().serial stays the same.
   const std::uint64_t serial = nextSerial();
 
+  /// Each of these is described with its class.
   ServiceSlot<MainQueue> mainQueue;
   ServiceSlot<SerialQueues> serialQueues;
   ServiceSlot<PowerEvents> powerEvents;
@@ -112,6 +113,7 @@ CORVANE_API Platform& platform();
 /// library is using the platform that it replaces. Scopes nest.
 class CORVANE_API ScopedPlatform {
  public:
+  /// The replacement must outlive this object.
   explicit ScopedPlatform(Platform& replacement);
   ~ScopedPlatform();
   ScopedPlatform(const ScopedPlatform&) = delete;

@@ -14,7 +14,7 @@ namespace corvane {
 
 /// An event of the system, known by its name.
 struct Notification {
-  std::string name;
+  std::string name;  ///< one of those below
 };
 
 /// The system is about to sleep; it waits for the listeners, within its own limit.
@@ -29,8 +29,8 @@ inline constexpr std::string_view SCREENS_DID_WAKE = "NSWorkspaceScreensDidWakeN
 /// Source of the four notifications above.
 class PowerEvents {
  public:
-  using Listener = std::function<void(const Notification&)>;
-  using Token = std::uint64_t;
+  using Listener = std::function<void(const Notification&)>;  ///< is given the event that has occurred
+  using Token = std::uint64_t;                                ///< stands for a subscription
 
   virtual ~PowerEvents() = default;
 

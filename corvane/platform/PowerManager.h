@@ -15,7 +15,7 @@ namespace corvane {
 
 /// An assertion that a process of this machine holds.
 struct AssertionRecord {
-  std::int32_t pid = 0;
+  std::int32_t pid = 0;                ///< the process that holds it
   std::optional<std::string> process;  ///< the name of the process, as far as the system reports it
   std::optional<std::string> name;     ///< the reason that it gave
   std::string type;                    ///< empty if the system reports none

@@ -7,9 +7,9 @@ namespace corvane {
 
 /// Why a call failed. `description` is a sentence for people and for the log.
 struct Error {
-  std::string domain;  ///< the source of the error: "posix", "dbus", "propertylist", …
-  int code = 0;        ///< the domain's own number, 0 if it has none
-  std::string description;
+  std::string domain;       ///< the source of the error: "posix", "dbus", "propertylist", …
+  int code = 0;             ///< the domain's own number, 0 if it has none
+  std::string description;  ///< for people
 };
 
 /// What a call that can fail returns: the value, or the Error.

@@ -17,7 +17,7 @@ namespace corvane {
 ///
 /// On Linux a process is one if
 /// - the desktop session started it as an application that has a desktop entry, which it does not hide from menus
-///   (NoDisplay). Its unit shows that, app-[LAUNCHER-]ID-RANDOM.scope or app-[LAUNCHER-]ID[@RANDOM].service, if it is
+///   (NoDisplay). Its unit shows that, app-[LAUNCHER-]ID-RANDOM.scope or `app-[LAUNCHER-]ID[@RANDOM].service`, if it is
 ///   the process that leads the unit; the processes that it starts are in the unit too, but that does not make them
 ///   applications. Its environment also shows that, by GIO_LAUNCHED_DESKTOP_FILE with its own id in
 ///   GIO_LAUNCHED_DESKTOP_FILE_PID; or

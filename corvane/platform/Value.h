@@ -16,7 +16,7 @@ namespace corvane {
 
 /// Uninterpreted bytes, as a Value.
 struct Data {
-  std::vector<std::uint8_t> bytes;
+  std::vector<std::uint8_t> bytes;  ///< any
 
   bool operator==(const Data&) const = default;
 };
@@ -27,8 +27,9 @@ struct Date {
   /// 2001-01-01T00:00:00Z in Unix seconds.
   static constexpr double UNIX_SECONDS_AT_ZERO = 978307200;
 
-  double seconds = 0;
+  double seconds = 0;  ///< since 2001-01-01T00:00:00Z
 
+  /// From and to seconds since 1970-01-01T00:00:00Z.
   static Date fromUnixSeconds(double unixSeconds) { return {unixSeconds - UNIX_SECONDS_AT_ZERO}; }
   double unixSeconds() const { return seconds + UNIX_SECONDS_AT_ZERO; }
 
@@ -51,8 +52,8 @@ struct Date {
 /// are nested so deeply: see PropertyListLimits::maxDepth.
 class CORVANE_API Value {
  public:
-  using Array = std::vector<Value>;
-  using Dictionary = std::map<std::string, Value, std::less<>>;
+  using Array = std::vector<Value>;                              ///< what an array holds
+  using Dictionary = std::map<std::string, Value, std::less<>>;  ///< what a dictionary holds
 
   /// An empty dictionary.
   Value();
@@ -62,12 +63,14 @@ class CORVANE_API Value {
   Value& operator=(Value&& other) noexcept;
   ~Value();
 
+  /// A value of this content.
   Value(Dictionary dictionary) : m_content(std::move(dictionary)) {}
   Value(Array array) : m_content(std::move(array)) {}
   /// Text in UTF-8. A Value takes any bytes; writing those that are not UTF-8 to a property list fails.
   Value(std::string text) : m_content(std::move(text)) {}
   Value(std::string_view text) : m_content(std::string(text)) {}
   Value(const char* text) : m_content(std::string(text)) {}
+  /// Other content.
   Value(Data data) : m_content(std::move(data)) {}
   Value(Date date) : m_content(date) {}
   Value(std::same_as<bool> auto truth) : m_content(truth) {}
@@ -77,6 +80,7 @@ class CORVANE_API Value {
     requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t)))
   Value(T integer) : m_content(static_cast<std::int64_t>(integer)) {}
 
+  /// Whether it is of this kind.
   bool isDictionary() const { return asDictionary() != nullptr; }
   bool isArray() const { return asArray() != nullptr; }
   bool isString() const { return asString() != nullptr; }

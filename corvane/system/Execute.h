@@ -38,9 +38,9 @@ struct ExecuteOptions {
 /// log (on standard error for an application without one). Task describes how children start. Any thread.
 class CORVANE_API Execute {
  public:
-  using Environment = std::map<std::string, std::string>;
-  using Arguments = std::vector<std::string>;
-  using Options = ExecuteOptions;
+  using Environment = std::map<std::string, std::string>;  ///< names and values
+  using Arguments = std::vector<std::string>;              ///< without the program's own name
+  using Options = ExecuteOptions;                          ///< what may be set besides
 
   /// Runs a program and waits until it has exited and its output has ended, including processes that it started and
   /// that still have the output open. The status is its exit status, or the number of the signal that killed it; -1 if

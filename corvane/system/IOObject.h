@@ -88,7 +88,7 @@ class CORVANE_API IOObject {
   /// The handle of the device, which stays the object's; 0 if the object is empty. Two objects with the same handle
   /// stand for the same device.
   std::uint32_t ioObject() const { return m_obj; }
-  bool isEmpty() const { return m_obj == 0; }
+  bool isEmpty() const { return m_obj == 0; }  ///< whether there is no device
 
   /// Empty on failure.
   Value::Dictionary properties() const;

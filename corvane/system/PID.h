@@ -19,6 +19,7 @@ namespace corvane {
 /// members about applications wait for other programs (X server, window manager, session bus), for at most 5 s.
 class CORVANE_API PID {
  public:
+  /// The process with this id, which need not exist.
   explicit PID(std::int32_t pid) : m_pid(pid) {}
 
   /// The scheduling priority; on Linux the niceness, from -20, the most favoured, to 19. -1 is a valid priority and

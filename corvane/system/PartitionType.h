@@ -20,6 +20,7 @@ class CORVANE_API PartitionType {
  public:
   PartitionType();
 
+  /// The identifiers of types, as partition tables hold them.
   static constexpr std::string_view contentAppleAPFS() { return "7C3457EF-0000-11AA-AA11-00306543ECAC"; }
   static constexpr std::string_view contentAppleBOOT() { return "426F6F74-0000-11AA-AA11-00306543ECAC"; }
   static constexpr std::string_view contentEFISystem() { return "C12A7328-F81F-11D2-BA4B-00A0C93EC93B"; }

@@ -41,11 +41,11 @@ class CORVANE_API ProcessList {
 
   /// The data that the list has of a process.
   struct Process {
-    std::int32_t id;
-    std::int32_t parent;
+    std::int32_t id;        ///< its number
+    std::int32_t parent;    ///< of the process that started it, or took it over
     uid_t user;             ///< effective
     std::string_view name;  ///< 16 bytes of the short name, in any encoding; valid during the call
-    Timeval started;
+    Timeval started;        ///< when it began
     Timeval processorTime;  ///< used so far
   };
 

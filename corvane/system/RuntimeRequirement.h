@@ -40,9 +40,10 @@ inline std::optional<std::string> missingLibrary(const RuntimeRequirement& requi
 struct RuntimeNoticeTexts {
   std::string text;      ///< what is missing
   std::string download;  ///< the labels of the buttons
-  std::string quit;
-  std::string goOn;
+  std::string quit;      ///< likewise
+  std::string goOn;      ///< likewise
 };
+/// The texts in the user's language for an application that lacks `missing`.
 CORVANE_API RuntimeNoticeTexts runtimeNoticeTexts(const std::string& application, const RuntimeRequirement& requirement,
                                                   const std::string& missing);
 

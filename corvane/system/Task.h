@@ -72,8 +72,9 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
     Reader m_reader;
   };
 
-  using TerminationHandler = std::function<void(Task&)>;
+  using TerminationHandler = std::function<void(Task&)>;  ///< is given the task that has ended
 
+  /// What to start, and how.
   struct Settings {
     std::string executable = {};              ///< path of the program; PATH is not searched
     std::vector<std::string> arguments = {};  ///< without the program's own name
@@ -83,9 +84,9 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
     /// How urgent the child is. On Linux this sets its niceness: at least 5 for UTILITY, 10 for BACKGROUND, otherwise
     /// the caller's.
     QoS qos = QoS::DEFAULT;
-    Stream input = Stream::inherited();
-    Stream output = Stream::inherited();
-    Stream error = Stream::inherited();
+    Stream input = Stream::inherited();   ///< what it reads
+    Stream output = Stream::inherited();  ///< where what it writes goes
+    Stream error = Stream::inherited();   ///< where its messages go
     /// Leaves the child in the caller's process group, so that it may use the caller's terminal: signals from the
     /// terminal's keys reach both, and the child may read from it. The task's signals then go only to the child.
     bool sharesGroup = false;
@@ -110,7 +111,7 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
   Task(const Task&) = delete;
   Task& operator=(const Task&) = delete;
 
-  const std::string& executable() const { return m_executable; }
+  const std::string& executable() const { return m_executable; }  ///< the path that it was made with
 
   /// Starts the child, once: later calls fail. The error has an errno code and the system's description: no such file,
   /// no permission (a folder, or not executable), not a program, arguments or environment beyond the system's limits
@@ -140,7 +141,7 @@ class CORVANE_API Task : public std::enable_shared_from_this<Task> {
   /// memory (ru_maxrss) is never below the caller's at launch, because it started in the caller's memory.
   rusage resourceUsage() const;
 
-  // Signals to the child and the processes of its group. These do nothing if it is not running.
+  /// Signals to the child and the processes of its group. These do nothing if it is not running.
   void signal(int number);
   void interrupt();  ///< SIGINT
   void terminate();  ///< SIGTERM, which it may ignore

@@ -11,11 +11,12 @@ namespace corvane {
 /// The only kind of exception that TryCatch catches, with a name for programs and a reason for people.
 class CORVANE_API Exception final : public std::exception {
  public:
+  /// What to throw inside a TryCatch.
   Exception(std::string name, std::string reason);
   ~Exception() override;
 
-  const std::string& name() const { return m_name; }
-  const std::string& reason() const { return m_reason; }
+  const std::string& name() const { return m_name; }      ///< for programs
+  const std::string& reason() const { return m_reason; }  ///< for people
   /// The reason.
   const char* what() const noexcept override { return m_reason.c_str(); }
 

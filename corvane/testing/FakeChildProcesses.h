@@ -18,7 +18,7 @@ class CORVANE_API FakeChildProcesses : public ChildProcesses {
  public:
   /// What a program does: it writes to its standard output and exits.
   struct Program {
-    std::int32_t status = 0;
+    std::int32_t status = 0;          ///< its exit status
     std::string output = {};          ///< at most 64 KiB, the capacity of a pipe
     std::optional<Error> error = {};  ///< if set, it cannot be started
   };

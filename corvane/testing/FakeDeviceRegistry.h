@@ -18,12 +18,13 @@ namespace corvane {
 /// Do not add or remove devices while references are held; set `gone` instead.
 class CORVANE_API FakeDeviceRegistry : public DeviceRegistry {
  public:
+  /// A device and those below it.
   struct Device {
     std::string className{};                 ///< empty if it has none
     std::vector<std::string> alsoMatches{};  ///< class names that match it besides its own
-    Value::Dictionary properties{};
-    bool gone = false;  ///< as if it and its children had been removed
-    std::vector<Device> children{};
+    Value::Dictionary properties{};          ///< its own, by name
+    bool gone = false;                       ///< as if it and its children had been removed
+    std::vector<Device> children{};          ///< the devices below it
   };
   std::vector<Device> devices;  ///< those without a parent; the registry's order is that of the trees, parents first
   std::optional<Error> error;   ///< if set, matching() fails with it

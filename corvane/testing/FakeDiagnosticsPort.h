@@ -17,6 +17,7 @@ namespace corvane {
 /// look. Control calls are recorded.
 class CORVANE_API FakeProgram : public Inspectable {
  public:
+  /// What identity() and its siblings return.
   Result<ProgramIdentity> itsIdentity = ProgramIdentity();
   Result<std::vector<RepeaterState>> itsRepeaters = std::vector<RepeaterState>();
   Result<QueueStates> itsQueues = QueueStates();

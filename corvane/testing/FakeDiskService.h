@@ -24,10 +24,11 @@ class CORVANE_API FakeDiskService : public DiskService {
   std::map<std::string, std::vector<std::string>> madeOf;  ///< devices → the result of backing()
   std::function<void()> beforeAnswer{};                    ///< called on the queue before each answer; may wait
 
+  /// One request that was made.
   struct Call {
-    std::string name;  ///< "mount" or "unmount"
-    std::string device;
-    std::uint32_t options;
+    std::string name;       ///< "mount" or "unmount"
+    std::string device;     ///< the service's name of it
+    std::uint32_t options;  ///< DISK_WHOLE, DISK_FORCE
     bool operator==(const Call&) const = default;
   };
   /// The requests so far, in order.

@@ -10,7 +10,7 @@ namespace corvane {
 /// Folders below a root chosen by the test, laid out as on Linux. With an empty root every call fails.
 class CORVANE_API FakeFolders : public Folders {
  public:
-  explicit FakeFolders(std::string root) : m_root(std::move(root)) {}
+  explicit FakeFolders(std::string root) : m_root(std::move(root)) {}  ///< the root, which need not exist
   Result<std::string> home() override;
   Result<std::string> library() override;
   Result<std::string> caches() override;

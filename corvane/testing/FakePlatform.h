@@ -42,6 +42,7 @@ class CORVANE_API FakePlatform {
   /// `home` is the root of the fake folders.
   explicit FakePlatform(std::string home = {});
 
+  /// What the platform's services are, for tests to fill in and to look at.
   const std::shared_ptr<FakePowerEvents> power;
   const std::shared_ptr<FakeFolders> folders;
   const std::shared_ptr<FakeBundles> bundles;

@@ -22,7 +22,7 @@ class CORVANE_API FakePowerEvents : public PowerEvents {
   /// Reports to every subscriber that a source of events is missing.
   void fail(const Error& error);
 
-  std::size_t subscribers() const;
+  std::size_t subscribers() const;  ///< how many there are now
 
  private:
   struct Subscriber {

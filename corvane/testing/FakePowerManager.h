@@ -19,7 +19,7 @@ class CORVANE_API FakePowerManager : public PowerManager {
   struct Request {
     std::string type;           ///< of an assertion
     std::uint64_t options = 0;  ///< of an activity
-    std::string reason;
+    std::string reason;         ///< as the caller gave it
 
     bool operator==(const Request&) const = default;
   };

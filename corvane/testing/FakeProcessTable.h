@@ -18,14 +18,15 @@ namespace corvane {
 /// Processes defined by a test.
 class CORVANE_API FakeProcessTable : public ProcessTable {
  public:
+  /// What is known of one process; what it lacks cannot be read.
   struct Process {
-    ProcessInfo info;  ///< its pid is the key that it is stored under
-    std::optional<ProcessDetails> details;
-    std::optional<DiskBytes> diskBytes;
-    std::optional<std::string> path;
-    std::vector<std::string> arguments;
-    std::vector<MemoryRegion> regions;  ///< ascending
-    std::map<int, std::string> files;   ///< by descriptor
+    ProcessInfo info;                       ///< its pid is the key that it is stored under
+    std::optional<ProcessDetails> details;  ///< of details()
+    std::optional<DiskBytes> diskBytes;     ///< of diskBytes()
+    std::optional<std::string> path;        ///< of path()
+    std::vector<std::string> arguments;     ///< of arguments()
+    std::vector<MemoryRegion> regions;      ///< ascending
+    std::map<int, std::string> files;       ///< by descriptor
   };
   std::map<pid_t, Process> processes;  ///< by id
   int lacking = EACCES;  ///< reading what a process lacks fails with this code: EACCES, or ESRCH as if it had ended
@@ -44,7 +45,7 @@ class CORVANE_API FakeProcessTable : public ProcessTable {
   Result<std::vector<std::string>> arguments(pid_t pid) override;
   Result<MemoryRegion> region(pid_t pid, std::uint64_t address) override;
   Result<std::size_t> descriptors(pid_t pid) override;
-  Result<void> openFiles(pid_t pid, const std::function<void(int, const char*)>& visit) override;
+  Result<void> openFiles(pid_t pid, const std::function<void(int descriptor, const char* path)>& visit) override;
   /// Succeeds if there is such a process; sends nothing.
   Result<void> signal(pid_t pid, std::uint64_t started, int number) override;
   Result<bool> translates() override { return translating; }

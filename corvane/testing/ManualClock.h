@@ -15,13 +15,14 @@ namespace corvane {
 ///     clock.advance(corvane::Timeval::sec(10));
 class CORVANE_API ManualClock {
  public:
+  /// From now on the time is this one, for all of the process, until the clock is destroyed.
   explicit ManualClock(Timeval now);
   ~ManualClock();
   ManualClock(const ManualClock&) = delete;
   ManualClock& operator=(const ManualClock&) = delete;
 
-  void advance(Timeval by);
-  void set(Timeval now);
+  void advance(Timeval by);  ///< goes on
+  void set(Timeval now);     ///< goes to another time, also back
 };
 
 }  // namespace corvane

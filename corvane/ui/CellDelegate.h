@@ -32,6 +32,7 @@ class CORVANE_API CellHeader : public QHeaderView {
   Q_OBJECT
 
  public:
+  /// A horizontal header.
   explicit CellHeader(QWidget* parent = nullptr);
 
  protected:

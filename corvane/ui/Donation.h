@@ -38,7 +38,7 @@ class CORVANE_API Donation : public QObject, public std::enable_shared_from_this
   Q_OBJECT
 
  public:
-  static constexpr std::string_view KEY_PREFIX = "DONATE_Donated";
+  static constexpr std::string_view KEY_PREFIX = "DONATE_Donated";  ///< what the key of the setting begins with
 
   /// Opens a window, and puts it into shared(). It shows the rich text at the path (see readRichText), read in the
   /// background; if that cannot be read, one line is logged and the window is without text. `paypal` is the address of

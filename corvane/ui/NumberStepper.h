@@ -69,6 +69,7 @@ class CORVANE_API NumberStepper : public QObject {
   /// Sets the number, or the nearest bound. Does nothing while the user types.
   void setIntegerValue(std::int64_t value);
 
+  /// The bounds, and how far one step goes.
   std::int64_t minValue() const;
   void setMinValue(std::int64_t value);
   std::int64_t maxValue() const;
@@ -82,9 +83,11 @@ class CORVANE_API NumberStepper : public QObject {
   bool isHidden() const { return m_hidden; }
   void setHidden(bool hidden);
 
+  /// The size of the text.
   ControlSize size() const { return m_size; }
   void setSize(ControlSize size);
 
+  /// Who is told of changes; may be gone.
   std::weak_ptr<NumberStepperDelegate> delegate() const { return m_delegate; }
   void setDelegate(std::weak_ptr<NumberStepperDelegate> delegate) { m_delegate = std::move(delegate); }
 

@@ -19,7 +19,7 @@ class CORVANE_API RichTextView : public QTextBrowser {
   Q_OBJECT
 
  public:
-  explicit RichTextView(QWidget* parent = nullptr);
+  explicit RichTextView(QWidget* parent = nullptr);  ///< an empty view
 
   /// Shows a document; null for nothing.
   void setRichText(std::unique_ptr<QTextDocument> document);

@@ -53,9 +53,10 @@ struct RowColumn {
 template <class Row, class KeyOf>
 class RowModel : public QAbstractTableModel {
  public:
-  using Key = std::decay_t<std::invoke_result_t<KeyOf, const Row&>>;
+  using Key = std::decay_t<std::invoke_result_t<KeyOf, const Row&>>;  ///< what tells rows apart
   static_assert(std::totally_ordered<Key>);
 
+  /// A model without rows.
   explicit RowModel(std::vector<RowColumn<Row>> columns, QObject* parent = nullptr)
       : QAbstractTableModel(parent), m_columns(std::move(columns)) {}
 
@@ -92,6 +93,7 @@ class RowModel : public QAbstractTableModel {
     if (column >= 0) arrange(std::nullopt);
   }
 
+  /// As views ask for them.
   int rowCount(const QModelIndex& parent = {}) const override {
     return parent.isValid() ? 0 : static_cast<int>(m_rows.size());
   }
@@ -99,6 +101,7 @@ class RowModel : public QAbstractTableModel {
     return parent.isValid() ? 0 : static_cast<int>(m_columns.size());
   }
 
+  /// What a cell shows, and what a column is called.
   QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override {
     const Row* const row = at(index);
     const RowColumn<Row>* const column = columnAt(index.column());
@@ -108,6 +111,7 @@ class RowModel : public QAbstractTableModel {
     return other.isValid() || role != Qt::TextAlignmentRole ? other : alignmentOf(*column);
   }
 
+  /// What a column is called.
   QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override {
     const RowColumn<Row>* const column = orientation == Qt::Horizontal ? columnAt(section) : nullptr;
     if (!column) return {};

@@ -18,6 +18,7 @@ namespace corvane {
 /// may be missing, see REQUIRES of corvane_application (CMake) and noticeWithoutToolkit(). Main thread.
 class CORVANE_API RuntimeNotice {
  public:
+  /// What else to say.
   struct Options {
     bool isOptional = false;    ///< the program can do without it: the user may go on
     QWidget* parent = nullptr;  ///< the window that the notice belongs to

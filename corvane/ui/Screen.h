@@ -38,7 +38,7 @@ class CORVANE_API Screen {
 
   /// The toolkit's object; null if the handle is empty.
   QScreen* qScreen() const { return m_screen; }
-  bool isEmpty() const { return m_screen.isNull(); }
+  bool isEmpty() const { return m_screen.isNull(); }  ///< whether there is no screen
 
   /// A number of the screen that no other one gets while this process runs; 1 and above, or 0 if the handle is empty.
   std::uint32_t screenNumber() const;
@@ -64,7 +64,7 @@ class CORVANE_API Screen {
   /// How many pixels there are to a point; 1 or more on most screens.
   double scale() const;
 
-  bool operator==(const Screen& other) const { return m_screen == other.m_screen; }
+  bool operator==(const Screen& other) const { return m_screen == other.m_screen; }  ///< whether it is the same screen
 
  private:
   QPointer<QScreen> m_screen;
@@ -76,7 +76,7 @@ class CORVANE_API ScreenWatcher : public QObject {
   Q_OBJECT
 
  public:
-  explicit ScreenWatcher(QObject* parent = nullptr);
+  explicit ScreenWatcher(QObject* parent = nullptr);  ///< sends signals from now on
   ~ScreenWatcher() override;
 
  Q_SIGNALS:

@@ -22,7 +22,7 @@ class CORVANE_API TableView : public QTableView {
   Q_OBJECT
 
  public:
-  explicit TableView(QWidget* parent = nullptr);
+  explicit TableView(QWidget* parent = nullptr);  ///< a table without a model
 
   /// A model whose headerData() answers as RowModel's does: its Qt::InitialSortOrderRole tells that the column can be
   /// sorted by, its COLUMN_ID_ROLE the column's id. At first columns are as wide as their titles and some characters.

@@ -34,7 +34,7 @@ class CORVANE_API Translator : public QTranslator {
   /// share/locale above the executable.
   explicit Translator(std::string catalogue, const std::string& folder = {}, QObject* parent = nullptr);
 
-  bool isEmpty() const override { return false; }
+  bool isEmpty() const override { return false; }  ///< false: it may have any text
 
   /// The translation, for Qt; null if there is none. Any thread.
   QString translate(const char* context, const char* sourceText, const char* disambiguation = nullptr,

@@ -19,12 +19,14 @@ class CORVANE_API URLButton : public QPushButton {
   Q_PROPERTY(QUrl url READ url WRITE setUrl)
 
  public:
+  /// A button with this text that opens the address when it is clicked; nothing for an empty one.
   explicit URLButton(QWidget* parent = nullptr);
   explicit URLButton(const QString& text, const QUrl& url = {}, QWidget* parent = nullptr);
 
   /// Gives the pointer its hand over the button's bounds again, if it was given something else.
   void resetCursorRects();
 
+  /// The address that it opens.
   QUrl url() const { return m_url; }
   void setUrl(const QUrl& url);
 

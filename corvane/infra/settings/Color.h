@@ -12,10 +12,10 @@ namespace corvane {
 /// The components of a colour, each from 0 to 1 in the sRGB colour space, not premultiplied with alpha. Values outside
 /// that range are kept as they are.
 struct RGBA {
-  double red = 0;
-  double green = 0;
-  double blue = 0;
-  double alpha = 1;
+  double red = 0;    ///< 0 … 1
+  double green = 0;  ///< 0 … 1
+  double blue = 0;   ///< 0 … 1
+  double alpha = 1;  ///< 0 (transparent) … 1 (opaque)
 
   bool operator==(const RGBA&) const = default;
 };
@@ -26,6 +26,7 @@ class CORVANE_API Color {
  public:
   Color() = default;
 
+  /// A colour with these components.
   static Color rgba(double red, double green, double blue, double alpha = 1) {
     return Color(RGBA{red, green, blue, alpha});
   }

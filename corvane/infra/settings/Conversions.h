@@ -35,6 +35,7 @@
 /// contains nothing else.
 namespace corvane {
 
+/// The value as one of this kind, by the table above.
 CORVANE_API std::optional<std::string> stringFrom(const Value& value);
 CORVANE_API std::int64_t integerFrom(const Value& value);
 CORVANE_API double realFrom(const Value& value);

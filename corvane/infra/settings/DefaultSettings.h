@@ -47,6 +47,7 @@ class CORVANE_API DefaultSettings {
 
   /// Fatal if the stored value cannot be read as text: data, a date, an array, a dictionary.
   std::string loadString(std::string_view key, std::string_view fallback) const;
+  /// The stored value as a number or truth value, or the fallback if the key is absent.
   std::int64_t loadInteger(std::string_view key, std::int64_t fallback) const;
   double loadDouble(std::string_view key, double fallback) const;
   bool loadBool(std::string_view key, bool fallback) const;
@@ -65,6 +66,7 @@ class CORVANE_API DefaultSettings {
   /// face, whichever face was saved. Also gives std::nullopt if no such font is installed.
   std::optional<Font> loadFont(std::string_view key) const;
 
+  /// Stores the value under the key. Fails as UserDefaults::set does.
   void saveString(std::string_view key, std::string_view text) const;
   void saveInteger(std::string_view key, std::int64_t integer) const;
   void saveDouble(std::string_view key, double number) const;

@@ -55,8 +55,8 @@ class CORVANE_API UserDefaults : public std::enable_shared_from_this<UserDefault
 
   /// A key's new value; std::nullopt removes the key.
   struct Change {
-    std::string key;
-    std::optional<Value> value;
+    std::string key;             ///< the key
+    std::optional<Value> value;  ///< its new value
   };
 
   /// The process's settings; created on first use, never destroyed.
@@ -82,9 +82,9 @@ class CORVANE_API UserDefaults : public std::enable_shared_from_this<UserDefault
   /// one.
   std::shared_ptr<const Value> value(std::string_view key) const;
 
-  // The key's value as one of a kind, converted as described in corvane/infra/settings/Conversions.h; std::nullopt if
-  // the key is absent or its value cannot be converted. integer(), real() and boolean() give std::nullopt only if the
-  // key is absent.
+  /// The key's value as one of a kind, converted as described in corvane/infra/settings/Conversions.h; std::nullopt if
+  /// the key is absent or its value cannot be converted. integer(), real() and boolean() give std::nullopt only if the
+  /// key is absent.
   std::optional<std::string> string(std::string_view key) const;
   std::optional<std::int64_t> integer(std::string_view key) const;
   std::optional<double> real(std::string_view key) const;

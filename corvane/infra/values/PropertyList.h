@@ -36,6 +36,7 @@ struct PropertyListLimits {
   std::size_t maxExpandedBytes = std::size_t{256} << 20;
 };
 
+/// The two encodings of property lists: text, and the more compact one.
 enum class PropertyListFormat { XML, BINARY };
 
 /// Reads a property list; its format is recognised by its first bytes.

@@ -51,8 +51,11 @@ class CORVANE_API HelperServer {
     ONCE_PER_CONNECTION,  ///< granted once, the right holds until the caller leaves
   };
 
+  /// Nothing answers requests of this name.
   static constexpr char UNKNOWN_REQUEST[] = "org.corvane.Helper1.Error.UnknownRequest";
+  /// The program may not use the helper.
   static constexpr char NOT_A_CALLER[] = "org.corvane.Helper1.Error.NotACaller";
+  /// The user may not, or said no.
   static constexpr char NOT_AUTHORISED[] = "org.corvane.Helper1.Error.NotAuthorised";
   static constexpr char STOPPING[] = "org.corvane.Helper1.Error.Stopping";  ///< it came too late
   static constexpr char FAILED[] = "org.corvane.Helper1.Error.Failed";      ///< the handler threw

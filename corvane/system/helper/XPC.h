@@ -35,8 +35,8 @@ class CORVANE_API XPC : public std::enable_shared_from_this<XPC> {
   struct Private {};
 
  public:
-  using Setup = std::function<void(Message& request)>;
-  using Response = std::function<void(const Message& reply)>;
+  using Setup = std::function<void(Message& request)>;         ///< fills in a request
+  using Response = std::function<void(const Message& reply)>;  ///< is given the answer
 
   /// Installs the helper with this label if it is missing or older than the application's copy, for which a person may
   /// be asked, and connects to it. What fails is logged, and the object is unconnected then. The helper starts with the

@@ -39,8 +39,9 @@ enum {
   PROC_FLAG_EXEC = 0x4000    /**< has started a program since it was forked */
 };
 
-/** Bits of pri_protection, and values of pri_share_mode. */
+/** Bits of pri_protection. */
 enum { VM_PROT_READ = 1, VM_PROT_WRITE = 2, VM_PROT_EXECUTE = 4 };
+/** Values of pri_share_mode. */
 enum { SM_COW = 1 /**< of a file, changes stay private */, SM_PRIVATE = 2, SM_SHARED = 4 };
 
 /** Identity, ids, state and start of a process. */
@@ -218,19 +219,19 @@ struct eproc {
     gid_t p_rgid;
     gid_t p_svgid;
     int32_t p_refcnt;
-  } e_pcred;
+  } e_pcred; /**< ids */
   struct _ucred {
     int32_t cr_ref;
     uid_t cr_uid;        /**< filled: effective */
     int16_t cr_ngroups;  /**< filled: 1 */
     gid_t cr_groups[16]; /**< filled: the first, the effective group */
-  } e_ucred;
+  } e_ucred;             /**< rights */
   struct vmspace {
     int32_t dummy;
     char* dummy2;
     int32_t dummy3[5];
     char* dummy4[3];
-  } e_vm;
+  } e_vm;       /**< not filled: zero */
   pid_t e_ppid; /**< filled */
   pid_t e_pgid; /**< filled */
   int16_t e_jobc;
