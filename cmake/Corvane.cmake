@@ -30,8 +30,7 @@ function(corvane_library name)
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}  # before 1.0 a minor version may break the interface
     EXPORT_NAME ${name})
-  target_include_directories(corvane-${name} PUBLIC
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_include_directories(corvane-${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
   target_compile_features(corvane-${name} PUBLIC cxx_std_20)
   target_precompile_headers(corvane-${name} PRIVATE ${CORVANE_PRECOMPILED})
   corvane_rpath(corvane-${name} ${CMAKE_INSTALL_FULL_LIBDIR})
@@ -39,4 +38,11 @@ function(corvane_library name)
     target_link_options(corvane-${name} PRIVATE LINKER:--no-undefined)
   endif()
   corvane_warnings(corvane-${name})
+endfunction()
+
+# corvane_headers(NAME file... ): the public headers of libcorvane-NAME, relative to corvane/. These are installed and stand
+# in the reference; all others are internal.
+function(corvane_headers name)
+  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/corvane/)
+  target_sources(corvane-${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${ARGN})
 endfunction()

@@ -3,27 +3,12 @@
 set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Corvane)
 
 install(TARGETS corvane-core corvane-infra corvane-algorithms corvane-system corvane-testing EXPORT CorvaneTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-# Without the backend, and without the headers that only the library's own sources include.
-install(DIRECTORY corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h"
-  PATTERN "diagnostics" EXCLUDE PATTERN "help" EXCLUDE PATTERN "linux" EXCLUDE PATTERN "resources" EXCLUDE PATTERN "ui" EXCLUDE
-  PATTERN "Activity.h" EXCLUDE PATTERN "PartitionNames.h" EXCLUDE PATTERN "PreciseTimers.h" EXCLUDE PATTERN "ProcessRecords.h" EXCLUDE
-  PATTERN "ProgramName.h" EXCLUDE
-  PATTERN "Schedule.h" EXCLUDE PATTERN "SharedInstance.h" EXCLUDE PATTERN "SortedChunks.h" EXCLUDE
-  PATTERN "Thread.h" EXCLUDE PATTERN "TypeName.h" EXCLUDE)
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} FILE_SET HEADERS)
 install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
 set(packages corvane corvane-testing)
 if(CORVANE_UI)
   # Apart, so that only programs that ask for it need Qt.
-  install(TARGETS corvane-ui EXPORT CorvaneUiTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  install(DIRECTORY corvane/ui DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvane 
-    FILES_MATCHING PATTERN "*.h" PATTERN "AppearanceWatcher.h" EXCLUDE PATTERN "DesktopRecord.h" EXCLUDE
-    PATTERN "HelpPages.h" EXCLUDE PATTERN "HelpView.h" EXCLUDE PATTERN "MainThread.h" EXCLUDE
-    PATTERN "OpenURL.h" EXCLUDE PATTERN "TextHelpView.h" EXCLUDE
-    PATTERN "PngFile.h" EXCLUDE PATTERN "PopoverFrame.h" EXCLUDE PATTERN "rtf" EXCLUDE
-    PATTERN "StepperArrows.h" EXCLUDE PATTERN "ViewDrawing.h" EXCLUDE PATTERN "WindowSystem.h" EXCLUDE
-    PATTERN "resources" EXCLUDE)
+  install(TARGETS corvane-ui EXPORT CorvaneUiTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} FILE_SET HEADERS)
   install(FILES corvane/ui/resources/SearchWebView.js DESTINATION share/corvane)
   install(EXPORT CorvaneUiTargets NAMESPACE Corvane:: DESTINATION ${packageFolder})
   if(CORVANE_HELP)

@@ -4,7 +4,7 @@
 
 /// Its three parts.
 #define CORVANE_VERSION_MAJOR 0
-#define CORVANE_VERSION_MINOR 1
+#define CORVANE_VERSION_MINOR 2
 #define CORVANE_VERSION_PATCH 0
 
 /// The version as a single number that grows with every release: 1.2.3 is 10203.

@@ -66,9 +66,13 @@ WebHelpPage::WebHelpPage(QWebEngineProfile* profile, const HelpView::Options& op
   connect(this, &QWebEnginePage::newWindowRequested, this, [this](QWebEngineNewWindowRequest& request) {
     newWindow(request.requestedUrl(), request.isUserInitiated());
   });
+#if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
+  connect(this, &QWebEnginePage::permissionRequested, this, [](QWebEnginePermission permission) { permission.deny(); });
+#else
   connect(this, &QWebEnginePage::featurePermissionRequested, this, [this](const QUrl& origin, Feature feature) {
     setFeaturePermission(origin, feature, PermissionDeniedByUser);
   });
+#endif
 }
 
 // Frames that a page brings along open nothing by themselves.

@@ -66,7 +66,7 @@ class FakeMessageConnections::Connection : public MessageConnection {
     std::erase_if(m_state->waiting, [this](const State::Waiting& waiting) { return waiting.connection == this; });
   }
 
-  void emit(ConnectionEvent event) {
+  void announce(ConnectionEvent event) {
     post(m_events, [handler = m_event, event] { handler(event); });
   }
 
@@ -100,9 +100,9 @@ bool FakeMessageConnections::reply(const Message& reply) {
   return true;
 }
 
-void FakeMessageConnections::emit(ConnectionEvent event) {
+void FakeMessageConnections::announce(ConnectionEvent event) {
   MutexLock lock(m_state->mutex);
-  for (Connection* const connection : m_state->connections) connection->emit(event);
+  for (Connection* const connection : m_state->connections) connection->announce(event);
 }
 
 Result<std::unique_ptr<MessageConnection>> FakeMessageConnections::connect(const std::string&, SerialQueue& events,

@@ -34,7 +34,7 @@ class CORVANE_API FakeMessageConnections : public MessageConnections {
   bool reply(const Message& reply);
 
   /// An event on every connection that has not been cancelled.
-  void emit(ConnectionEvent event);
+  void announce(ConnectionEvent event);
 
   Result<std::unique_ptr<MessageConnection>> connect(const std::string& label, SerialQueue& events,
                                                      SerialQueue& replies,

@@ -36,7 +36,7 @@ namespace corvane {
 /// before the code under test uses them.
 ///
 ///     corvane::FakePlatform fake("/tmp/home");
-///     fake.power->emit(corvane::WILL_SLEEP);
+///     fake.power->announce(corvane::WILL_SLEEP);
 class CORVANE_API FakePlatform {
  public:
   /// `home` is the root of the fake folders.

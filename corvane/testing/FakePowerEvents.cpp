@@ -20,7 +20,7 @@ std::map<PowerEvents::Token, FakePowerEvents::Subscriber> FakePowerEvents::snaps
   return m_subscribers;
 }
 
-void FakePowerEvents::emit(std::string_view name) {
+void FakePowerEvents::announce(std::string_view name) {
   for (const auto& [token, subscriber] : snapshot()) subscriber.listener({std::string(name)});
 }
 

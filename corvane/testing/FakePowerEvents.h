@@ -17,7 +17,7 @@ class CORVANE_API FakePowerEvents : public PowerEvents {
   void unsubscribe(Token token) override;
 
   /// Calls every listener with the named event, on the calling thread.
-  void emit(std::string_view name);
+  void announce(std::string_view name);
 
   /// Reports to every subscriber that a source of events is missing.
   void fail(const Error& error);

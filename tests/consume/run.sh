@@ -86,6 +86,13 @@ rm "$log"
 "$work/ticker" | grep '^tick 3' >/dev/null
 grep -q 'Logging begins for: Ticker$' "$log"
 
+echo "-- the installed headers need no others"
+modules=(corvane-testing)
+[ ! -e "$PKG_CONFIG_PATH/corvane-ui.pc" ] || modules+=(corvane-ui)
+(cd "$prefix/include" && find corvane -name '*.h' -printf '#include "%p"\n') >"$work/headers.cpp"
+# shellcheck disable=SC2046
+"$compiler" -std=c++20 -fsyntax-only "$work/headers.cpp" $(pkg-config --cflags "${modules[@]}")
+
 echo "-- programs that use nothing of the infrastructure library, linked with --as-needed, log all the same"
 cat >"$work/lone.cpp" <<'CPP'
 #include "corvane/core/Log.h"

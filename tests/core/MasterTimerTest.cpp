@@ -203,8 +203,8 @@ TEST_F(MasterTimerTest, MatchesAStableSortOfTheListOnRandomRuns) {
     // The timer is at rest: sleep and wake, restart one, add it once more, or take it out, and then let time pass.
     // What makes entries due is followed by its walk, which may begin before the next step.
     if (random() % 8 == 0) {
-      fake.power->emit(WILL_SLEEP);
-      fake.power->emit(DID_WAKE);
+      fake.power->announce(WILL_SLEEP);
+      fake.power->announce(DID_WAKE);
       for (Entry& entry : list) entry.due = now;
       ASSERT_TRUE(walk());
     }
@@ -306,27 +306,27 @@ TEST_F(MasterTimerTest, CapturesWhoseDestructorsCallBackDoNotDeadlock) {
 
 TEST_F(MasterTimerTest, SleepPausesAndWakeRestartsWithFreshStatistics) {
   startTick();
-  fake.power->emit(WILL_SLEEP);
+  fake.power->announce(WILL_SLEEP);
   clock.advance(Timeval::sec(3'600));
   pump();
   EXPECT_EQ(runs, 1);
-  fake.power->emit(SCREENS_DID_SLEEP);
-  fake.power->emit("NSWorkspaceSomethingElse");
-  fake.power->emit(DID_WAKE);
+  fake.power->announce(SCREENS_DID_SLEEP);
+  fake.power->announce("NSWorkspaceSomethingElse");
+  fake.power->announce(DID_WAKE);
   EXPECT_EQ(timer->repeaterStats().at(0).count, 0);
   ASSERT_TRUE(ran(2));
   EXPECT_EQ(timer->repeaterStats().at(0).count, 1);
   pump();
   EXPECT_EQ(runs, 2) << "no run is made up";
   ASSERT_TRUE(ranAfter(1.0, 3));
-  fake.power->emit(SCREENS_DID_SLEEP);
+  fake.power->announce(SCREENS_DID_SLEEP);
   ASSERT_TRUE(ranAfter(1.0, 4)) << "screens asleep do not pause";
-  fake.power->emit(SCREENS_DID_WAKE);
+  fake.power->announce(SCREENS_DID_WAKE);
   EXPECT_EQ(timer->repeaterStats().at(0).count, 0) << "a screen wake resets the statistics";
   pump();
   EXPECT_EQ(runs, 4) << "and runs nothing";
-  fake.power->emit(WILL_SLEEP);
-  fake.power->emit(SCREENS_DID_WAKE);
+  fake.power->announce(WILL_SLEEP);
+  fake.power->announce(SCREENS_DID_WAKE);
   ASSERT_TRUE(ran(5)) << "but ends a sleep";
   EXPECT_EQ(s_log,
             (std::vector<std::string>{
@@ -423,7 +423,7 @@ TEST_F(MasterTimerTest, StartAndStopFromManyThreads) {
         if (what == 0) timer->repeaterStats();
         if (what == 1) any->setInterval(any->interval() / 2);
         if (what == 2) timer->resetStats();
-        if (what == 3) fake.power->emit(random() % 2 ? WILL_SLEEP : DID_WAKE);
+        if (what == 3) fake.power->announce(random() % 2 ? WILL_SLEEP : DID_WAKE);
         if (what == 4 || what == 5) any->stop();
         if (what > 5)
           any->start(1e-4, [&ended, &any] {

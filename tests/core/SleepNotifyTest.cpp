@@ -82,8 +82,8 @@ TEST_F(SleepNotifyTest, PassesOnTheFourNamesOnlyUntilDeregistered) {
   {
     SleepNotify notify(listener);
     for (const std::string_view name : {WILL_SLEEP, SCREENS_DID_SLEEP, DID_WAKE, SCREENS_DID_WAKE})
-      fake.power->emit(name);
-    fake.power->emit("NSWorkspaceDidLaunchApplicationNotification");
+      fake.power->announce(name);
+    fake.power->announce("NSWorkspaceDidLaunchApplicationNotification");
     notify.sleepListenerWithANotification({"other"});
     notify.sleepListenerWithANotification({std::string(DID_WAKE)});
     EXPECT_EQ(names, (Names{"NSWorkspaceWillSleepNotification", "NSWorkspaceScreensDidSleepNotification",
@@ -91,10 +91,10 @@ TEST_F(SleepNotifyTest, PassesOnTheFourNamesOnlyUntilDeregistered) {
                             "NSWorkspaceDidWakeNotification"}));
     notify.deregister();
     notify.deregister();
-    fake.power->emit(WILL_SLEEP);
+    fake.power->announce(WILL_SLEEP);
     EXPECT_EQ(names.size(), 5U);
   }
-  fake.power->emit(WILL_SLEEP);
+  fake.power->announce(WILL_SLEEP);
   EXPECT_EQ(fake.power->subscribers(), 0U);
 }
 

@@ -79,7 +79,7 @@ TEST_F(XPCTest, many_threads_each_get_their_own_reply) {
 }
 
 TEST_F(XPCTest, what_ends_the_connection_releases_those_who_wait) {
-  const auto event = [this](ConnectionEvent kind) { return [=, this](XPC&) { helper.emit(kind); }; };
+  const auto event = [this](ConnectionEvent kind) { return [=, this](XPC&) { helper.announce(kind); }; };
   const struct {
     std::function<void(XPC&)> act;
     bool ends;
@@ -120,7 +120,7 @@ TEST_F(XPCTest, what_ends_the_connection_releases_those_who_wait) {
     EXPECT_TRUE(row.ends ? got.asError() != nullptr : got == "late") << row.log;
     const auto requests = helper.requests();
     EXPECT_EQ(std::vector(requests.begin() + static_cast<std::ptrdiff_t>(before), requests.end()), row.sent);
-    helper.emit(ConnectionEvent::INVALID);  // of a connection that no longer counts
+    helper.announce(ConnectionEvent::INVALID);  // of a connection that no longer counts
     xpc->stop("again");
   }
 }
