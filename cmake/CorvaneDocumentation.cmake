@@ -4,8 +4,9 @@
 #
 # The target NAME writes a page PAGE.html into the folder for each file PAGE.md, with tables, fenced code and headings that
 # can be linked to as on GitHub (page.md#some-words), and copies all other files, such as pictures. Links between the
-# files lead from page to page, and those to what lies outside (../other.md) become text. Unless there is an index.md, index.html lists all pages under the TITLE, in the order of
-# the files. The pages are light or dark as the desktop is. The folder belongs to the target: other files in it are lost.
+# files, whatever folders they are in, lead from page to page, and those to what lies outside (../other.md) become text.
+# Unless there is an index.md, index.html lists all pages under the TITLE, in the order of the files. The pages are light
+# or dark as the desktop is. The folder belongs to the target: other files in it are lost.
 #
 #   corvane_documentation(guide FOLDER ${CMAKE_CURRENT_BINARY_DIR}/Documentation TITLE "The guide" SOURCES ${files})
 #   corvane_application(… RESOURCE_FOLDERS ${CMAKE_CURRENT_BINARY_DIR}/Documentation)

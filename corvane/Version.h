@@ -2,7 +2,7 @@
 
 /* The library's version. C and C++. */
 
-/// Its three parts.
+/// The three parts of the version.
 #define CORVANE_VERSION_MAJOR 0
 #define CORVANE_VERSION_MINOR 2
 #define CORVANE_VERSION_PATCH 0

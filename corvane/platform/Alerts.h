@@ -26,6 +26,10 @@ enum class AlertAnswer : std::uint8_t { ACCEPTED, DECLINED, NONE };
 /// thread.
 ///
 /// On Linux with the first of zenity, kdialog and xmessage that works (kdialog before zenity on desktops made with Qt).
+///
+/// @feature Notices without a toolkit: `noticeWithoutToolkit`.
+/// @needs zenity, kdialog or xmessage (`x11-utils`), and a display.
+/// @without The notice stands on standard error only.
 class Alerts {
  public:
   virtual ~Alerts() = default;

@@ -23,6 +23,10 @@ struct DesktopAppearance {
 
 /// The desktop's light or dark appearance. On Linux it is what the desktop portal's settings say, which are found in
 /// the background: neither a slow portal nor a missing one delays anything.
+///
+/// @feature Light and dark: `ThemeChanged`, `followAppearance`.
+/// @needs A desktop portal with settings (`xdg-desktop-portal` and the desktop's backend).
+/// @without The toolkit's palette decides.
 class Appearance {
  public:
   virtual ~Appearance() = default;

@@ -16,6 +16,10 @@ namespace corvane {
 /// On Linux: polkit. A right is one of its actions. A right that no action declares is defined as the library's generic
 /// action, for which an administrator is asked each time; only the library's root service can ask for it, because it
 /// shows the prompt.
+///
+/// @feature Rights: `checkAuthorised`.
+/// @needs polkit (`polkitd`), with an authentication agent in the session.
+/// @without No right is granted.
 class Authorization {
  public:
   virtual ~Authorization() = default;

@@ -19,6 +19,10 @@ struct BundleFiles {
 };
 
 /// Finds bundles on disk. Any thread. Reads files; never waits for another process.
+///
+/// @feature `Bundle`.
+/// @needs Files only: the program's information dictionary, desktop entries.
+/// @without A bundle without identifier.
 class Bundles {
  public:
   virtual ~Bundles() = default;

@@ -62,6 +62,10 @@ class ChildProcess {
 /// signal mask. Any thread.
 ///
 /// On Linux this uses posix_spawn, and a process descriptor to wait for the end.
+///
+/// @feature Commands: `Execute`, `Task`.
+/// @needs Nothing.
+/// @without Always there.
 class ChildProcesses {
  public:
   virtual ~ChildProcesses() = default;

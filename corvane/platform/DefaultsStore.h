@@ -83,6 +83,10 @@ class DefaultsDomain {
 /// without entries from the next write on.
 ///
 /// No database is open across a fork: each side opens its own when it needs one.
+///
+/// @feature Settings: `Defaults`, `UserDefaults`.
+/// @needs A writable `$XDG_CONFIG_HOME` (`~/.config`).
+/// @without Writing fails, with a line in the log; what can be read is read.
 class DefaultsStore {
  public:
   virtual ~DefaultsStore() = default;

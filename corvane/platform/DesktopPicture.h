@@ -29,6 +29,10 @@ struct ScreenPicture {
 /// all screens), those of XFCE, the file manager of LXQt, Plasma's shell, the X server's root window where no desktop
 /// covers it, or else the desktop portal, which asks the user and does not tell the present picture. Where there is
 /// none of these, calls fail with the code ENOTSUP.
+///
+/// @feature `Desktop`.
+/// @needs GNOME, MATE, Cinnamon, XFCE, LXQt, Plasma, a bare X server, or a portal with wallpapers.
+/// @without Calls fail: not supported.
 class DesktopPicture {
  public:
   virtual ~DesktopPicture() = default;

@@ -23,6 +23,10 @@ namespace corvane {
 /// ENODEV, and has neither parent nor children. corvane/system/IOObject.h defines class names and properties.
 ///
 /// On Linux: libudev over /sys. The properties of a power supply come from the hardware, and may take a moment.
+///
+/// @feature Devices: `IOObject`.
+/// @needs /sys, and udev's database (`udev`).
+/// @without Without udev's database there are no serial numbers and models, and "Content" of partitions is empty.
 class DeviceRegistry {
  public:
   using Handle = std::uint32_t;  ///< never 0 for a device

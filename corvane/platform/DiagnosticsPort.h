@@ -229,6 +229,10 @@ class Inspectable {
 ///
 /// What others do costs a program at most a fifth of a core, on one thread: it serves 16 of them at most, rests four
 /// times as long as it has worked, and drops who does not take an answer within 5 s or sends what is no D-Bus.
+///
+/// @feature Looking into programs: `Diagnostics`, `Inspectable`.
+/// @needs `$XDG_RUNTIME_DIR`, or else the temporary folder; no bus.
+/// @without Nobody can look in.
 class DiagnosticsPort {
  public:
   virtual ~DiagnosticsPort() = default;

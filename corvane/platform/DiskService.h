@@ -55,6 +55,10 @@ class DiskSession {
 /// - Force detaches a busy file system at once; programs that have files open there go on using it.
 /// - What the user may not do alone, the desktop's authentication agent asks an administrator for. Removable media are
 ///   free in an active session.
+///
+/// @feature Mounting: `DiskMounter`.
+/// @needs UDisks2 on the system bus (`udisks2`), and polkit to ask for permission.
+/// @without Mounting and unmounting fail, and `errorMessage()` says why.
 class DiskService {
  public:
   virtual ~DiskService() = default;

@@ -33,6 +33,10 @@ struct ReservedEdge {
 ///
 /// On Linux this is the X server named by DISPLAY; the calls wait for it, as a toolkit's do. Wayland tells programs
 /// neither: there, and where no server answers, they fail.
+///
+/// @feature Panels, serial numbers of screens, translucent windows: `Screen`, `Popover`.
+/// @needs An X server (`DISPLAY`).
+/// @without Under Wayland the toolkit's figures are all there is.
 class DisplayServer {
  public:
   virtual ~DisplayServer() = default;

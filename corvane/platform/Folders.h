@@ -10,6 +10,10 @@
 namespace corvane {
 
 /// The user's folders, as absolute paths without a trailing slash. Nothing is created. Any thread.
+///
+/// @feature The user's folders: `Path`, the log, settings.
+/// @needs `HOME` or the user database, and the XDG variables with their standard defaults.
+/// @without Without a home folder calls fail, and the log says so on standard error.
 class Folders {
  public:
   virtual ~Folders() = default;

@@ -17,6 +17,10 @@ struct FontFace {
 };
 
 /// The fonts that are installed. Any thread.
+///
+/// @feature Fonts in settings: `Font`.
+/// @needs fontconfig with installed fonts.
+/// @without No font is found.
 class FontBook {
  public:
   virtual ~FontBook() = default;

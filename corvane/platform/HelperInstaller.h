@@ -16,6 +16,10 @@ namespace corvane {
 /// On Linux: through the library's root service on the system bus, which takes the helper as an open file, checks a
 /// copy of it and asks polkit about its caller. Installed is /usr/local/libexec/corvane/helpers/LABEL; the copy in the
 /// bundle is Contents/Library/LaunchServices/LABEL in its folder, otherwise LaunchServices/LABEL in its resources.
+///
+/// @feature Installing helpers: `BlessHelper`, `HelperIsInstalled`.
+/// @needs The library's root service, installed by root under `/usr` (`corvane-helpers`), the system bus and polkit.
+/// @without Installing fails, with a line in the log.
 class HelperInstaller {
  public:
   virtual ~HelperInstaller() = default;

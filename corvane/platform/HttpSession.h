@@ -73,6 +73,10 @@ class HttpTask {
 /// own request. A forked child has its own session. There is no cache of answers, so the cache policy has no effect.
 /// The environment selects proxies (http_proxy, https_proxy, all_proxy, no_proxy) and may replace the system's trusted
 /// certificates (SSL_CERT_FILE, SSL_CERT_DIR).
+///
+/// @feature HTTP: `geturl` and its siblings.
+/// @needs A network; certificates (`ca-certificates`).
+/// @without Requests end with status 0 and the reason.
 class HttpSession {
  public:
   virtual ~HttpSession() = default;

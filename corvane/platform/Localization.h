@@ -22,6 +22,10 @@ struct LocalizedText {
 /// On Linux they are in catalogues of gettext, share/locale/LANGUAGE/LC_MESSAGES/NAME.mo. The language is that of the
 /// application's locale for messages, and of the environment (LC_ALL, LC_MESSAGES, LANG) if the application never
 /// called setlocale(); LANGUAGE takes precedence over both. The locale must be installed on the machine.
+///
+/// @feature Translated texts.
+/// @needs Catalogues in `share/locale`, and an installed locale (`locales`).
+/// @without The texts are in English.
 class Localization {
  public:
   virtual ~Localization() = default;

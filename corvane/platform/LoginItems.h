@@ -21,6 +21,10 @@ struct LoginItem {
 ///
 /// On Linux: the entry LABEL.desktop in $XDG_CONFIG_HOME/autostart (~/.config/autostart if the variable is not an
 /// absolute path). It starts the command of the application's installed desktop entry, or else the executable.
+///
+/// @feature Starting at login: `LaunchAtLogin`.
+/// @needs A session that reads `$XDG_CONFIG_HOME/autostart`, as all major desktops do.
+/// @without The entry is written, and nothing reads it.
 class LoginItems {
  public:
   virtual ~LoginItems() = default;

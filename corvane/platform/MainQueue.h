@@ -10,6 +10,10 @@
 namespace corvane {
 
 /// The queue of the process's main (user-interface) loop. All members: any thread, unless said otherwise.
+///
+/// @feature The main loop and queue: `MainLoop`, `MainQueue`, `main_after`, `Repeater`.
+/// @needs Nothing beyond GLib, whose main context is also Qt's and GTK's loop.
+/// @without Always there.
 class MainQueue {
  public:
   virtual ~MainQueue() = default;

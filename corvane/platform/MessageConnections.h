@@ -48,6 +48,10 @@ class MessageConnection {
 ///
 /// On Linux: the system bus. A helper is the owner of the bus name that is its label, and must be root's; the bus
 /// starts it on the first request.
+///
+/// @feature Talking to helpers: `XPC`.
+/// @needs The system bus (`dbus-daemon` or `dbus-broker`).
+/// @without Each request is answered with an error.
 class MessageConnections {
  public:
   virtual ~MessageConnections() = default;

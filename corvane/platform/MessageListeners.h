@@ -52,6 +52,10 @@ class MessageListener {
 ///
 /// On Linux: the system bus. What a user's programs have sent and is not answered yet is limited to 256 requests with
 /// 64 MiB and 64 descriptors; what is beyond that gets an error at once.
+///
+/// @feature Writing helpers: `HelperServer`.
+/// @needs The system bus, and polkit (`polkitd`) for rights.
+/// @without The helper gets no requests; without polkit, those that need a right are refused.
 class MessageListeners {
  public:
   virtual ~MessageListeners() = default;

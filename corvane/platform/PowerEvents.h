@@ -27,6 +27,11 @@ inline constexpr std::string_view DID_WAKE = "NSWorkspaceDidWakeNotification";
 inline constexpr std::string_view SCREENS_DID_WAKE = "NSWorkspaceScreensDidWakeNotification";
 
 /// Source of the four notifications above.
+///
+/// @feature Sleep and wake: `SleepNotify`.
+/// @needs logind on the system bus (package `systemd`) for the machine; for the screens a GNOME session, a screen
+///   saver service of the session, or the screen saver of an X server.
+/// @without No such events, and one line in the log for each source that is missing.
 class PowerEvents {
  public:
   using Listener = std::function<void(const Notification&)>;  ///< is given the event that has occurred

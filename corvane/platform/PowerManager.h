@@ -59,6 +59,10 @@ struct AssertionRecord {
 /// - A process that was forked from the holder and has not executed a program shares the logind lock: it stays in force
 ///   until both have ended or closed it. Executed programs do not inherit it.
 /// - What only a session service holds ends with that service or with the session bus.
+///
+/// @feature Keeping awake: `PowerAssertion`.
+/// @needs logind (`systemd`), or a GNOME session manager, or the screen saver and power services of another session.
+/// @without Asserting fails, with a line in the log.
 class PowerManager {
  public:
   /// The longest reason, in bytes. It is shown to people, and every list of assertions carries it.

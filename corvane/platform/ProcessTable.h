@@ -94,6 +94,10 @@ struct MemoryRegion {
 /// Error of the domain "posix" with the code ESRCH; one that this user may not inspect, with EACCES or EPERM.
 ///
 /// On Linux: /proc. Only region() and arguments() may wait for the process that they ask about.
+///
+/// @feature Processes: `ProcessList`, `PID`, the C functions.
+/// @needs /proc; what belongs to other users needs their rights or root's.
+/// @without Calls fail with the system's code; where /proc hides other users' processes, these are not listed.
 class ProcessTable {
  public:
   virtual ~ProcessTable() = default;

@@ -27,6 +27,11 @@ namespace corvane {
 ///
 /// Wayland shows windows only to their owner: without an X server, applications are known only if they were started as
 /// such, and none is active.
+///
+/// @feature Which processes are applications: `PID`, `ProcessList`.
+/// @needs A session that starts applications in units of systemd, or an X server with a window manager.
+/// @without Under Wayland only what was started as an application is one, and none is active; without either, none is
+///   known.
 class RunningApplications {
  public:
   virtual ~RunningApplications() = default;

@@ -30,6 +30,10 @@ class SerialQueue {
 };
 
 /// Makes serial queues. A queue without work owns no thread; a queue whose work blocks does not hold up the others.
+///
+/// @feature `DispatchQueueSerial`, `TimerQueue`.
+/// @needs Nothing.
+/// @without If the system refuses a thread, work waits until there is one, after one line in the log.
 class SerialQueues {
  public:
   virtual ~SerialQueues() = default;

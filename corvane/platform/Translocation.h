@@ -14,6 +14,10 @@ namespace corvane {
 /// thread.
 ///
 /// Linux neither relocates nor signs applications: no path has an original, and every application is valid.
+///
+/// @feature Applications that the system has moved.
+/// @needs Nothing: Linux moves none.
+/// @without No path has an original.
 class Translocation {
  public:
   virtual ~Translocation() = default;

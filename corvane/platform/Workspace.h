@@ -19,6 +19,11 @@ enum class LaunchOptions : std::uint32_t {
 };
 
 /// Services of the desktop for applications. Any thread. Calls that talk to another process end within 5 s.
+///
+/// @feature Opening files and addresses, launching, icons of files: `Bundle`, `IconCache`, `URLButton`.
+/// @needs Desktop entries and MIME data (`shared-mime-info`), an icon theme (`adwaita-icon-theme`); for showing a file
+///   in its folder a file manager on the session bus, otherwise the folder is opened.
+/// @without Calls fail and say what is missing; there are no icons.
 class Workspace {
  public:
   virtual ~Workspace() = default;

@@ -9,6 +9,7 @@
 #include "corvane/platform/Export.h"
 #include "corvane/platform/Value.h"
 
+/// @file
 /// How a stored value is converted when another kind of value is asked for. Plain functions; any thread.
 ///
 /// | stored     | as text           | as integer               | as real            | as boolean       |

@@ -8,6 +8,7 @@
 #include "corvane/platform/Result.h"
 #include "corvane/platform/Value.h"
 
+/// @file
 /// Property lists: the files in which desktop applications keep their descriptions and settings, as XML or binary.
 ///
 /// The XML form is the one of the document type http://www.apple.com/DTDs/PropertyList-1.0.dtd. The binary form is the

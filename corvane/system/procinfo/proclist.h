@@ -20,6 +20,7 @@
 extern "C" {
 #endif
 
+/** A snapshot. Dispose of it when it is no longer needed. */
 typedef struct proclist_t {
   int32_t count;            /**< number of records */
   struct kinfo_proc* procs; /**< ascending by kp_proc.p_pid; null in an empty or disposed list */
