@@ -1,6 +1,6 @@
 # Compiles an application's catalogues of translated texts, which corvane::Translator finds (corvane/ui/Translator.h).
 #
-#   corvane_catalogues(TARGET DOMAIN name CATALOGUES po/de.po… [SOURCES file…])
+#   corvane_catalogues(TARGET DOMAIN name CATALOGUES po/de.po… [SOURCES file…] [TEMPLATES file.in…])
 #
 # DOMAIN is the name that the application gives to the Translator, and each catalogue is named after its language. They
 # are compiled into share/locale/LANGUAGE/LC_MESSAGES/name.mo in the project's build folder when the target is built, and
@@ -11,13 +11,17 @@
 # translate(), QT_TR_NOOP and QT_TRANSLATE_NOOP; write "" for a comment between a text and its number. Those of the sources
 # are in CMakeFiles/name.pot in the build folder, as msginit needs them for a new catalogue and msgmerge for an old one.
 #
+# TEMPLATES are desktop entries, AppStream data and polkit actions in English: NAME.desktop.in, NAME.metainfo.xml.in,
+# NAME.policy.in. Their texts belong to the catalogue, and with all translations they are written to the folder's build
+# folder, without .in, for the caller to install.
+#
 # Needs GNU gettext. Call it in the folder of the target.
 
 include_guard()
 cmake_policy(VERSION 3.25)
 
 function(corvane_catalogues target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DOMAIN" "CATALOGUES;SOURCES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DOMAIN" "CATALOGUES;SOURCES;TEMPLATES")
   foreach(tool IN ITEMS xgettext msgcat msgcmp msgfmt)
     string(TOUPPER GETTEXT_${tool}_EXECUTABLE program)
     find_program(${program} ${tool} REQUIRED)
@@ -25,7 +29,7 @@ function(corvane_catalogues target)
   if(NOT arg_SOURCES)
     get_target_property(arg_SOURCES ${target} SOURCES)
   endif()
-  foreach(list IN ITEMS arg_SOURCES arg_CATALOGUES)
+  foreach(list IN ITEMS arg_SOURCES arg_CATALOGUES arg_TEMPLATES)
     set(files ${${list}})
     set(${list})
     foreach(file IN LISTS files)
@@ -50,12 +54,17 @@ function(corvane_catalogues target)
   if(interfaces)
     list(APPEND steps COMMAND ${extract} --its=${rules} ${interfaces})
   endif()
+  set(gettext ${CMAKE_COMMAND} -E env GETTEXTDATADIRS=${CMAKE_CURRENT_FUNCTION_LIST_DIR})
+  foreach(file IN LISTS arg_TEMPLATES)
+    list(APPEND steps COMMAND ${gettext} ${extract} ${file})
+  endforeach()
   add_custom_command(OUTPUT ${template} ${all}
     COMMAND ${CMAKE_COMMAND} -E rm -f ${template}
     COMMAND ${CMAKE_COMMAND} -E touch ${template}
     ${steps}
     COMMAND ${GETTEXT_MSGCAT_EXECUTABLE} --use-first --output-file=${all} ${template} ${arg_CATALOGUES}
-    DEPENDS ${arg_SOURCES} ${interfaces} ${rules} ${arg_CATALOGUES} COMMENT "Texts of ${arg_DOMAIN}" VERBATIM)
+    DEPENDS ${arg_SOURCES} ${interfaces} ${rules} ${arg_CATALOGUES} ${arg_TEMPLATES}
+    COMMENT "Texts of ${arg_DOMAIN}" VERBATIM)
   foreach(source IN LISTS arg_CATALOGUES)
     cmake_path(GET source STEM language)
     set(folder share/locale/${language}/LC_MESSAGES)
@@ -67,6 +76,27 @@ function(corvane_catalogues target)
     install(FILES ${catalogue} DESTINATION ${folder})
     list(APPEND catalogues ${catalogue})
     add_test(NAME Catalogues.${arg_DOMAIN}_${language} COMMAND ${GETTEXT_MSGCMP_EXECUTABLE} ${source} ${all})
+  endforeach()
+  foreach(file IN LISTS arg_TEMPLATES)
+    cmake_path(GET file FILENAME name)
+    string(REGEX REPLACE "\\.in$" "" name ${name})
+    set(kind --xml)
+    if(name MATCHES "\\.desktop$")
+      set(kind --desktop)
+    endif()
+    # One language at a time: each takes what the one before wrote.
+    set(written ${CMAKE_CURRENT_BINARY_DIR}/${name})
+    set(part ${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${name}.in)
+    set(steps COMMAND ${CMAKE_COMMAND} -E copy ${file} ${part})
+    foreach(source IN LISTS arg_CATALOGUES)
+      cmake_path(GET source STEM language)
+      list(APPEND steps COMMAND ${gettext} ${GETTEXT_MSGFMT_EXECUTABLE} ${kind} --template=${part}
+        --locale=${language} --output-file=${written} ${source}
+        COMMAND ${CMAKE_COMMAND} -E copy ${written} ${part})
+    endforeach()
+    add_custom_command(OUTPUT ${written} ${steps} DEPENDS ${file} ${arg_CATALOGUES}
+      COMMENT "Translations of ${name}" VERBATIM)
+    list(APPEND catalogues ${written})
   endforeach()
   add_custom_target(${arg_DOMAIN}-catalogues DEPENDS ${template} ${catalogues})
   add_dependencies(${target} ${arg_DOMAIN}-catalogues)

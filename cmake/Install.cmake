@@ -24,7 +24,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmak
 install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake ${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake
     cmake/CorvaneApplication.cmake cmake/MirrorFolders.cmake cmake/CorvaneCatalogues.cmake cmake/CorvaneDocumentation.cmake cmake/interface-files.its cmake/CorvaneHelper.cmake cmake/HelperInfo.plist.in cmake/Info.plist.in cmake/info_plist.c.in cmake/launcher.cpp.in cmake/diagnostics.cpp.in
   DESTINATION ${packageFolder})
-install(DIRECTORY cmake/documentation DESTINATION ${packageFolder})
+install(DIRECTORY cmake/documentation cmake/its DESTINATION ${packageFolder})
 
 # Relative to the file itself, so that the installed tree can be moved.
 file(RELATIVE_PATH CORVANE_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)

@@ -6,6 +6,9 @@
 #include <iterator>
 #include <string>
 
+#include "apps/common/Completion.h"
+#include "apps/common/HelpText.h"
+#include "apps/common/Manual.h"
 #include "apps/common/Output.h"
 #include "corvane/infra/Bundle.h"
 
@@ -21,12 +24,6 @@ bool asksForHelp(std::string_view argument) {
   return argument == "--help" || argument == "-h";
 }
 
-std::string sentence(std::string_view summary) {
-  std::string text(summary);
-  if (text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
-  return text + ".\n";
-}
-
 std::string usageOf(const Program& program, std::string_view rest) {
   return std::string("Usage: ").append(program.name).append(" ").append(rest).append("\n\n");
 }
@@ -39,16 +36,14 @@ std::string helpOf(const Program& program) {
     text.append("  ").append(command.name).append(widest + 2 - command.name.size(), ' ').append(command.summary);
     text += program.hasDefault && &command == program.commands.data() ? " (the default)\n" : "\n";
   }
-  text.append("\n").append(program.notes).append(program.notes.empty() ? "" : "\n");
-  text.append("  COMMAND --help  explain one command\n");
-  text.append("  -h, --help      show this list\n");
-  text.append("  --version       show the program's version\n");
+  text.append("\n").append(program.notes).append(program.notes.empty() ? "" : "\n").append(PROGRAM_OPTIONS);
   return text;
 }
 
 std::string helpOf(const Program& program, const Command& command) {
-  std::string text = usageOf(program, std::string(command.name).append(" ").append(command.usage));
-  text += sentence(command.summary);
+  std::string text =
+      usageOf(program, std::string(command.name).append(command.name.empty() ? "" : " ").append(command.usage));
+  text.append(sentence(command.summary)).append("\n");
   if (!command.details.empty()) text.append("\n").append(command.details);
   return text;
 }
@@ -63,9 +58,8 @@ int runCommand(const Program& program, const Command& command, const Arguments& 
 int run(const Program& program, Arguments arguments) {
   const std::string_view first = arguments.empty() ? std::string_view() : arguments.front();
   if (first == "help" && arguments.size() == 2) return run(program, {arguments[1], "--help"});
-  if (asksForHelp(first) || first == "help") return print(helpOf(program));
-  if (first == "--version")
-    return print(Bundle::mainBundle()->appVersionName().value_or(std::string(program.name) + ", no bundle") + '\n');
+  if (first == "help") return print(helpOf(program));
+  if (const auto status = answer(program, arguments)) return *status;
   if (program.hasDefault && (arguments.empty() || first.starts_with("-")))
     return runCommand(program, program.commands.front(), arguments);
   if (arguments.empty()) return failUsage("a command is missing");
@@ -76,6 +70,19 @@ int run(const Program& program, Arguments arguments) {
 }
 
 }  // namespace
+
+std::optional<int> answer(const Program& program, const Arguments& arguments) {
+  if (arguments.empty()) return std::nullopt;
+  const std::string_view first = arguments.front();
+  const Arguments rest(arguments.begin() + 1, arguments.end());
+  if (first == "--complete") return print(completionText(program, rest));
+  if (first == "--manual" && rest.empty()) return print(manualText(program));
+  if (first == "--version")
+    return print(Bundle::mainBundle()->appVersionName().value_or(std::string(program.name) + ", no bundle") + '\n');
+  if (asksForHelp(first))
+    return print(program.commands.front().name.empty() ? helpOf(program, program.commands.front()) : helpOf(program));
+  return std::nullopt;
+}
 
 int runProgram(const Program& program, int argc, char** argv) {
   // Only the encoding of text: numbers keep their point.

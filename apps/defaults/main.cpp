@@ -1,6 +1,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -251,32 +252,55 @@ int run(const Arguments& arguments) {
 }
 
 constexpr Command COMMANDS[] = {
-    {"read", "[DOMAIN [KEY]]", "show all domains, one, or one value", "", run<read, 0, 2>},
+    {"read", "[DOMAIN [KEY]]", "show all domains, one, or one value",
+     "A value that is asked for alone is shown as it is, without quotation marks.\n", run<read, 0, 2>},
     {"write", "DOMAIN KEY [TYPE] VALUE...", "store a value, replacing any that is there",
-     "  -string TEXT       text, as is a value without a type\n"
-     "  -int NUMBER        a 64-bit integer\n"
-     "  -float NUMBER      a number\n"
-     "  -bool WORD         true, yes, 1, false, no or 0\n"
-     "  -date TIME         a time in UTC, such as 2026-03-07T09:05:01Z\n"
-     "  -data DIGITS       bytes, two hexadecimal digits each\n"
-     "  -array VALUE...    any number of values, each of one of the types above, or text\n"
-     "  -dict KEY VALUE... any number of keys, each followed by such a value\n"
-     "  -plist XML         a property list, for everything else\n"
-     "  -- TEXT            a text that may look like one of these\n",
+     "It is on disk when the command ends. The types are:\n\n"
+     "  -string TEXT        text, as is a value without a type\n"
+     "  -int NUMBER         a 64-bit integer\n"
+     "  -float NUMBER       a number\n"
+     "  -bool WORD          true, yes, 1, false, no or 0\n"
+     "  -date TIME          a time in UTC, such as 2026-03-07T09:05:01Z\n"
+     "  -data DIGITS        bytes, two hexadecimal digits each\n"
+     "  -array VALUE...     any number of values, each of one of the types above, or text\n"
+     "  -dict KEY VALUE...  any number of keys, each followed by such a value\n"
+     "  -plist XML          a property list, for everything else\n"
+     "  -- TEXT             a text that may look like one of these\n",
      run<write, 3, SIZE_MAX>, true},
     {"delete", "DOMAIN [KEY]", "remove a key, or all keys", "", run<remove, 1, 2>},
-    {"rename", "DOMAIN OLD NEW", "give a key another name, which must not be in use", "", run<rename, 3, 3>},
+    {"rename", "DOMAIN KEY NEW", "give a key another name, which must not be in use", "", run<rename, 3, 3>},
     {"domains", "", "list the domains that have settings", "", run<domains, 0, 0>},
     {"keys", "DOMAIN", "list the keys of a domain", "", run<keys, 1, 1>},
     {"find", "TEXT", "show the settings whose key or value contains a text, ignoring case", "", run<find, 1, 1>},
     {"export", "[--binary] DOMAIN [FILE]", "write a domain as a property list",
      "  --binary  in binary form instead of XML\n", run<exportDomain, 1, 3>},
-    {"import", "DOMAIN [FILE]", "store all keys of a property list; other keys stay", "", run<importDomain, 1, 2>},
+    {"import", "DOMAIN [FILE]", "store all keys of a property list, or none; other keys stay", "",
+     run<importDomain, 1, 2>},
 };
 
 constexpr std::string_view NOTES =
     "DOMAIN is a program's identifier; -g or --global stands for the domain that all programs share.\n"
     "Without FILE, or with -, standard output and input are used.\n";
+
+using Candidates = std::vector<Candidate>;
+
+Candidates domainCandidates(const Arguments&) {
+  Candidates candidates = {{"-g", "what all programs share"}};
+  for (const std::string& name : UserDefaults::domains().value_or(std::vector<std::string>()))
+    if (const auto content = UserDefaults(name).domainDictionary(); content && !content->empty())
+      candidates.push_back({name});
+  return candidates;
+}
+
+Candidates keyCandidates(const Arguments& operands) {
+  Candidates candidates;
+  const auto domain = Existing::open(operands.front());
+  if (!domain) return candidates;
+  for (const auto& [key, value] : (*domain)->content) candidates.push_back({key});
+  return candidates;
+}
+
+constexpr std::array VALUES = {Values{"DOMAIN", domainCandidates}, Values{"KEY", keyCandidates}};
 
 }  // namespace
 
@@ -284,5 +308,6 @@ constexpr std::string_view NOTES =
 
 int main(int argc, char** argv) {
   corvane::setLogSink(&corvane::defaults::SINK);
-  return corvane::runProgram({"corvane-defaults", corvane::defaults::COMMANDS, corvane::defaults::NOTES}, argc, argv);
+  using namespace corvane::defaults;
+  return corvane::runProgram({"corvane-defaults", COMMANDS, NOTES, false, VALUES}, argc, argv);
 }

@@ -16,6 +16,7 @@
 #include "apps/inspector/commands/Stalls.h"
 #include "apps/inspector/commands/Tree.h"
 #include "apps/inspector/commands/View.h"
+#include "apps/inspector/text/Candidates.h"
 
 namespace corvane::inspector {
 
@@ -52,5 +53,6 @@ constexpr Command COMMANDS[] = {
 }  // namespace corvane::inspector
 
 int main(int argc, char** argv) {
-  return corvane::runProgram({"corvane-inspector", corvane::inspector::COMMANDS, {}, true}, argc, argv);
+  using namespace corvane::inspector;
+  return corvane::runProgram({"corvane-inspector", COMMANDS, {}, true, commandValues()}, argc, argv);
 }

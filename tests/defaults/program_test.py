@@ -1,4 +1,4 @@
-"""Runs corvane-defaults, its completion and the examples of the guide. Usage: program_test.py PROGRAM EXAMPLE GROUP"""
+"""Runs corvane-defaults and the examples of the guide. Usage: program_test.py PROGRAM EXAMPLE GROUP"""
 import os
 import pathlib
 import plistlib
@@ -117,19 +117,6 @@ class Files(Case):
         self.expect("domains", output="a.b\n")
         with open("/dev/full", "wb") as full:
             self.expect_error(1, "cannot write the output", "export", "a.b", stdout=full)
-
-    def test_completion(self):
-        self.expect("write", "a.b", "one key", "1")
-        self.expect("write", "a.c", "two", "1")
-        script = ROOT / "apps/defaults/corvane-defaults.bash"
-        rows = [(["re"], ["read", "rename"]), (["read", "a."], ["a.b", "a.c"]), (["read", "a.b", ""], ["one\\ key"]),
-                (["write", "a.b", "k", "-d"], ["-date", "-data", "-dict"])]
-        for words, offered in rows:
-            quoted = " ".join(f"'{word}'" for word in ["corvane-defaults", *words])
-            code = (f". {script}; COMP_WORDS=({quoted}); COMP_CWORD={len(words)}; _corvane_defaults; "
-                    "((${#COMPREPLY[@]})) && printf '%s\\n' \"${COMPREPLY[@]}\" || true")
-            done = self.run_program("-c", code, program="bash")
-            self.assertEqual(done, (0, "".join(line + "\n" for line in offered), ""), words)
 
 
 class Guide(Case):

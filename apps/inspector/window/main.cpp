@@ -1,11 +1,14 @@
 #include <QApplication>
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <string>
+#include <vector>
 
 #include "apps/common/OptionReader.h"
 #include "apps/common/Output.h"
 #include "apps/inspector/model/LocalSource.h"
+#include "apps/inspector/text/Candidates.h"
 #include "apps/inspector/window/MainWindow.h"
 #include "apps/inspector/window/Pages.h"
 #include "apps/inspector/window/SingleInstance.h"
@@ -22,17 +25,6 @@ namespace {
 
 constexpr char NAME[] = "corvane-inspector-window";
 
-constexpr char HELP[] =
-    "Usage: corvane-inspector-window [OPTION]...\n\n"
-    "Shows what the machine and the program's timers do. A second start shows the first one's window.\n\n"
-    "  --attach NAME  look at the running program with this name or process id\n"
-    "  --page PAGE    show this page first: ";
-
-constexpr char MORE[] =
-    "  --root FOLDER  read /proc and /sys below FOLDER\n"
-    "  --version      show the program's version\n"
-    "  -h, --help     show this help\n";
-
 struct Options {
   QString page;
   std::string program;
@@ -43,6 +35,34 @@ std::string pageNames() {
   std::string names;
   for (const PageKind& kind : pageKinds()) names.append(names.empty() ? "" : ", ").append(kind.id);
   return names;
+}
+
+constexpr char SUMMARY[] =
+    "shows what the machine and the program's timers do; a second start shows the first one's window";
+
+std::vector<Candidate> pageCandidates(const Arguments&) {
+  std::vector<Candidate> candidates;
+  for (const PageKind& kind : pageKinds()) candidates.push_back({kind.id, kind.title});
+  return candidates;
+}
+
+constexpr std::array VALUES = {Values{"NAME", programCandidates}, Values{"PAGE", pageCandidates}};
+
+// Answers what needs no window.
+std::optional<int> answerAtOnce(const Arguments& arguments) {
+  const std::string details =
+      "  --attach NAME  look at the running program with this name or process id\n"
+      "  --page PAGE    show this page first: " +
+      pageNames() +
+      "\n"
+      "  --root FOLDER  read /proc and /sys below FOLDER\n"
+      "  --version      show the program's version\n"
+      "  -h, --help     show this help\n";
+  const Command window = {"", "[OPTION]...", SUMMARY, details, nullptr};
+  const Program program = {NAME, {&window, 1}, {}, false, VALUES};
+  const auto isHelp = [](std::string_view option) { return option == "--help" || option == "-h"; };
+  if (std::ranges::any_of(arguments, isHelp)) return answer(program, {"--help"});
+  return answer(program, arguments);
 }
 
 tl::expected<Options, std::string> parse(const Arguments& arguments) {
@@ -113,10 +133,7 @@ int show(QApplication& application, const Options& options, const QByteArray& to
 int run(int argc, char** argv) {
   setProgramName(NAME);
   const Arguments all(argv + 1, argv + argc);
-  const auto has = [&all](std::string_view option) { return std::ranges::find(all, option) != all.end(); };
-  if (has("--help") || has("-h")) return statusAfterOutput(writeOut(HELP + pageNames() + "\n" + MORE));
-  if (has("--version"))
-    return statusAfterOutput(writeOut(Bundle::mainBundle()->appVersionName().value_or(NAME) + "\n"));
+  if (const auto status = answerAtOnce(all)) return *status;
   const QByteArray token = activationToken();
   QApplication application(argc, argv);  // takes the toolkit's own options
   QApplication::setApplicationName(QStringLiteral("Corvane Inspector"));
