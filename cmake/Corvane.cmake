@@ -22,13 +22,14 @@ function(corvane_rpath target from)
   set_target_properties(${target} PROPERTIES INSTALL_RPATH ${path})
 endfunction()
 
-# corvane_library(NAME SOURCES... ): the shared library libcorvane-NAME, as Corvane::NAME.
+# The version of the binary interface: before 1.0 a minor version may break it.
+set(CORVANE_SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+
+# corvane_library(NAME SOURCES... ): the library libcorvane-NAME, as Corvane::NAME.
 function(corvane_library name)
-  add_library(corvane-${name} SHARED ${ARGN})
+  add_library(corvane-${name} ${ARGN})
   add_library(Corvane::${name} ALIAS corvane-${name})
-  set_target_properties(corvane-${name} PROPERTIES
-    VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}  # before 1.0 a minor version may break the interface
+  set_target_properties(corvane-${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${CORVANE_SOVERSION}
     EXPORT_NAME ${name})
   target_include_directories(corvane-${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
   target_compile_features(corvane-${name} PUBLIC cxx_std_20)

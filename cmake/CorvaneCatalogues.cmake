@@ -1,10 +1,10 @@
 # Compiles an application's catalogues of translated texts, which corvane::Translator finds (corvane/ui/Translator.h).
 #
-#   corvane_catalogues(TARGET DOMAIN name CATALOGUES po/de.po… [SOURCES file…] [TEMPLATES file.in…])
+#   corvane_catalogues(TARGET DOMAIN name CATALOGUES po/de.po… [SOURCES file…] [TEMPLATES file.in…] [NO_INSTALL])
 #
 # DOMAIN is the name that the application gives to the Translator, and each catalogue is named after its language. They
 # are compiled into share/locale/LANGUAGE/LC_MESSAGES/name.mo in the project's build folder when the target is built, and
-# installed in the prefix's share/locale.
+# installed in the prefix's share/locale, unless told not to.
 #
 # CTest's Catalogues.name_LANGUAGE fails if a catalogue lacks a text: one that another catalogue has, or one in the
 # sources, which are C++ files and interface files (.ui), by default the target's own. Found are the texts of tr(),
@@ -21,7 +21,7 @@ include_guard()
 cmake_policy(VERSION 3.25)
 
 function(corvane_catalogues target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DOMAIN" "CATALOGUES;SOURCES;TEMPLATES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "NO_INSTALL" "DOMAIN" "CATALOGUES;SOURCES;TEMPLATES")
   foreach(tool IN ITEMS xgettext msgcat msgcmp msgfmt)
     string(TOUPPER GETTEXT_${tool}_EXECUTABLE program)
     find_program(${program} ${tool} REQUIRED)
@@ -73,7 +73,9 @@ function(corvane_catalogues target)
       COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/${folder}
       COMMAND ${GETTEXT_MSGFMT_EXECUTABLE} --check --output-file=${catalogue} ${source}
       DEPENDS ${source} VERBATIM)
-    install(FILES ${catalogue} DESTINATION ${folder})
+    if(NOT arg_NO_INSTALL)
+      install(FILES ${catalogue} DESTINATION ${folder})
+    endif()
     list(APPEND catalogues ${catalogue})
     add_test(NAME Catalogues.${arg_DOMAIN}_${language} COMMAND ${GETTEXT_MSGCMP_EXECUTABLE} ${source} ${all})
   endforeach()

@@ -4,6 +4,7 @@
 
 #include <QTimer>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
 #include "corvane/core/Log.h"
@@ -14,7 +15,7 @@ namespace corvane {
 
 namespace {
 
-// Beside this library.
+// Beside this library; a static one has none.
 std::string modulePath() {
   Dl_info info = {};
   dladdr(reinterpret_cast<const void*>(&makeHelpView), &info);
@@ -33,6 +34,7 @@ void noticeOnce(const RuntimeRequirement& requirement, const std::string& missin
 }  // namespace
 
 HelpView* makeHelpView(const HelpView::Options& options, QWidget* window) {
+  if (std::string_view(CORVANE_HELP_MODULE).empty()) return new TextHelpView(options);
   const std::string module = modulePath();
   std::string reason;
   if (void* const handle = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL)) {  // stays: the engine cannot be unloaded

@@ -21,7 +21,7 @@ until [ "$(pgrep -P $other)" ]; do sleep 0.05; done
 io() { sed -n "s/^$1_bytes: //p" /proc/$other/io; }
 theirs='"pid":'$other',*"footprint_bytes":[1-9]*"disk_read_bytes":'$(io read)',"disk_written_bytes":'$(io write),
 
-cmake --install "$1" --prefix /usr --component helpers >/dev/null && gdbus call --system --dest org.freedesktop.DBus \
+cmake --install "$1" --prefix /usr --component corvane-helpers >/dev/null && gdbus call --system --dest org.freedesktop.DBus \
   --object-path / --method org.freedesktop.DBus.ReloadConfig >/dev/null
 expect 0 "The helper is not installed" yes helper status
 expect 1 "--all: The helper is not installed: corvane-inspector helper install" yes ps --all

@@ -1,6 +1,7 @@
 #include "corvane/linux/desktop/SharedFolder.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include <filesystem>
 
@@ -19,7 +20,10 @@ std::string sharedFolder(const std::string& file, const std::string& name) {
 std::string librarysFolder(const std::string& name) {
   static constexpr char INSIDE = 0;
   Dl_info library{};
-  return dladdr(&INSIDE, &library) != 0 && library.dli_fname ? sharedFolder(library.dli_fname, name) : std::string();
+  link_map* loaded = nullptr;
+  if (dladdr1(&INSIDE, &library, reinterpret_cast<void**>(&loaded), RTLD_DL_LINKMAP) == 0) return {};
+  // A program that contains the library has no name there.
+  return sharedFolder(*loaded->l_name != '\0' ? loaded->l_name : "/proc/self/exe", name);
 }
 
 }  // namespace corvane

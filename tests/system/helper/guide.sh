@@ -1,7 +1,7 @@
 #!/bin/bash
 # Runs the guide's application as a user; prints its output, then the questions. In a private-system.
 support=$(dirname "$(readlink -f "$0")")/../../support/system
-cmake --install "$1" >/dev/null && cmake --install "$1" --prefix /usr --component helpers >/dev/null && ldconfig || exit
+cmake --install "$1" >/dev/null && cmake --install "$1" --prefix /usr --component corvane-helpers >/dev/null && ldconfig || exit
 # The user may not be able to enter the build folder.
 mkdir /run/build && mount --bind "$1" /run/build
 mkdir -m 700 /run/secret && head -c 12345 /dev/zero >/run/secret/file
