@@ -12,6 +12,7 @@
 
 #include "corvane/ui/Appearance.h"
 #include "corvane/ui/Translator.h"
+#include "tests/support/TempHome.h"
 
 namespace corvane {
 
@@ -44,7 +45,7 @@ const std::vector<Variant> VARIANTS = {
 bool take(int argc, char** argv, const std::vector<Picture>& pictures, const Variant& variant,
           const std::string& catalogue) {
   qputenv("QT_QPA_PLATFORM", "offscreen");
-  qputenv("LC_ALL", "C.UTF-8");
+  qputenv("LC_ALL", "en_US.UTF-8");
   qputenv("LANGUAGE", "");
   QLocale::setDefault(QLocale("en_US"));
   QLoggingCategory::setFilterRules("default.warning=false");  // what a platform without a display cannot do
@@ -76,6 +77,8 @@ int takePictures(int argc, char** argv, const std::vector<Picture>& pictures, co
     std::fprintf(stderr, "Usage: %s FOLDER [NAME]...\n", argv[0]);
     return 2;
   }
+  TempHome home;
+  home.installLocale();
   bool isDone = true;
   for (const Variant& variant : VARIANTS) {
     const pid_t child = fork();

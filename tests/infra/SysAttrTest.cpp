@@ -47,9 +47,7 @@ TEST_F(SysAttrKinds, EnglishWithoutATranslation) {
 }
 
 TEST_F(SysAttrKinds, InTheUsersLanguage) {
-  // A locale of our own, because the C library may translate nothing in C.UTF-8, and no other one is sure to be there.
-  ASSERT_EQ(std::system(("localedef -i en_US -f UTF-8 " + home / "en_US.UTF-8").c_str()), 0);
-  home.set("LOCPATH", home.path().c_str());
+  home.installLocale();
   home.set("LANGUAGE", "xx:ja:de");
   const auto isTranslated = [] { return SysAttr::modeKind(S_IFDIR) == "ディレクトリ"; };
   // Without setlocale(), by the first variable that is set; the application's locale stays its own.

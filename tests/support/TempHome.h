@@ -92,6 +92,14 @@ class TempHome {
       unsetenv(name);
   }
 
+  /// Makes the locale en_US.UTF-8 there and has the C library look for it: it may translate nothing in C.UTF-8, and no
+  /// other one is sure to be on the machine.
+  void installLocale() {
+    if (std::system(("localedef -i en_US -f UTF-8 " + *this / "en_US.UTF-8").c_str()) != 0)
+      throw std::runtime_error("localedef failed");
+    set("LOCPATH", m_path.c_str());
+  }
+
  private:
   fs::path m_path;
   std::map<std::string, std::optional<std::string>> m_previous;

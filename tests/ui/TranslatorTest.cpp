@@ -10,6 +10,7 @@
 
 #include "corvane/testing/FakePlatform.h"
 #include "corvane/ui/RepeaterStatsWindow.h"
+#include "tests/support/TempHome.h"
 #include "ui_Shop.h"
 
 namespace corvane {
@@ -17,11 +18,13 @@ namespace {
 
 class TranslatorTest : public testing::Test {
  protected:
-  // Without a locale of its own the machine need not have one installed.
   void speak(const char* language) {
-    qputenv("LC_ALL", "C.UTF-8");
-    qputenv("LANGUAGE", language);
+    home.installLocale();
+    home.set("LC_ALL", "en_US.UTF-8");
+    home.set("LANGUAGE", language);
   }
+
+  TempHome home;
 };
 
 TEST_F(TranslatorTest, TextsOfTheApplicationComeFromItsCatalogue) {
