@@ -66,7 +66,7 @@ std::string_view valueOf(const std::vector<HelpPart>& parts, std::string_view na
 
 std::string_view expectedAfter(const Arguments& operands, const std::vector<std::string_view>& expected) {
   if (operands.size() < expected.size() && expected[operands.size()] != "...") return expected[operands.size()];
-  return !expected.empty() && expected.back() == "..." ? expected[expected.size() - 2] : std::string_view();
+  return expected.size() > 1 && expected.back() == "..." ? expected[expected.size() - 2] : std::string_view();
 }
 
 Place placeOf(const Arguments& words, const std::vector<HelpPart>& parts,

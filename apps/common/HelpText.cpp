@@ -26,7 +26,8 @@ bool HelpPart::isOption(std::string_view name) const {
 
 std::string_view HelpPart::value() const {
   const std::size_t blank = term.starts_with("-") ? term.rfind(' ') : std::string_view::npos;
-  return blank == std::string_view::npos || term[blank + 1] == '-' ? std::string_view() : term.substr(blank + 1);
+  return blank == std::string_view::npos || term.substr(blank).starts_with(" -") ? std::string_view()
+                                                                                 : term.substr(blank + 1);
 }
 
 std::vector<HelpPart> helpParts(std::string_view details) {

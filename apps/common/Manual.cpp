@@ -66,7 +66,7 @@ void appendText(std::string& text, std::string_view paragraph) {
   while (rest.size() > WIDTH) {
     std::size_t blank = rest.rfind(' ', WIDTH);
     // What man takes for a command at the beginning of a line.
-    while (blank != std::string_view::npos && rest[blank + 1] == '.')
+    while (blank != std::string_view::npos && rest.substr(blank).starts_with(" ."))
       blank = blank == 0 ? rest.npos : rest.rfind(' ', blank - 1);
     if (blank == std::string_view::npos) break;
     text.append(rest.substr(0, blank)).append("\n");
