@@ -22,9 +22,9 @@ endforeach()
 list(TRANSFORM publicHeaders REPLACE "^${PROJECT_SOURCE_DIR}/" "")
 set(site ${CMAKE_CURRENT_LIST_DIR}/reference)
 add_custom_target(reference
-  COMMAND ${PYTHON3_EXECUTABLE} ${site}/site.py --version ${PROJECT_VERSION} --source ${PROJECT_SOURCE_DIR}
+  COMMAND ${PYTHON3_EXECUTABLE} -X utf8 ${site}/site.py --version ${PROJECT_VERSION} --source ${PROJECT_SOURCE_DIR}
     --guide ${PROJECT_BINARY_DIR}/docs/guide --out ${PROJECT_BINARY_DIR}/docs/html ${publicHeaders}
-  COMMAND ${PYTHON3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/checks/links.py ${PROJECT_BINARY_DIR}/docs/html
+  COMMAND ${PYTHON3_EXECUTABLE} -X utf8 ${PROJECT_SOURCE_DIR}/tests/checks/links.py ${PROJECT_BINARY_DIR}/docs/html
   DEPENDS guide
   COMMENT "Guide and reference"
   VERBATIM)

@@ -31,7 +31,8 @@
     const last = entry.name.split("::").pop();
     const place = [entry.name === query, last === query, entry.name.startsWith(query), last.startsWith(query),
       entry.name.includes(query), words.every((word) => entry.name.includes(word)), true].indexOf(true);
-    return place * 1000 + (entry.kind === "header" ? 500 : 0) + Math.min(entry.name.length, 400);
+    const kind = {header: 500, guide: -500}[entry.kind] || 0;
+    return place * 1000 + kind + Math.min(entry.name.length, 400);
   };
 
   const around = (text, word) => {
@@ -42,7 +43,9 @@
 
   const show = () => {
     const query = field.value.trim().toLowerCase().replace(/\(\)$/, "");
-    const words = query.split(/\s+/);
+    const parts = query.split(/\s+/);
+    const long = parts.filter((word) => word.length > 2);
+    const words = long.length ? long : parts;
     const hits = query === "" ? [] : index
       .map((entry) => [rank(entry, words, query), entry])
       .filter(([place]) => place !== undefined)

@@ -14,6 +14,8 @@ import re
 import shutil
 import subprocess
 import sys
+import tempfile
+import typing
 import xml.etree.ElementTree as ET
 
 import headers
@@ -24,7 +26,6 @@ HERE = pathlib.Path(__file__).parent
 def run_doxygen(source, names, work, out, version):
     """The reference in out/reference. Returns its tag file, or exits with what is wrong in the headers."""
     mirror = work / "headers"
-    shutil.rmtree(mirror, ignore_errors=True)
     for name in names:
         (mirror / name).parent.mkdir(parents=True, exist_ok=True)
         (mirror / name).write_text(headers.prepared(name, (source / name).read_text()))
@@ -32,69 +33,62 @@ def run_doxygen(source, names, work, out, version):
     (work / "top.html").write_text(top.replace("@chrome@", chrome("../", version)))
     (work / "bottom.html").write_text(bottom.split("<!-- Doxygen: footer -->\n")[1])
     tags = work / "tags.xml"
+    def quoted(*values):
+        return " ".join(f'"{value}"' for value in values)
+
     config = (HERE / "Doxyfile").read_text() + "".join(
         f"{key} = {value}\n" for key, value in {
-            "PROJECT_NUMBER": version, "OUTPUT_DIRECTORY": out, "GENERATE_TAGFILE": tags,
-            "INPUT": f"{HERE / 'main.dox'} {mirror}", "FILE_PATTERNS": "*.h *.dox", "RECURSIVE": "YES",
-            "STRIP_FROM_PATH": mirror, "STRIP_FROM_INC_PATH": mirror, "INCLUDE_PATH": mirror,
-            "LAYOUT_FILE": HERE / "layout.xml", "HTML_HEADER": work / "top.html", "HTML_FOOTER": work / "bottom.html",
-            "HTML_STYLESHEET": HERE / "site.css",
+            "PROJECT_NUMBER": version, "OUTPUT_DIRECTORY": quoted(out), "GENERATE_TAGFILE": quoted(tags),
+            "INPUT": quoted(HERE / "main.dox", "corvane"), "FILE_PATTERNS": "*.h *.dox", "RECURSIVE": "YES",
+            "STRIP_FROM_PATH": ".", "STRIP_FROM_INC_PATH": ".",
+            "LAYOUT_FILE": quoted(HERE / "layout.xml"), "HTML_STYLESHEET": quoted(HERE / "site.css"),
+            "HTML_HEADER": quoted(work / "top.html"), "HTML_FOOTER": quoted(work / "bottom.html"),
         }.items())
-    shutil.rmtree(out / "reference", ignore_errors=True)
-    run = subprocess.run(["doxygen", "-"], input=config, capture_output=True, text=True)
+    run = subprocess.run(["doxygen", "-"], cwd=mirror, input=config, capture_output=True, text=True)
     if run.returncode:
         sys.exit(run.stderr.replace(f"{mirror}/", "") or f"doxygen ended with {run.returncode}")
-    for name in ("jquery.js", "dynsections.js", "doxygen.svg", "doxygen.css", "doxygen_crawl.html", "site.css"):
-        (out / "reference" / name).unlink(missing_ok=True)
+    for file in (out / "reference").iterdir():  # scripts, styles and pictures of menus that are not there
+        if file.suffix != ".html":
+            file.unlink()
     return ET.parse(tags).getroot()
 
 
 def chrome(root, version):
-    return (f'<header class="site"><a class="brand" href="{root}index.html">Corvane <small>{version}</small></a>'
-            f'<a href="{root}index.html">Guide</a><a href="{root}reference/index.html">Reference</a></header>')
+    return (f'<header class="site"><a class="brand" href="{root}index.html">Corvane <small>{version}</small></a> '
+            f'<a href="{root}index.html">Guide</a> <a href="{root}reference/index.html">Reference</a></header>')
 
 
-class Symbol:
-    def __init__(self, name, kind, url, scope=""):
-        self.name, self.kind, self.url = name.removeprefix("corvane::"), kind, url
-        self.scope = scope.removeprefix("corvane").removeprefix("::")
-
-    @property
-    def qualified(self):
-        return f"{self.scope}::{self.name}" if self.scope else self.name
+class Symbol(typing.NamedTuple):
+    name: str  # with its class
+    kind: str
+    url: str
 
 
 def symbols(tags, mirror):
-    """All names of the reference, classes before their members, and the page of each header's names."""
-    found, of_header = {}, {}
+    """All names of the reference, and the pages that are about each header: its own, and those of its classes."""
+    found, pages, parts = {}, {}, {}
     for compound in tags:
-        kind, name = compound.get("kind"), compound.findtext("name")
-        page = "reference/" + compound.findtext("filename")
+        kind, name, page = compound.get("kind"), compound.findtext("name"), "reference/" + compound.findtext("filename")
+        is_class = kind in ("class", "struct", "union")
         if kind == "file":
-            path = compound.findtext("path").removeprefix(f"{mirror}/") + name
-            page += "" if page.endswith(".html") else ".html"
-            found[page] = Symbol(path, "header", page)
-            of_header.setdefault(path, set()).add(page)
-            for part in compound.findall("class"):
-                of_header[path].add(part.text)
-        elif kind in ("class", "struct", "union"):
-            found[page] = Symbol(name, kind, page)
-        scope = name if kind in ("class", "struct", "union", "namespace") else ""
+            page = page.removesuffix(".html") + ".html"
+            name = compound.findtext("path").removeprefix(mirror) + name
+            parts[name] = [name, *(part.text for part in compound.findall("class"))]
+        pages[name] = page
+        if is_class or kind == "file":
+            found[page] = Symbol(name.removeprefix("corvane::"), kind if is_class else "header", page)
+        scope = f"{name}::".removeprefix("corvane::") if is_class else ""
         for member in compound.findall("member"):
             url = f"reference/{member.findtext('anchorfile')}#{member.findtext('anchor')}"
-            if kind in ("class", "struct", "union", "namespace") or url not in found:
-                found[url] = Symbol(member.findtext("name"), member.get("kind"), url, scope)
-    pages = {symbol_name(compound): "reference/" + compound.findtext("filename") for compound in tags}
-    return list(found.values()), {path: {pages.get(name, name) for name in names} for path, names in of_header.items()}
-
-
-def symbol_name(compound):
-    return compound.findtext("name")
+            if is_class or url not in found:
+                found[url] = Symbol(scope + member.findtext("name"), member.get("kind"), url)
+    of_header = {header: [pages[name] for name in names if name in pages] for header, names in parts.items()}
+    return list(found.values()), of_header
 
 
 def guide_pages(names):
     """header → pages of the guide, by the table in pages.txt; exits if a header is in no row."""
-    of_header, pages = {}, []
+    of_header = {}
     for line in (HERE / "pages.txt").read_text().splitlines():
         if line and not line.startswith("#"):
             page, *patterns = line.split()
@@ -133,14 +127,16 @@ def finish_guide(guide, out, targets, version):
             shutil.copy(file, out)
             continue
         page = link_to_reference(file.read_text(), targets)
-        page = re.sub(r"<nav>.*?</nav>", "", page, count=1, flags=re.S).replace("<body>", "<body>\n" + chrome("", version))
+        page = re.sub(r"<nav>.*?</nav>", "", page, count=1, flags=re.S)
+        page = page.replace("<body>", "<body>\n" + chrome("", version))
         page = page.replace("</head>", '<link rel="stylesheet" href="site.css">\n'
                             '<script src="search.js" defer></script>\n</head>')
         (out / file.name).write_text(page)
 
 
 def titles(out):
-    return {file.name: html.unescape(re.search("<title>(.*?)</title>", file.read_text())[1]) for file in out.glob("*.html")}
+    return {file.name: html.unescape(re.search("<title>(.*?)</title>", file.read_text())[1])
+            for file in out.glob("*.html")}
 
 
 def finish_reference(out, of_header, pages, title):
@@ -159,9 +155,14 @@ def finish_reference(out, of_header, pages, title):
         text = re.sub(r'<img src="closed.png"[^>]*>&#160;| onclick="javascript:[^"]*"', "", text)
         own = guide.get(f"reference/{file.name}", [])
         if own:
-            links = ", ".join(f'<a href="../{page}.html">{html.escape(title[page + ".html"])}</a>' for page in dict.fromkeys(own))
+            links = ", ".join(f'<a href="../{page}.html">{html.escape(title[page + ".html"])}</a>'
+                              for page in dict.fromkeys(own))
             text = text.replace('<div class="contents">', f'<div class="contents">\n<p class="guide">Guide: {links}</p>', 1)
         file.write_text(text)
+
+
+def plain(markup):
+    return " ".join(html.unescape(re.sub("<[^>]*>", " ", markup)).split())
 
 
 def sections(file):
@@ -170,17 +171,17 @@ def sections(file):
     for part in re.split(r"(?=<h[1-6] )", body):
         heading = re.match(r'<h[1-6] id="([^"]*)">(.*?)</h[1-6]>', part, re.S)
         if heading:
-            text = lambda markup: " ".join(html.unescape(re.sub("<[^>]*>", " ", markup)).split())
-            yield heading[1], text(heading[2]), text(part[heading.end():])
+            yield heading[1], plain(heading[2]), plain(part[heading.end():])
 
 
 def write_index(out, found, title):
     """index.js: [title, where it stands, address, text] of all that can be found."""
-    entries = [[symbol.qualified, symbol.kind, symbol.url, ""] for symbol in found]
+    entries = [[symbol.name, symbol.kind, symbol.url, ""] for symbol in found]
     for name in sorted(title):
         for number, (anchor, heading, text) in enumerate(sections(out / name)):
             entries.append([heading, "guide" if number == 0 else title[name], f"{name}#{anchor}", text])
-    (out / "index.js").write_text("corvaneIndex(" + json.dumps(entries, ensure_ascii=False, separators=(",", ":")) + ");\n")
+    text = json.dumps(entries, ensure_ascii=False, separators=(",", ":"))
+    (out / "index.js").write_text(f"corvaneIndex({text});\n")
 
 
 def main():
@@ -190,12 +191,15 @@ def main():
     parser.add_argument("headers", nargs="+")
     args = parser.parse_args()
     pages = guide_pages(args.headers)
-    work = args.out.parent / (args.out.name + ".work")
-    for folder in (work, args.out):
-        shutil.rmtree(folder, ignore_errors=True)
-        folder.mkdir(parents=True)
-    found, of_header = symbols(run_doxygen(args.source, args.headers, work, args.out, args.version), work / "headers")
-    targets = {symbol.qualified: symbol.url for symbol in reversed(found) if symbol.kind != "header"}
+    shutil.rmtree(args.out, ignore_errors=True)
+    args.out.mkdir(parents=True)
+    with tempfile.TemporaryDirectory() as work:  # Doxygen strips no folders whose names it cannot spell
+        tags = run_doxygen(args.source, args.headers, pathlib.Path(work), args.out.resolve(), args.version)
+        found, of_header = symbols(tags, f"{work}/headers/")
+    unlinked = [name for name in args.headers if name not in of_header]
+    if unlinked:
+        sys.exit("no page of the reference is about " + ", ".join(unlinked))
+    targets = {symbol.name: symbol.url for symbol in reversed(found) if symbol.kind != "header"}
     finish_guide(args.guide, args.out, targets, args.version)
     for name in ("site.css", "search.js"):
         shutil.copy(HERE / name, args.out)

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Fails on links that lead nowhere: in all Markdown files, or in the HTML files of a folder, anchors included.
+"""Fails on links that lead nowhere: in all Markdown files, or in the HTML files of a folder, anchors included. Every page
+of the guide must be in its index.
 
     links.py [FOLDER]
 
@@ -69,10 +70,13 @@ def main():
         names = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "*.md"], cwd=ROOT, check=True,
                                capture_output=True, text=True).stdout.splitlines()
         wrong, count = broken([ROOT / name for name in names if (ROOT / name).exists()], Text)
+        index = ROOT / "docs/index.md"
+        listed = Text(index).links
+        wrong += [(index, page.name) for page in index.parent.glob("*.md") if page != index and page.name not in listed]
     for path, link in wrong:
-        print(f"{path}: {link} leads nowhere")
+        print(f"{path}: {link} leads nowhere, or is missing")
     if wrong or not count:
-        sys.exit(f"{len(wrong)} of {count} links lead nowhere")
+        sys.exit(f"{len(wrong)} of {count} links are wrong")
     print(f"{count} links")
 
 
