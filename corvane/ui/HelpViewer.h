@@ -37,7 +37,7 @@ class HelpView;
 /// | everything else: the web, mail | the user's application for it opens it; one in half a second at most |
 ///
 /// What a page embeds (pictures, frames, scripts) comes from the folder or not at all, and nothing goes to the network
-/// (with Qt 6.8 a page that says <link rel="preconnect"> is connected to that host, which is sent nothing).
+/// (with Qt 6.8 a page that says `<link rel="preconnect">` is connected to that host, which is sent nothing).
 /// New windows that nobody has clicked for, dialogs of scripts, and what is dropped onto a page are ignored. A page
 /// that takes longer than 60 s to load is stopped, and one whose script does not end gives way to the next one.
 ///
