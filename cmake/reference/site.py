@@ -151,6 +151,8 @@ def finish_reference(out, of_header, pages, title):
     for file in (out / "reference").glob("*.html"):
         text = file.read_text().replace('<h2 class="groupheader">Detailed Description</h2>', "")
         text = text.replace(' style="display:none;"', "")
+        text = re.sub(r" (File|Namespace|Directory) Reference(?=<)", "", text)
+        text = re.sub(r'<div class="title">(.*?)(?=<div|<span|</div>)', r'<div class="title"><h1>\1</h1>', text, flags=re.S)
         text = re.sub(r'<div class="summary">.*?</div>', "", text, flags=re.S)
         text = re.sub(r'<img src="closed.png"[^>]*>&#160;| onclick="javascript:[^"]*"', "", text)
         own = guide.get(f"reference/{file.name}", [])
