@@ -100,7 +100,7 @@ def write(path, text, mode=0o644):
 def prepare():
     os.makedirs(HOME)
     os.chmod(HOME, 0o755)
-    subprocess.run(['cmake', '--install', BUILD, '--prefix', '/usr', '--component', 'helpers'], check=True, stdout=2)
+    subprocess.run(['cmake', '--install', BUILD, '--prefix', '/usr', '--component', 'corvane-helpers'], check=True, stdout=2)
     daemon.ReloadConfig()
 
 

@@ -1,6 +1,7 @@
 #include "corvane/ui/Translator.h"
 
 #include <gtest/gtest.h>
+#include <locale.h>
 
 #include <QApplication>
 #include <QLineEdit>
@@ -20,7 +21,7 @@ class TranslatorTest : public testing::Test {
  protected:
   void speak(const char* language) {
     home.installLocale();
-    home.set("LC_ALL", "en_US.UTF-8");
+    setlocale(LC_ALL, "en_US.UTF-8");  // in place of what Qt has set
     home.set("LANGUAGE", language);
   }
 

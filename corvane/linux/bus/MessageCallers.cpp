@@ -19,17 +19,17 @@ struct Credentials {
   bool operator==(const Credentials&) const = default;
 };
 
-// Those of the process that connected. std::nullopt if the connection has ended.
+// Those of the process that connected; without a pid if it has ended and the bus knows. std::nullopt if the connection
+// has ended.
 std::optional<Credentials> credentialsOf(const Bus& bus, const std::string& name) {
   const auto reply =
       bus.call(busMethod("GetConnectionCredentials", "(a{sv})"), g_variant_new("(s)", name.c_str()), Deadline());
   if (!reply) return std::nullopt;
   const glib::Ptr<GVariant> all(g_variant_get_child_value(reply->values.get(), 0));
   Credentials found;
-  if (!g_variant_lookup(all.get(), "UnixUserID", "u", &found.uid) ||
-      !g_variant_lookup(all.get(), "ProcessID", "u", &found.pid) || found.uid == MessageCaller::NOBODY ||
-      found.pid == 0 || found.pid > INT_MAX)
+  if (!g_variant_lookup(all.get(), "UnixUserID", "u", &found.uid) || found.uid == MessageCaller::NOBODY)
     return std::nullopt;
+  if (!g_variant_lookup(all.get(), "ProcessID", "u", &found.pid) || found.pid > INT_MAX) found.pid = 0;
   return found;
 }
 
