@@ -51,6 +51,11 @@ void HelpViewer::openPage(const std::string& page) {
   viewer->load(url);
 }
 
+void HelpViewer::setFolder(const std::string& folder) {
+  requireMainThread("HelpViewer.setFolder");
+  HelpPages::setFolder(folder);
+}
+
 std::shared_ptr<HelpViewer> HelpViewer::shared() {
   return sharedViewer();
 }

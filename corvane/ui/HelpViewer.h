@@ -25,7 +25,7 @@ class HelpView;
 ///
 /// The pages are the HTML files in the folder "Documentation" of the application's resources, with what they need:
 /// style sheets, pictures, scripts, folders. "index.html" is the start page. See `RESOURCE_FOLDERS` of
-/// corvane_application (CMake).
+/// corvane_application (CMake), and setFolder() for pages elsewhere.
 ///
 /// **Where links lead**, whether they are clicked, followed by a script or a redirect, or open a new window:
 ///
@@ -54,6 +54,10 @@ class CORVANE_API HelpViewer : public QObject, public std::enable_shared_from_th
   /// Shows a page, in the open viewer or a new one, and brings it to the front. The name has no extension, and a slash
   /// after each folder: "index", "files/save". Does nothing if there is no such page.
   static void openPage(const std::string& page);
+
+  /// Takes the pages from a folder outside the application's resources, such as documentation that is installed apart;
+  /// from the resources again if it is empty. For viewers that are opened from now on.
+  static void setFolder(const std::string& folder);
 
   /// The open viewer; null if there is none.
   static std::shared_ptr<HelpViewer> shared();

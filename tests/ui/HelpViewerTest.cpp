@@ -149,6 +149,18 @@ TEST_F(HelpViewerTest, OpensOnlyPagesOfTheFolder) {
   EXPECT_TRUE(opens("100% #1?"));
 }
 
+TEST_F(HelpViewerTest, AnotherFolderTakesThePlaceOfTheResources) {
+  QTemporaryDir other;
+  ASSERT_TRUE(QFile::copy(folder.filePath("Documentation/end.html"), other.filePath("elsewhere.html")));
+  HelpViewer::setFolder(other.path().toStdString());
+  HelpViewer::openPage("end");
+  EXPECT_EQ(HelpViewer::shared(), nullptr);
+  EXPECT_TRUE(opens("elsewhere"));
+  HelpViewer::shared()->window()->close();
+  HelpViewer::setFolder("");
+  EXPECT_TRUE(opens("end"));
+}
+
 TEST_F(HelpViewerTest, OneWindowGoesBackAndForward) {
   HelpViewer::openPage("end");
   const auto viewer = HelpViewer::shared();

@@ -11,6 +11,7 @@
 #include <QStackedWidget>
 #include <QWindow>
 
+#include "apps/inspector/window/Guide.h"
 #include "apps/inspector/window/PageIcon.h"
 #include "apps/inspector/window/PageParts.h"
 #include "apps/inspector/window/Pages.h"
@@ -20,7 +21,6 @@
 #include "corvane/infra/settings/DefaultSettings.h"
 #include "corvane/platform/Platform.h"
 #include "corvane/ui/Donation.h"
-#include "corvane/ui/HelpViewer.h"
 
 namespace corvane::inspector {
 
@@ -200,7 +200,8 @@ void MainWindow::makeMenus() {
   m_pageMenu = menuBar()->addMenu(QString());
 
   QMenu* const help = menuBar()->addMenu(tr("&Help"));
-  add(help, tr("Corvane Inspector &Help"), QKeySequence(Qt::Key_F1), [] { HelpViewer::openPage("inspector-window"); });
+  add(help, tr("Corvane Inspector &Help"), QKeySequence(Qt::Key_F1), [] { showGuide("inspector-window"); });
+  add(help, tr("&Reference of the Library"), {}, [] { showReference(); });
   add(help, tr("&Keyboard Shortcuts"), QKeySequence(Qt::SHIFT | Qt::Key_F1), [this] { showShortcuts(); });
   add(help, tr("&About Corvane Inspector"), {}, [this] { showAbout(); })->setMenuRole(QAction::AboutRole);
 }
