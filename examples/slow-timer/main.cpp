@@ -26,7 +26,7 @@ void work(std::chrono::milliseconds time) {
 int main(int count, char** arguments) {
   using namespace std::chrono_literals;
   if (count > 1 && std::string_view(arguments[1]) == "--help") {
-    std::puts("slow-timer: a clock that is late once a second. Ctrl+C ends it.");
+    std::puts("Usage: slow-timer\nA clock that is late once a second. Ctrl+C ends it.");
     return 0;
   }
   corvane::MasterTimer::instance()->start();

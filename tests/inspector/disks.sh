@@ -3,18 +3,10 @@
 support=$(dirname "$(readlink -f "$0")")/../support/system
 # The user nobody may not be able to enter the build folder.
 mkdir /run/build "$PRIVATE_SYSTEM/home" && mount --bind "$(dirname "$1")/.." /run/build
-inspector=/run/build/bin/${1##*/} failed=0
+inspector=/run/build/bin/${1##*/}
+. "$support/../expect.sh"
 export LD_LIBRARY_PATH=/run/build/lib LC_ALL=C.UTF-8 HOME=$PRIVATE_SYSTEM/home
 
-# expect STATUS TEXT COMMAND…: the command must end so, and its output contain the text, a pattern.
-expect() {
-  local status=$1 text=$2 output code=0
-  shift 2
-  output=$("$@" 2>&1) || code=$?
-  [[ $code = "$status" && $output = *$text* ]] && return
-  printf 'FAILED (line %s): %s\n  expected %s: %s\n  got %s: %s\n' "${BASH_LINENO[0]}" "$*" "$status" "$text" "$code" "$output" >&2
-  failed=1
-}
 # What of a disk is mounted, in brackets.
 mounted() { echo "[$(findmnt --noheadings --raw --output SOURCE,OPTIONS | grep -o "^/dev/$1[p0-9]* r[ow]" | sort | paste -sd ' ')]"; }
 holding() { (cd "$1" && exec sleep 100) & sleep 0.2; }  # keeps a folder busy
