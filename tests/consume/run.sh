@@ -10,6 +10,10 @@ mkdir -p "$HOME"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME
 
+echo "-- the README's figures are rows of bench/results.md"
+grep -E '^\|.* [0-9.]+ \|$' "$source/README.md" >"$work/figures"
+while read -r row; do grep -qF "$row" "$source/bench/results.md" || { echo "not there: $row"; exit 1; }; done <"$work/figures"
+
 "$cmake" --install "$build" --prefix "$work/prefix" --strip >"$work/install.log" || { cat "$work/install.log"; exit 1; }
 # Moved, to show that nothing installed remembers where it was put.
 mv "$work/prefix" "$work/moved"
@@ -17,8 +21,8 @@ prefix=$work/moved
 
 echo "-- the README's example, with find_package"
 mkdir "$work/app"
-awk '/^```cpp/ {on = 1; next} /^```/ {if (on) exit} on' "$source/README.md" >"$work/app/main.cpp"
-awk '/^```cmake/ {on = 1; next} /^```/ {if (on) exit} on' "$source/README.md" >"$work/app/CMakeLists.txt"
+"$source/tests/support/guide-block" "$source/README.md" cpp 1 >"$work/app/main.cpp"
+"$source/tests/support/guide-block" "$source/README.md" cmake 1 >"$work/app/CMakeLists.txt"
 "$cmake" -S "$work/app" -B "$work/app/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
   -DCMAKE_INSTALL_RPATH="$prefix/$libdir" -DCMAKE_INSTALL_PREFIX="$work/installed" >"$work/app.log" || { cat "$work/app.log"; exit 1; }
 "$cmake" --build "$work/app/build"
@@ -79,7 +83,7 @@ echo "-- the same, with pkg-config and the guide's dictionary"
 export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
 flags="$(pkg-config --cflags --libs corvane) -Wl,-rpath,$(pkg-config --variable=libdir corvane)"
 mkdir "$work/ticker.resources"
-awk '/^```xml/ {on = 1; next} /^```/ {if (on) exit} on' "$source/docs/bundles.md" >"$work/ticker.resources/Info.plist"
+"$source/tests/support/guide-block" "$source/docs/bundles.md" xml 1 >"$work/ticker.resources/Info.plist"
 # shellcheck disable=SC2086
 "$compiler" -std=c++20 "$work/app/main.cpp" -o "$work/ticker" $flags
 rm "$log"
@@ -126,8 +130,7 @@ localedef -i de_DE -f UTF-8 "$work/de_DE.UTF-8"
 LOCPATH=$work LC_ALL=de_DE.UTF-8 "$work/kind" | grep -x Verzeichnis >/dev/null
 
 echo "-- the examples of the guides to the algorithms"
-# block GUIDE LANGUAGE NUMBER: prints one of the guide's blocks of code.
-block() { awk -v fence="^\`\`\`$2" -v wanted="$3" '/^```/ {if (on) exit; if ($0 ~ fence) on = ++n == wanted; next} on' "$source/docs/$1.md"; }
+block() { "$source/tests/support/guide-block" "$source/docs/$1.md" "$2" "$3"; }
 block pid cpp 1 >"$work/loop.cpp"
 block pid cpp 2 >"$work/simulation.cpp"
 block layout cpp 1 >"$work/layout.cpp"
@@ -140,26 +143,6 @@ cp -r "$work/ticker.resources" "$work/loop.resources"
 "$work/loop" | grep -x '60 °C at [78][0-9] %' >/dev/null
 "$work/simulation" | diff <(block pid text 1) -
 "$work/layout" | diff <(block layout text 1) -
-
-echo "-- the guide's helper and its application; a version that is no number fails the build"
-mkdir "$work/backup"
-block helper cpp 1 >"$work/backup/helper.cpp"
-block helper cpp 2 >"$work/backup/backup.cpp"
-{
-  printf 'cmake_minimum_required(VERSION 3.25)\nproject(Backup LANGUAGES CXX)\nfind_package(Corvane REQUIRED)\n'
-  block helper cmake 1
-} >"$work/backup/CMakeLists.txt"
-"$cmake" -S "$work/backup" -B "$work/backup/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
-  -DCMAKE_INSTALL_PREFIX="$work/backup/installed" >/dev/null
-"$cmake" --build "$work/backup/build" >/dev/null
-"$cmake" --install "$work/backup/build" >/dev/null
-cmp "$work/backup/build/backup.resources/LaunchServices/org.example.Backup.helper" "$work/backup/build/org.example.Backup.helper"
-python3 -c 'import sys, xml.etree.ElementTree as tree
-[tree.parse(sys.argv[1] + ending) for ending in (".conf", ".policy")]' "$work/backup/build/org.example.Backup.helper.files/org.example.Backup.helper"
-ldd "$work/backup/installed/share/backup/LaunchServices/org.example.Backup.helper" | grep "libcorvane-system.* => $prefix" >/dev/null
-sed -i 's/VERSION 1$/VERSION 1.5/' "$work/backup/CMakeLists.txt"
-if "$cmake" --build "$work/backup/build" >"$work/backup/log"; then exit 1; fi
-grep -q 'no version that is a whole number' "$work/backup/log"
 
 qt=
 if [ -e "$prefix/$libdir/pkgconfig/corvane-ui.pc" ]; then
