@@ -14,6 +14,9 @@ becomes() {
 active() { xdotool getactivewindow getwindowname; }
 page() { "$defaults" read org.corvane.Inspector window.page; }
 
+code=0; text=$(DISPLAY=:nothing "$program" 2>&1) || code=$?
+check "without a display" "$code ${text##*: }" "1 no window can be shown here; corvane-inspector shows the same in a terminal"
+
 "$slow" & slow=$!
 "$program" --page broadcaster & first=$!
 becomes "the first start's window" "Corvane Inspector" active

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -130,12 +131,21 @@ int show(QApplication& application, const Options& options, const QByteArray& to
   return status;
 }
 
+// Without a display Qt would dump core, and advise people to install the program anew.
+void endWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString& text) {
+  if (type == QtFatalMsg)
+    std::_Exit(fail("no window can be shown here; corvane-inspector shows the same in a terminal"));
+  if (!text.startsWith(u"Could not load the Qt platform plugin")) report(text.toStdString());
+}
+
 int run(int argc, char** argv) {
   setProgramName(NAME);
   const Arguments all(argv + 1, argv + argc);
   if (const auto status = answerAtOnce(all)) return *status;
   const QByteArray token = activationToken();
+  const QtMessageHandler usual = qInstallMessageHandler(endWithoutDisplay);
   QApplication application(argc, argv);  // takes the toolkit's own options
+  qInstallMessageHandler(usual);
   QApplication::setApplicationName(QStringLiteral("Corvane Inspector"));
   QApplication::setDesktopFileName(QStringLiteral("org.corvane.Inspector"));
   if (const auto icon = Bundle::mainBundle()->resource("org.corvane.Inspector.svg"))
