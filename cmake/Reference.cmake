@@ -1,10 +1,10 @@
 # The target `reference`: the guide and the reference of the public headers as one site, in PROJECT_BINARY_DIR/docs/html.
-# Not a part of `all`: it needs doxygen and Python. What has been built is installed.
+# Not a part of `all`, and not there
+# without doxygen and Python. What has been built is installed.
 
 find_program(DOXYGEN_EXECUTABLE doxygen)
 find_program(PYTHON3_EXECUTABLE python3)
 if(NOT DOXYGEN_EXECUTABLE OR NOT PYTHON3_EXECUTABLE)
-  message(STATUS "Without the target reference: doxygen or python3 is not installed")
   return()
 endif()
 
