@@ -1,6 +1,5 @@
 # The target `reference`: the guide and the reference of the public headers as one site, in PROJECT_BINARY_DIR/docs/html.
-# Not a part of `all`, and not there
-# without doxygen and Python. What has been built is installed.
+# It is not a part of `all`, and not there without doxygen and Python. What has been built is installed.
 
 find_program(DOXYGEN_EXECUTABLE doxygen)
 find_program(PYTHON3_EXECUTABLE python3)
@@ -10,7 +9,8 @@ endif()
 
 file(GLOB guide CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.*)
 corvane_documentation(guide FOLDER ${PROJECT_BINARY_DIR}/docs/guide TITLE "Corvane"
-  SOURCES ${guide} ${PROJECT_SOURCE_DIR}/bench/results.md ${PROJECT_SOURCE_DIR}/SECURITY.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
+  SOURCES ${guide} ${PROJECT_SOURCE_DIR}/bench/results.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+    ${PROJECT_SOURCE_DIR}/SECURITY.md)
 
 set(publicHeaders)
 foreach(library core infra algorithms system ui testing)
