@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The tables of the guide that are made from other files, so that they cannot drift.
+"""The tables of the guide and of the README that are made from other files, so that they cannot drift.
 
     tables.py [--check]
 
@@ -8,6 +8,7 @@ A page says which one it wants:
     <!-- table platforms -->        what each service of the platform is for, what it needs, what happens without it: the
                                     comments @feature, @needs and @without of the interfaces that Platform.h names
     <!-- table figures PATTERN… --> the rows of bench/results.md where Corvane stands beside candidates of these names
+    <!-- table bars PATH; PATH… -->  its rows for these paths
 
 and what follows, up to <!-- end -->, is replaced. With --check nothing is written; it fails if a table is out of date.
 """
@@ -78,10 +79,20 @@ def figures(*patterns):
             yield PATHS.get(path, path), ours[path], f"{candidate}: {figure}"
 
 
+def bars(*words):
+    yield "path", "Corvane", "beside", "ratio"
+    results = (ROOT / "bench/results.md").read_text()
+    for path in " ".join(words).split("; "):
+        row = re.search(rf"^\| {re.escape(path)} \| (.*?) \| (.*?) \| (.*?) \|", results, re.M)
+        if not row:
+            sys.exit(f"bench/results.md has no row for: {path}")
+        yield path, readable(row[1]), readable(row[2]), row[3]
+
+
 def filled(page):
     def table(match):
         kind, *arguments = match[2].split()
-        head, *rows = {"platforms": platforms, "figures": figures}[kind](*arguments)
+        head, *rows = {"platforms": platforms, "figures": figures, "bars": bars}[kind](*arguments)
         lines = [head, ("---",) * len(head), *rows]
         return match[1] + "\n" + "".join(f"| {' | '.join(line)} |\n" for line in lines) + "\n<!-- end -->"
 
@@ -90,7 +101,7 @@ def filled(page):
 
 def main():
     stale = []
-    for page in sorted((ROOT / "docs").glob("*.md")):
+    for page in [ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md"))]:
         old = page.read_text()
         new = filled(old)
         if new != old:
