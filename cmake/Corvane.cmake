@@ -9,8 +9,8 @@ function(corvane_warnings target)
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>)
 endfunction()
 
-# What most sources include. A build without it (CMAKE_DISABLE_PRECOMPILE_HEADERS, as the preset clang has it) finds
-# includes that are missing.
+# What most sources include. `./dev check headers` compiles each public header without it; a build with
+# CMAKE_DISABLE_PRECOMPILE_HEADERS finds what is missing elsewhere.
 set(CORVANE_PRECOMPILED <algorithm> <atomic> <functional> <map> <memory> <mutex> <optional> <string> <string_view> <vector>
   <tl/expected.hpp>)
 set(CORVANE_PRECOMPILED_QT <QAction> <QApplication> <QHeaderView> <QLocale> <QTableView> <QVBoxLayout>)

@@ -253,8 +253,8 @@ TEST(TidyLayout, EveryRandomTreeIsLaidOutAsDefined) {
 // What recurses in the depth ends with the stack; what is quadratic meets the time limit of the test.
 class LayoutTreeShapes : public ::testing::TestWithParam<std::string> {};
 
-TEST_P(LayoutTreeShapes, AMillionNodes) {
-  const std::size_t count = 1'000'000;
+TEST_P(LayoutTreeShapes, ManyNodes) {
+  const std::size_t count = MANY_NODES;
   auto root = makeTree(treeShape(GetParam(), count));
   root->calculateNodePositions();
   EXPECT_GE(root->boundingBox().width(), 0);
