@@ -130,7 +130,7 @@ try_tree-picture() {
   expect 0 $'a&b<c|deeper|deepest|many|nested|top|äöüäöüäöüäöüäöüäöüäöüä…|\ufffd?' python3 -c '
 import sys, xml.etree.ElementTree as tree
 print(*sorted(node.text for node in tree.parse(sys.argv[1]).iter("{http://www.w3.org/2000/svg}text")), sep="|")' "$work/picture.svg"
-  expect 0 5 grep -c "<path" <(./tree-picture "$work/top" 1)
+  expect 0 "" test 5 -eq "$(./tree-picture "$work/top" 1 | grep -c "<path")"
   expect 1 "No such file or directory" ./tree-picture "$work/nosuch"
   expect 2 "Usage: tree-picture" ./tree-picture "$work" 0
 }
@@ -152,7 +152,7 @@ try_page-watch() {
   rm "$work/pages/page"
   appears "no page: status 404"
   end
-  expect 0 3 grep -c "org.example.PageWatch \(a new\|no\) page" "$HOME/Library/Logs/org.example.PageWatch/PageWatch.log"
+  expect 0 "" test 3 -eq "$(grep -c "org.example.PageWatch \(a new\|no\) page" "$HOME/Library/Logs/org.example.PageWatch/PageWatch.log")"
   begin ./page-watch  # the one of last time
   appears "no page: status 404"
   end
