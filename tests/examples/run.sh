@@ -151,6 +151,7 @@ try_page-watch() {
   appears "a new page of 10 bytes"
   rm "$work/pages/page"
   appears "no page: status 404"
+  sleep 0.5  # some more looks, of which nothing is told
   end
   expect 0 "" test 3 -eq "$(grep -c "org.example.PageWatch \(a new\|no\) page" "$HOME/Library/Logs/org.example.PageWatch/PageWatch.log")"
   begin ./page-watch  # the one of last time
