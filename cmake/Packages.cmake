@@ -81,7 +81,7 @@ if(CORVANE_UI)
   if(CORVANE_HELP)
     set(help libcorvane-help${so})
   endif()
-  corvane_package(libcorvane-ui${so} SECTION libs MULTI_ARCH same LIBRARIES OVERRIDES ldconfig RECOMMENDS ${help} libqt6svg6
+  corvane_package(libcorvane-ui${so} SECTION libs MULTI_ARCH same LIBRARIES OVERRIDES ldconfig RECOMMENDS ${help} "qt6-svg-plugins | libqt6svg6"
     SUMMARY "utility framework for desktop applications - user interface"
     TEXT ${about} "This library has the components on Qt Widgets: windows that remember their"
       "place, tables, popovers, help pages, icons and screens.")
