@@ -146,12 +146,17 @@ WHY = {
     "process by name, of 2,000":
         "It takes a snapshot, with owners and times, where the bare reads give a name; there is no index by name.",
     "one step of a PID controller":
-        "A step divides three times, which takes most of the nanoseconds beyond the two readings of the clock.",
+        "Beyond the two readings of the clock a step makes time values of them, and divides three times.",
     "tidy layout of 100,000 nodes, random":
         "The nodes of this shape lie far apart in memory in the order in which they are visited, so the time is that "
         "of cache misses; the figure depends on the machine's caches (0.06 on others).",
     "an item of a serial queue, diagnostics started":
-        "Two readings of the clock for each item are what is to be paid for; the ratio is at the edge of the bar.",
+        "Each item asks whether somebody looks, and tells its queue what it is; the ratio differs from run to run.",
+    "power assertion, held and released":
+        "The assertion is also kept in the list of those of this program; most of the time is the bus's, and the ratio "
+        "differs from run to run.",
+    "10 repeaters, shown anew once they have changed":
+        "The window takes the statistics of the repeaters first; the peers show rows that are ready.",
     "10,000 repeaters of 100 ms, lateness p99":
         "A due repeater wakes the timer's thread, which hands it to the main loop: two threads where the peer wakes "
         "one.",
