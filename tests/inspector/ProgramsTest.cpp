@@ -110,6 +110,8 @@ TEST_F(Programs, ShowTheirRecordingAsATimeline) {
   page.searchField()->setText("THUMB");
   QTest::keyClick(page.searchField(), Qt::Key_Return);
   ASSERT_TRUE(view.selected());
+  // The recording may have begun in the middle of the first one.
+  if (view.selected()->row < 2) QTest::keyClick(page.searchField(), Qt::Key_Return);
   const auto& lanes = view.lanes();
   EXPECT_TRUE(lanes.lanes()[view.selected()->lane].isMain);
   EXPECT_GE(lanes.at(*view.selected()).duration(), 120'000'000);
