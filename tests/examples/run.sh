@@ -27,7 +27,9 @@ appears() {
   printf 'FAILED (line %s): no "%s" in:\n%s\n' "${BASH_LINENO[0]}" "$1" "$(cat "$work/out")" >&2
   exit 1
 }
-begin() { "$@" >"$work/out" 2>&1 & running=$!; }
+# Emptied first: whoever saw the last program's output could end this one while it is still a copy of this shell, and that
+# copy would run the trap above.
+begin() { : >"$work/out"; "$@" >>"$work/out" 2>&1 & running=$!; }
 # end: ends the program in the background, which must succeed.
 end() { kill "$running" && wait "$running" || { echo "FAILED: $name ended with $?" >&2; failed=1; }; }
 # shown PAGE LANGUAGE NUMBER FILE: the page shows the example's file as it is.
