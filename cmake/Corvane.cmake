@@ -9,7 +9,7 @@ function(corvane_warnings target)
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>)
 endfunction()
 
-# What most sources include. `./dev check headers` compiles each public header without it; a build with
+# What most sources include. The test of the installed package compiles each public header without it; a build with
 # CMAKE_DISABLE_PRECOMPILE_HEADERS finds what is missing elsewhere.
 set(CORVANE_PRECOMPILED <algorithm> <atomic> <functional> <map> <memory> <mutex> <optional> <string> <string_view> <vector>
   <tl/expected.hpp>)
