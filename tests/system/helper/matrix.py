@@ -34,13 +34,16 @@ def variant(text):
 
 
 def request(bus, operation, values=None):
-    """[+]KEY[&KEY…], or [+](ARGUMENTS, GVariant's text)[#OBJECT INTERFACE METHOD]; with + a person may be asked."""
+    """KEY[&KEY…], or (ARGUMENTS, GVariant's text)[#OBJECT INTERFACE METHOD]; after a + a person may be asked, after a !
+    nobody waits for long."""
+    patience = 1500 if operation[0] == '!' else 30000
+    operation = operation.lstrip('!')
     flags = Gio.DBusCallFlags.ALLOW_INTERACTIVE_AUTHORIZATION if operation[0] == '+' else Gio.DBusCallFlags.NONE
     text, _, target = operation.lstrip('+').partition('#')
     if not text.startswith('('):
         text = '({%s},)' % ', '.join("'%s': <''>" % key for key in text.split('&'))
     place = target.split() or [OBJECT, INTERFACE, 'Request']
-    return bus.call_sync(LABEL, *place, values or variant(text), None, flags, 1500)
+    return bus.call_sync(LABEL, *place, values or variant(text), None, flags, patience)
 
 
 def perform(bus, operation):
@@ -192,7 +195,7 @@ ROWS = [
     ('dismissed', 'no', '+each +once +undeclared', ' '.join([REFUSED] * 3), 3),
     ('no agent', 'none', '+each +undeclared', REFUSED + ' ' + REFUSED, 0),
     ('must not ask', 'yes', 'each undeclared once', ' '.join([REFUSED] * 3), 0),
-    ('an agent that hangs, and what else goes on', 'hang', '+each echo', 'Timeout ok', 1),
+    ('an agent that hangs, and what else goes on', 'hang', '!+each echo', 'Timeout ok', 1),
     ('another user', 'daemon', 'allowed each caller', REFUSED + ' ' + REFUSED + ' 1 ' + CALLER, 0),
     ('root', 'root', 'each undeclared', 'ok ok', 0),
     ('rights are not the caller\'s word', 'none', "({'each':<''>,'right':<'org.example.Helper.allowed'>,'uid':<0>},)",
@@ -224,7 +227,7 @@ ROWS = [
     ('another owner while nobody has the name', 'none', 'pause own', 'ok AccessDenied', 0, '', END),
     ('stopping without the right', 'none', 'stop_as_root', REFUSED, 0),
     ('a request after it has stopped', 'none', 'stop echo', 'ok ok', 0, 'echo'),
-    ('a helper that does not answer', 'none', 'hang pause echo', 'Timeout ok ok', 0, 'hang echo', END),
+    ('a helper that does not answer', 'none', '!hang pause echo', 'Timeout ok ok', 0, 'hang echo', END),
     ('a user who sends descriptors', 'hang', 'files:each echo', 'ok ok', None, 'echo'),
     ('a user who floods, and another one', 'hang', 'silent:each echo pause', 'ok LimitsExceeded ok', None, 'each',
      {'meanwhile': lambda _: row('the other one', 'root', 'each', 'ok', 0)}),
