@@ -20,11 +20,7 @@ bool isControl(char character) {
 Candidates alternatives(std::string_view placeholder) {
   Candidates words;
   if (placeholder.find('|') == std::string_view::npos || placeholder[0] < 'a' || placeholder[0] > 'z') return words;
-  while (!placeholder.empty()) {
-    const std::string_view word = placeholder.substr(0, placeholder.find('|'));
-    words.push_back({std::string(word)});
-    placeholder.remove_prefix(std::min(placeholder.size(), word.size() + 1));
-  }
+  while (!placeholder.empty()) words.push_back({std::string(takeUntil(placeholder, "|"))});
   return words;
 }
 
@@ -40,9 +36,9 @@ Candidates valuesOf(const Program& program, std::string_view placeholder, const 
 void addOptions(Candidates& candidates, const std::vector<HelpPart>& parts) {
   for (const HelpPart& part : parts)
     for (std::string_view term = part.term; term.starts_with("-");) {
-      const std::string_view name = term.substr(0, term.find_first_of(", "));
+      std::string_view option = takeUntil(term, ", ");
+      const std::string_view name = takeUntil(option, " ");
       if (name != "--") candidates.push_back({std::string(name), part.text});
-      term.remove_prefix(std::min(term.size(), name.size() + 2));
     }
 }
 

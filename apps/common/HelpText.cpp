@@ -5,16 +5,11 @@
 
 namespace corvane {
 
-namespace {
-
-// Takes what is in front of the separator off the text.
 std::string_view takeUntil(std::string_view& text, std::string_view separator) {
   const std::string_view head = text.substr(0, text.find(separator));
   text.remove_prefix(std::min(text.size(), head.size() + separator.size()));
   return head;
 }
-
-}  // namespace
 
 bool HelpPart::isOption(std::string_view name) const {
   for (std::string_view rest = term; !rest.empty();) {

@@ -14,6 +14,9 @@ inline constexpr std::string_view PROGRAM_OPTIONS =
     "  -h, --help      show the list of commands\n"
     "  --version       show the program's version\n";
 
+/// Takes what is in front of the separator off the text, and the separator too; all of it if there is none.
+std::string_view takeUntil(std::string_view& text, std::string_view separator);
+
 /// A part of a command's help: a paragraph, or an argument or option with its explanation.
 struct HelpPart {
   std::string_view term;  ///< "--lines N", "-h, --help", "FILE"; empty for a paragraph

@@ -27,13 +27,15 @@ Candidates disks(const Arguments&) {
 Candidates logs(const Arguments&) {
   Candidates candidates;
   const auto library = platform().folders().library();
+  if (!library) return candidates;
   std::error_code error;
-  if (library)
-    for (const auto& folder : std::filesystem::directory_iterator(*library + "/Logs", error)) {
-      const std::string identifier = folder.path().filename();
-      if (const auto log = Logger::path(identifier); log && std::filesystem::exists(*log, error))
-        candidates.push_back({identifier});
-    }
+  for (std::filesystem::directory_iterator entry(*library + "/Logs", error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string identifier = entry->path().filename();
+    std::error_code ignored;
+    if (const auto log = Logger::path(identifier); log && std::filesystem::exists(*log, ignored))
+      candidates.push_back({identifier});
+  }
   return candidates;
 }
 

@@ -245,8 +245,9 @@ class LinuxDiskService : public DiskService {
   std::vector<std::string> backing(const std::string& device) override {
     std::vector<std::string> found;
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/sys/class/block/" + device + "/slaves", error))
-      found.push_back(entry.path().filename());
+    for (std::filesystem::directory_iterator entry("/sys/class/block/" + device + "/slaves", error), end;
+         !error && entry != end; entry.increment(error))
+      found.push_back(entry->path().filename());
     std::ranges::sort(found);
     return found;
   }
