@@ -8,6 +8,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "corvane/platform/Export.h"
@@ -110,6 +111,10 @@ class ProcessTable {
 
   /// Calls `visit` with each process, in the system's order. Processes that end meanwhile are omitted.
   virtual Result<void> each(const std::function<void(const ProcessInfo&)>& visit) = 0;
+
+  /// Calls `visit` with the id and the name (as ProcessInfo::name) of each process, by ascending id, until it returns
+  /// false. Reads nothing else, and so takes less time than each().
+  virtual Result<void> eachName(const std::function<bool(pid_t pid, std::string_view name)>& visit) = 0;
 
   /// What is known of one process.
   virtual Result<ProcessInfo> process(pid_t pid) = 0;

@@ -40,6 +40,13 @@ Result<void> FakeProcessTable::each(const std::function<void(const ProcessInfo&)
   return {};
 }
 
+Result<void> FakeProcessTable::eachName(const std::function<bool(pid_t, std::string_view)>& visit) {
+  if (error) return tl::unexpected<Error>(*error);
+  for (const auto& [pid, process] : processes)
+    if (!visit(pid, process.info.name)) break;
+  return {};
+}
+
 Result<ProcessInfo> FakeProcessTable::process(pid_t pid) {
   return find(pid).map([pid](const Process* process) {
     ProcessInfo info = process->info;

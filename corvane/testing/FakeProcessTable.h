@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "corvane/platform/Export.h"
@@ -38,6 +39,7 @@ class CORVANE_API FakeProcessTable : public ProcessTable {
   std::size_t estimate() override { return estimated; }
   Result<std::size_t> pids(std::span<pid_t> into) override;
   Result<void> each(const std::function<void(const ProcessInfo&)>& visit) override;
+  Result<void> eachName(const std::function<bool(pid_t pid, std::string_view name)>& visit) override;
   Result<ProcessInfo> process(pid_t pid) override;
   Result<ProcessDetails> details(pid_t pid) override;
   Result<DiskBytes> diskBytes(pid_t pid) override;

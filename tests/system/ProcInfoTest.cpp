@@ -70,8 +70,8 @@ TEST(ProcInfo, ACProgramCallsEveryFunction) {
 }
 
 TEST(ProcInfo, NamesMayContainAnything) {
-  for (const std::string name :
-       {"two words", "(x) R 1 1", ") Z 0 0 0", "((", "a\nUid:\t7 7", "\xFF\xFE\xC3", "fifteen bytes!!"}) {
+  for (const std::string name : {"two words", "(x) R 1 1", ") Z 0 0 0", "((", "a\nUid:\t7 7", "line feed\n",
+                                 "\xFF\xFE\xC3", "fifteen bytes!!"}) {
     const Child child([&name] { prctl(PR_SET_NAME, name.c_str()); });
     EXPECT_EQ(nameOf(child.pid()), name);
     EXPECT_THAT(pidsFor(name), testing::ElementsAre(child.pid()));

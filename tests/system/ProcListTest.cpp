@@ -148,6 +148,7 @@ TEST(ProcList, GrowsWhenThereAreMoreThanEstimated) {
   EXPECT_EQ(procinfo_allpids(nullptr, 5), 40'000);
   EXPECT_EQ(procinfo_pidsforname("many", pids.data(), 1), 8192) << "looks at no more";
   EXPECT_EQ(pids[8191], 8192);
+  EXPECT_EQ(procinfo_pidforname("many"), 1);
 }
 
 TEST(ProcList, ARefusedTableLeavesAnEmptyList) {

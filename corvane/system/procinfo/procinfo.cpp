@@ -6,9 +6,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <limits>
-#include <span>
+#include <string_view>
 
 #include "corvane/platform/Platform.h"
 #include "corvane/system/ProcessRecords.h"
@@ -126,10 +125,13 @@ int32_t hand(const Result<Record>& record, Record* out) {
   return 0;
 }
 
-std::array<char, sizeof(proc_bsdinfo::pbi_name)> nameOf(const ProcessInfo& process) {
-  std::array<char, sizeof(proc_bsdinfo::pbi_name)> name{};
-  copyName(process.name, name);
-  return name;
+using Name = decltype(proc_bsdinfo::pbi_name);
+using ShortName = decltype(extern_proc::p_comm);
+
+// As much of a name as a member of a record keeps.
+template <class Member>
+std::string_view kept(std::string_view name) {
+  return name.substr(0, sizeof(Member) - 1);
 }
 
 }  // namespace
@@ -154,7 +156,7 @@ int32_t procinfo_pidname(int32_t pid, char* buffer, uint32_t size) {
   if (!buffer || size < 1) return 0;
   buffer[0] = '\0';
   const auto process = table().process(pid);
-  if (process) return store(nameOf(*process).data(), buffer, size);
+  if (process) return store(kept<Name>(process->name), buffer, size);
   failed(process.error());
   return 0;
 }
@@ -198,13 +200,12 @@ int32_t procinfo_pidinfo(int32_t pid, proc_bsdinfo* out) {
 
 int32_t procinfo_pidsforname(const char* name, int32_t* pids, int32_t capacity) {
   if (!name || !*name || !pids || capacity < 1) return 0;
-  std::array<pid_t, MAX_PIDS> all;
-  const auto count = table().pids(all);
-  if (!count) return 0;
+  std::size_t considered = 0;
   int32_t found = 0;
-  for (const pid_t pid : std::span(all).first(std::min(*count, all.size())))
-    if (const auto process = table().process(pid); process && strcmp(name, nameOf(*process).data()) == 0)
-      pids[found++] = pid;
+  static_cast<void>(table().eachName([&](pid_t pid, std::string_view its) {
+    if (kept<Name>(its) == name) pids[found++] = pid;
+    return ++considered < MAX_PIDS;
+  }));
   return found;
 }
 
@@ -260,10 +261,10 @@ int32_t procinfo_isrunning(int32_t pid) {
 
 int32_t procinfo_pidforname(const char* name) {
   if (!name || !*name) return -1;
-  constexpr std::size_t LENGTH = sizeof(extern_proc::p_comm) - 1;
   int32_t found = -1;
-  const auto listed = table().each([&](const ProcessInfo& process) {
-    if (found < 0 && strncmp(process.name.c_str(), name, LENGTH) == 0) found = process.pid;
+  const auto listed = table().eachName([&](pid_t pid, std::string_view its) {
+    if (kept<ShortName>(its) == kept<ShortName>(name)) found = pid;
+    return found < 0;
   });
   return listed ? found : failed(listed.error());
 }
