@@ -143,10 +143,8 @@ WHY = {
         "Reading a stat file is the kernel's work, for every peer: the row below is the least that it needs.",
     "snapshot of 2,000 processes, beside the bare reads":
         "What is read is parsed, and the owner of each process is looked up.",
-    "process by name, of 2,000":
-        "It takes a snapshot, with owners and times, where the bare reads give a name; there is no index by name.",
     "one step of a PID controller":
-        "Beyond the two readings of the clock a step makes time values of them, and divides three times.",
+        "Beyond the two readings of the clock a step is a virtual call and arithmetic that wait for them.",
     "tidy layout of 100,000 nodes, random":
         "The nodes of this shape lie far apart in memory in the order in which they are visited, so the time is that "
         "of cache misses; the figure depends on the machine's caches (0.06 on others).",

@@ -5,17 +5,22 @@
 
 namespace corvane {
 
-PIDControl::PIDControl() = default;
-PIDControl::~PIDControl() = default;
+namespace {
 
-double PIDControl::elapsedSeconds() {
-  const std::int64_t usec = m_prev_time.elapsed();
-  m_prev_time = Timeval();  // read separately: the gap between the two is not part of any step
+// The seconds, in whole microseconds, since a time, which becomes now.
+double elapsedSeconds(Timeval& since) {
+  const std::int64_t usec = since.elapsed();
+  since = Timeval();  // read separately: the gap between the two is not part of any step
   return static_cast<double>(usec) / 1'000'000.0;
 }
 
+}  // namespace
+
+PIDControl::PIDControl() = default;
+PIDControl::~PIDControl() = default;
+
 double PIDControl::lowpass(double value, double tc) {
-  const double dt = elapsedSeconds();
+  const double dt = elapsedSeconds(m_prev_time);
   if (dt < 0) return value;
   m_lpf.update(value, tc, dt);
   return m_lpf.smoothed;
@@ -35,7 +40,7 @@ void PIDControl::bounds(double lower, double upper) {
 
 // The comparisons are written so that NaN fails them.
 double PIDControl::output(double setpoint, double input, bool useLPF) {
-  const double dt = elapsedSeconds();
+  const double dt = elapsedSeconds(m_prev_time);
   if (!(dt > 0)) return setpoint;
   const double range = m_upper - m_lower;
   if (!(range > 0)) return setpoint;
@@ -49,7 +54,7 @@ double PIDControl::output(double setpoint, double input, bool useLPF) {
   m_integral = integral > 0 ? std::min(integral, 1.0) : 0.0;
   double out = sp + m_kp * error + m_integral - derivative;
   if (useLPF) {
-    m_lpf.update(out, 2 * dt, dt);
+    m_lpf.fold(out, WeightedStats::weight(2, 1));  // the same whatever dt is
     out = m_lpf.smoothed;
   }
 

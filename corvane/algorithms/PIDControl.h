@@ -61,8 +61,6 @@ class CORVANE_API PIDControl {
   virtual double output(double setpoint, double input, bool useLPF);
 
  private:
-  double elapsedSeconds();
-
   double m_kp = 0;
   double m_ki = 0;
   double m_kd = 0;
