@@ -30,22 +30,20 @@ std::size_t spaceAt(std::string_view text, bool atEnd) {
   return 0;
 }
 
-// 64 characters at a time: most text is all ASCII.
-bool isAscii(std::string_view text) {
-  constexpr std::uint64_t HIGH_BITS = 0x8080808080808080;
-  std::array<std::uint64_t, 8> words{};
-  const auto any = [&words] {
-    std::uint64_t bits = 0;
-    for (const std::uint64_t word : words) bits |= word;
-    return (bits & HIGH_BITS) != 0;
+// How many ASCII characters the text begins with, not counting up to seven before another one: most text is all ASCII.
+std::size_t asciiPrefix(std::string_view text) {
+  using Word = std::uint64_t;
+  const auto isAscii = [text](std::size_t at) {
+    Word word = 0;
+    std::memcpy(&word, text.data() + at, sizeof word);
+    return (word & 0x8080808080808080) == 0;
   };
-  for (; text.size() >= sizeof words; text.remove_prefix(sizeof words)) {
-    std::memcpy(words.data(), text.data(), sizeof words);
-    if (any()) return false;
-  }
-  words = {};
-  std::memcpy(words.data(), text.data(), text.size());
-  return !any();
+  std::size_t size = 0;
+  for (; text.size() - size >= sizeof(Word); size += sizeof(Word))
+    if (!isAscii(size)) return size;
+  if (text.size() >= sizeof(Word)) return isAscii(text.size() - sizeof(Word)) ? text.size() : size;
+  while (size < text.size() && static_cast<unsigned char>(text[size]) < 0x80) ++size;
+  return size;
 }
 
 bool isUtf8Block(std::string_view text) {
@@ -62,7 +60,8 @@ icu::UnicodeString unicode(std::string_view text) {
 }  // namespace
 
 bool isUtf8(std::string_view text) {
-  if (isAscii(text)) return true;
+  text.remove_prefix(asciiPrefix(text));
+  if (text.empty()) return true;
   constexpr std::size_t BLOCK = std::size_t{1} << 30;  // ICU counts in 32 bits
   while (text.size() > BLOCK) {
     std::size_t end = BLOCK;
