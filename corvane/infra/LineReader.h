@@ -1,11 +1,11 @@
 #pragma once
 
 #include <array>
-#include <cstdio>
-#include <memory>
+#include <cstddef>
 #include <optional>
 #include <string>
 
+#include "corvane/core/Files.h"
 #include "corvane/platform/Export.h"
 
 namespace corvane {
@@ -40,16 +40,15 @@ class CORVANE_API LineReader {
   std::optional<std::string> readline();
 
  private:
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   bool open();
+  bool readOn();
 
-  std::array<char, 1024> m_buf{};
   std::string m_path;
-  std::string m_mode = "r";
-  std::unique_ptr<std::FILE, Close> m_file;
+  FileDescriptor m_file;
+  std::array<char, 8192> m_buffer{};
+  std::size_t m_begin = 0;  // of what was read and not yet returned
+  std::size_t m_end = 0;    // of what was read
+  bool m_ended = false;     // the file has no more
 };
 
 }  // namespace corvane

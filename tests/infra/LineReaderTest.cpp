@@ -55,6 +55,17 @@ TEST_F(LineReaderTest, WhatIsNotUtf8IsReplacedByMaximalParts) {
   EXPECT_EQ(std::regex_replace(lines.at(0), std::regex("\uFFFD"), "?"), "?z??z?z??z???z?z????z?\u20acz");
 }
 
+TEST_F(LineReaderTest, LinesOfALargeFileAreWholeAndEachIsRepaired) {
+  string bytes;
+  Lines lines;
+  for (std::size_t size = 0; size < 900; ++size) {
+    const string before(size, 'b'), after(size % 17, 'a');
+    bytes += before + "\x80" + after + "\n";
+    lines.push_back(before + "\uFFFD" + after + "\n");
+  }
+  EXPECT_EQ(linesOf(bytes), lines);
+}
+
 TEST_F(LineReaderTest, TriesToOpenAgainAndReportsEachFailure) {
   const string path = home / "later";
   LineReader reader(path);
