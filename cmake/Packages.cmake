@@ -68,7 +68,7 @@ corvane_package(libcorvane-testing${so} SECTION libs MULTI_ARCH same LIBRARIES O
     "applications that use the framework.")
 corvane_package(libcorvane-dev SECTION libdevel
   EXACTLY libcorvane-testing${so} DEPENDS libexpected-dev
-  SUGGESTS cmark-gfm cmake gettext libcorvane-ui-dev pkg-config
+  SUGGESTS cmark-gfm cmake gettext libcorvane-ui-dev pkgconf
   SUMMARY "utility framework for desktop applications - development files"
   TEXT ${about} "This package has the headers, the CMake package and the pkg-config files"
     "of the libraries without a user interface.")
@@ -107,7 +107,7 @@ if(CORVANE_APPS)
     TEXT "The command corvane-defaults lists, reads, writes and removes the settings"
       "that applications keep with the Corvane framework.")
   if(CORVANE_UI)
-    corvane_package(corvane-inspector-window SECTION utils OVERRIDES helper SUGGESTS corvane-doc corvane-helpers
+    corvane_package(corvane-inspector-window SECTION utils OVERRIDES helper metadata SUGGESTS corvane-doc corvane-helpers
       SUMMARY "processes, devices and settings in a window"
       TEXT "Corvane Inspector shows a machine at work in a window: graphs, processes and"
         "their tree, power, devices and disks. It also looks into programs that use"
