@@ -154,7 +154,7 @@ WHY = {
         "The assertion is also kept in the list of those of this program; most of the time is the bus's, and the ratio "
         "differs from run to run.",
     "10 repeaters, shown anew once they have changed":
-        "The window takes the statistics of the repeaters first; the peers show rows that are ready.",
+        "Nearly all of it is Qt's layout and painting of text, as for the peers; the ratio differs from run to run.",
     "10,000 repeaters of 100 ms, lateness p99":
         "A due repeater wakes the timer's thread, which hands it to the main loop: two threads where the peer wakes "
         "one.",
