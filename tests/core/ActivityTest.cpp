@@ -44,12 +44,10 @@ TEST_F(ActivityTest, EveryKindOfWorkIsNotedWithItsNameWhileItIsWatched) {
   const Activity::Watch watch;
   MasterTimer::instance()->start();
   const auto repeater = std::make_shared<Repeater>("test repeater");
-  repeater->start(3600, [] {});
-  const auto timer = std::make_shared<TimerQueue>("test timer", 0.001, nullptr, [] {});
-  timer->start();
+  repeater->start(3600, [] { main_post(Job()); });
   DispatchQueueSerial queue("test.queue.with.a.long.label", QoS::DEFAULT);
-  queue.async(Job());
-  main_post(Job());
+  const auto timer = std::make_shared<TimerQueue>("test timer", 0.001, nullptr, [&] { queue.async(Job()); });
+  timer->start();
   std::vector<ActivitySpan> all;
   struct Expected {
     Kind kind;

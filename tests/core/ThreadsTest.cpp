@@ -104,9 +104,7 @@ TEST(SerialQueue, QueuesThatBlockDoNotStarveOthers) {
       release.wait();
       ended.count_down();
     });
-  int ran = 0;
-  DispatchQueueSerial("free", QoS::UNSPECIFIED).sync([&] { ++ran; });
-  EXPECT_EQ(ran, 1);
+  DispatchQueueSerial("free", QoS::UNSPECIFIED).sync([] {});
   release.count_down();
   ended.wait();
 }

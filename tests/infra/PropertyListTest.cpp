@@ -80,8 +80,8 @@ Value everything() {
       {"empty", Array{Array{}, Dictionary{}, ""}},
       {"integers", Array{0, -1, 255, 256, 65535, 65536, 4294967295, 4294967296, INT64_MAX, INT64_MIN}},
       {"reals", Array{0.0, 0.1, -2.5, 5e-324, 1.7976931348623157e308, INF, -INF, NOT_A_NUMBER}},
-      {"texts", Array{"\t a\r\n\rb ", "<&>\"'", "]]>", "h\u00e9 \u2020 \U0001F600", std::string(15, 'x'),
-                      std::string(70000, 'x')}},
+      {"texts", Array{"\t a\r\n\rb ", "<&>\"'", "]]>", "h\u00e9 \uD7FF\uE000 \U00010000\U0010FFFF",
+                      std::string(15, 'x'), std::string(70000, 'x')}},
       {"truths", Array{true, false}},
   };
 }
@@ -176,7 +176,7 @@ TEST(PropertyList, RefusesMalformedXml) {
       {"", "closes nothing", {"<true/></array>", "<true/></plist></plist>"}},
       {"",
        "a tag is damaged",
-       {"<true a/>", "<true a='/>", "<true a=bxb/>", "<true a='<'/>", "<true a='\x01'/>", "<true/ >"}},
+       {"<true a/>", "<true a=/>", "<true a='/>", "<true a=bxb/>", "<true a='<'/>", "<true a='\x01'/>", "<true/ >"}},
       {"", "<key> where a value", {"<key>a</key>", "<dict><key>a</key><key>b</key></dict>"}},
       {"", "<true> holds text", {"<true>yes</true>"}},
       {"dict", "<true> where a <key>", {"<true/>"}},
@@ -205,7 +205,7 @@ TEST(PropertyList, ReadsBinary) {
   const std::pair<Strings, Array> cases[] = {
       {{"\x08", "\x09"}, {false, true}},
       {{"\x10\xFF", "\x11\xFF\xFF", "\x12\xFF\xFF\xFF\xFF", "\x13" + bigEndian(~0ULL)}, {255, 65535, 4294967295, -1}},
-      {{"\x14" + bigEndian(0) + bigEndian(1), "\x14" + bigEndian(~0ULL) + bigEndian(1ULL << 63)}, {1, INT64_MIN}},
+      {{"\x14" + bigEndian(0) + bigEndian(0), "\x14" + bigEndian(~0ULL) + bigEndian(1ULL << 63)}, {0, INT64_MIN}},
       {{"\x22\x3F\xC0\0\0"s, "\x23\xBF\xF8\0\0\0\0\0\0"s, "\x33\x3F\xF8\0\0\0\0\0\0"s}, {1.5, -1.5, Date{1.5}}},
       {{"\x42\0\xFF"s, "\x4F\x11\0\1z"s}, {Data{{0, 255}}, Data{{'z'}}}},
       {{"\x5F\x10\2hi", "\x62\xD8\x3D\xDE\0"s}, {"hi", "\U0001F600"}},
@@ -233,7 +233,7 @@ TEST(PropertyList, RefusesMalformedBinary) {
       {"runs past the end", {{"\x4F" + huge}, {"\x6F" + huge}, {"\xAF" + huge}, {"\xDF" + huge}}},
       {"count that is not an integer", {{"\x4F\x51z"}, {"\x4F\x14" + bigEndian(0) + bigEndian(1) + "z"}}},
       {"not ASCII", {{"\x51\x80"}}},
-      {"surrogate", {{"\x61\xD8\x3D"}, {"\x61\xDE\0"s}, {"\x62\xD8\x3D\0z"s}, {"\x62\xD8\x3D\xE0\0"s}}},
+      {"surrogate", {{"\x61\xD8\0"s}, {"\x61\xDF\xFF"}, {"\x62\xD8\x3D\0z"s}, {"\x62\xD8\x3D\xE0\0"s}}},
       {"unknown kind", {{"\x70"}, {"\xB0"}}},
       {"63 bits", {{"\x87" + bigEndian(~0ULL)}, {"\x88" + std::string(9, '\0')}}},
       {"names object 1", {{"\xA1\1"}}},

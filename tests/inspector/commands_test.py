@@ -108,6 +108,7 @@ class Printing(InHome):
     def test_help_and_version(self):
         self.assertRegex(self.output("-h"), r"\AUsage: corvane-inspector (.*\n)+  tree +draw a folder as a tree\n")
         self.assertRegex(self.output("log", "-h"), r"\AUsage: corvane-inspector log (.*\n)+.*--archives")
+        self.assertRegex(self.output("--complete", "ps", "-"), r"\n--hide\thide .* N shown below them \(default: .*\)\n--help\t")
         self.assertRegex(self.output("--version"), r"\ACorvane Inspector-\d+\.\d+\.\d+\(\d+\)\n\Z")
 
     def test_runs_without_its_bundle(self):

@@ -37,7 +37,7 @@ FakeProcessTable::Process example() {
   for (const char* line :
        {"1000-2000 r--p 00000000 fe:00 5 /below", "Rss:  100 kB", "nonsense", "3000-2000 r--p 0 0:0 0",
         "1000-4000 r-xp 00000500 fe:00 6  /a b: c", "Size:   12 kB", "Rss:   12 kB", "Shared_Clean:  1 kB",
-        "Shared_Dirty: 3 kB", "Private_Dirty: 5 kB", "Swap: 4 kB", "VmFlags: rd wr"})
+        "Shared_Dirty: 3 kB", "Private_Dirty: 5 kB", "Swap: 8 kB", "VmFlags: rd wr"})
     EXPECT_TRUE(reader.take(line));
   EXPECT_FALSE(reader.take("4000-5000 rw-s 0 0:0 0")) << "the next region ends it";
   process.regions = {reader.region().value()};
@@ -87,7 +87,7 @@ TEST(ProcRecords, EveryKnownMemberIsFilled) {
   EXPECT_EQ(listOf(region.pri_protection, region.pri_offset, region.pri_pages_resident, region.pri_pages_swapped_out,
                    region.pri_pages_dirtied, region.pri_share_mode, region.pri_private_pages_resident,
                    region.pri_shared_pages_resident, region.pri_address, region.pri_size),
-            listOf(5, 0x500, 3, 1, 2, SM_COW, 2, 1, 0x1000, 0x3000));
+            listOf(5, 0x500, 3, 2, 2, SM_COW, 2, 1, 0x1000, 0x3000));
 
   proclist_t list;
   ASSERT_EQ(proclist_create(&list), 0);
