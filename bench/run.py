@@ -135,7 +135,9 @@ WHY = {
         "The last hundredth is the kernel's choice of what to run on two processors, and differs from run to run.",
     "lines of a file of 1 GiB, for each MiB":
         "A line is a string of its own whose UTF-8 was checked; fgets() copies bytes into the same buffer.",
-    "GET on loopback, 1 KiB": "The kernel's share of a request on loopback differs from run to run.",
+    "GET on loopback, 1 KiB":
+        "Each request has a handle of its own on libcurl's multi interface, so that many run side by side and each can be "
+        "cancelled; the peer uses one handle again. The kernel's share on loopback differs from run to run.",
     "settings, durable write of an integer":
         "Beyond SQLite's own write the change is announced to other processes, and the files are looked at in case "
         "somebody removed them.",
@@ -153,6 +155,9 @@ WHY = {
     "power assertion, held and released":
         "The assertion is also kept in the list of those of this program; most of the time is the bus's, and the ratio "
         "differs from run to run.",
+    "list of 20 power assertions":
+        "The session's own list is asked for while logind answers, and both are made into one; the ratio differs from "
+        "run to run.",
     "10 repeaters, shown anew once they have changed":
         "Nearly all of it is Qt's layout and painting of text, as for the peers; the ratio differs from run to run.",
     "10,000 repeaters of 100 ms, lateness p99":
