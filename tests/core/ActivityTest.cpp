@@ -45,8 +45,8 @@ TEST_F(ActivityTest, EveryKindOfWorkIsNotedWithItsNameWhileItIsWatched) {
   MasterTimer::instance()->start();
   const auto repeater = std::make_shared<Repeater>("test repeater");
   repeater->start(3600, [] { main_post(Job()); });
-  DispatchQueueSerial queue("test.queue.with.a.long.label", QoS::DEFAULT);
-  const auto timer = std::make_shared<TimerQueue>("test timer", 0.001, nullptr, [&] { queue.async(Job()); });
+  const auto queue = std::make_shared<DispatchQueueSerial>("test.queue.with.a.long.label", QoS::DEFAULT);
+  const auto timer = std::make_shared<TimerQueue>("test timer", 0.001, nullptr, [queue] { queue->async(Job()); });
   timer->start();
   std::vector<ActivitySpan> all;
   struct Expected {

@@ -240,7 +240,7 @@ def row(name, who, operations, outcomes, asked, ran=None, arguments=None):
     lines, questions, errors = run(who, operations, **(arguments or {}))
     got, done = ' '.join(lines), reached()[before:]
     if ran is None:
-        ran = ' '.join(o.lstrip('+') for o, line in zip(operations, outcomes.split()) if line == 'ok')
+        ran = ' '.join(o.lstrip('!+') for o, line in zip(operations, outcomes.split()) if line == 'ok')
     expected = ['echo' if o[:3] in ('big', 'dee') else o for o in ran.split()]
     wrong = got != outcomes or asked not in (None, len(questions)) or done != expected
     if wrong:
