@@ -136,8 +136,8 @@ WHY = {
     "lines of a file of 1 GiB, for each MiB":
         "A line is a string of its own whose UTF-8 was checked; fgets() copies bytes into the same buffer.",
     "GET on loopback, 1 KiB":
-        "Each request has a handle of its own on libcurl's multi interface, so that many run side by side and each can be "
-        "cancelled; the peer uses one handle again. The kernel's share on loopback differs from run to run.",
+        "Each request has a handle of its own on libcurl's multi interface, so that many run side by side and each can "
+        "be cancelled; the peer uses one handle again. The kernel's share on loopback differs from run to run.",
     "settings, durable write of an integer":
         "Beyond SQLite's own write the change is announced to other processes, and the files are looked at in case "
         "somebody removed them.",
